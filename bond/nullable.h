@@ -1,0 +1,124 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "bond/blob.h"
+
+namespace bond {
+
+namespace detail {
+
+template <class T>
+struct is_inline_in_nullable : std::bool_constant<!std::is_class_v<T>> {};
+template <>
+struct is_inline_in_nullable<std::string> : std::true_type {};
+template <>
+struct is_inline_in_nullable<blob> : std::true_type {};
+template <class T>
+struct is_inline_in_nullable<std::vector<T>> : std::true_type {};
+template <class K, class V>
+struct is_inline_in_nullable<std::map<K, V>> : std::true_type {};
+
+/// A value on the heap that copies deeply: a pointer wide while a record leaves the field unset.
+template <class T>
+class HeapOptional {
+ public:
+  HeapOptional() = default;
+  HeapOptional(const HeapOptional& other)
+      : value_(other.value_ ? std::make_unique<T>(*other.value_) : nullptr) {}
+  HeapOptional(HeapOptional&&) noexcept = default;
+  HeapOptional& operator=(const HeapOptional& other) {
+    if (this != &other) *this = HeapOptional(other);
+    return *this;
+  }
+  HeapOptional& operator=(HeapOptional&&) noexcept = default;
+  ~HeapOptional() = default;
+
+  template <class... Args>
+  void emplace(Args&&... args) {
+    value_ = std::make_unique<T>(std::forward<Args>(args)...);
+  }
+  void reset() noexcept { value_.reset(); }
+  explicit operator bool() const noexcept { return value_ != nullptr; }
+  T& operator*() noexcept { return *value_; }
+  const T& operator*() const noexcept { return *value_; }
+
+ private:
+  std::unique_ptr<T> value_;
+};
+
+}  // namespace detail
+
+/// A value of `T`, or none. Scalars, texts, blobs and containers stand inside the object, any other
+/// record on the heap. There is no implicit way in from a `T`: a value is given with `set`.
+template <class T>
+class nullable {
+ public:
+  using value_type = T;
+
+  nullable() = default;
+  explicit nullable(const T& value) { storage_.emplace(value); }
+  explicit nullable(T&& value) { storage_.emplace(std::move(value)); }
+
+  nullable(const nullable&) = default;
+  nullable& operator=(const nullable&) = default;
+  nullable(nullable&& other) noexcept : storage_(std::move(other.storage_)) { other.reset(); }
+  nullable& operator=(nullable&& other) noexcept {
+    if (this != &other) {
+      storage_ = std::move(other.storage_);
+      other.reset();
+    }
+    return *this;
+  }
+  ~nullable() = default;
+
+  bool hasvalue() const noexcept { return static_cast<bool>(storage_); }
+  bool empty() const noexcept { return !hasvalue(); }
+  explicit operator bool() const noexcept { return hasvalue(); }
+
+  /// The value. Unchecked: asking an empty nullable is undefined.
+  T& value() noexcept { return *storage_; }
+  const T& value() const noexcept { return *storage_; }
+  T& operator*() noexcept { return *storage_; }
+  const T& operator*() const noexcept { return *storage_; }
+  T* operator->() noexcept { return &*storage_; }
+  const T* operator->() const noexcept { return &*storage_; }
+
+  /// Makes a default value if there is none; a value that is there is kept.
+  T& set() {
+    if (!storage_) storage_.emplace();
+    return *storage_;
+  }
+  void set(const T& value) { storage_ ? void(*storage_ = value) : void(storage_.emplace(value)); }
+  void set(T&& value) {
+    storage_ ? void(*storage_ = std::move(value)) : void(storage_.emplace(std::move(value)));
+  }
+
+  void reset() noexcept { storage_.reset(); }
+  void clear() noexcept { storage_.reset(); }
+  void swap(nullable& other) noexcept { std::swap(storage_, other.storage_); }
+
+  /// Both empty, or both set with equal values.
+  friend bool operator==(const nullable& left, const nullable& right) {
+    if (left.hasvalue() != right.hasvalue()) return false;
+    return left.empty() || *left == *right;
+  }
+
+ private:
+  std::conditional_t<detail::is_inline_in_nullable<T>::value, std::optional<T>,
+                     detail::HeapOptional<T>>
+      storage_;
+};
+
+template <class T>
+void swap(nullable<T>& left, nullable<T>& right) noexcept {
+  left.swap(right);
+}
+
+}  // namespace bond

@@ -1,0 +1,20 @@
+# What all targets of the project share: the language, the warnings, the include root (the
+# repository's own) and the sanitizers.
+function(korvane_target target)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    target_include_directories(${target} INTERFACE ${PROJECT_SOURCE_DIR})
+    target_compile_features(${target} INTERFACE cxx_std_20)
+    return()
+  endif()
+  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+  if(KORVANE_SANITIZE)
+    target_compile_options(${target} PRIVATE
+      -fsanitize=${KORVANE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(${target} PUBLIC -fsanitize=${KORVANE_SANITIZE})
+  endif()
+endfunction()

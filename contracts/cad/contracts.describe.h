@@ -1,0 +1,23 @@
+#pragma once
+
+/// The descriptions of all contracts of this folder.
+#include "contracts/cad/bar_spacer.describe.h"
+#include "contracts/cad/contracts.h"
+#include "contracts/cad/diff_state.describe.h"
+#include "contracts/cad/end_treatment.describe.h"
+#include "contracts/cad/fabric.describe.h"
+#include "contracts/cad/fabric_type.describe.h"
+#include "contracts/cad/hook.describe.h"
+#include "contracts/cad/image_options.describe.h"
+#include "contracts/cad/material.describe.h"
+#include "contracts/cad/mounting_part.describe.h"
+#include "contracts/cad/project.describe.h"
+#include "contracts/cad/rebar.describe.h"
+#include "contracts/cad/rebar_geometry.describe.h"
+#include "contracts/cad/rebar_params.describe.h"
+#include "contracts/cad/revision.describe.h"
+#include "contracts/cad/sheet.describe.h"
+#include "contracts/cad/table_filter.describe.h"
+#include "contracts/cad/textblock.describe.h"
+#include "contracts/common/batch.describe.h"
+#include "contracts/common/optional_value.describe.h"

@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string_view>
+
+#include "bond/describe.h"
+#include "contracts/common/batch.h"
+
+template <class Item>
+struct bond::Describe<korvane::Batch<Item>> {
+  using T = korvane::Batch<Item>;
+  using type_parameter = Item;
+  static constexpr std::string_view qualified_name = "korvane.Batch";
+  static constexpr auto fields(auto&& list) { return list(Field<0, &T::items>{"items"}); }
+};

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+#include "bond/describe.h"
+#include "contracts/geometry/coordinate_system.h"
+#include "contracts/geometry/point.describe.h"
+#include "contracts/geometry/vector.describe.h"
+
+template <>
+struct bond::Describe<korvane::model::geometry::CoordinateSystem> {
+  using T = korvane::model::geometry::CoordinateSystem;
+  static constexpr std::string_view qualified_name = "korvane.model.geometry.CoordinateSystem";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::origin>{"origin"}, Field<1, &T::x>{"x"}, Field<2, &T::z>{"z"});
+  }
+};

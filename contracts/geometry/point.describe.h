@@ -1,0 +1,25 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+#include "bond/describe.h"
+#include "contracts/geometry/point.h"
+
+template <>
+struct bond::Describe<korvane::model::geometry::Point3d> {
+  using T = korvane::model::geometry::Point3d;
+  static constexpr std::string_view qualified_name = "korvane.model.geometry.Point3d";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"}, Field<2, &T::z>{"z"});
+  }
+};
+
+template <>
+struct bond::Describe<korvane::model::geometry::Point2> {
+  using T = korvane::model::geometry::Point2;
+  static constexpr std::string_view qualified_name = "korvane.model.geometry.Point2";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"});
+  }
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+#include "bond/describe.h"
+#include "contracts/geometry/vector.h"
+
+template <>
+struct bond::Describe<korvane::model::geometry::Vector2> {
+  using T = korvane::model::geometry::Vector2;
+  static constexpr std::string_view qualified_name = "korvane.model.geometry.Vector2";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"});
+  }
+};
+
+template <>
+struct bond::Describe<korvane::model::geometry::Vector3> {
+  using T = korvane::model::geometry::Vector3;
+  static constexpr std::string_view qualified_name = "korvane.model.geometry.Vector3";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"}, Field<2, &T::z>{"z"});
+  }
+};

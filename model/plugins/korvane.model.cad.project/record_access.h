@@ -1,0 +1,180 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <Poco/Data/Binding.h>
+#include <Poco/Data/Extraction.h>
+#include <Poco/Data/LOB.h>
+#include <Poco/Data/Range.h>
+#include <Poco/Data/Session.h>
+#include <Poco/Data/Statement.h>
+
+#include "contracts/common/batch.h"
+#include "contracts/encoding/record_codec.h"
+#include "model/plugins/korvane.model.cad.project/transaction_scope.h"
+#include "platform/log/log.h"
+
+/// The row contract of the tables material, fabric_type, sheet and revision, served once: the
+/// columns `id` and `uid` are the truth for identity, `raw` for everything else. All of it runs on
+/// the one session that is given, in the caller's thread, and keeps nothing between calls. A
+/// session without a connection raises Poco::Data::NotConnectedException with the connection
+/// string; a `raw` that is empty or damaged raises what the decoder raises. Table names are
+/// literals, never a client's text.
+namespace korvane::model::cad {
+
+/// `record` as it goes into a column `raw`: the bytes are the blob's own.
+template <class T>
+Poco::Data::BLOB serialize_record(const T& record) {
+  const bond::blob bytes = encoding::encode(record);
+  return {reinterpret_cast<const unsigned char*>(bytes.content()), bytes.size()};
+}
+
+/// Decodes `raw` into `out` without resetting it first: what the bytes leave out stays as it was.
+template <class T>
+void deserialize_record_into(const Poco::Data::BLOB& raw, T& out) {
+  encoding::decode_into(raw.rawContent(), static_cast<std::uint32_t>(raw.size()), out);
+}
+
+template <class T>
+T deserialize_record(const Poco::Data::BLOB& raw) {
+  T record{};
+  deserialize_record_into(raw, record);
+  return record;
+}
+
+/// A new text uid: 36 characters, lower case, of a random version 4 UUID. Throws
+/// boost::uuids::entropy_error when the random source fails.
+std::string generate_uid();
+
+/// What an insert names: the table, and the columns in binding order.
+struct InsertSpec {
+  std::string table;
+  std::vector<std::string> columns;
+};
+
+/// "insert into t (a,b) values (?,?)".
+std::string make_insert_sql(const InsertSpec& spec);
+
+/// One row at each execution.
+inline Poco::Data::Range one_row() { return {0, 1, false}; }
+
+/// Executes a statement made with `one_row` once per row and calls `take_row` after each. The test
+/// of `done` matters: a finished statement would start over.
+template <class TakeRow>
+void for_each_row(Poco::Data::Statement& statement, TakeRow take_row) {
+  while (!statement.done() && statement.execute(true) != 0) take_row();
+}
+
+/// Fetches one record by `ref.id` and, if that is not set or misses, by `ref.uid`. Returns whether
+/// there was a row; `out` then holds its record with `id` and `uid` from the row, and is untouched
+/// otherwise. Set values are looked up as they are: -1, 0 and the empty text mean nothing special.
+template <class T, class Ref>
+bool get_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref, T& out) {
+  using namespace Poco::Data::Keywords;
+  Poco::Data::BLOB raw;
+  std::string uid;
+  std::int32_t id = -1;
+  if (ref.id) {
+    Poco::Data::Statement by_id =
+        (session << "select uid, raw from " + table + " where id = ?", into(uid), into(raw),
+         Poco::Data::Keywords::bind(ref.id.value()), one_row());
+    if (by_id.execute(true) == 1) {
+      deserialize_record_into(raw, out);
+      out.id = ref.id.value();
+      out.uid = uid;
+      return true;
+    }
+  }
+  if (ref.uid) {
+    Poco::Data::Statement by_uid =
+        (session << "select id, raw from " + table + " where uid = ?", into(id), into(raw),
+         Poco::Data::Keywords::bind(ref.uid.value()), one_row());
+    if (by_uid.execute(true) == 1) {
+      deserialize_record_into(raw, out);
+      out.id = id;
+      out.uid = ref.uid.value();
+      return true;
+    }
+  }
+  return false;
+}
+
+/// Appends the records that `statement_of` selects as id, uid and raw to `items`, in scan order.
+/// `statement_of(id, uid, raw)` makes the statement over those three variables.
+template <class T, class StatementOf>
+void append_records(std::vector<T>& items, StatementOf statement_of) {
+  Poco::Data::BLOB raw;
+  std::int32_t id = -1;
+  std::string uid;
+  Poco::Data::Statement statement = statement_of(id, uid, raw);
+  for_each_row(statement, [&] {
+    T record = deserialize_record<T>(raw);
+    record.id = id;
+    record.uid = uid;
+    items.push_back(std::move(record));
+  });
+}
+
+/// Appends every record of `table` to `out.items`, in the order in which the engine scans them.
+/// Logs "list_t_impl: tbl_id=" and the table at severity 0.
+template <class T>
+void list_t_impl(Poco::Data::Session& session, const std::string& table, Batch<T>& out) {
+  using namespace Poco::Data::Keywords;
+  BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::trace)
+      << L"list_t_impl: tbl_id=" << krv::log::widen(table);
+  append_records(out.items, [&](std::int32_t& id, std::string& uid, Poco::Data::BLOB& raw) {
+    return Poco::Data::Statement((session << "select id, uid, raw from " + table, into(id),
+                                  into(uid), into(raw), one_row()));
+  });
+}
+
+/// Deletes the row of `ref.id` or, only if that is not set, of `ref.uid`. A row that is not there
+/// is no error. Throws std::runtime_error "id or uid required" when neither is set, and the data
+/// layer's constraint exception for a catalogue row in use; nothing is deleted then.
+template <class Ref>
+void delete_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref) {
+  using namespace Poco::Data::Keywords;
+  TransactionScope scope(session);
+  if (ref.id) {
+    session << "delete from " + table + " where id = ?", Poco::Data::Keywords::bind(ref.id.value()),
+        now;
+  } else if (ref.uid) {
+    session << "delete from " + table + " where uid = ?",
+        Poco::Data::Keywords::bind(ref.uid.value()), now;
+  } else {
+    throw std::runtime_error("id or uid required");
+  }
+  scope.commit();
+}
+
+/// The sequence of every create: `raw` is made of the record as it came, before a uid is generated
+/// for it if it has none; `insert(record, raw)` runs the insert; `reply` gets the row's uid and id.
+template <class T, class Ref, class Insert>
+void create_t_impl(Poco::Data::Session& session, const std::string& table, T& record, Ref& reply,
+                   Insert insert) {
+  using namespace Poco::Data::Keywords;
+  TransactionScope scope(session);
+  Poco::Data::BLOB raw = serialize_record(record);
+  if (record.uid.empty()) record.uid = generate_uid();
+  insert(record, raw);
+  reply.uid.set_value() = record.uid;
+  session << "select max(id) from " + table, into(reply.id.set_value()), now;
+  scope.commit();
+}
+
+/// The sequence of every update: `update(record, raw)` runs the statement, whose last parameter is
+/// the record's `id`. An `id` that matches no row changes nothing and is no error.
+template <class T, class Update>
+void update_t_impl(Poco::Data::Session& session, T& record, Update update) {
+  TransactionScope scope(session);
+  Poco::Data::BLOB raw = serialize_record(record);
+  update(record, raw);
+  scope.commit();
+}
+
+}  // namespace korvane::model::cad

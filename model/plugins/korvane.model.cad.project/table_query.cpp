@@ -1,0 +1,108 @@
+#include "model/plugins/korvane.model.cad.project/table_query.h"
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <Poco/Data/LOB.h>
+#include <Poco/Data/MetaColumn.h>
+#include <Poco/Data/RecordSet.h>
+#include <Poco/Data/Statement.h>
+#include <Poco/Dynamic/Var.h>
+
+#include "platform/log/log.h"
+
+namespace korvane::model::cad {
+
+namespace {
+
+using krv::log::get_global_log;
+using krv::log::widen;
+
+[[noreturn]] void refuse(const char* text) {
+  BOOST_LOG_SEV(get_global_log(), krv::log::refused) << widen(text);
+  throw std::runtime_error(text);
+}
+
+/// Other parameters are ignored, and so is a "query" that is no text.
+const std::string& query_text(const table::GET_TABLE& request) {
+  const auto entry = request.params.find("query");
+  if (entry == request.params.end() || entry->second.value_string.empty() ||
+      entry->second.value_string->empty()) {
+    refuse("No query or empty query");
+  }
+  return *entry->second.value_string;
+}
+
+VariantKind column_kind(Poco::Data::MetaColumn::ColumnDataType type) {
+  using Column = Poco::Data::MetaColumn;
+  switch (type) {
+    // This connector reports a declared INTEGER as 64 bits, older ones as 32. A client sees 32 bits
+    // either way: the kind says so, and a larger value fails in the conversion of its cell.
+    case Column::FDT_INT64:
+    case Column::FDT_INT32:
+      return VariantKind::kInt32;
+    case Column::FDT_DOUBLE:
+      return VariantKind::kDouble;
+    case Column::FDT_STRING:
+      return VariantKind::kString;
+    case Column::FDT_BLOB:
+    case Column::FDT_CLOB:
+      return VariantKind::kBlob;
+    default:
+      refuse("unsupported return type");
+  }
+}
+
+Variant cell_of(const Poco::Dynamic::Var& value) {
+  Variant cell;
+  if (value.isInteger()) {
+    cell.value_int32.set(value.convert<Poco::Int32>());
+  } else if (value.isNumeric()) {
+    cell.value_double.set(value.convert<double>());
+  } else if (value.isString()) {
+    cell.value_string.set(value.convert<std::string>());
+  } else if (value.type() == typeid(Poco::Data::BLOB)) {
+    cell.value_string.set(value.toString());
+  } else {
+    BOOST_LOG_SEV(get_global_log(), krv::log::refused)
+        << L"unhandled cell type: " << widen(value.type().name());
+  }
+  return cell;
+}
+
+}  // namespace
+
+void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& request,
+                      table::TABLE& reply) {
+  if (request.kind != "sql:raw") {
+    BOOST_LOG_SEV(get_global_log(), krv::log::refused)
+        << L"unhandled query kind: " << widen(request.kind);
+    return;
+  }
+  const std::string& query = query_text(request);
+  BOOST_LOG_SEV(get_global_log(), krv::log::trace)
+      << L"query_table_impl: statement=" << widen(query);
+  Poco::Data::Statement statement = (session << query, Poco::Data::Keywords::now);
+  const Poco::Data::RecordSet records(statement);
+  // The number is that of the columns, whatever the line calls it.
+  BOOST_LOG_SEV(get_global_log(), krv::log::trace)
+      << L"query_table_impl returned " << records.columnCount() << L" records";
+  for (std::size_t i = 0; i < records.columnCount(); ++i) {
+    table::TableColumn column;
+    column.name = records.columnName(i);
+    column.kind = static_cast<std::int32_t>(column_kind(records.columnType(i)));
+    reply.columns.push_back(std::move(column));
+  }
+  for (Poco::Data::RecordSet::Iterator it = records.begin(); it != records.end(); ++it) {
+    const Poco::Data::Row& row = *it;
+    std::vector<Variant> cells;
+    cells.reserve(row.values().size());
+    for (const Poco::Dynamic::Var& value : row.values()) cells.push_back(cell_of(value));
+    reply.rows.push_back(std::move(cells));
+  }
+}
+
+}  // namespace korvane::model::cad

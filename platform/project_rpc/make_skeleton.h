@@ -1,0 +1,34 @@
+#pragma once
+
+#include <array>
+#include <utility>
+
+#include "bond/describe.h"
+#include "contracts/encoding/record_codec.h"
+#include "platform/rpc4/operation.h"
+
+/// What the sources of the skeletons are made of.
+namespace korvane::rpc {
+
+/// One entry of a skeleton's operation table; `deliver` calls the three-argument overload.
+template <class Service, class Request, class Reply,
+          void (Service::*Deliver)(Request, Reply&, const krv::rpc4::PeerInfo&)>
+constexpr krv::rpc4::Operation operation(std::string_view name) {
+  return {name, bond::Describe<Request>::qualified_name, bond::Describe<Reply>::qualified_name,
+          [](void* service, const bond::blob& request, const krv::rpc4::PeerInfo& peer) {
+            Reply reply{};
+            (static_cast<Service*>(service)->*Deliver)(encoding::decode<Request>(request), reply,
+                                                       peer);
+            return encoding::encode(reply);
+          }};
+}
+
+}  // namespace korvane::rpc
+
+#define KORVANE_DELIVER_OPERATION(name, Request, Reply)                            \
+  void Skeleton::name(Request request, Reply& reply, const krv::rpc4::PeerInfo&) { \
+    name(std::move(request), reply);                                               \
+  }
+
+#define KORVANE_TABLE_ENTRY(name, Request, Reply) \
+  rpc::operation<Skeleton, Request, Reply, &Skeleton::name>(#name),

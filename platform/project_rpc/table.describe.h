@@ -1,0 +1,35 @@
+#pragma once
+
+#include <array>
+#include <string_view>
+
+#include "bond/describe.h"
+#include "contracts/common/variant.describe.h"
+#include "platform/project_rpc/table.h"
+
+template <>
+struct bond::Describe<korvane::model::table::GET_TABLE> {
+  using T = korvane::model::table::GET_TABLE;
+  static constexpr std::string_view qualified_name = "korvane.model.table.GET_TABLE";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::kind>{"kind"}, Field<1, &T::params>{"params"});
+  }
+};
+
+template <>
+struct bond::Describe<korvane::model::table::TableColumn> {
+  using T = korvane::model::table::TableColumn;
+  static constexpr std::string_view qualified_name = "korvane.model.table.TableColumn";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::name>{"name"}, Field<1, &T::kind>{"kind"}.stated());
+  }
+};
+
+template <>
+struct bond::Describe<korvane::model::table::TABLE> {
+  using T = korvane::model::table::TABLE;
+  static constexpr std::string_view qualified_name = "korvane.model.table.TABLE";
+  static constexpr auto fields(auto&& list) {
+    return list(Field<0, &T::columns>{"columns"}, Field<1, &T::rows>{"rows"});
+  }
+};
