@@ -82,7 +82,9 @@ class StderrBackend
  public:
   void consume(const boost::log::record_view& record) {
     const auto message = boost::log::extract<std::wstring>("Message", record);
-    std::string line = "[" + std::to_string(severity_of(record.attribute_values())) + "] ";
+    std::string line = "[";
+    line += std::to_string(severity_of(record.attribute_values()));
+    line += "] ";
     if (message) line += narrow(message.get());
     line += '\n';
     std::cerr << line;

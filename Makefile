@@ -1,0 +1,53 @@
+# Thin: every target is a preset of CMake's. `make run` and `make test` need nothing but this
+# repository and a Debian 12.
+.DEFAULT_GOAL := help
+.PHONY: help packages run test asan tsan bench fuzz format check-format lint clean
+
+PROJECT := build/release/guideline.db
+BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
+  --benchmark_report_aggregates_only=true --benchmark_min_time=0.5
+FUZZ_SECONDS := 60
+SOURCES = $(shell git ls-files '*.h' '*.cpp')
+
+help: ## list the targets
+	@grep -hE '^[a-z-]+:.*##' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## /  make \1\t/' | expand -t 22
+
+packages:
+	@scripts/install-packages.sh
+
+build-%: packages
+	@echo "== build: $*"
+	@cmake --preset $* >build-$*.log || { cat build-$*.log; rm -f build-$*.log; exit 1; }
+	@rm -f build-$*.log
+	@cmake --build --preset $*
+
+run: build-release ## install, build, import examples/guideline.abs into a new project and print it
+	@rm -f $(PROJECT)
+	@echo "== import: examples/guideline.abs into $(PROJECT)"
+	@build/release/bin/korvane import examples/guideline.abs --project $(PROJECT)
+
+test: build-dev ## install, build and run all tests
+	@echo "== test"
+	@ctest --preset dev --no-tests=error
+
+asan tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
+	@ctest --preset $* --no-tests=error
+
+bench: build-bench ## the benchmarks, with their ratios
+	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
+
+fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
+	@mkdir -p build/fuzz/corpus
+	@build/fuzz/fuzz/decode_fuzzer -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus
+
+format: ## format all sources
+	@clang-format -i $(SOURCES)
+
+check-format: packages
+	@clang-format --dry-run --Werror $(SOURCES)
+
+lint: build-dev ## clang-tidy over all sources
+	@run-clang-tidy -quiet -p build/dev '^$(CURDIR)/(bench|bond|contracts|host|model|platform|tests|tools)/'
+
+clean: ## remove what was built
+	@rm -rf build

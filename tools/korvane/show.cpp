@@ -1,0 +1,150 @@
+#include "tools/korvane/show.h"
+
+#include <map>
+#include <stdexcept>
+#include <utility>
+
+#include "tools/korvane/text_table.h"
+
+namespace korvane::tool {
+
+namespace table = model::table;
+
+using namespace model::cad;  // NOLINT(google-build-using-namespace): this file speaks of little
+                             // else
+
+namespace {
+
+using Align = TextTable::Align;
+
+/// The legs in order with the bend after each: "400 (90°) 600", a curved leg as "R400 (45°)".
+std::string shape_legs(const RebarGeometry& geometry) {
+  std::string text;
+  const auto append = [&](const std::string& piece) { text += (text.empty() ? "" : " ") + piece; };
+  for (const GeometryObject& piece : geometry.objects) {
+    if (piece.length.hasvalue()) append(format_number(*piece.length));
+    if (piece.radius.hasvalue()) append("R" + format_number(*piece.radius));
+    if (piece.angle.hasvalue() && *piece.angle != 0) {
+      append("(" + format_number(*piece.angle) + "°)");
+    }
+  }
+  return text;
+}
+
+std::string treatment_text(const char* end, const bond::nullable<EndTreatment>& treatment) {
+  if (treatment.empty()) return {};
+  std::string text = end;
+  for (const std::string* part : {&treatment->type, &treatment->manufacturer, &treatment->model}) {
+    if (!part->empty()) text += " " + *part;
+  }
+  return text;
+}
+
+std::string treatments_text(const Rebar& bar) {
+  const std::string start = treatment_text("start:", bar.end_treatment_start);
+  const std::string end = treatment_text("end:", bar.end_treatment_end);
+  return start.empty() || end.empty() ? start + end : start + ", " + end;
+}
+
+std::string mark_text(const Rebar& bar) {
+  return bar.submark.hasvalue() ? bar.mark + "." + *bar.submark : bar.mark;
+}
+
+std::map<std::int32_t, std::string> material_names(Project_Service& project) {
+  Batch<Material> materials;
+  project.list_materials({}, materials);
+  std::map<std::int32_t, std::string> names;
+  for (const Material& material : materials.items) names[material.id] = material.identity.name;
+  return names;
+}
+
+std::string cell_text(const Variant& cell) {
+  if (cell.value_int32.hasvalue()) return std::to_string(*cell.value_int32);
+  if (cell.value_double.hasvalue()) return format_number(*cell.value_double);
+  if (cell.value_string.hasvalue()) return *cell.value_string;
+  return {};
+}
+
+/// Expressions come as text from the database: to a reader they are numbers all the same.
+void print_query(Project_Service& project, const std::string& sql, std::ostream& output) {
+  table::GET_TABLE request;
+  request.kind = "sql:raw";
+  request.params["query"].value_string.set(sql);
+  table::TABLE result;
+  project.query_table(std::move(request), result);
+  std::vector<TextTable::Column> columns;
+  for (const table::TableColumn& column : result.columns) {
+    columns.push_back({column.name, Align::right});
+  }
+  TextTable text(std::move(columns));
+  for (const auto& row : result.rows) {
+    std::vector<std::string> cells;
+    for (const Variant& cell : row) cells.push_back(cell_text(cell));
+    text.add_row(std::move(cells));
+  }
+  text.print(output);
+}
+
+}  // namespace
+
+void show_revision(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  RevisionRef ref;
+  ref.id = rev_id;
+  Revision revision;
+  project.get_revision(ref, revision);
+  SheetRef sheet_ref;
+  sheet_ref.id = revision.sheet_id;
+  Sheet sheet;
+  project.get_sheet(std::move(sheet_ref), sheet);
+  Batch<Rebar> bars;
+  project.get_rebars(std::move(ref), bars);
+  const std::map<std::int32_t, std::string> steel = material_names(project);
+
+  output << "Sheet " << sheet.name << ", revision "
+         << (revision.name.empty() ? "(unnamed)" : revision.name) << ": " << bars.items.size()
+         << " bar marks\n\n";
+  TextTable schedule({{"mark", Align::left},
+                      {"count", Align::right},
+                      {"diameter", Align::right},
+                      {"length", Align::right},
+                      {"shape legs", Align::left},
+                      {"steel", Align::left},
+                      {"treatments", Align::left}});
+  for (const Rebar& bar : bars.items) {
+    const double pieces = bar.total_bars == 0 ? 1 : bar.total_bars;
+    const auto material = bar.material_id.hasvalue() ? steel.find(*bar.material_id) : steel.end();
+    schedule.add_row({mark_text(bar), std::to_string(bar.total_bars),
+                      format_number(bar.bar_diameter), format_number(bar.total_length / pieces),
+                      shape_legs(bar.geometry), material == steel.end() ? "" : material->second,
+                      treatments_text(bar)});
+  }
+  schedule.print(output);
+
+  output << "\nSteel by diameter:\n\n";
+  print_query(project,
+              "select bar_diameter as diameter, sum(total_bars) as bars, "
+              "round(sum(total_length) / 1000, 2) as metres, "
+              "round(sum(total_length * bartype_mass_per_length) / 1000, 2) as kilograms "
+              "from rebar where rev_id = " +
+                  std::to_string(rev_id) + " group by bar_diameter order by bar_diameter",
+              output);
+}
+
+void show_project(Project_Service& project, const std::string* revision, std::ostream& output) {
+  Batch<Revision> revisions;
+  project.list_revisions({}, revisions);
+  bool is_first = true;
+  for (const Revision& candidate : revisions.items) {
+    if (revision != nullptr && candidate.name != *revision) continue;
+    if (!is_first) output << '\n';
+    is_first = false;
+    show_revision(project, candidate.id, output);
+  }
+  if (!is_first) return;
+  if (revision != nullptr) {
+    throw std::runtime_error("no revision \"" + *revision + "\" in this project");
+  }
+  output << "This project has no revisions.\n";
+}
+
+}  // namespace korvane::tool

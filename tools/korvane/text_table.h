@@ -1,0 +1,37 @@
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <vector>
+
+namespace korvane::tool {
+
+/// A table of text in aligned columns, for a terminal. Texts are UTF-8; a code point is one cell
+/// wide.
+class TextTable {
+ public:
+  enum class Align { left, right };
+
+  struct Column {
+    std::string title;
+    Align align = Align::left;
+  };
+
+  explicit TextTable(std::vector<Column> columns);
+
+  /// Adds a row of as many cells as there are columns.
+  void add_row(std::vector<std::string> cells);
+
+  /// Prints titles, a rule and the rows, two blanks between columns and none at a line's end.
+  void print(std::ostream& output) const;
+
+ private:
+  std::vector<Column> columns_;
+  std::vector<std::vector<std::string>> rows_;
+};
+
+/// A number without needless digits: "12", "0.888", "45.58". At most `decimals` digits behind the
+/// point, rounded.
+std::string format_number(double value, int decimals = 3);
+
+}  // namespace korvane::tool
