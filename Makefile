@@ -17,8 +17,8 @@ packages:
 
 build-%: packages
 	@echo "== build: $*"
-	@cmake --preset $* >build-$*.log || { cat build-$*.log; rm -f build-$*.log; exit 1; }
-	@rm -f build-$*.log
+	@mkdir -p build
+	@cmake --preset $* >build/$*-configure.log || { cat build/$*-configure.log; exit 1; }
 	@cmake --build --preset $*
 
 run: build-release ## install, build, import examples/guideline.abs into a new project and print it

@@ -149,6 +149,10 @@ ScheduleFile read_schedule(const std::string& filename, const ScheduleNames& nam
       schedule.remarks.push_back("line " + std::to_string(record.line) +
                                  ": the stated weight was taken as that of all pieces");
     }
+    if (bar.rebar.bar_type_mass_per_length == 0) {
+      schedule.remarks.push_back("line " + std::to_string(record.line) +
+                                 ": no weight is stated; the mass per metre is 0");
+    }
     if (bar.sheet.empty()) bar.sheet = std::filesystem::path(filename).stem().string();
     if (names.sheet) bar.sheet = *names.sheet;
     if (names.revision) bar.revision = *names.revision;

@@ -10,10 +10,12 @@
 #include "tools/korvane/embedded_project.h"
 #include "tools/korvane/import.h"
 #include "tools/korvane/show.h"
+#include "tools/korvane/text_table.h"
 
 namespace {
 
 using korvane::tool::EmbeddedProject;
+using korvane::tool::format_count;
 
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
@@ -36,12 +38,12 @@ void run_import(const Options& options) {
   EmbeddedProject project(options.plugins, options.project);
   const auto revisions = korvane::tool::store_schedule(project.service(), schedule);
   for (const auto& revision : revisions) {
-    std::cerr << "imported " << revision.bars << " bar marks into sheet \"" << revision.sheet
-              << "\", revision \"" << revision.revision << "\"\n";
+    std::cerr << "imported " << format_count(revision.bars, "bar mark") << " into sheet \""
+              << revision.sheet << "\", revision \"" << revision.revision << "\"\n";
   }
   if (revisions.empty()) std::cerr << "no BF2D records in " << options.file << '\n';
   for (const auto& [group, count] : schedule.passed_over) {
-    std::cerr << "passed over " << count << " " << group << (count == 1 ? " record" : " records")
+    std::cerr << "passed over " << format_count(count, group + " record")
               << ": this version imports BF2D only\n";
   }
   bool is_first = true;

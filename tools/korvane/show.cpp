@@ -101,8 +101,8 @@ void show_revision(Project_Service& project, std::int32_t rev_id, std::ostream& 
   const std::map<std::int32_t, std::string> steel = material_names(project);
 
   output << "Sheet " << sheet.name << ", revision "
-         << (revision.name.empty() ? "(unnamed)" : revision.name) << ": " << bars.items.size()
-         << " bar marks\n\n";
+         << (revision.name.empty() ? "(unnamed)" : revision.name) << ": "
+         << format_count(bars.items.size(), "bar mark") << "\n\n";
   TextTable schedule({{"mark", Align::left},
                       {"count", Align::right},
                       {"diameter", Align::right},

@@ -62,4 +62,8 @@ std::string format_number(double value, int decimals) {
   return result == "-0" ? "0" : result;
 }
 
+std::string format_count(std::size_t count, const std::string& noun) {
+  return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 }  // namespace korvane::tool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -33,5 +34,8 @@ class TextTable {
 /// A number without needless digits: "12", "0.888", "45.58". At most `decimals` digits behind the
 /// point, rounded.
 std::string format_number(double value, int decimals = 3);
+
+/// "1 bar mark", "12 bar marks".
+std::string format_count(std::size_t count, const std::string& noun);
 
 }  // namespace korvane::tool

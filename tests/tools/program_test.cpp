@@ -1,0 +1,134 @@
+// The program itself, as a person runs it.
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <sys/wait.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/temporary_folder.h"
+
+namespace korvane {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+struct Outcome {
+  int exit_code = 0;
+  std::string out;
+  std::string err;
+};
+
+std::string text_of(const std::string& filename) {
+  std::ifstream file(filename, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+class Program : public testing::Test {
+ protected:
+  Outcome run(const std::string& arguments) {
+    const std::string out = folder_.file("out");
+    const std::string err = folder_.file("err");
+    const std::string command =
+        std::string(KORVANE_PROGRAM) + " " + arguments + " >" + out + " 2>" + err;
+    const int status = std::system(command.c_str());
+    return {WEXITSTATUS(status), text_of(out), text_of(err)};
+  }
+  std::string project() const { return folder_.file("project.db"); }
+  std::string import_guideline() const {
+    return "import " KORVANE_EXAMPLES "/guideline.abs --project " + project();
+  }
+
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(Program, ImportPrintsTheScheduleAndWhatItPassedOver) {
+  const Outcome outcome = run(import_guideline());
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.out, text_of(KORVANE_TEST_DATA "/tools/guideline.txt"));
+  EXPECT_THAT(outcome.err, HasSubstr("imported 13 bar marks into sheet \"417\", revision \"a\"\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("passed over 1 BF3D record: "));
+}
+
+TEST_F(Program, ShowPrintsWhatTheImportPrinted) {
+  const Outcome imported = run(import_guideline());
+  const Outcome shown = run("show " + project());
+  EXPECT_EQ(shown.exit_code, 0);
+  EXPECT_EQ(shown.out, imported.out);
+}
+
+TEST_F(Program, ShowOfOneRevisionLeavesOutTheOthers) {
+  run(import_guideline());
+  run(import_guideline() + " --revision b");
+  const Outcome shown = run("show " + project() + " --revision b");
+  EXPECT_THAT(shown.out, StartsWith("Sheet 417, revision b: 13 bar marks\n"));
+  EXPECT_THAT(shown.out, testing::Not(HasSubstr("revision a")));
+}
+
+TEST_F(Program, ShowOfAnUnknownRevisionFails) {
+  run(import_guideline());
+  const Outcome shown = run("show " + project() + " --revision z");
+  EXPECT_EQ(shown.exit_code, 1);
+  EXPECT_EQ(shown.err, "korvane: no revision \"z\" in this project\n");
+}
+
+TEST_F(Program, AWrongChecksumIsRefusedAndMakesNoProject) {
+  const Outcome outcome =
+      run("import " KORVANE_EXAMPLES "/bad-checksum.abs --project " + project());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.err,
+            "korvane: line 1: wrong checksum: the record states 81, its characters give 91\n");
+  EXPECT_FALSE(std::filesystem::exists(project()));
+}
+
+TEST_F(Program, ShowNeverMakesAProject) {
+  const Outcome outcome = run("show " + project());
+  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_FALSE(std::filesystem::exists(project()));
+}
+
+TEST_F(Program, AProjectInAMissingFolderFailsAtOnceWithTheReason) {
+  const Outcome outcome =
+      run("import " KORVANE_EXAMPLES "/guideline.abs --project " + folder_.file("missing/p.db"));
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("unable to open database file"));
+}
+
+TEST_F(Program, WrongUsageExitsWithTwo) {
+  EXPECT_EQ(run("").exit_code, 2);
+  EXPECT_EQ(run("import").exit_code, 2);
+  EXPECT_EQ(run("show --no-such-option x").exit_code, 2);
+}
+
+TEST_F(Program, HelpOfEachSubcommandEndsInAnExample) {
+  for (const char* subcommand : {"import", "show"}) {
+    const Outcome outcome = run(std::string(subcommand) + " --help");
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_THAT(outcome.out, HasSubstr(std::string("Example:\n  korvane ") + subcommand));
+  }
+}
+
+TEST_F(Program, VerboseShowsThePluginsTraceLines) {
+  const Outcome outcome = run("--verbose " + import_guideline());
+  EXPECT_THAT(outcome.err, HasSubstr("[0] Starting ProjectManager_Service_Impl\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("[0] " + project() + ": exists=0\n"));
+}
+
+TEST_F(Program, AFolderWithoutAPluginIsNamed) {
+  const Outcome outcome = run("--plugins " + folder_.path().string() + " " + import_guideline());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.err.substr(outcome.err.find("korvane:")),
+            "korvane: no plugin in " + folder_.path().string() + " opens projects\n");
+}
+
+}  // namespace
+}  // namespace korvane
