@@ -26,12 +26,13 @@ std::shared_ptr<krv::app::IService> make_plugin() {
 
 }  // namespace
 
-// The record stands alone in its section, where a host finds it without loading the library.
+// The library's one exported record, a pointer to the factory of unstarted plugins. It stands alone
+// in its section, where a host finds it without loading the library.
 #if defined(_WIN32)
 #pragma section("modsvc", read)
-extern "C" __declspec(allocate("modsvc")) const krv::app::ServiceFactory cad_project_manager =
-    &make_plugin;
+#define KORVANE_PLUGIN_RECORD __declspec(allocate("modsvc"))
 #else
-extern "C" __attribute__((section("modsvc"), visibility("default"), used))
-const krv::app::ServiceFactory cad_project_manager = &make_plugin;
+#define KORVANE_PLUGIN_RECORD __attribute__((section("modsvc"), visibility("default")))
 #endif
+
+extern "C" KORVANE_PLUGIN_RECORD const krv::app::ServiceFactory cad_project_manager = &make_plugin;

@@ -25,6 +25,3 @@ class ProjectManagerPlugin : public krv::app::IService {
 };
 
 }  // namespace korvane::model::cad
-
-/// The library's one exported record: a pointer to the factory of unstarted plugins.
-extern "C" const krv::app::ServiceFactory cad_project_manager;
