@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <concepts>
 #include <cstddef>
@@ -20,6 +21,8 @@
 ///                     Field<1, &Sheet::uid>{"uid", {"DbOption", "unique"}});
 ///       }
 ///     };
+///
+/// The description of a generic struct names its parameter as `type_parameter`.
 ///
 /// `fields` hands all fields, in ascending ordinal, to one callable: a visitor. A field's default
 /// is the one of a default-made record and stands nowhere else. Every field is optional.
@@ -62,6 +65,38 @@ concept DescribedWithBase = Described<T> && requires {
 /// The name behind the last dot.
 constexpr std::string_view plain_name(std::string_view qualified_name) {
   return qualified_name.substr(qualified_name.rfind('.') + 1);
+}
+
+namespace detail {
+
+template <class T>
+constexpr auto type_name_storage() {
+  constexpr std::string_view name = Describe<T>::qualified_name;
+  if constexpr (requires { typename Describe<T>::type_parameter; }) {
+    constexpr auto parameter = type_name_storage<typename Describe<T>::type_parameter>();
+    std::array<char, name.size() + parameter.size() + 2> text{};
+    auto* end = std::copy(name.begin(), name.end(), text.begin());
+    *end++ = '<';
+    end = std::copy(parameter.begin(), parameter.end(), end);
+    *end = '>';
+    return text;
+  } else {
+    std::array<char, name.size()> text{};
+    std::copy(name.begin(), name.end(), text.begin());
+    return text;
+  }
+}
+
+template <class T>
+inline constexpr auto type_name_v = type_name_storage<T>();
+
+}  // namespace detail
+
+/// The qualified name, with the parameter of a generic struct:
+/// "korvane.Batch<korvane.model.cad.Rebar>".
+template <Described T>
+constexpr std::string_view type_name() {
+  return {detail::type_name_v<T>.data(), detail::type_name_v<T>.size()};
 }
 
 /// The number of fields that `T` adds to its base.

@@ -14,7 +14,7 @@ namespace korvane::rpc {
 template <class Service, class Request, class Reply,
           void (Service::*Deliver)(Request, Reply&, const krv::rpc4::PeerInfo&)>
 constexpr krv::rpc4::Operation operation(std::string_view name) {
-  return {name, bond::Describe<Request>::qualified_name, bond::Describe<Reply>::qualified_name,
+  return {name, bond::type_name<Request>(), bond::type_name<Reply>(),
           [](void* service, const bond::blob& request, const krv::rpc4::PeerInfo& peer) {
             Reply reply{};
             (static_cast<Service*>(service)->*Deliver)(encoding::decode<Request>(request), reply,

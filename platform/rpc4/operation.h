@@ -11,8 +11,8 @@ namespace krv::rpc4 {
 /// One operation of a service, by name.
 struct Operation {
   std::string_view name;
-  /// Qualified names of the contracts, "korvane.model.cad.RevisionRef"; of a generic one, its own
-  /// name without the parameter.
+  /// Qualified names of the contracts: "korvane.model.cad.RevisionRef",
+  /// "korvane.Batch<korvane.model.cad.Rebar>".
   std::string_view request;
   std::string_view reply;
   /// Decodes the request from Compact Binary, delivers it to the service that `service` points to

@@ -51,12 +51,13 @@ class Program : public testing::Test {
   test::TemporaryFolder folder_;
 };
 
-TEST_F(Program, ImportPrintsTheScheduleAndWhatItPassedOver) {
+TEST_F(Program, ImportPrintsTheScheduleAndWhatItHasStored) {
   const Outcome outcome = run(import_guideline());
   EXPECT_EQ(outcome.exit_code, 0);
   EXPECT_EQ(outcome.out, text_of(KORVANE_TEST_DATA "/tools/guideline.txt"));
-  EXPECT_THAT(outcome.err, HasSubstr("imported 13 bar marks into sheet \"417\", revision \"a\"\n"));
-  EXPECT_THAT(outcome.err, HasSubstr("passed over 1 BF3D record: "));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("imported 16 bar marks, 3 fabric marks and 0 bar spacer marks into sheet "
+                        "\"417\", revision \"a\"\n"));
 }
 
 TEST_F(Program, ShowPrintsWhatTheImportPrinted) {
@@ -70,7 +71,7 @@ TEST_F(Program, ShowOfOneRevisionLeavesOutTheOthers) {
   run(import_guideline());
   run(import_guideline() + " --revision b");
   const Outcome shown = run("show " + project() + " --revision b");
-  EXPECT_THAT(shown.out, StartsWith("Sheet 417, revision b: 13 bar marks\n"));
+  EXPECT_THAT(shown.out, StartsWith("Sheet 417, revision b\n\n16 bar marks:\n"));
   EXPECT_THAT(shown.out, testing::Not(HasSubstr("revision a")));
 }
 
@@ -110,7 +111,7 @@ TEST_F(Program, WrongUsageExitsWithTwo) {
 }
 
 TEST_F(Program, HelpOfEachSubcommandEndsInAnExample) {
-  for (const char* subcommand : {"import", "show"}) {
+  for (const char* subcommand : {"import", "show", "schema"}) {
     const Outcome outcome = run(std::string(subcommand) + " --help");
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_THAT(outcome.out, HasSubstr(std::string("Example:\n  korvane ") + subcommand));
@@ -121,6 +122,13 @@ TEST_F(Program, VerboseShowsThePluginsTraceLines) {
   const Outcome outcome = run("--verbose " + import_guideline());
   EXPECT_THAT(outcome.err, HasSubstr("[0] Starting ProjectManager_Service_Impl\n"));
   EXPECT_THAT(outcome.err, HasSubstr("[0] " + project() + ": exists=0\n"));
+}
+
+TEST_F(Program, SchemaWritesTheFilesThatItPrints) {
+  const Outcome printed = run("schema");
+  EXPECT_EQ(run("schema --output " + folder_.file("contracts")).exit_code, 0);
+  EXPECT_THAT(printed.out, HasSubstr("// korvane.services.bond\n" +
+                                     text_of(folder_.file("contracts/korvane.services.bond"))));
 }
 
 TEST_F(Program, AFolderWithoutAPluginIsNamed) {

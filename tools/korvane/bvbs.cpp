@@ -113,7 +113,11 @@ Record parse_record(std::string_view line, std::size_t number) {
   }
   verify_checksum(line, checksum_at + 1, number);
 
-  Record record{number, std::string(line.substr(0, kGroupLength)), {}, utf8_from_windows1252(line)};
+  Record record{number,
+                std::string(line.substr(0, kGroupLength)),
+                {},
+                utf8_from_windows1252(line),
+                std::any_of(line.begin(), line.end(), [](char c) { return (c & 0x80) != 0; })};
   std::string_view rest = line.substr(kGroupLength + 1, checksum_at - kGroupLength);
   while (!rest.empty() && rest.front() != 'P') {
     if (!is_capital(rest.front())) {

@@ -50,6 +50,8 @@ struct Record {
   std::vector<Block> blocks;
   /// The line as UTF-8, without its end.
   std::string source;
+  /// The line had letters beyond ASCII, which were taken for Windows-1252.
+  bool has_foreign_letters = false;
 
   /// The first block of that letter, or null.
   const Block* find(char block) const;

@@ -5,8 +5,9 @@
 #include <fstream>
 #include <functional>
 #include <stdexcept>
-#include <tuple>
 #include <utility>
+
+#include "tools/korvane/text_table.h"
 
 namespace korvane::tool {
 
@@ -45,9 +46,12 @@ class Names {
   Names(Project_Service& project, Undo& undo) : project_(project), undo_(undo) {
     Batch<Material> materials;
     project_.list_materials({}, materials);
-    for (const Material& material : materials.items) {
-      materials_.emplace(material.identity.name, material.id);
+    for (Material& material : materials.items) {
+      materials_.emplace(material.identity.name, std::move(material));
     }
+    Batch<FabricType> types;
+    project_.list_fabric_type({}, types);
+    for (FabricType& type : types.items) fabric_types_.emplace(type.type_name, std::move(type));
     Batch<Sheet> sheets;
     project_.list_sheets({}, sheets);
     for (const Sheet& sheet : sheets.items) sheets_.emplace(sheet.name, sheet.id);
@@ -58,34 +62,30 @@ class Names {
     }
   }
 
-  std::int32_t material(const std::string& name) {
+  const Material& material(const std::string& name) {
     return find_or_make(materials_, name, [&] {
       Material material;
       material.identity.name = name;
-      MaterialRef ref;
-      project_.create_material(std::move(material), ref);
-      const std::int32_t id = ref.id.value();
-      undo_.add([this_project = &project_, ref = std::move(ref)] {
-        GenericReply reply;
-        this_project->delete_material(ref, reply);
-      });
-      return id;
+      make(material, &Project_Service::create_material, &Project_Service::delete_material);
+      return material;
     });
   }
 
-  std::int32_t sheet(const std::string& name, const std::string& project_name) {
+  /// A type that is there keeps its own dimensions, whatever `wanted` says.
+  const FabricType& fabric_type(FabricType wanted, const std::string& steel) {
+    return find_or_make(fabric_types_, wanted.type_name, [&] {
+      wanted.material = material(steel);
+      make(wanted, &Project_Service::create_fabric_type, &Project_Service::delete_fabric_type);
+      return wanted;
+    });
+  }
+
+  std::int32_t sheet(const std::string& name) {
     return find_or_make(sheets_, name, [&] {
       Sheet sheet;
       sheet.name = name;
-      if (!project_name.empty()) sheet.properties["project"].value_string.set(project_name);
-      SheetRef ref;
-      project_.create_sheet(std::move(sheet), ref);
-      const std::int32_t id = ref.id.value();
-      undo_.add([this_project = &project_, ref = std::move(ref)] {
-        GenericReply reply;
-        this_project->delete_sheet(ref, reply);
-      });
-      return id;
+      make(sheet, &Project_Service::create_sheet, &Project_Service::delete_sheet);
+      return sheet.id;
     });
   }
 
@@ -94,43 +94,117 @@ class Names {
       Revision revision;
       revision.sheet_id = sheet_id;
       revision.name = name;
-      RevisionRef ref;
-      project_.create_revision(std::move(revision), ref);
-      const std::int32_t id = ref.id.value();
-      undo_.add([this_project = &project_, ref = std::move(ref)] {
-        GenericReply reply;
-        this_project->delete_revision(ref, reply);
-      });
-      return id;
+      make(revision, &Project_Service::create_revision, &Project_Service::delete_revision);
+      return revision.id;
     });
   }
 
  private:
-  template <class Key, class Make>
-  static std::int32_t find_or_make(std::map<Key, std::int32_t>& known, const Key& key, Make make) {
+  template <class Key, class Value, class Make>
+  static const Value& find_or_make(std::map<Key, Value>& known, const Key& key, Make make) {
     const auto found = known.find(key);
     if (found != known.end()) return found->second;
-    const std::int32_t id = make();
-    known.emplace(key, id);
-    return id;
+    return known.emplace(key, make()).first->second;
+  }
+
+  /// Creates `record` and gives it the id and uid of its row.
+  template <class T, class Ref>
+  void make(T& record, void (Project_Service::*create)(T, Ref&),
+            void (Project_Service::*remove)(Ref, GenericReply&)) {
+    Ref ref;
+    (project_.*create)(record, ref);
+    record.id = ref.id.value();
+    record.uid = ref.uid.value();
+    undo_.add([&project = project_, remove, ref = std::move(ref)] {
+      GenericReply reply;
+      (project.*remove)(ref, reply);
+    });
   }
 
   Project_Service& project_;
   Undo& undo_;
-  std::map<std::string, std::int32_t> materials_;
+  std::map<std::string, Material> materials_;
+  std::map<std::string, FabricType> fabric_types_;
   std::map<std::string, std::int32_t> sheets_;
   std::map<std::pair<std::int32_t, std::string>, std::int32_t> revisions_;
 };
 
-void require_no_bars(Project_Service& project, const ImportedRevision& revision) {
+RevisionRef revision_ref(std::int32_t id) {
   RevisionRef ref;
-  ref.id = revision.id;
-  Batch<Rebar> bars;
-  project.get_rebars(std::move(ref), bars);
-  if (bars.items.empty()) return;
-  throw std::runtime_error("revision \"" + revision.revision + "\" of sheet \"" + revision.sheet +
-                           "\" has " + std::to_string(bars.items.size()) +
-                           " bars already; name another one with --revision");
+  ref.id = id;
+  return ref;
+}
+
+/// The revisions that an import fills. Each must be empty before.
+class FilledRevisions {
+ public:
+  FilledRevisions(Project_Service& project, Names& names) : project_(project), names_(names) {}
+
+  /// Gives `item` its revision and sheet, and counts it there.
+  template <class T>
+  void place(T& item, const bvbs::Drawing& drawing, std::size_t ImportedRevision::*count) {
+    item.sheet_id = names_.sheet(drawing.sheet);
+    item.rev_id = names_.revision(item.sheet_id, drawing.revision);
+    const auto [entry, is_new] = filled_.try_emplace(
+        item.rev_id, ImportedRevision{item.rev_id, drawing.sheet, drawing.revision, 0, 0, 0});
+    if (is_new) require_empty(entry->second);
+    ++(entry->second.*count);
+  }
+
+  /// From here on a failure clears the content first, before the entries that it refers to go.
+  void clear_when_undone(Undo& undo) const {
+    for (const auto& [id, revision] : filled_) {
+      undo.add([&project = project_, rev_id = id] {
+        GenericReply reply;
+        project.clear_for_revision(revision_ref(rev_id), reply);
+      });
+    }
+  }
+
+  std::vector<ImportedRevision> take() {
+    std::vector<ImportedRevision> result;
+    for (auto& [id, revision] : filled_) result.push_back(std::move(revision));
+    return result;
+  }
+
+ private:
+  void require_empty(const ImportedRevision& revision) {
+    Batch<Rebar> bars;
+    project_.get_rebars(revision_ref(revision.id), bars);
+    FabricRef fabric_ref;
+    fabric_ref.rev_id = revision.id;
+    Fabrics fabrics;
+    project_.get_all_fabrics_for_revision(std::move(fabric_ref), fabrics);
+    BarSpacers spacers;
+    project_.get_all_barspacers_for_revision(revision_ref(revision.id), spacers);
+    const std::size_t lines =
+        bars.items.size() + fabrics.fabrics.size() + spacers.barspacers.size();
+    if (lines == 0) return;
+    throw std::runtime_error("revision \"" + revision.revision + "\" of sheet \"" + revision.sheet +
+                             "\" has " + format_count(lines, "schedule line") +
+                             " already; name another one with --revision");
+  }
+
+  Project_Service& project_;
+  Names& names_;
+  std::map<std::int32_t, ImportedRevision> filled_;
+};
+
+void keep_project_name(Project_Service& project, const std::string& name) {
+  if (name.empty()) return;
+  UpdateProject update;
+  project.get_project({}, update.item);
+  if (!update.item.properties.try_emplace("project").second) return;
+  update.item.properties["project"].value_string.set(name);
+  GenericReply reply;
+  project.update_project(std::move(update), reply);
+}
+
+/// Puts the names that were given in place of the record's own.
+void name_drawing(bvbs::Drawing& drawing, const ScheduleNames& names, const std::string& filename) {
+  if (drawing.sheet.empty()) drawing.sheet = std::filesystem::path(filename).stem().string();
+  if (names.sheet) drawing.sheet = *names.sheet;
+  if (names.revision) drawing.revision = *names.revision;
 }
 
 }  // namespace
@@ -140,23 +214,29 @@ ScheduleFile read_schedule(const std::string& filename, const ScheduleNames& nam
   if (!input) throw std::runtime_error("cannot read " + filename);
   ScheduleFile schedule;
   for (const bvbs::Record& record : bvbs::read_records(input)) {
-    if (record.group != "BF2D") {
+    const auto remark = [&](const char* text) {
+      schedule.remarks.push_back("line " + std::to_string(record.line) + ": " + text);
+    };
+    const auto add = [&](auto& lines, auto line) {
+      name_drawing(line.drawing, names, filename);
+      lines.push_back(std::move(line));
+    };
+    if (record.group == "BF2D" || record.group == "BF3D" || record.group == "BFWE") {
+      bvbs::BarLine bar = bvbs::read_bar(record);
+      if (bar.weight_was_total) remark("the stated weight was taken as that of all pieces");
+      if (bar.item.bar_type_mass_per_length == 0) {
+        remark("no weight is stated; the mass per metre is 0");
+      }
+      add(schedule.bars, std::move(bar));
+    } else if (record.group == "BFMA") {
+      add(schedule.fabrics, bvbs::read_fabric(record));
+    } else if (record.group == "BFAU") {
+      add(schedule.bar_spacers, bvbs::read_bar_spacer(record));
+    } else {
       ++schedule.passed_over[record.group];
       continue;
     }
-    bvbs::FlatBar bar = bvbs::flat_bar(record);
-    if (bar.weight_was_total) {
-      schedule.remarks.push_back("line " + std::to_string(record.line) +
-                                 ": the stated weight was taken as that of all pieces");
-    }
-    if (bar.rebar.bar_type_mass_per_length == 0) {
-      schedule.remarks.push_back("line " + std::to_string(record.line) +
-                                 ": no weight is stated; the mass per metre is 0");
-    }
-    if (bar.sheet.empty()) bar.sheet = std::filesystem::path(filename).stem().string();
-    if (names.sheet) bar.sheet = *names.sheet;
-    if (names.revision) bar.revision = *names.revision;
-    schedule.bars.push_back(std::move(bar));
+    if (record.has_foreign_letters) remark("letters beyond ASCII were taken as Windows-1252");
   }
   return schedule;
 }
@@ -165,26 +245,43 @@ std::vector<ImportedRevision> store_schedule(Project_Service& project,
                                              const ScheduleFile& schedule) {
   Undo undo;
   Names names(project, undo);
-  std::map<std::int32_t, ImportedRevision> filled;
-  Batch<Rebar> batch;
-  for (const bvbs::FlatBar& bar : schedule.bars) {
-    const std::int32_t sheet_id = names.sheet(bar.sheet, bar.project);
-    const std::int32_t rev_id = names.revision(sheet_id, bar.revision);
-    const auto [entry, is_new] =
-        filled.try_emplace(rev_id, ImportedRevision{rev_id, bar.sheet, bar.revision, 0});
-    if (is_new) require_no_bars(project, entry->second);
-    ++entry->second.bars;
-    Rebar& rebar = batch.items.emplace_back(bar.rebar);
-    rebar.rev_id = rev_id;
-    rebar.sheet_id = sheet_id;
-    rebar.material_id.set(names.material(bar.steel));
+  FilledRevisions revisions(project, names);
+  std::string project_name;
+  const auto note_project = [&](const bvbs::Drawing& drawing) {
+    if (project_name.empty()) project_name = drawing.project;
+  };
+
+  Batch<Rebar> bars;
+  for (const bvbs::BarLine& line : schedule.bars) {
+    Rebar& bar = bars.items.emplace_back(line.item);
+    revisions.place(bar, line.drawing, &ImportedRevision::bars);
+    bar.material_id.set(names.material(line.drawing.steel).id);
+    note_project(line.drawing);
   }
+  Batch<Fabric> fabrics;
+  for (const bvbs::FabricLine& line : schedule.fabrics) {
+    Fabric& fabric = fabrics.items.emplace_back(line.item);
+    revisions.place(fabric, line.drawing, &ImportedRevision::fabrics);
+    fabric.fabric_type = names.fabric_type(line.item.fabric_type, line.drawing.steel);
+    note_project(line.drawing);
+  }
+  Batch<BarSpacer> spacers;
+  for (const bvbs::BarSpacerLine& line : schedule.bar_spacers) {
+    revisions.place(spacers.items.emplace_back(line.item), line.drawing,
+                    &ImportedRevision::bar_spacers);
+    note_project(line.drawing);
+  }
+
+  revisions.clear_when_undone(undo);
+  // Bars go last. What went before can be cleared again without touching the end treatments that
+  // other revisions share.
   GenericReply reply;
-  project.add_rebar(std::move(batch), reply);
+  project.add_fabric(std::move(fabrics), reply);
+  project.add_barspacer(std::move(spacers), reply);
+  project.add_rebar(std::move(bars), reply);
   undo.forget();
-  std::vector<ImportedRevision> result;
-  for (auto& [id, revision] : filled) result.push_back(std::move(revision));
-  return result;
+  keep_project_name(project, project_name);
+  return revisions.take();
 }
 
 }  // namespace korvane::tool

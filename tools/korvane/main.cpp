@@ -1,12 +1,16 @@
 #include <exception>
+#include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include <CLI/CLI.hpp>
 #include <Poco/Exception.h>
 
 #include "platform/log/log.h"
+#include "platform/project_rpc/schema_files.h"
 #include "tools/korvane/embedded_project.h"
 #include "tools/korvane/import.h"
 #include "tools/korvane/show.h"
@@ -27,6 +31,7 @@ struct Options {
   std::string project;
   std::optional<std::string> sheet;
   std::optional<std::string> revision;
+  std::optional<std::string> output;
   bool verbose = false;
 };
 
@@ -38,13 +43,15 @@ void run_import(const Options& options) {
   EmbeddedProject project(options.plugins, options.project);
   const auto revisions = korvane::tool::store_schedule(project.service(), schedule);
   for (const auto& revision : revisions) {
-    std::cerr << "imported " << format_count(revision.bars, "bar mark") << " into sheet \""
+    std::cerr << "imported " << format_count(revision.bars, "bar mark") << ", "
+              << format_count(revision.fabrics, "fabric mark") << " and "
+              << format_count(revision.bar_spacers, "bar spacer mark") << " into sheet \""
               << revision.sheet << "\", revision \"" << revision.revision << "\"\n";
   }
-  if (revisions.empty()) std::cerr << "no BF2D records in " << options.file << '\n';
+  if (revisions.empty()) std::cerr << "nothing to import in " << options.file << '\n';
   for (const auto& [group, count] : schedule.passed_over) {
     std::cerr << "passed over " << format_count(count, group + " record")
-              << ": this version imports BF2D only\n";
+              << ": the project has no place for them\n";
   }
   bool is_first = true;
   for (const auto& revision : revisions) {
@@ -58,6 +65,22 @@ void run_show(const Options& options) {
   EmbeddedProject project(options.plugins, options.project);
   korvane::tool::show_project(project.service(), options.revision ? &*options.revision : nullptr,
                               std::cout);
+}
+
+/// Prints the contracts, or writes a file for each namespace into a folder.
+void run_schema(const Options& options) {
+  for (const korvane::rpc::SchemaFile& file : korvane::rpc::schema_files()) {
+    if (!options.output) {
+      std::cout << "// " << file.name << '\n' << file.text << '\n';
+      continue;
+    }
+    std::filesystem::create_directories(*options.output);
+    const std::filesystem::path path = std::filesystem::path(*options.output) / file.name;
+    std::ofstream output(path, std::ios::binary);
+    output << file.text;
+    output.close();
+    if (!output) throw std::runtime_error("cannot write " + path.string());
+  }
 }
 
 int run(int argc, char** argv) {
@@ -85,17 +108,20 @@ int run(int argc, char** argv) {
   show->add_option("--revision", options.revision, "Only revisions of this name");
   show->footer("Example:\n  korvane show guideline.db --revision a");
 
+  CLI::App* const schema = app.add_subcommand(
+      "schema", "Print the contracts and services in the Bond interface definition language");
+  schema->add_option("--output", options.output, "Folder to write a file for each namespace into");
+  schema->footer("Example:\n  korvane schema --output contracts");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
   }
   const krv::log::StderrSink log(options.verbose ? krv::log::trace : krv::log::refused);
-  if (import->parsed()) {
-    run_import(options);
-  } else {
-    run_show(options);
-  }
+  if (import->parsed()) run_import(options);
+  if (show->parsed()) run_show(options);
+  if (schema->parsed()) run_schema(options);
   return kDone;
 }
 

@@ -1,5 +1,6 @@
 #include "tools/korvane/show.h"
 
+#include <cmath>
 #include <map>
 #include <stdexcept>
 #include <utility>
@@ -17,7 +18,8 @@ namespace {
 
 using Align = TextTable::Align;
 
-/// The legs in order with the bend after each: "400 (90°) 600", a curved leg as "R400 (45°)".
+/// The legs in order with the bend after each: "400 (90°) 600", a curved leg as "R400 (45°)". A
+/// spatial bar has the distances between its vertices: "3D 294 288 294".
 std::string shape_legs(const RebarGeometry& geometry) {
   std::string text;
   const auto append = [&](const std::string& piece) { text += (text.empty() ? "" : " ") + piece; };
@@ -28,7 +30,24 @@ std::string shape_legs(const RebarGeometry& geometry) {
       append("(" + format_number(*piece.angle) + "°)");
     }
   }
+  const auto& points = geometry.polyline;
+  if (!points.empty()) append("3D");
+  for (std::size_t i = 1; i < points.size(); ++i) {
+    append(format_number(std::hypot(points[i].x - points[i - 1].x, points[i].y - points[i - 1].y,
+                                    points[i].z - points[i - 1].z)));
+  }
   return text;
+}
+
+std::string property_text(const Properties& properties, const char* key) {
+  const auto found = properties.find(key);
+  if (found == properties.end() || found->second.value_string.empty()) return {};
+  return *found->second.value_string;
+}
+
+std::string bar_shape(const Rebar& bar) {
+  const std::string pitch = property_text(bar.properties, "pitch");
+  return shape_legs(bar.geometry) + (pitch.empty() ? "" : ", turns " + pitch);
 }
 
 std::string treatment_text(const char* end, const bond::nullable<EndTreatment>& treatment) {
@@ -87,22 +106,32 @@ void print_query(Project_Service& project, const std::string& sql, std::ostream&
 
 }  // namespace
 
-void show_revision(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+namespace {
+
+RevisionRef revision_ref(std::int32_t rev_id) {
   RevisionRef ref;
   ref.id = rev_id;
-  Revision revision;
-  project.get_revision(ref, revision);
-  SheetRef sheet_ref;
-  sheet_ref.id = revision.sheet_id;
-  Sheet sheet;
-  project.get_sheet(std::move(sheet_ref), sheet);
-  Batch<Rebar> bars;
-  project.get_rebars(std::move(ref), bars);
-  const std::map<std::int32_t, std::string> steel = material_names(project);
+  return ref;
+}
 
-  output << "Sheet " << sheet.name << ", revision "
-         << (revision.name.empty() ? "(unnamed)" : revision.name) << ": "
-         << format_count(bars.items.size(), "bar mark") << "\n\n";
+/// What a query over the columns makes of the bars.
+void show_steel_by_diameter(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  output << "\nSteel by diameter:\n\n";
+  print_query(project,
+              "select bar_diameter as diameter, sum(total_bars) as bars, "
+              "round(sum(total_length) / 1000, 2) as metres, "
+              "round(sum(total_length * bartype_mass_per_length) / 1000, 2) as kilograms "
+              "from rebar where rev_id = " +
+                  std::to_string(rev_id) + " group by bar_diameter order by bar_diameter",
+              output);
+}
+
+void show_bars(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  Batch<Rebar> bars;
+  project.get_rebars(revision_ref(rev_id), bars);
+  if (bars.items.empty()) return;
+  const std::map<std::int32_t, std::string> steel = material_names(project);
+  output << '\n' << format_count(bars.items.size(), "bar mark") << ":\n\n";
   TextTable schedule({{"mark", Align::left},
                       {"count", Align::right},
                       {"diameter", Align::right},
@@ -115,19 +144,71 @@ void show_revision(Project_Service& project, std::int32_t rev_id, std::ostream& 
     const auto material = bar.material_id.hasvalue() ? steel.find(*bar.material_id) : steel.end();
     schedule.add_row({mark_text(bar), std::to_string(bar.total_bars),
                       format_number(bar.bar_diameter), format_number(bar.total_length / pieces),
-                      shape_legs(bar.geometry), material == steel.end() ? "" : material->second,
+                      bar_shape(bar), material == steel.end() ? "" : material->second,
                       treatments_text(bar)});
   }
   schedule.print(output);
+  show_steel_by_diameter(project, rev_id, output);
+}
 
-  output << "\nSteel by diameter:\n\n";
-  print_query(project,
-              "select bar_diameter as diameter, sum(total_bars) as bars, "
-              "round(sum(total_length) / 1000, 2) as metres, "
-              "round(sum(total_length * bartype_mass_per_length) / 1000, 2) as kilograms "
-              "from rebar where rev_id = " +
-                  std::to_string(rev_id) + " group by bar_diameter order by bar_diameter",
-              output);
+void show_fabrics(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  FabricRef ref;
+  ref.rev_id = rev_id;
+  Fabrics fabrics;
+  project.get_all_fabrics_for_revision(std::move(ref), fabrics);
+  if (fabrics.fabrics.empty()) return;
+  output << '\n' << format_count(fabrics.fabrics.size(), "fabric mark") << ":\n\n";
+  TextTable schedule({{"mark", Align::left},
+                      {"count", Align::right},
+                      {"type", Align::left},
+                      {"length", Align::right},
+                      {"width", Align::right},
+                      {"weight", Align::right},
+                      {"shape legs", Align::left},
+                      {"steel", Align::left}});
+  for (const Fabric& fabric : fabrics.fabrics) {
+    schedule.add_row({fabric.mark, std::to_string(fabric.total_fabrics), fabric.type_name,
+                      format_number(fabric.length), format_number(fabric.width),
+                      format_number(fabric.fabric_weight),
+                      fabric.geometry.hasvalue() ? shape_legs(*fabric.geometry) : "",
+                      fabric.fabric_type.material.identity.name});
+  }
+  schedule.print(output);
+}
+
+void show_bar_spacers(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  BarSpacers spacers;
+  project.get_all_barspacers_for_revision(revision_ref(rev_id), spacers);
+  if (spacers.barspacers.empty()) return;
+  output << '\n' << format_count(spacers.barspacers.size(), "bar spacer mark") << ":\n\n";
+  TextTable schedule({{"mark", Align::left},
+                      {"count", Align::right},
+                      {"name", Align::left},
+                      {"length", Align::right},
+                      {"height", Align::right},
+                      {"weight", Align::right}});
+  for (const BarSpacer& spacer : spacers.barspacers) {
+    schedule.add_row({spacer.mark, std::to_string(spacer.quantity), spacer.name,
+                      format_number(spacer.length), property_text(spacer.properties, "height"),
+                      format_number(spacer.weight_per_piece)});
+  }
+  schedule.print(output);
+}
+
+}  // namespace
+
+void show_revision(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  Revision revision;
+  project.get_revision(revision_ref(rev_id), revision);
+  SheetRef sheet_ref;
+  sheet_ref.id = revision.sheet_id;
+  Sheet sheet;
+  project.get_sheet(std::move(sheet_ref), sheet);
+  output << "Sheet " << sheet.name << ", revision "
+         << (revision.name.empty() ? "(unnamed)" : revision.name) << '\n';
+  show_bars(project, rev_id, output);
+  show_fabrics(project, rev_id, output);
+  show_bar_spacers(project, rev_id, output);
 }
 
 void show_project(Project_Service& project, const std::string* revision, std::ostream& output) {

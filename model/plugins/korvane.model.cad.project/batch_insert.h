@@ -38,6 +38,15 @@ class InsertRow {
     });
   }
 
+  /// A field of a record that stands inside this one.
+  template <class Inner, class M>
+  InsertRow& plain(std::string name, Inner T::*inner, M Inner::*member) {
+    return add(std::move(name),
+               [inner, member](const T& record, Binder& binder, std::size_t position) {
+                 binder.bind(position, record.*inner.*member, kIn);
+               });
+  }
+
   /// A field that may hold no value: NULL then.
   template <class M>
   InsertRow& nullable(std::string name, bond::nullable<M> T::*member) {

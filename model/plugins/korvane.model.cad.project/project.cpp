@@ -13,6 +13,7 @@
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
 #include "model/plugins/korvane.model.cad.project/schema.h"
 #include "model/plugins/korvane.model.cad.project/table_query.h"
+#include "platform/assert/smart_assert.h"
 #include "platform/log/log.h"
 
 namespace korvane::model::cad {
@@ -82,8 +83,21 @@ void update_raw(Poco::Data::Session& session, const std::string& table, T& recor
   });
 }
 
-[[noreturn]] void not_served(const char* operation) {
-  throw std::logic_error(std::string(operation) + " is not served by this version");
+/// Binds what create and update of a fabric type have in common, in the order of their parameters.
+/// `type` and `raw` must outlive the execution.
+void bind_columns(Poco::Data::Statement& statement, FabricType& type, BLOB& raw) {
+  statement, use(type.uid), use(type.type_name), use(type.overall_length), use(type.overall_width),
+      use(type.sheet_mass), use(type.description), use(type.material.id),
+      Poco::Data::Keywords::bind(type.list_fabric.hasvalue()), use(raw);
+}
+
+constexpr std::int32_t kNoProjectRow = -1;
+
+/// The id of the one row of `project`, whichever it is.
+std::int32_t project_row_id(Poco::Data::Session& session) {
+  std::int32_t id = kNoProjectRow;
+  session << "select id from project", into(id), one_row(), now;
+  return id;
 }
 
 }  // namespace
@@ -149,28 +163,45 @@ void Project_Service_Impl::list_materials(ListMaterials, Batch<Material>& reply)
   list_t_impl(*session_, "material", reply);
 }
 
-void Project_Service_Impl::create_fabric_type(FabricType, FabricTypeRef&) {
-  not_served("create_fabric_type");
+void Project_Service_Impl::create_fabric_type(FabricType request, FabricTypeRef& reply) {
+  create_t_impl(*session_, "fabric_type", request, reply, [&](FabricType& type, BLOB& raw) {
+    Poco::Data::Statement insert(
+        *session_ << "insert into fabric_type (uid, type, overall_length, overall_width, "
+                     "sheet_mass, description, material_id, is_list_fabric, raw) "
+                     "values (?, ?, ?, ?, ?, ?, ?, ?, ?)");
+    bind_columns(insert, type, raw);
+    insert.execute(true);
+  });
 }
 
-void Project_Service_Impl::update_fabric_type(FabricType, GenericReply&) {
-  not_served("update_fabric_type");
+// The one update that rewrites every column, `uid` included.
+void Project_Service_Impl::update_fabric_type(FabricType request, GenericReply&) {
+  update_t_impl(*session_, request, [&](FabricType& type, BLOB& raw) {
+    Poco::Data::Statement update(
+        *session_ << "update fabric_type set uid=?, type=?, overall_length=?, overall_width=?, "
+                     "sheet_mass=?, description=?, material_id=?, is_list_fabric=?, raw=? "
+                     "where id=?");
+    bind_columns(update, type, raw);
+    update, use(type.id);
+    update.execute(true);
+  });
 }
 
-void Project_Service_Impl::delete_fabric_type(FabricTypeRef, GenericReply&) {
-  not_served("delete_fabric_type");
+void Project_Service_Impl::delete_fabric_type(FabricTypeRef request, GenericReply&) {
+  delete_t_impl(*session_, "fabric_type", std::move(request));
 }
 
-void Project_Service_Impl::get_fabric_type(FabricTypeRef, FabricType&) {
-  not_served("get_fabric_type");
+void Project_Service_Impl::get_fabric_type(FabricTypeRef request, FabricType& reply) {
+  get_or_throw(*session_, "fabric_type", request, reply);
 }
 
-void Project_Service_Impl::try_get_fabric_type(FabricTypeRef, OptionalValue<FabricType>&) {
-  not_served("try_get_fabric_type");
+void Project_Service_Impl::try_get_fabric_type(FabricTypeRef request,
+                                               OptionalValue<FabricType>& reply) {
+  try_get(*session_, "fabric_type", request, reply);
 }
 
-void Project_Service_Impl::list_fabric_type(ListFabricType, Batch<FabricType>&) {
-  not_served("list_fabric_type");
+void Project_Service_Impl::list_fabric_type(ListFabricType, Batch<FabricType>& reply) {
+  list_t_impl(*session_, "fabric_type", reply);
 }
 
 void Project_Service_Impl::create_sheet(Sheet request, SheetRef& reply) {
@@ -227,10 +258,26 @@ void Project_Service_Impl::list_revisions(ListRevisions, Batch<Revision>& reply)
   list_t_impl(*session_, "revision", reply);
 }
 
-void Project_Service_Impl::get_project(GetProject, ProjectData&) { not_served("get_project"); }
+void Project_Service_Impl::get_project(GetProject, ProjectData& reply) {
+  const std::int32_t id = project_row_id(*session_);
+  if (id == kNoProjectRow) return;
+  BLOB raw;
+  *session_ << "select raw from project where id = ?", into(raw), Poco::Data::Keywords::bind(id),
+      one_row(), now;
+  deserialize_record_into(raw, reply);
+}
 
-void Project_Service_Impl::update_project(UpdateProject, GenericReply&) {
-  not_served("update_project");
+void Project_Service_Impl::update_project(UpdateProject request, GenericReply&) {
+  TransactionScope scope(*session_);
+  const BLOB raw = serialize_record(request.item);
+  const std::int32_t id = project_row_id(*session_);
+  if (id != kNoProjectRow) {
+    *session_ << "update project set raw=? where id=?", Poco::Data::Keywords::bind(raw),
+        Poco::Data::Keywords::bind(id), now;
+  } else {
+    *session_ << "insert into project (raw) values (?)", Poco::Data::Keywords::bind(raw), now;
+  }
+  scope.commit();
 }
 
 void Project_Service_Impl::get_all_rebars_for_revision(RevisionRef request, Rebars& reply) {
@@ -238,12 +285,14 @@ void Project_Service_Impl::get_all_rebars_for_revision(RevisionRef request, Reba
   read_revision_content(*session_, "rebar", rev_id, reply.rebars);
 }
 
-void Project_Service_Impl::get_all_barspacers_for_revision(RevisionRef, BarSpacers&) {
-  not_served("get_all_barspacers_for_revision");
+void Project_Service_Impl::get_all_barspacers_for_revision(RevisionRef request, BarSpacers& reply) {
+  const std::int32_t rev_id = required_id(request, "get_all_barspacers_for_revision");
+  read_revision_content(*session_, "barspacer", rev_id, reply.barspacers);
 }
 
-void Project_Service_Impl::clear_for_revision(RevisionRef, GenericReply&) {
-  not_served("clear_for_revision");
+void Project_Service_Impl::clear_for_revision(RevisionRef request, GenericReply&) {
+  required_id(request, "clear_for_revision");
+  clear_revision_content(*session_, request);
 }
 
 void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revisions& reply) {
@@ -257,11 +306,20 @@ void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revis
   });
 }
 
-void Project_Service_Impl::get_all_fabrics_for_revision(FabricRef, Fabrics&) {
-  not_served("get_all_fabrics_for_revision");
+// A negative id is reported, and no error to the client.
+void Project_Service_Impl::get_all_fabrics_for_revision(FabricRef request, Fabrics& reply) {
+  if (request.rev_id < 0) {
+    krv::smartassert::SmartAssert("request.rev_id >= 0")
+        .setFileContext(__FILE__, __LINE__)
+        .debug("invalid revision id");
+    return;
+  }
+  read_revision_content(*session_, "fabric", request.rev_id, reply.fabrics);
 }
 
-void Project_Service_Impl::add_fabric(Batch<Fabric>, GenericReply&) { not_served("add_fabric"); }
+void Project_Service_Impl::add_fabric(Batch<Fabric> request, GenericReply&) {
+  add_fabrics(*session_, request.items);
+}
 
 void Project_Service_Impl::add_rebar(Batch<Rebar> request, GenericReply&) {
   add_rebars(*session_, request.items);
@@ -274,16 +332,17 @@ void Project_Service_Impl::get_rebars(RevisionRef request, Batch<Rebar>& reply) 
   read_revision_content(*session_, "rebar", rev_id, reply.items);
 }
 
-void Project_Service_Impl::add_barspacer(Batch<BarSpacer>, GenericReply&) {
-  not_served("add_barspacer");
+void Project_Service_Impl::add_barspacer(Batch<BarSpacer> request, GenericReply&) {
+  add_bar_spacers(*session_, request.items);
 }
 
-void Project_Service_Impl::add_mountingpart(Batch<MountingPart>, GenericReply&) {
-  not_served("add_mountingpart");
+void Project_Service_Impl::add_mountingpart(Batch<MountingPart> request, GenericReply&) {
+  add_mounting_parts(*session_, request.items);
 }
 
-void Project_Service_Impl::get_all_mountingparts_for_revision(MountingPartRef, MountingParts&) {
-  not_served("get_all_mountingparts_for_revision");
+void Project_Service_Impl::get_all_mountingparts_for_revision(MountingPartRef request,
+                                                              MountingParts& reply) {
+  read_revision_content(*session_, "mountingpart", request.rev_id, reply.mountingParts);
 }
 
 // Nothing happens here, for all its name.

@@ -2,8 +2,23 @@
 
 #include "model/plugins/korvane.model.cad.project/end_treatments.h"
 #include "model/plugins/korvane.model.cad.project/schedule_columns.h"
+#include "platform/assert/smart_assert.h"
 
 namespace korvane::model::cad {
+
+namespace {
+
+template <class T>
+void add_records(Poco::Data::Session& session, std::vector<T>& records,
+                 InsertRow<T> (*columns)(const Poco::Data::BLOB&)) {
+  TransactionScope scope(session);
+  Poco::Data::BLOB raw;
+  const InsertRow<T> row = columns(raw);
+  insert_all(session, row, records, [&](const T& record) { raw = serialize_record(record); });
+  scope.commit();
+}
+
+}  // namespace
 
 void add_rebars(Poco::Data::Session& session, std::vector<Rebar>& bars) {
   TransactionScope scope(session);
@@ -23,6 +38,48 @@ void add_rebars(Poco::Data::Session& session, std::vector<Rebar>& bars) {
     resolve(bar.end_treatment_start, values.end_treatment_start);
     resolve(bar.end_treatment_end, values.end_treatment_end);
   });
+  scope.commit();
+}
+
+void add_fabrics(Poco::Data::Session& session, std::vector<Fabric>& fabrics) {
+  add_records(session, fabrics, fabric_columns);
+}
+
+void add_bar_spacers(Poco::Data::Session& session, std::vector<BarSpacer>& spacers) {
+  add_records(session, spacers, bar_spacer_columns);
+}
+
+void add_mounting_parts(Poco::Data::Session& session, std::vector<MountingPart>& parts) {
+  add_records(session, parts, mounting_part_columns);
+}
+
+void delete_for_revision(Poco::Data::Session& session, const std::string& delete_table,
+                         const std::string& select_table, const std::string& select_column,
+                         const RevisionRef& ref) {
+  if (delete_table.empty()) {
+    krv::smartassert::SmartAssert("!delete_table.empty()")
+        .setFileContext(__FILE__, __LINE__)
+        .debug("delete table is empty");
+  }
+  std::string sql = "delete from " + delete_table;
+  // The blanks are part of the texts.
+  if (!select_table.empty() && !select_column.empty()) {
+    sql +=
+        " where id in (select " + select_column + " from " + select_table + " where rev_id = ? )";
+  } else {
+    sql += " where rev_id = ? ";
+  }
+  session << sql, Poco::Data::Keywords::bind(ref.id.value()), Poco::Data::Keywords::now;
+}
+
+void clear_revision_content(Poco::Data::Session& session, const RevisionRef& ref) {
+  TransactionScope scope(session);
+  // The treatments are found through the bars, so they go first.
+  delete_for_revision(session, "end_treatment", "rebar", "end_treatment_start", ref);
+  delete_for_revision(session, "end_treatment", "rebar", "end_treatment_end", ref);
+  delete_for_revision(session, "rebar", "", "", ref);
+  delete_for_revision(session, "fabric", "", "", ref);
+  delete_for_revision(session, "barspacer", "", "", ref);
   scope.commit();
 }
 

@@ -7,7 +7,11 @@
 #include <Poco/Data/Session.h>
 #include <Poco/Data/Statement.h>
 
+#include "contracts/cad/bar_spacer.h"
+#include "contracts/cad/fabric.h"
+#include "contracts/cad/mounting_part.h"
 #include "contracts/cad/rebar.h"
+#include "contracts/cad/revision.h"
 #include "model/plugins/korvane.model.cad.project/record_access.h"
 
 /// The lines of a revision's schedule: written in batches, read back by revision.
@@ -18,6 +22,25 @@ namespace korvane::model::cad {
 /// unit, no rounding. Throws what the data layer throws (unknown `rev_id`, no `material_id`);
 /// nothing of the batch is stored then, end treatments included. `bars` is used up.
 void add_rebars(Poco::Data::Session& session, std::vector<Rebar>& bars);
+
+/// Stores the records in order: all of them or none, as they were sent. `fabric_type` is neither
+/// looked at nor written by the first; the second takes any `rev_id`, as no foreign key ties bar
+/// spacers to anything. Throws what the data layer throws; nothing of the batch is stored then.
+void add_fabrics(Poco::Data::Session& session, std::vector<Fabric>& fabrics);
+void add_bar_spacers(Poco::Data::Session& session, std::vector<BarSpacer>& spacers);
+void add_mounting_parts(Poco::Data::Session& session, std::vector<MountingPart>& parts);
+
+/// Deletes the rows of `delete_table` that belong to the revision `ref.id`, which must be set:
+/// those whose id is in `select_column` of the revision's rows of `select_table`, or with either of
+/// these empty, those with its `rev_id`. An empty `delete_table` is reported by an assertion.
+void delete_for_revision(Poco::Data::Session& session, const std::string& delete_table,
+                         const std::string& select_table, const std::string& select_column,
+                         const RevisionRef& ref);
+
+/// Deletes the end treatments, bars, fabrics and bar spacers of the revision `ref.id`, which must
+/// be set; mounting parts stay. A treatment that another revision's bars share goes as well, and
+/// leaves NULL in their columns. All or nothing.
+void clear_revision_content(Poco::Data::Session& session, const RevisionRef& ref);
 
 /// Appends the records of `table` with that `rev_id` to `items`, in the order in which the engine
 /// scans them. A record is what `raw` holds: what the client sent, its `id` included. What was read

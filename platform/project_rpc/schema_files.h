@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace korvane::rpc {
+
+/// A file of the public Bond interface definition language.
+struct SchemaFile {
+  /// "korvane.model.cad.bond".
+  std::string name;
+  std::string text;
+};
+
+/// All contracts, a file for each namespace, and last the two services, in "korvane.services.bond".
+/// A client in another language generates its code from them. They import each other by name.
+std::vector<SchemaFile> schema_files();
+
+}  // namespace korvane::rpc
