@@ -1,5 +1,5 @@
-// Linked into test programs that do not look at the log: without a sink of their own, Boost.Log would
-// print every line on stdout.
+// Linked into test programs that do not look at the log: without a sink of their own, Boost.Log
+// would print every line on stdout.
 
 #include <boost/log/core.hpp>
 #include <gtest/gtest.h>
