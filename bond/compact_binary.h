@@ -153,7 +153,7 @@ class CompactBinaryReader {
     if (type == BT_INT8) {
       std::int8_t narrow = 0;
       input_.Read(narrow);
-      value = narrow;
+      value = narrow;  // NOLINT(bugprone-signed-char-misuse): the sign is meant
     } else if (type == BT_INT16) {
       std::uint16_t bits = 0;
       input_.ReadVariableUnsigned(bits);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 
 #include "bond/compact_binary.h"
@@ -54,11 +55,10 @@ template <class M>
 bool is_left_out(const M& value, const M& standard) {
   if constexpr (Described<M>) {
     return false;
-  } else if constexpr (is_nullable_v<M>) {
-    return value.empty();
   } else if constexpr (is_maybe_v<M>) {
     return value.is_nothing();
-  } else if constexpr (is_vector_v<M> || is_map_v<M> || std::is_same_v<M, blob>) {
+  } else if constexpr (is_nullable_v<M> || is_vector_v<M> || is_map_v<M> ||
+                       std::is_same_v<M, blob>) {
     return value.empty();
   } else {
     return value == standard;
@@ -107,9 +107,9 @@ void read_list(Reader& input, std::vector<T>& list) {
   input.ReadContainerBegin(count, element);
   if (!fits<T>(element)) return input.SkipElements(count, element);
   if (list.size() > count) list.resize(count);
-  // Each element takes a byte at least, so a count that the bytes cannot hold reserves nothing for
-  // what is not there.
-  list.reserve(std::min(count, input.GetBuffer().remaining()));
+  // A claimed count reserves no more than a few times the bytes that are there.
+  const std::size_t affordable = std::size_t{input.GetBuffer().remaining()} * 8 / sizeof(T);
+  list.reserve(std::min<std::size_t>(count, affordable));
   for (std::uint32_t i = 0; i < count; ++i) {
     read_value(input, i < list.size() ? list[i] : list.emplace_back(), element);
   }

@@ -61,7 +61,7 @@ SchemaNamespace common_schema() {
 }
 
 SchemaNamespace geometry_schema() {
-  using namespace model::geometry;  // NOLINT(google-build-using-namespace): the lists name plainly
+  using namespace model::geometry;
   SchemaNamespace schema{"korvane.model.geometry", {}};
   KORVANE_GEOMETRY_ENUMERATIONS(DECLARE_ENUMERATION)
   KORVANE_GEOMETRY_CONTRACTS(DECLARE_CONTRACT)
@@ -69,7 +69,7 @@ SchemaNamespace geometry_schema() {
 }
 
 SchemaNamespace cad_schema() {
-  using namespace model::cad;  // NOLINT(google-build-using-namespace): the lists name plainly
+  using namespace model::cad;
   SchemaNamespace schema{"korvane.model.cad", {}};
   KORVANE_CAD_ENUMERATIONS(DECLARE_ENUMERATION)
   KORVANE_CAD_CONTRACTS(DECLARE_CONTRACT)

@@ -1,6 +1,6 @@
 #include "platform/project_rpc/schema_files.h"
 
-#include <set>
+#include <algorithm>
 
 #include "contracts/encoding/bond_schema.h"
 #include "platform/project_rpc/contracts.h"
@@ -21,9 +21,9 @@ std::vector<SchemaNamespace> skeleton_schemas() {
   std::vector<SchemaNamespace> schemas = {{"korvane.model", {}}, {"korvane.model.table", {}}};
   const auto add = [&](encoding::SchemaDeclaration declaration) {
     const std::string name = encoding::detail::namespace_of(declaration.qualified_name);
-    for (SchemaNamespace& schema : schemas) {
-      if (schema.name == name) schema.declarations.push_back(std::move(declaration));
-    }
+    const auto schema = std::find_if(schemas.begin(), schemas.end(),
+                                     [&](const auto& candidate) { return candidate.name == name; });
+    schema->declarations.push_back(std::move(declaration));
   };
 #define DECLARE_CONTRACT(name) add(struct_declaration<model::name>());
   KORVANE_PROJECT_RPC_CONTRACTS(DECLARE_CONTRACT)

@@ -11,7 +11,7 @@
 
 namespace korvane::tool {
 
-using namespace model::cad;  // NOLINT(google-build-using-namespace): this file speaks of little
+using namespace model::cad;
                              // else
 
 namespace {

@@ -96,8 +96,7 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
     column.kind = static_cast<std::int32_t>(column_kind(records.columnType(i)));
     reply.columns.push_back(std::move(column));
   }
-  for (Poco::Data::RecordSet::Iterator it = records.begin(); it != records.end(); ++it) {
-    const Poco::Data::Row& row = *it;
+  for (const Poco::Data::Row& row : records) {
     std::vector<Variant> cells;
     cells.reserve(row.values().size());
     for (const Poco::Dynamic::Var& value : row.values()) cells.push_back(cell_of(value));
