@@ -21,7 +21,8 @@ class blob {
 
   /// Views `length` bytes at `data` without owning them.
   blob(const void* data, std::uint32_t length)
-      : content_(static_cast<const char*>(data)), length_(length) {}
+      : content_(std::shared_ptr<const char[]>(), static_cast<const char*>(data)),
+        length_(length) {}
 
   /// Owns the first `length` bytes of `buffer`.
   blob(std::shared_ptr<const char[]> buffer, std::uint32_t length)
@@ -29,7 +30,10 @@ class blob {
 
   /// Owns `length` bytes of `buffer`, beginning at `offset`.
   blob(std::shared_ptr<const char[]> buffer, std::uint32_t offset, std::uint32_t length)
-      : owner_(std::move(buffer)), content_(owner_.get() + offset), length_(length) {}
+      : length_(length) {
+    const char* const first = buffer.get() + offset;
+    content_ = std::shared_ptr<const char[]>(std::move(buffer), first);
+  }
 
   blob(const blob&) = default;
   blob& operator=(const blob&) = default;
@@ -56,10 +60,7 @@ class blob {
       throw std::invalid_argument(
           "Total of offset and length too large; must be less than or equal to length of blob");
     }
-    blob part(*this);
-    part.content_ += offset;
-    part.length_ = length;
-    return part;
+    return {content_, offset, length};
   }
 
   /// All from `offset` on, sharing the memory. Throws std::invalid_argument
@@ -71,30 +72,29 @@ class blob {
     return range(offset, length_ - offset);
   }
 
-  const char* content() const noexcept { return content_; }
-  const void* data() const noexcept { return content_; }
+  const char* content() const noexcept { return content_.get(); }
+  const void* data() const noexcept { return content_.get(); }
   std::uint32_t length() const noexcept { return length_; }
   std::uint32_t size() const noexcept { return length_; }
   bool empty() const noexcept { return length_ == 0; }
-  const_iterator begin() const noexcept { return content_; }
-  const_iterator end() const noexcept { return content_ + length_; }
+  const_iterator begin() const noexcept { return content(); }
+  const_iterator end() const noexcept { return content() + length_; }
 
   void clear() noexcept { blob().swap(*this); }
   void swap(blob& other) noexcept {
-    owner_.swap(other.owner_);
-    std::swap(content_, other.content_);
+    content_.swap(other.content_);
     std::swap(length_, other.length_);
   }
 
   /// Equal length and equal bytes.
   friend bool operator==(const blob& left, const blob& right) noexcept {
     return left.length_ == right.length_ &&
-           (left.length_ == 0 || std::memcmp(left.content_, right.content_, left.length_) == 0);
+           (left.length_ == 0 || std::memcmp(left.content(), right.content(), left.length_) == 0);
   }
 
  private:
-  std::shared_ptr<const char[]> owner_;
-  const char* content_ = nullptr;
+  /// Points to the first byte, and keeps the whole of the memory alive if it is owned.
+  std::shared_ptr<const char[]> content_;
   std::uint32_t length_ = 0;
 };
 

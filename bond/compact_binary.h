@@ -261,6 +261,17 @@ class CompactBinaryReader {
     });
   }
 
+  /// Passes over the fields that are left up to the end of their struct.
+  void SkipFields() {
+    for (;;) {
+      BondDataType type = BT_STOP;
+      std::uint16_t id = 0;
+      ReadFieldBegin(type, id);
+      if (type == BT_STOP) return;
+      if (type != BT_STOP_BASE) Skip(type);
+    }
+  }
+
   /// Guards one level of nesting while it lives. Throws CoreException "Max recursion depth
   /// exceeded".
   class Nesting {
@@ -280,13 +291,7 @@ class CompactBinaryReader {
  private:
   void skip_struct() {
     const Nesting nesting(*this);
-    for (;;) {
-      BondDataType type = BT_STOP;
-      std::uint16_t id = 0;
-      ReadFieldBegin(type, id);
-      if (type == BT_STOP) return;
-      if (type != BT_STOP_BASE) Skip(type);
-    }
+    SkipFields();
   }
 
   /// A value that takes no bytes here takes none the next time either, so a claimed count of

@@ -195,8 +195,10 @@ BondDataType read_fields(Reader& input, T& record, bool is_base) {
     input.ReadFieldBegin(type, id);
     if (type == BT_STOP) return type;
     if (type == BT_STOP_BASE) {
-      if (is_base) return type;
-      continue;
+      // What follows the part of a base that `T` does not have belongs to a derived record, with
+      // ordinals of its own.
+      if (!is_base) input.SkipFields();
+      return type;
     }
     const auto read_if_it_is = [&](auto field) {
       using M = std::remove_cvref_t<decltype(record.*field.member)>;

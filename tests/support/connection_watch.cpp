@@ -1,12 +1,12 @@
 #include "tests/support/connection_watch.h"
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string_view>
+
+#include <sqlite3.h>
 
 namespace korvane::test {
 

@@ -1,8 +1,8 @@
 #include "tests/support/plain_sqlite.h"
 
-#include <sqlite3.h>
-
 #include <stdexcept>
+
+#include <sqlite3.h>
 
 #include "tests/support/connection_watch.h"
 
@@ -27,7 +27,7 @@ Statement prepare(sqlite3* connection, const std::string& sql) {
   return Statement(statement);
 }
 
-Cell cell_at(sqlite3_stmt* statement, int column) {
+CellText cell_at(sqlite3_stmt* statement, int column) {
   const int type = sqlite3_column_type(statement, column);
   if (type == SQLITE_NULL) return kNull;
   if (type == SQLITE_BLOB) {

@@ -12,10 +12,10 @@ struct sqlite3;
 namespace korvane::test {
 
 /// A cell as text, or none for NULL. A blob stands as upper-case hexadecimal digits.
-using Cell = std::optional<std::string>;
-using Row = std::vector<Cell>;
+using CellText = std::optional<std::string>;
+using Row = std::vector<CellText>;
 using Rows = std::vector<Row>;
-using NamedRow = std::vector<std::pair<std::string, Cell>>;
+using NamedRow = std::vector<std::pair<std::string, CellText>>;
 inline constexpr std::nullopt_t kNull = std::nullopt;
 
 /// A connection of its own to a file. Foreign keys are off and a lock is not waited for. Throws

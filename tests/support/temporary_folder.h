@@ -1,9 +1,8 @@
 #pragma once
 
-#include <stdlib.h>
-
 #include <filesystem>
 #include <stdexcept>
+#include <stdlib.h>
 #include <string>
 #include <system_error>
 

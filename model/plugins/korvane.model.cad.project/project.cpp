@@ -32,8 +32,9 @@ class OpenOnceConnector : public Poco::Data::SQLite::Connector {
  public:
   Poco::AutoPtr<Poco::Data::SessionImpl> createSession(const std::string& connection_string,
                                                        std::size_t timeout) override {
-    Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session(
-        new Poco::Data::SQLite::SessionImpl(connection_string, 0));
+    const bool looks_like_uri = connection_string.rfind("file:", 0) == 0;
+    Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session(new Poco::Data::SQLite::SessionImpl(
+        looks_like_uri ? "./" + connection_string : connection_string, 0));
     session->setConnectionTimeout(timeout);
     return session;
   }

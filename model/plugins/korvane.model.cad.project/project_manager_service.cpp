@@ -43,10 +43,14 @@ void ProjectManager_Service_Impl::open(OpenProjectRequest request, OpenProjectRe
     return;
   }
   const auto index = static_cast<std::int32_t>(projects_.size());
-  auto service = std::make_shared<krv::rpc4::Live<Project_Service_Impl>>(index, path.string());
-  projects_.push_back({service, path});
+  ProjectEntry entry{std::make_shared<krv::rpc4::Live<Project_Service_Impl>>(index, path.string()),
+                     path};
+  std::string service_id = entry.service->id();
+  // Both or neither: once the index has the path nothing can fail any more.
+  projects_.reserve(projects_.size() + 1);
   project_index_.emplace(path, static_cast<std::uint64_t>(index));
-  reply.service_id = service->id();
+  projects_.push_back(std::move(entry));
+  reply.service_id = std::move(service_id);
 }
 
 void ProjectManager_Service_Impl::list_(ListProjectRequest, ProjectList& reply) {

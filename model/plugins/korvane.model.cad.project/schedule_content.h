@@ -52,7 +52,7 @@ void read_revision_content(Poco::Data::Session& session, const std::string& tabl
   Poco::Data::BLOB raw;
   Poco::Data::Statement statement = (session << "select raw from " + table + " where rev_id = ?",
                                      into(raw), Poco::Data::Keywords::bind(rev_id), one_row());
-  for_each_row(statement, [&] { deserialize_record_into(raw, items.emplace_back()); });
+  for_each_row(statement, [&] { items.push_back(deserialize_record<T>(raw)); });
 }
 
 }  // namespace korvane::model::cad

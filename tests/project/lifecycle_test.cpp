@@ -1,0 +1,292 @@
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <Poco/Data/DataException.h>
+#include <Poco/Data/SQLite/SQLiteException.h>
+#include <boost/filesystem/exception.hpp>
+#include <boost/filesystem/operations.hpp>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include "model/plugins/korvane.model.cad.project/project.h"
+#include "platform/log/log.h"
+#include "tests/support/connection_watch.h"
+#include "tests/support/store_test.h"
+
+namespace korvane::test {
+
+namespace {
+
+using namespace model::cad;
+using namespace Poco::Data::SQLite;
+using Poco::Data::ConnectionFailedException;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+const std::string kTableNames =
+    "select name from sqlite_master where type = 'table' and name not like 'sqlite_%'";
+
+/// A folder in which projects are opened one by one.
+class OpeningTest : public ::testing::Test {
+ protected:
+  std::string file(const std::string& name) const { return folder_.file(name); }
+  static LogLine line(const std::string& path, int exists) {
+    return {0, krv::log::widen(path) + L": exists=" + std::to_wstring(exists)};
+  }
+  void write(const std::string& name, const std::string& bytes) const {
+    std::ofstream(file(name), std::ios::binary) << bytes;
+  }
+  static std::int32_t create_material(Project_Service_Impl& project, const std::string& uid) {
+    Material material;
+    material.uid = uid;
+    MaterialRef reply;
+    project.create_material(material, reply);
+    return reply.id.value();
+  }
+
+  TemporaryFolder folder_;
+  CapturedLog log_;
+};
+
+using OpeningANewFile = OpeningTest;
+using OpeningAnExistingFile = OpeningTest;
+using FailingOpening = OpeningTest;
+using ProjectName = OpeningTest;
+using ProjectId = OpeningTest;
+using Project = StoreTest;
+using ClosedProject = StoreTest;
+
+TEST_F(OpeningANewFile, LogsThatThereWasNone) {
+  const Project_Service_Impl project(0, file("a.db"));
+  EXPECT_EQ(log_.lines(), (LogLines{line(file("a.db"), 0)}));
+}
+
+TEST_F(OpeningANewFile, MakesTheTenTablesEmpty) {
+  const Project_Service_Impl project(0, file("a.db"));
+  Rows names;
+  for (const std::string& table : kTables) {
+    names.push_back({table});
+    EXPECT_EQ(plain_rows(file("a.db"), "select * from " + table), Rows{}) << table;
+  }
+  EXPECT_EQ(plain_rows(file("a.db"), kTableNames + " order by rootpage"), names);
+}
+
+TEST_F(OpeningANewFile, TakesOneConnectionForAllItsLife) {
+  const ConnectionWatch watch;
+  Project_Service_Impl project(0, file("a.db"));
+  create_material(project, "m-1");
+  create_material(project, "m-2");
+  EXPECT_THAT(watch.opened(), ElementsAre("a.db"));
+  EXPECT_THAT(watch.closed(), IsEmpty());
+}
+
+TEST_F(OpeningANewFile, MakesTheTargetOfALinkThatLeadsNowhere) {
+  std::filesystem::create_symlink(file("target.db"), file("link.db"));
+  const Project_Service_Impl project(0, file("link.db"));
+  EXPECT_EQ(log_.lines(), (LogLines{line(file("link.db"), 0)}));
+  EXPECT_EQ(plain_rows(file("target.db"), kTableNames).size(), kTables.size());
+}
+
+TEST_F(OpeningANewFile, LogsANameThatIsNoUtf8) {
+  const Project_Service_Impl project(0, file("St\xC3\xBCtze \xFF.db"));
+  EXPECT_EQ(log_.lines(),
+            (LogLines{{0, krv::log::widen(file("")) + L"St\u00FCtze \xFFFD.db: exists=0"}}));
+}
+
+TEST_F(OpeningAnExistingFile, LogsThatThereWasOneAndFindsItsDataUnchanged) {
+  create_material(*std::make_unique<Project_Service_Impl>(0, file("a.db")), "m-1");
+  const Rows before = plain_rows(file("a.db"), "select * from material");
+  log_.clear();
+  Project_Service_Impl project(0, file("a.db"));
+  EXPECT_EQ(log_.lines(), (LogLines{line(file("a.db"), 1)}));
+  EXPECT_EQ(plain_rows(file("a.db"), "select * from material"), before);
+  EXPECT_EQ(before.size(), 1U);
+}
+
+TEST_F(OpeningAnExistingFile, RunsOnePragmaAndNothingElse) {
+  { const Project_Service_Impl project(0, file("a.db")); }
+  const ConnectionWatch watch;
+  const Project_Service_Impl project(0, file("a.db"));
+  EXPECT_THAT(watch.statements(), ElementsAre("PRAGMA foreign_keys = true"));
+}
+
+TEST_F(OpeningAnExistingFile, MakesNoTableInOneOfZeroLength) {
+  write("a.db", "");
+  Project_Service_Impl project(0, file("a.db"));
+  EXPECT_EQ(log_.lines(), (LogLines{line(file("a.db"), 1)}));
+  EXPECT_EQ(plain_rows(file("a.db"), kTableNames), Rows{});
+  EXPECT_THROW(create_material(project, ""), InvalidSQLStatementException);
+}
+
+TEST_F(OpeningAnExistingFile, AcceptsADatabaseOfAnotherSchemaUntilATableIsMissed) {
+  write("a.db", "");
+  PlainConnection(file("a.db"), PlainConnection::Mode::kWrite).run("create table other (x)");
+  Project_Service_Impl project(0, file("a.db"));
+  Batch<Sheet> sheets;
+  EXPECT_THROW(project.list_sheets({}, sheets), InvalidSQLStatementException);
+  EXPECT_EQ(plain_rows(file("a.db"), kTableNames), (Rows{{"other"}}));
+}
+
+TEST_F(OpeningAnExistingFile, AcceptsWhatIsNoDatabaseUntilItIsRead) {
+  write("a.db", std::string(4096, 'x'));
+  Project_Service_Impl project(0, file("a.db"));
+  Batch<Sheet> sheets;
+  EXPECT_THROW(project.list_sheets({}, sheets), CorruptImageException);
+}
+
+TEST_F(FailingOpening, OfAFolderLeavesItAlone) {
+  std::filesystem::create_directory(file("folder"));
+  EXPECT_THROW(Project_Service_Impl(0, file("folder")), ConnectionFailedException);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(file("folder")));
+}
+
+TEST_F(FailingOpening, InAFolderThatIsNotThereMakesNothing) {
+  EXPECT_THROW(Project_Service_Impl(0, file("absent/a.db")), ConnectionFailedException);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(FailingOpening, BelowAFileMakesNothing) {
+  write("file", "text");
+  EXPECT_THROW(Project_Service_Impl(0, file("file/a.db")), ConnectionFailedException);
+  EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(FailingOpening, FailsAtOnce) {
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_THROW(Project_Service_Impl(0, file("absent/a.db")), ConnectionFailedException);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(5));
+}
+
+TEST_F(FailingOpening, OfAPathThatCannotBeLookedUpTouchesNothing) {
+  const ConnectionWatch watch;
+  EXPECT_THROW(Project_Service_Impl(0, file(std::string(300, 'x'))),
+               boost::filesystem::filesystem_error);
+  EXPECT_THAT(watch.opened(), IsEmpty());
+  EXPECT_THAT(log_.lines(), IsEmpty());
+  EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
+}
+
+TEST_F(FailingOpening, ForWantOfATableLeavesAFileThatStaysWithoutTables) {
+  {
+    ConnectionWatch watch;
+    watch.refuse(SQLITE_CREATE_TABLE, "fabric");
+    EXPECT_THROW(Project_Service_Impl(0, file("a.db")), AuthorizationDeniedException);
+    EXPECT_THAT(watch.closed(), ElementsAre("a.db"));
+  }
+  EXPECT_EQ(plain_rows(file("a.db"), kTableNames), Rows{});
+  log_.clear();
+  Project_Service_Impl project(0, file("a.db"));
+  EXPECT_EQ(log_.lines(), (LogLines{line(file("a.db"), 1)}));
+  EXPECT_THROW(create_material(project, ""), InvalidSQLStatementException);
+}
+
+TEST_F(ProjectName, IsTheNameOfTheFileWithoutItsLastExtension) {
+  EXPECT_EQ(project_name("folder.x/drawing.db"), "drawing");
+  EXPECT_EQ(project_name("folder.x/drawing"), "drawing");
+}
+
+TEST_F(ProjectName, KeepsTheFirstOfTwoExtensions) {
+  EXPECT_EQ(project_name("folder/drawing.v2.cad"), "drawing.v2");
+}
+
+TEST_F(ProjectId, EndsInAColonAndTheIndex) {
+  EXPECT_EQ(Project_Service_Impl(0, file("a.db")).id(), "korvane.model.cad.Project:0");
+  EXPECT_EQ(Project_Service_Impl(10, file("b.db")).id(), "korvane.model.cad.Project:10");
+  EXPECT_EQ(Project_Service_Impl(-1, file("c.db")).id(), "korvane.model.cad.Project:-1");
+}
+
+TEST_F(Project, HasForeignKeysInForceFromTheFirstOperationOn) {
+  EXPECT_EQ(query("PRAGMA foreign_keys").rows[0][0], text_variant("1"));
+  EXPECT_THROW(make_revision(1), ConstraintViolationException);
+}
+
+TEST_F(Project, HasForeignKeysInForceInAReopenedFile) {
+  const std::int32_t sheet = make_sheet();
+  make_revision(sheet);
+  reopen();
+  GenericReply reply;
+  project().delete_sheet(by_id<SheetRef>(sheet), reply);
+  EXPECT_EQ(count("revision"), 0);
+}
+
+TEST_F(Project, WaitsSixtySecondsForALock) {
+  EXPECT_EQ(query("PRAGMA busy_timeout").rows[0][0], text_variant("60000"));
+}
+
+TEST_F(Project, KeepsNothingOfAFailedWriteAndDoesTheNext) {
+  make_material("m-1");
+  const Rows before = rows("select * from material");
+  EXPECT_THROW(make_material("m-1"), ConstraintViolationException);
+  EXPECT_EQ(rows("select * from material"), before);
+  make_material("m-2");
+  EXPECT_EQ(rows("select uid from material"), (Rows{{"m-1"}, {"m-2"}}));
+}
+
+// SQLite has rolled back by itself by then, and the rollback of the operation fails.
+TEST_F(Project, OutlivesAFullDiskAndDoesTheNextWrite) {
+  const std::int32_t rev = make_revision();
+  Rebar bar = minimal_bar(rev, make_material());
+  bar.end_treatment_start.set(treatment("a"));
+  bar.comment = std::string(100000, 'x');
+  fill_disk();
+  EXPECT_THROW(add({bar}), DatabaseFullException);
+  free_disk();
+  EXPECT_EQ(count("rebar"), 0);
+  EXPECT_EQ(count("end_treatment"), 0);
+  add({bar});
+  EXPECT_EQ(count("rebar"), 1);
+}
+
+TEST_F(Project, KeepsWhatWasWrittenWhenReopened) {
+  make_material("m-1");
+  reopen();
+  Material found;
+  project().get_material(by_uid<MaterialRef>("m-1"), found);
+  EXPECT_EQ(found.id, 1);
+}
+
+TEST_F(ClosedProject, RanNoStatementAndLoggedNothingOnItsWay) {
+  ConnectionWatch watch;
+  reopen();
+  watch.forget();
+  log().clear();
+  close();
+  EXPECT_THAT(watch.closed(), ElementsAre("project.db"));
+  EXPECT_THAT(watch.statements(), IsEmpty());
+  EXPECT_THAT(log().lines(), IsEmpty());
+}
+
+TEST_F(ClosedProject, EndedAnOpenTransactionUncommitted) {
+  make_material("m-1");
+  query("begin");
+  query("delete from material");
+  close();
+  EXPECT_EQ(count("material"), 1);
+}
+
+TEST_F(OpeningTest, ProjectsWorkBesideEachOtherInThreadsOfTheirOwn) {
+  const auto fill = [&](const std::string& name) {
+    Project_Service_Impl project(0, file(name));
+    for (int i = 0; i < 20; ++i) create_material(project, "");
+    Batch<Material> materials;
+    project.list_materials({}, materials);
+  };
+  std::thread first(fill, "a.db");
+  std::thread second(fill, "b.db");
+  first.join();
+  second.join();
+  EXPECT_EQ(plain_rows(file("a.db"), "select count(*) from material"), (Rows{{"20"}}));
+  EXPECT_EQ(plain_rows(file("b.db"), "select count(*) from material"), (Rows{{"20"}}));
+}
+
+}  // namespace
+
+}  // namespace korvane::test
