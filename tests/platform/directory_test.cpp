@@ -1,11 +1,11 @@
 #include "platform/rpc4/directory.h"
 
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -195,10 +195,10 @@ TEST(Directory, IsOpenToEveryThread) {
       if (find_service<Greeter>(id) != &service) throw std::logic_error("not found: " + id);
     }
   };
-  std::thread first(come_and_go, "test:1");
-  std::thread second(come_and_go, "test:2");
-  first.join();
-  second.join();
+  auto first = std::async(std::launch::async, come_and_go, "test:1");
+  auto second = std::async(std::launch::async, come_and_go, "test:2");
+  first.get();
+  second.get();
   EXPECT_TRUE(live_services().empty());
 }
 

@@ -1,9 +1,9 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <Poco/Data/DataException.h>
@@ -100,7 +100,7 @@ TEST_F(OpeningANewFile, LogsANameThatIsNoUtf8) {
 }
 
 TEST_F(OpeningAnExistingFile, LogsThatThereWasOneAndFindsItsDataUnchanged) {
-  create_material(*std::make_unique<Project_Service_Impl>(0, file("a.db")), "m-1");
+  create_material(*std::make_shared<Project_Service_Impl>(0, file("a.db")), "m-1");
   const Rows before = plain_rows(file("a.db"), "select * from material");
   log_.clear();
   Project_Service_Impl project(0, file("a.db"));
@@ -279,10 +279,10 @@ TEST_F(OpeningTest, ProjectsWorkBesideEachOtherInThreadsOfTheirOwn) {
     Batch<Material> materials;
     project.list_materials({}, materials);
   };
-  std::thread first(fill, "a.db");
-  std::thread second(fill, "b.db");
-  first.join();
-  second.join();
+  auto first = std::async(std::launch::async, fill, "a.db");
+  auto second = std::async(std::launch::async, fill, "b.db");
+  first.get();
+  second.get();
   EXPECT_EQ(plain_rows(file("a.db"), "select count(*) from material"), (Rows{{"20"}}));
   EXPECT_EQ(plain_rows(file("b.db"), "select count(*) from material"), (Rows{{"20"}}));
 }

@@ -17,7 +17,7 @@ StoreTest::StoreTest() : file_(folder_.file("project.db")) { reopen(); }
 
 void StoreTest::reopen() {
   close();
-  project_ = std::make_unique<Project_Service_Impl>(0, file_);
+  project_ = std::make_shared<Project_Service_Impl>(0, file_);
 }
 
 Poco::Data::Session StoreTest::own_session() const {

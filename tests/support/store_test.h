@@ -66,7 +66,7 @@ class StoreTest : public ::testing::Test {
   TemporaryFolder folder_;
   std::string file_;
   CapturedLog log_;
-  std::unique_ptr<model::cad::Project_Service_Impl> project_;
+  std::shared_ptr<model::cad::Project_Service_Impl> project_;
 };
 
 }  // namespace korvane::test
