@@ -15,7 +15,7 @@
 namespace {
 
 using bond::blob;
-using korvane::tests::view;
+using korvane::test::view;
 
 std::shared_ptr<const char[]> owned(const std::string& text) {
   std::shared_ptr<char[]> bytes(new char[text.size()]);

@@ -8,7 +8,7 @@
 #include "bond/blob.h"
 
 /// Bytes as text, so that a failed comparison shows them: "10 00 00".
-namespace korvane::tests {
+namespace korvane::test {
 
 inline std::string hex(std::string_view bytes) {
   constexpr std::string_view digits = "0123456789ABCDEF";
@@ -46,4 +46,4 @@ inline std::uint32_t length_of(std::string_view bytes) {
   return static_cast<std::uint32_t>(bytes.size());
 }
 
-}  // namespace korvane::tests
+}  // namespace korvane::test

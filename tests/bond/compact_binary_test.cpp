@@ -16,10 +16,10 @@
 
 namespace {
 
-using korvane::tests::from_hex;
-using korvane::tests::hex;
-using korvane::tests::length_of;
-using korvane::tests::sample_value;
+using korvane::test::from_hex;
+using korvane::test::hex;
+using korvane::test::length_of;
+using korvane::test::sample_value;
 
 using Writer = bond::CompactBinaryWriter<bond::OutputBuffer>;
 using Reader = bond::CompactBinaryReader<bond::InputBuffer>;
@@ -247,7 +247,7 @@ TEST_P(SkipOfType, PassesOverExactlyOneValue) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCode, SkipOfType,
-                         testing::Range(0, korvane::tests::kHighestTypeCode + 1));
+                         testing::Range(0, korvane::test::kHighestTypeCode + 1));
 
 class SkipOfListOf : public testing::TestWithParam<int> {};
 
@@ -260,7 +260,7 @@ TEST_P(SkipOfListOf, PassesOverEveryElement) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCode, SkipOfListOf,
-                         testing::Range(0, korvane::tests::kHighestTypeCode + 1));
+                         testing::Range(0, korvane::test::kHighestTypeCode + 1));
 
 class SkipOfMapTo : public testing::TestWithParam<int> {};
 
@@ -273,7 +273,7 @@ TEST_P(SkipOfMapTo, PassesOverEveryKeyAndValue) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryCode, SkipOfMapTo,
-                         testing::Range(0, korvane::tests::kHighestTypeCode + 1));
+                         testing::Range(0, korvane::test::kHighestTypeCode + 1));
 
 TEST(Skip, OfAStructPassesOverTheStopsOfItsBases) {
   Reader reader = over("10 02 01 29 01 78 01 10 04 00 77");

@@ -13,9 +13,9 @@
 namespace {
 
 using bond::InputBuffer;
-using korvane::tests::from_hex;
-using korvane::tests::length_of;
-using korvane::tests::view;
+using korvane::test::from_hex;
+using korvane::test::length_of;
+using korvane::test::view;
 
 /// A buffer over bytes that it owns.
 InputBuffer over(std::string_view text) {

@@ -13,9 +13,9 @@
 namespace {
 
 using bond::OutputBuffer;
-using korvane::tests::hex;
-using korvane::tests::length_of;
-using korvane::tests::view;
+using korvane::test::hex;
+using korvane::test::length_of;
+using korvane::test::view;
 
 template <class T>
 std::string varint(T value) {

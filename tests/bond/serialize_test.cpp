@@ -100,9 +100,9 @@ struct Describe<Child> {
 
 namespace {
 
-using korvane::tests::from_hex;
-using korvane::tests::hex;
-using korvane::tests::length_of;
+using korvane::test::from_hex;
+using korvane::test::hex;
+using korvane::test::length_of;
 
 using Reader = bond::CompactBinaryReader<bond::InputBuffer>;
 

@@ -7,7 +7,7 @@
 #include "bond/wire_type.h"
 #include "tests/bond/bytes.h"
 
-namespace korvane::tests {
+namespace korvane::test {
 
 /// The highest code that fits the five bits of a header; those from 19 on name no type.
 inline constexpr int kHighestTypeCode = 31;
@@ -62,4 +62,4 @@ inline std::string sample_field(int type, std::uint8_t ordinal) {
   return field + from_hex(sample_value(type));
 }
 
-}  // namespace korvane::tests
+}  // namespace korvane::test

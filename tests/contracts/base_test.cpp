@@ -10,9 +10,9 @@
 namespace {
 
 namespace cad = korvane::model::cad;
-using korvane::tests::decoded;
-using korvane::tests::encoded;
-using korvane::tests::vector_text;
+using korvane::test::decoded;
+using korvane::test::encoded;
+using korvane::test::vector_text;
 
 template <class T>
 void expect_both_ways(const T& record, const std::string& bytes) {

@@ -17,11 +17,11 @@ namespace cad = korvane::model::cad;
 using bond::nullable;
 using korvane::Variant;
 using korvane::model::geometry::Point3d;
-using korvane::tests::decoded;
-using korvane::tests::encoded;
-using korvane::tests::from_hex;
-using korvane::tests::hex;
-using korvane::tests::vector_text;
+using korvane::test::decoded;
+using korvane::test::encoded;
+using korvane::test::from_hex;
+using korvane::test::hex;
+using korvane::test::vector_text;
 
 /// A record and its bytes, checked in both directions.
 struct Row {

@@ -16,15 +16,15 @@ namespace {
 namespace cad = korvane::model::cad;
 using korvane::Variant;
 using korvane::model::geometry::Point3d;
-using korvane::tests::decode_bytes;
-using korvane::tests::decode_bytes_into;
-using korvane::tests::decoded;
-using korvane::tests::decoding_error;
-using korvane::tests::encoded;
-using korvane::tests::from_hex;
-using korvane::tests::sample_field;
-using korvane::tests::sample_value;
-using korvane::tests::vector_text;
+using korvane::test::decode_bytes;
+using korvane::test::decode_bytes_into;
+using korvane::test::decoded;
+using korvane::test::decoding_error;
+using korvane::test::encoded;
+using korvane::test::from_hex;
+using korvane::test::sample_field;
+using korvane::test::sample_value;
+using korvane::test::vector_text;
 
 template <class T>
 void decode_into(std::string_view text, T& record) {
@@ -343,7 +343,7 @@ TEST_P(UnknownField, IsPassedOverAsTheElementsOfAList) {
 
 // 2 to 18 are the types that a field can have; 19 to 31 name none and take no bytes.
 INSTANTIATE_TEST_SUITE_P(OfType, UnknownField,
-                         testing::Range(2, korvane::tests::kHighestTypeCode + 1));
+                         testing::Range(2, korvane::test::kHighestTypeCode + 1));
 
 /// A field that is known, and the wire types that fit it.
 struct Known {
@@ -359,7 +359,7 @@ void expect_unfitting_types_to_be_passed_over(const Known& known, T held, std::s
   T expected = held;
   decode_bytes_into(rest, expected);
   ASSERT_NE(vector_text(expected), vector_text(held));
-  for (int type = 2; type <= korvane::tests::kHighestTypeCode; ++type) {
+  for (int type = 2; type <= korvane::test::kHighestTypeCode; ++type) {
     if (std::count(known.fitting.begin(), known.fitting.end(), type) != 0) continue;
     T record = held;
     decode_bytes_into(sample_field(type, known.ordinal) + rest, record);

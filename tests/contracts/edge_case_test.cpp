@@ -15,10 +15,10 @@ using korvane::GenericReply;
 using korvane::RGBA_Color;
 using korvane::Variant;
 using korvane::model::geometry::Point3d;
-using korvane::tests::decoded;
-using korvane::tests::decoding_error;
-using korvane::tests::encoded;
-using korvane::tests::vector_text;
+using korvane::test::decoded;
+using korvane::test::decoding_error;
+using korvane::test::encoded;
+using korvane::test::vector_text;
 
 TEST(VariantBytes, OfADefaultOneAreTheStopByte) {
   const Variant value;

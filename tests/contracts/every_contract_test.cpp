@@ -18,12 +18,12 @@ namespace {
 
 namespace cad = korvane::model::cad;
 namespace geometry = korvane::model::geometry;
-using korvane::tests::decode_bytes;
-using korvane::tests::hex;
-using korvane::tests::Json;
-using korvane::tests::record_from_vector_json;
-using korvane::tests::vector_text;
-using korvane::tests::view;
+using korvane::test::decode_bytes;
+using korvane::test::hex;
+using korvane::test::Json;
+using korvane::test::record_from_vector_json;
+using korvane::test::vector_text;
+using korvane::test::view;
 
 /// Puts a value that differs from the default, and from its neighbours', into every field.
 class Filler {

@@ -38,10 +38,10 @@ namespace {
 
 namespace cad = korvane::model::cad;
 using korvane::Variant;
-using korvane::tests::decode_bytes;
-using korvane::tests::from_hex;
-using korvane::tests::kHighestTypeCode;
-using korvane::tests::sample_value;
+using korvane::test::decode_bytes;
+using korvane::test::from_hex;
+using korvane::test::kHighestTypeCode;
+using korvane::test::sample_value;
 
 /// A count of 2^32 - 1.
 const std::string kAbsurd = "FF FF FF FF 0F ";

@@ -17,7 +17,7 @@
 namespace korvane {
 template <bond::Described T>
 void PrintTo(const T& record, std::ostream* out) {
-  *out << tests::vector_text(record);
+  *out << test::vector_text(record);
 }
 namespace model::geometry {
 using korvane::PrintTo;
@@ -27,7 +27,7 @@ using korvane::PrintTo;
 }
 }  // namespace korvane
 
-namespace korvane::tests {
+namespace korvane::test {
 
 template <class... Records>
 struct RecordList {
@@ -91,4 +91,4 @@ std::string decoding_error(std::string_view text) {
   return "no exception";
 }
 
-}  // namespace korvane::tests
+}  // namespace korvane::test

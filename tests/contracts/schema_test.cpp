@@ -61,7 +61,7 @@ std::string default_text(const bond::Variant& value, bool is_stated) {
     return bond::to_string(static_cast<M>(value.int_value));
   } else if constexpr (std::is_same_v<M, double>) {
     if (!is_stated && value.double_value == 0) return "0";
-    return korvane::tests::Json(value.double_value).dump();
+    return korvane::test::Json(value.double_value).dump();
   } else if constexpr (std::is_same_v<M, std::string>) {
     if (!is_stated && value.string_value.empty()) return "empty";
     return "\"" + value.string_value + "\"";

@@ -13,9 +13,9 @@ namespace {
 
 namespace cad = korvane::model::cad;
 using korvane::model::geometry::Point3d;
-using korvane::tests::Json;
-using korvane::tests::record_from_vector_json;
-using korvane::tests::vector_text;
+using korvane::test::Json;
+using korvane::test::record_from_vector_json;
+using korvane::test::vector_text;
 
 Point3d with_bits(std::uint64_t bits) { return {.x = std::bit_cast<double>(bits)}; }
 

@@ -12,14 +12,14 @@
 
 namespace {
 
-using korvane::tests::decode_bytes;
-using korvane::tests::encoded;
-using korvane::tests::from_hex;
-using korvane::tests::hex;
-using korvane::tests::Json;
-using korvane::tests::record_from_vector_json;
-using korvane::tests::StoredRecords;
-using korvane::tests::vector_text;
+using korvane::test::decode_bytes;
+using korvane::test::encoded;
+using korvane::test::from_hex;
+using korvane::test::hex;
+using korvane::test::Json;
+using korvane::test::record_from_vector_json;
+using korvane::test::StoredRecords;
+using korvane::test::vector_text;
 
 std::vector<Json> lines_of(const std::string& name) {
   const std::string path = std::string(KORVANE_TEST_DATA) + "/encoding/" + name;

@@ -18,12 +18,12 @@ inline std::vector<std::string> project_contents(model::cad::Project_Service_Imp
   std::vector<std::string> lines;
   const auto add = [&](const char* operation, const auto& records) {
     for (const auto& record : records) {
-      lines.push_back(std::string(operation) + " " + tests::vector_text(record));
+      lines.push_back(std::string(operation) + " " + test::vector_text(record));
     }
   };
   ProjectData data;
   project.get_project({}, data);
-  lines.push_back("get_project " + tests::vector_text(data));
+  lines.push_back("get_project " + test::vector_text(data));
   Batch<Material> materials;
   project.list_materials({}, materials);
   add("list_materials", materials.items);

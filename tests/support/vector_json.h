@@ -22,7 +22,7 @@
 /// nothing are left out, everything else is present. Enumeration: its number. Map: an array of
 /// [key, value] in key order. Blob: {"$hex": …}, and so a string that is no valid UTF-8. Double: a
 /// number, or "bits:" and 16 hexadecimal digits when it is not finite.
-namespace korvane::tests {
+namespace korvane::test {
 
 using Json = nlohmann::ordered_json;
 
@@ -195,4 +195,4 @@ std::size_t fields_from_json(const Json& object, T& record) {
 
 }  // namespace detail
 
-}  // namespace korvane::tests
+}  // namespace korvane::test

@@ -12,7 +12,7 @@
 namespace korvane::tool {
 
 using namespace model::cad;
-                             // else
+// else
 
 namespace {
 

@@ -12,7 +12,7 @@ namespace korvane::tool {
 namespace table = model::table;
 
 using namespace model::cad;
-                             // else
+// else
 
 namespace {
 
