@@ -24,7 +24,7 @@ using namespace model;
 
 bool connector_is_registered() {
   try {
-    Poco::Data::Session(Poco::Data::SQLite::Connector::KEY, ":memory:", 0);
+    const Poco::Data::Session session(Poco::Data::SQLite::Connector::KEY, ":memory:", 0);
     return true;
   } catch (const Poco::NotFoundException&) {
     return false;

@@ -27,7 +27,6 @@ using Poco::Data::NotConnectedException;
 using Poco::Data::SQLite::ConstraintViolationException;
 using Poco::Data::SQLite::DBLockedException;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 using ::testing::ThrowsMessage;
 

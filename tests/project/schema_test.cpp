@@ -24,6 +24,7 @@ using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
+// NOLINTBEGIN(bugprone-suspicious-missing-comma): a statement takes several lines.
 const std::vector<std::string> kCreateTables = {
     "CREATE TABLE project (id INTEGER PRIMARY KEY AUTOINCREMENT,raw BLOB)",
     "CREATE TABLE material (id INTEGER PRIMARY KEY AUTOINCREMENT,uid TEXT UNIQUE,raw BLOB)",
@@ -72,6 +73,7 @@ const std::vector<std::string> kCreateTables = {
     "FOREIGN KEY (rev_id) REFERENCES revision(id) ON UPDATE CASCADE ON DELETE CASCADE, "
     "FOREIGN KEY (material_id) REFERENCES material(id) ON UPDATE CASCADE ON DELETE  SET NULL )",
 };
+// NOLINTEND(bugprone-suspicious-missing-comma)
 
 const std::vector<std::string> kDropTables = {
     "DROP TABLE IF EXISTS mountingpart",  "DROP TABLE IF EXISTS fabric",
