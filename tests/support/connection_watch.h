@@ -32,7 +32,8 @@ class ConnectionWatch {
   const std::vector<std::string>& closed() const { return closed_; }
 
   /// The texts of the statements that were run, in order; of transactions BEGIN, COMMIT and
-  /// ROLLBACK alone. What a foreign key does on its own is left out.
+  /// ROLLBACK alone. What a foreign key's cascade does is left out; a SET NULL of one shows as the
+  /// text of the statement that set it off, once more for each.
   const std::vector<std::string>& statements() const { return statements_; }
 
   /// How often a statement was parsed that does `action` (SQLITE_INSERT, …), to `table` if one is

@@ -190,6 +190,9 @@ TEST_F(ImportSchedule, ABatchThatFailsTakesBackTheBatchesBeforeIt) {
        {"sheet", "revision", "material", "fabric_type", "fabric", "barspacer"}) {
     EXPECT_EQ(count(table), 0U) << table;
   }
+  ProjectData data;
+  project().get_project({}, data);
+  EXPECT_EQ(data, ProjectData{});
 }
 
 TEST_F(ImportSchedule, AMissingFileIsNamed) {

@@ -7,12 +7,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tools/korvane/revision_ref.h"
 #include "tools/korvane/text_table.h"
 
 namespace korvane::tool {
 
 using namespace model::cad;
-// else
 
 namespace {
 
@@ -129,12 +129,6 @@ class Names {
   std::map<std::pair<std::int32_t, std::string>, std::int32_t> revisions_;
 };
 
-RevisionRef revision_ref(std::int32_t id) {
-  RevisionRef ref;
-  ref.id = id;
-  return ref;
-}
-
 /// The revisions that an import fills. Each must be empty before.
 class FilledRevisions {
  public:
@@ -190,14 +184,19 @@ class FilledRevisions {
   std::map<std::int32_t, ImportedRevision> filled_;
 };
 
-void keep_project_name(Project_Service& project, const std::string& name) {
+void keep_project_name(Project_Service& project, const std::string& name, Undo& undo) {
   if (name.empty()) return;
-  UpdateProject update;
-  project.get_project({}, update.item);
-  if (!update.item.properties.try_emplace("project").second) return;
+  UpdateProject before;
+  project.get_project({}, before.item);
+  if (before.item.properties.count("project") != 0) return;
+  UpdateProject update = before;
   update.item.properties["project"].value_string.set(name);
   GenericReply reply;
   project.update_project(std::move(update), reply);
+  undo.add([&project, before = std::move(before)] {
+    GenericReply ignored;
+    project.update_project(before, ignored);
+  });
 }
 
 /// Puts the names that were given in place of the record's own.
@@ -272,15 +271,15 @@ std::vector<ImportedRevision> store_schedule(Project_Service& project,
     note_project(line.drawing);
   }
 
+  keep_project_name(project, project_name, undo);
   revisions.clear_when_undone(undo);
-  // Bars go last. What went before can be cleared again without touching the end treatments that
-  // other revisions share.
+  // Bars go last, and nothing that may fail behind them. What went before can be cleared again
+  // without touching the end treatments that other revisions share.
   GenericReply reply;
   project.add_fabric(std::move(fabrics), reply);
   project.add_barspacer(std::move(spacers), reply);
   project.add_rebar(std::move(bars), reply);
   undo.forget();
-  keep_project_name(project, project_name);
   return revisions.take();
 }
 

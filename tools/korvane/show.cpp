@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tools/korvane/revision_ref.h"
 #include "tools/korvane/text_table.h"
 
 namespace korvane::tool {
@@ -12,7 +13,6 @@ namespace korvane::tool {
 namespace table = model::table;
 
 using namespace model::cad;
-// else
 
 namespace {
 
@@ -107,12 +107,6 @@ void print_query(Project_Service& project, const std::string& sql, std::ostream&
 }  // namespace
 
 namespace {
-
-RevisionRef revision_ref(std::int32_t rev_id) {
-  RevisionRef ref;
-  ref.id = rev_id;
-  return ref;
-}
 
 /// What a query over the columns makes of the bars.
 void show_steel_by_diameter(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
