@@ -4,17 +4,26 @@
 #include <utility>
 
 #include "bond/describe.h"
+#include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/operation.h"
 
 /// What the sources of the skeletons are made of.
 namespace korvane::rpc {
 
+template <class T>
+constexpr krv::rpc4::Contract contract() {
+  return {bond::type_name<T>(),
+          [](std::string_view text) { return encoding::encode(encoding::from_json<T>(text)); },
+          [](const bond::blob& bytes) { return encoding::to_json(encoding::decode<T>(bytes)); },
+          [](encoding::JsonSchemas& schemas) { return encoding::add_json_schema<T>(schemas); }};
+}
+
 /// One entry of a skeleton's operation table; `deliver` calls the three-argument overload.
 template <class Service, class Request, class Reply,
           void (Service::*Deliver)(Request, Reply&, const krv::rpc4::PeerInfo&)>
-constexpr krv::rpc4::Operation operation(std::string_view name) {
-  return {name, bond::type_name<Request>(), bond::type_name<Reply>(),
+constexpr krv::rpc4::Operation operation(std::string_view name, krv::rpc4::Effect effect) {
+  return {name, effect, contract<Request>(), contract<Reply>(),
           [](void* service, const bond::blob& request, const krv::rpc4::PeerInfo& peer) {
             Reply reply{};
             (static_cast<Service*>(service)->*Deliver)(encoding::decode<Request>(request), reply,
@@ -25,10 +34,10 @@ constexpr krv::rpc4::Operation operation(std::string_view name) {
 
 }  // namespace korvane::rpc
 
-#define KORVANE_DELIVER_OPERATION(name, Request, Reply)                            \
+#define KORVANE_DELIVER_OPERATION(name, Request, Reply, effect)                    \
   void Skeleton::name(Request request, Reply& reply, const krv::rpc4::PeerInfo&) { \
     name(std::move(request), reply);                                               \
   }
 
-#define KORVANE_TABLE_ENTRY(name, Request, Reply) \
-  rpc::operation<Skeleton, Request, Reply, &Skeleton::name>(#name),
+#define KORVANE_TABLE_ENTRY(name, Request, Reply, effect) \
+  rpc::operation<Skeleton, Request, Reply, &Skeleton::name>(#name, krv::rpc4::Effect::effect),

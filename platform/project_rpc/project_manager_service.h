@@ -14,11 +14,12 @@ struct ProjectManager_Metadata {
   static constexpr std::string_view GlobalInstanceID = "korvane.model.cad.ProjectManager";
 };
 
-/// The operations of the manager, in order. The pairs, the dispatch by name and what is generated
-/// from them derive from this list.
-#define KORVANE_PROJECT_MANAGER_OPERATIONS(X)      \
-  X(open, OpenProjectRequest, OpenProjectResponse) \
-  X(list_, ListProjectRequest, ProjectList)
+/// The operations of the manager, in order, with the effect that they may have
+/// (krv::rpc4::Effect). The pairs, the dispatch by name and what is generated from them derive from
+/// this list.
+#define KORVANE_PROJECT_MANAGER_OPERATIONS(X)             \
+  X(open, OpenProjectRequest, OpenProjectResponse, opens) \
+  X(list_, ListProjectRequest, ProjectList, reads)
 
 /// The skeleton of the service that opens projects. Failures leave an operation as exceptions.
 /// Calls come one at a time. There is no virtual destructor: hold the concrete class.

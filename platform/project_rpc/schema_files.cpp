@@ -33,8 +33,8 @@ std::vector<SchemaNamespace> skeleton_schemas() {
 std::string service_text(const krv::rpc4::ServiceDefinition& service) {
   std::string text = "\nservice " + std::string(bond::plain_name(service.name)) + "\n{\n";
   for (const krv::rpc4::Operation& operation : service.operations) {
-    text += "    " + std::string(operation.reply) + " " + std::string(operation.name) + "(" +
-            std::string(operation.request) + ");\n";
+    text += "    " + std::string(operation.reply.name) + " " + std::string(operation.name) + "(" +
+            std::string(operation.request.name) + ");\n";
   }
   return text + "}\n";
 }

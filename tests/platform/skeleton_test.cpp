@@ -96,7 +96,8 @@ const std::vector<Entry> kProjectOperations = {
 
 std::vector<Entry> entries(std::span<const Operation> operations) {
   std::vector<Entry> entries;
-  for (const Operation& one : operations) entries.push_back({one.name, one.request, one.reply});
+  for (const Operation& one : operations)
+    entries.push_back({one.name, one.request.name, one.reply.name});
   return entries;
 }
 
@@ -110,8 +111,8 @@ std::vector<std::string> names(const std::vector<Entry>& entries) {
 class RecordingManager : public ProjectManager_Service {
  public:
   RecordingManager() : ProjectManager_Service("manager of the test") {}
-#define RECORD_OPERATION(name, Request, Reply) \
-  using Skeleton::name;                        \
+#define RECORD_OPERATION(name, Request, Reply, effect) \
+  using Skeleton::name;                                \
   void name(Request, Reply&) override { delivered.emplace_back(#name); }
   KORVANE_PROJECT_MANAGER_OPERATIONS(RECORD_OPERATION)
 
@@ -186,10 +187,10 @@ TEST(Skeletons, AreHeldAsTheirConcreteClass) {
 
 TEST(ProjectManagerSkeleton, DeliversTheThreeArgumentFormToTheTwoArgumentOne) {
   RecordingManager manager;
-#define CALL_WITH_PEER(name, Request, Reply)        \
-  {                                                 \
-    Reply reply;                                    \
-    manager.name(Request{}, reply, PeerInfo{"me"}); \
+#define CALL_WITH_PEER(name, Request, Reply, effect) \
+  {                                                  \
+    Reply reply;                                     \
+    manager.name(Request{}, reply, PeerInfo{"me"});  \
   }
   KORVANE_PROJECT_MANAGER_OPERATIONS(CALL_WITH_PEER)
 #undef CALL_WITH_PEER
@@ -198,10 +199,10 @@ TEST(ProjectManagerSkeleton, DeliversTheThreeArgumentFormToTheTwoArgumentOne) {
 
 TEST(ProjectSkeleton, DeliversTheThreeArgumentFormToTheTwoArgumentOne) {
   RecordingProject project;
-#define CALL_WITH_PEER(name, Request, Reply)        \
-  {                                                 \
-    Reply reply;                                    \
-    project.name(Request{}, reply, PeerInfo{"me"}); \
+#define CALL_WITH_PEER(name, Request, Reply, effect) \
+  {                                                  \
+    Reply reply;                                     \
+    project.name(Request{}, reply, PeerInfo{"me"});  \
   }
   KORVANE_PROJECT_OPERATIONS(CALL_WITH_PEER)
 #undef CALL_WITH_PEER
