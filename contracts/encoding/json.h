@@ -15,31 +15,45 @@ namespace korvane::encoding {
 
 /// What cannot be read from JSON or written as JSON. The text names the place by its path:
 /// "items[3].parameters_exact.a: expected a number, found text". The path of the whole is
-/// "request".
+/// "request"; a key that is not made of ASCII letters, digits, '_' and '-' stands in brackets, as
+/// in `properties["two words"].value_int32`. The text is always UTF-8, and what it quotes is
+/// shortened.
 class JsonError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Reads one record from `text`. A field that is absent has its default; enumerations are taken by
-/// name or by number. Throws JsonError for text that is no JSON, a field that the contract does
-/// not have, a value of another type, a number out of its range, and "NaN", "Infinity" and
-/// "-Infinity" by name; for nesting deeper than 64 levels before it is built up.
+/// Reads one record from `text`. A field that is absent has its default; null is taken for a
+/// nullable and a maybe alone; enumerations are taken by name or by number; an integer may be
+/// written as any number of integral value. Throws JsonError
+///
+///     "request: the text is empty" and "request: malformed JSON at line …, column … (byte …): …",
+///     also for text that is not UTF-8; bytes and columns are counted from 1
+///     "request: nested deeper than 64 levels", before anything that deep is built up
+///     "<path>: unknown field" and "<path>: given twice"
+///     "<path>: expected <what>, found <what>" for a value of another type, an integer out of its
+///     range, an unknown name of an enumeration and text that is no base64
+///     "<path>: <number> is out of range: …" for a number that no double holds
+///     "<path>: NaN cannot be given as JSON" for the texts "NaN", "Infinity" and "-Infinity" where
+///     a number belongs
 template <class T>
 T from_json(std::string_view text);
 
-/// Writes `record` with all its fields, also those that hold their default. An enumeration's
-/// unknown number stays a number. Throws JsonError for NaN and infinities, and for text that is not
-/// UTF-8: JSON has no way to say them, Compact Binary has.
+/// Writes `record` with all its fields, also those that hold their default, on one line. Doubles
+/// read back as the same double, -0.0 too. An enumeration's unknown number stays a number. Throws
+/// JsonError for what JSON has no way to say and Compact Binary has: "<path>: NaN cannot be written
+/// as JSON", or Infinity or -Infinity, and "<path>: text that is not UTF-8 cannot be written as
+/// JSON".
 template <class T>
 std::string to_json(const T& record);
 
-/// JSON Schemas (draft 2020-12) by component name, each as JSON text.
+/// JSON Schemas (draft 2020-12, as OpenAPI 3.1 takes them) by component name, each as JSON text.
 using JsonSchemas = std::map<std::string, std::string>;
 
 /// Adds the schema of `T` and of all that it uses to `schemas`, and returns the name of its own:
 /// the qualified name, and for a generic struct "korvane.Batch_korvane.model.cad.Rebar". References
-/// have the form "#/components/schemas/<name>".
+/// have the form "#/components/schemas/<name>". Every field's default is stated but that of a
+/// struct, whose fields state theirs.
 template <class T>
 std::string add_json_schema(JsonSchemas& schemas);
 

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "bond/describe.h"
+#include "bond/enumeration.h"
+#include "bond/wire_type.h"
+
+namespace korvane::test {
+
+/// Makes records of what is hard to carry: texts of escapes, controls and several scripts, numbers
+/// at the ends of their range, numbers that no enumerator has, things set and unset. The same seed
+/// makes the same records. All of it is UTF-8 and finite.
+class RandomFiller {
+ public:
+  explicit RandomFiller(std::uint32_t seed) : engine_(seed) {}
+
+  template <class T>
+  T make() {
+    T record{};
+    fill(record);
+    return record;
+  }
+
+  template <class T>
+  void fill(T& value) {
+    if constexpr (bond::is_nullable_v<T>) {
+      if (is_chosen()) fill(value.set());
+    } else if constexpr (bond::is_maybe_v<T>) {
+      if (is_chosen()) fill(value.set_value());
+    } else if constexpr (bond::is_vector_v<T>) {
+      value.resize(below(4));
+      for (auto& element : value) fill(element);
+    } else if constexpr (bond::is_map_v<T>) {
+      for (std::size_t count = below(4); count != 0; --count) fill(value[text()]);
+    } else if constexpr (bond::DescribedEnum<T>) {
+      const auto& known = bond::DescribeEnum<T>::enumerators;
+      value = is_chosen() ? known[below(known.size())].value : static_cast<T>(integer());
+    } else if constexpr (bond::Described<T>) {
+      fill_fields(value);
+    } else if constexpr (std::is_same_v<T, bool>) {
+      value = is_chosen();
+    } else if constexpr (std::is_same_v<T, std::int32_t>) {
+      value = integer();
+    } else if constexpr (std::is_same_v<T, double>) {
+      value = number();
+    } else if constexpr (std::is_same_v<T, bond::blob>) {
+      const std::string content = bytes();
+      value = bond::blob::copy_of(content.data(), static_cast<std::uint32_t>(content.size()));
+    } else {
+      value = text();
+    }
+  }
+
+ private:
+  std::size_t below(std::size_t limit) { return engine_() % limit; }
+  bool is_chosen() { return below(2) == 0; }
+
+  template <class T>
+  void fill_fields(T& record) {
+    if constexpr (bond::DescribedWithBase<T>) {
+      fill_fields<typename bond::Describe<T>::base>(record);
+    }
+    bond::for_each_field<T>([&](auto field) {
+      auto& value = record.*field.member;
+      fill(value);
+      // In bytes a field of either zero is left out, and so comes back without its sign.
+      if constexpr (std::is_same_v<std::remove_cvref_t<decltype(value)>, double>) value += 0.0;
+    });
+  }
+
+  std::int32_t integer() {
+    using Limits = std::numeric_limits<std::int32_t>;
+    constexpr std::array kSpecial = {Limits::min(), Limits::max(), -1, 0, 1, 999};
+    return is_chosen() ? kSpecial[below(kSpecial.size())] : static_cast<std::int32_t>(engine_());
+  }
+
+  double number() {
+    using Limits = std::numeric_limits<double>;
+    constexpr std::array kSpecial = {Limits::denorm_min(),
+                                     Limits::min(),
+                                     Limits::max(),
+                                     Limits::lowest(),
+                                     Limits::epsilon(),
+                                     0.0,
+                                     -0.0,
+                                     0.1,
+                                     -1e-5,
+                                     1e15,
+                                     999999999999999.9,
+                                     1e22,
+                                     9007199254740993.0,
+                                     2147483648.0,
+                                     100000.0};
+    if (is_chosen()) return kSpecial[below(kSpecial.size())];
+    for (;;) {
+      const auto high = std::uint64_t{engine_()} << 32U;
+      const auto any = std::bit_cast<double>(high | engine_());
+      if (std::isfinite(any)) return any;
+    }
+  }
+
+  std::string text() {
+    constexpr std::array<std::string_view, 18> kPieces = {"plain",
+                                                          "\"",
+                                                          "\\",
+                                                          "/",
+                                                          "\n",
+                                                          "\r\t",
+                                                          "\b\f",
+                                                          "\x01",
+                                                          "\x1F",
+                                                          "\x7F",
+                                                          " ",
+                                                          "{[,:]}",
+                                                          "\xC3\xA4",
+                                                          "\xE2\x82\xAC",
+                                                          "\xF0\x9F\x98\x80",
+                                                          "\xEF\xBF\xBF",
+                                                          "\xE2\x80\xA8",
+                                                          std::string_view("\0", 1)};
+    std::string result;
+    for (std::size_t count = below(6); count != 0; --count)
+      result += kPieces[below(kPieces.size())];
+    return result;
+  }
+
+  std::string bytes() {
+    std::string result(below(8), '\0');
+    for (char& byte : result) byte = static_cast<char>(engine_());
+    return result;
+  }
+
+  std::mt19937 engine_;
+};
+
+}  // namespace korvane::test
