@@ -8,6 +8,9 @@
 #include <boost/dll/library_info.hpp>
 #include <boost/filesystem/operations.hpp>
 
+#include "host/failure.h"
+#include "platform/log/log.h"
+
 namespace korvane::host {
 
 namespace {
@@ -18,12 +21,29 @@ std::vector<std::string> record_names(const boost::filesystem::path& library) {
 }
 
 bool has_plugin_record(const boost::filesystem::path& file) {
-  if (!boost::filesystem::is_regular_file(file)) return false;
   try {
     return !record_names(file).empty();
   } catch (const std::exception&) {
     return false;  // no library at all
   }
+}
+
+std::vector<boost::filesystem::path> files_of(const boost::filesystem::path& folder) {
+  if (!boost::filesystem::is_directory(folder)) {
+    throw std::runtime_error("no plugin folder " + folder.string());
+  }
+  std::vector<boost::filesystem::path> files;
+  for (const auto& entry : boost::filesystem::directory_iterator(folder)) {
+    if (boost::filesystem::is_regular_file(entry.path())) files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  return files;
+}
+
+void log_unusable(const boost::filesystem::path& library, const std::exception& failure) {
+  BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::refused)
+      << "cannot use plugin " << krv::log::widen(library.string()) << ": "
+      << krv::log::widen(failure_text(failure));
 }
 
 std::shared_ptr<krv::app::IService> make_service(boost::dll::shared_library& library,
@@ -55,15 +75,23 @@ Plugin::~Plugin() {
 }
 
 std::vector<boost::filesystem::path> find_plugins(const boost::filesystem::path& folder) {
-  if (!boost::filesystem::is_directory(folder)) {
-    throw std::runtime_error("no plugin folder " + folder.string());
-  }
-  std::vector<boost::filesystem::path> libraries;
-  for (const auto& entry : boost::filesystem::directory_iterator(folder)) {
-    if (has_plugin_record(entry.path())) libraries.push_back(entry.path());
-  }
-  std::sort(libraries.begin(), libraries.end());
+  std::vector<boost::filesystem::path> libraries = files_of(folder);
+  std::erase_if(libraries, [](const auto& file) { return !has_plugin_record(file); });
   return libraries;
+}
+
+std::vector<std::unique_ptr<Plugin>> load_plugins(const boost::filesystem::path& folder) {
+  std::vector<std::unique_ptr<Plugin>> plugins;
+  for (const boost::filesystem::path& file : files_of(folder)) {
+    if (file.extension() != boost::dll::shared_library::suffix()) continue;
+    try {
+      if (record_names(file).empty()) continue;
+      plugins.push_back(std::make_unique<Plugin>(file));
+    } catch (const std::exception& failure) {
+      log_unusable(file, failure);
+    }
+  }
+  return plugins;
 }
 
 }  // namespace korvane::host

@@ -34,4 +34,9 @@ class Plugin {
 /// "no plugin folder <folder>" when it is no folder.
 std::vector<boost::filesystem::path> find_plugins(const boost::filesystem::path& folder);
 
+/// Loads and starts the plugins of `folder`, in order of their names. A library that cannot be
+/// read, loaded or started is named in the log with the reason, and passed over; one without a
+/// plugin record is none. Throws std::runtime_error "no plugin folder <folder>".
+std::vector<std::unique_ptr<Plugin>> load_plugins(const boost::filesystem::path& folder);
+
 }  // namespace korvane::host

@@ -10,7 +10,8 @@
 namespace krv::log {
 
 /// The numeric severities of a line. Lifecycle and trace lines are 0, what is refused or skipped 2.
-enum severity_level : int { trace = 0, refused = 2 };
+/// A server's line for one request is 1.
+enum severity_level : int { trace = 0, request = 1, refused = 2 };
 
 using Logger = boost::log::sources::wseverity_logger_mt<severity_level>;
 

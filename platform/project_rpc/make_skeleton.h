@@ -1,9 +1,11 @@
 #pragma once
 
 #include <array>
+#include <stdexcept>
 #include <utility>
 
 #include "bond/describe.h"
+#include "bond/exception.h"
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/operation.h"
@@ -19,6 +21,17 @@ constexpr krv::rpc4::Contract contract() {
           [](encoding::JsonSchemas& schemas) { return encoding::add_json_schema<T>(schemas); }};
 }
 
+template <class Request>
+Request decode_request(const bond::blob& bytes) {
+  try {
+    return encoding::decode<Request>(bytes);
+  } catch (const bond::Exception& failure) {
+    throw krv::rpc4::RequestError(failure.what());
+  } catch (const std::overflow_error& failure) {
+    throw krv::rpc4::RequestError(failure.what());
+  }
+}
+
 /// One entry of a skeleton's operation table; `deliver` calls the three-argument overload.
 template <class Service, class Request, class Reply,
           void (Service::*Deliver)(Request, Reply&, const krv::rpc4::PeerInfo&)>
@@ -26,7 +39,7 @@ constexpr krv::rpc4::Operation operation(std::string_view name, krv::rpc4::Effec
   return {name, effect, contract<Request>(), contract<Reply>(),
           [](void* service, const bond::blob& request, const krv::rpc4::PeerInfo& peer) {
             Reply reply{};
-            (static_cast<Service*>(service)->*Deliver)(encoding::decode<Request>(request), reply,
+            (static_cast<Service*>(service)->*Deliver)(decode_request<Request>(request), reply,
                                                        peer);
             return encoding::encode(reply);
           }};

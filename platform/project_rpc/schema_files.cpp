@@ -5,8 +5,7 @@
 #include "contracts/encoding/bond_schema.h"
 #include "platform/project_rpc/contracts.h"
 #include "platform/project_rpc/open_project.describe.h"
-#include "platform/project_rpc/project_manager_service.h"
-#include "platform/project_rpc/project_service.h"
+#include "platform/project_rpc/services.h"
 #include "platform/project_rpc/table.describe.h"
 
 namespace korvane::rpc {
@@ -52,8 +51,7 @@ std::vector<SchemaFile> schema_files() {
     services += "import \"" + files.back().name + "\"\n";
   }
   services += "\nnamespace korvane.model.cad\n";
-  services += service_text(model::cad::ProjectManager_Service::definition());
-  services += service_text(model::cad::Project_Service::definition());
+  for (const auto* const definition : service_definitions()) services += service_text(*definition);
   files.push_back({"korvane.services.bond", std::move(services)});
   return files;
 }

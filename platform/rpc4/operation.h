@@ -1,6 +1,7 @@
 #pragma once
 
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 
@@ -9,6 +10,12 @@
 #include "platform/rpc4/peer_info.h"
 
 namespace krv::rpc4 {
+
+/// The bytes of a request that are no record of its contract; the text is what decoding said.
+class RequestError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 /// What a call of an operation may do to what the service keeps. A host decides by it who may call,
 /// and how.
@@ -42,8 +49,8 @@ struct Operation {
   Contract request;
   Contract reply;
   /// Decodes the request from Compact Binary, delivers it to the service that `service` points to
-  /// and encodes the reply. `service` points to the skeleton. Throws what decoding or the operation
-  /// throws. One call at a time to each service.
+  /// and encodes the reply. `service` points to the skeleton. Throws RequestError, and what the
+  /// operation throws. One call at a time to each service.
   bond::blob (*call)(void* service, const bond::blob& request, const PeerInfo& peer);
 };
 

@@ -1,23 +1,33 @@
+#include <chrono>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 #include <Poco/Exception.h>
 
+#include "host/tokens.h"
 #include "platform/log/log.h"
 #include "platform/project_rpc/schema_files.h"
 #include "tools/korvane/embedded_project.h"
 #include "tools/korvane/import.h"
+#include "tools/korvane/remote_project.h"
+#include "tools/korvane/serve.h"
 #include "tools/korvane/show.h"
 #include "tools/korvane/text_table.h"
 
 namespace {
 
+using korvane::host::Scope;
+using korvane::model::cad::Project_Service;
+using korvane::model::cad::RemoteProject;
 using korvane::tool::EmbeddedProject;
 using korvane::tool::format_count;
 
@@ -32,39 +42,141 @@ struct Options {
   std::optional<std::string> sheet;
   std::optional<std::string> revision;
   std::optional<std::string> output;
+  std::optional<std::string> server;
+  std::string token;
   bool verbose = false;
+  korvane::tool::ServeOptions serve;
+  std::string token_file;
+  std::string client;
+  std::vector<Scope> scopes;
 };
+
+/// Calls `use` with the project: on the server that is named, else opened in this process.
+template <class Use>
+void with_project(const Options& options, Use use) {
+  if (options.server) {
+    RemoteProject project(*options.server, options.token, options.project);
+    use(project);
+  } else {
+    EmbeddedProject project(options.plugins, options.project);
+    use(project.service());
+  }
+}
 
 /// Results go to stdout, all that is said about them to stderr.
 void run_import(const Options& options) {
   const korvane::tool::ScheduleFile schedule =
       korvane::tool::read_schedule(options.file, {options.sheet, options.revision});
   for (const std::string& remark : schedule.remarks) std::cerr << remark << '\n';
-  EmbeddedProject project(options.plugins, options.project);
-  const auto revisions = korvane::tool::store_schedule(project.service(), schedule);
-  for (const auto& revision : revisions) {
-    std::cerr << "imported " << format_count(revision.bars, "bar mark") << ", "
-              << format_count(revision.fabrics, "fabric mark") << " and "
-              << format_count(revision.bar_spacers, "bar spacer mark") << " into sheet \""
-              << revision.sheet << "\", revision \"" << revision.revision << "\"\n";
-  }
-  if (revisions.empty()) std::cerr << "nothing to import in " << options.file << '\n';
-  for (const auto& [group, count] : schedule.passed_over) {
-    std::cerr << "passed over " << format_count(count, group + " record")
-              << ": the project has no place for them\n";
-  }
-  bool is_first = true;
-  for (const auto& revision : revisions) {
-    if (!is_first) std::cout << '\n';
-    is_first = false;
-    korvane::tool::show_revision(project.service(), revision.id, std::cout);
-  }
+  with_project(options, [&](Project_Service& project) {
+    const auto revisions = korvane::tool::store_schedule(project, schedule);
+    for (const auto& revision : revisions) {
+      std::cerr << "imported " << format_count(revision.bars, "bar mark") << ", "
+                << format_count(revision.fabrics, "fabric mark") << " and "
+                << format_count(revision.bar_spacers, "bar spacer mark") << " into sheet \""
+                << revision.sheet << "\", revision \"" << revision.revision << "\"\n";
+    }
+    if (revisions.empty()) std::cerr << "nothing to import in " << options.file << '\n';
+    for (const auto& [group, count] : schedule.passed_over) {
+      std::cerr << "passed over " << format_count(count, group + " record")
+                << ": the project has no place for them\n";
+    }
+    bool is_first = true;
+    for (const auto& revision : revisions) {
+      if (!is_first) std::cout << '\n';
+      is_first = false;
+      korvane::tool::show_revision(project, revision.id, std::cout);
+    }
+  });
 }
 
 void run_show(const Options& options) {
-  EmbeddedProject project(options.plugins, options.project);
-  korvane::tool::show_project(project.service(), options.revision ? &*options.revision : nullptr,
-                              std::cout);
+  // Opening would make it.
+  if (!options.server && !std::filesystem::exists(options.project)) {
+    throw std::runtime_error("no project " + options.project);
+  }
+  with_project(options, [&](Project_Service& project) {
+    korvane::tool::show_project(project, options.revision ? &*options.revision : nullptr,
+                                std::cout);
+  });
+}
+
+void run_token_add(const Options& options) {
+  const std::set<Scope> scopes(options.scopes.begin(), options.scopes.end());
+  std::cout << korvane::host::TokenFile(options.token_file).add(options.client, scopes) << '\n';
+  std::cerr << "made a token for \"" << options.client << "\"; it is not shown again\n";
+}
+
+void run_token_remove(const Options& options) {
+  korvane::host::TokenFile(options.token_file).remove(options.client);
+}
+
+void run_token_list(const Options& options) {
+  for (const auto& entry : korvane::host::TokenFile(options.token_file).list()) {
+    std::cout << entry.name;
+    for (const Scope scope : entry.scopes) std::cout << ' ' << korvane::host::scope_name(scope);
+    std::cout << '\n';
+  }
+}
+
+void add_server_options(CLI::App& command, Options& options) {
+  command.add_option("--server", options.server,
+                     "Address of a server that keeps the project, such as http://127.0.0.1:8420");
+  command.add_option("--token", options.token, "Bearer token for that server")
+      ->envname("KORVANE_TOKEN");
+}
+
+CLI::Option* add_seconds(CLI::App& command, const std::string& name,
+                         std::chrono::milliseconds& time, const std::string& text) {
+  const auto set = [&time](const double& seconds) {
+    time = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+  };
+  return command.add_option_function<double>(name, set, text + ", in seconds")
+      ->check(CLI::PositiveNumber)
+      ->default_str(std::to_string(time.count() / 1000));
+}
+
+void add_serve_options(CLI::App& command, korvane::tool::ServeOptions& serve) {
+  command.add_option("--root", serve.root, "Folder that the projects are confined to")
+      ->check(CLI::ExistingDirectory)
+      ->capture_default_str();
+  command.add_option("--listen", serve.listen, "Address and port; port 0 takes a free one")
+      ->capture_default_str();
+  command.add_option("--tokens", serve.tokens, "File of the bearer tokens that are let in");
+  auto* const certificate =
+      command.add_option("--tls-cert", serve.tls_certificate, "Certificate chain, PEM");
+  auto* const key = command.add_option("--tls-key", serve.tls_key, "Private key, PEM");
+  certificate->needs(key);
+  key->needs(certificate);
+  command.add_option("--host-name", serve.host_names,
+                     "Name that clients reach this server by, beside localhost and addresses");
+  auto& limits = serve.limits;
+  const auto add_count = [&](const char* name, auto& count, const char* text) {
+    command.add_option(name, count, text)->check(CLI::PositiveNumber)->capture_default_str();
+  };
+  add_count("--open-projects", limits.open_projects, "Projects that may be open");
+  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least 2");
+  add_count("--waiting-calls", limits.delivery.waiting_calls, "Calls that may wait for a project");
+  add_count("--connections", limits.http.connections, "Connections at a time");
+  add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");
+  add_count("--body-bytes", limits.http.body_bytes, "Size of a request's body");
+  add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
+  add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
+  add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");
+  add_seconds(command, "--idle-time", limits.http.idle_time, "Time of a connection at rest");
+  add_seconds(command, "--transfer-time", limits.http.transfer_time,
+              "Time for a request to arrive, and for a reply to leave");
+  add_seconds(command, "--waiting-time", limits.delivery.waiting_time,
+              "Time that a call may wait for its turn");
+  add_seconds(command, "--stop-time", serve.stop_time, "Time for running calls when stopping");
+}
+
+/// The file of tokens of a subcommand, and the client that a token belongs to.
+void add_token_options(CLI::App& command, Options& options, bool is_of_client) {
+  command.add_option("--tokens", options.token_file, "The file of tokens")->required();
+  if (is_of_client) {
+    command.add_option("CLIENT", options.client, "Name of the client")->required();
+  }
 }
 
 /// Prints the contracts, or writes a file for each namespace into a folder.
@@ -87,6 +199,7 @@ int run(int argc, char** argv) {
   Options options;
   CLI::App app("korvane keeps the reinforcement data of structural CAD projects.", "korvane");
   app.require_subcommand(1);
+  app.fallthrough();
   app.set_version_flag("--version", std::string("korvane ") + KORVANE_VERSION);
   app.add_option("--plugins", options.plugins, "Folder of the plugin libraries")
       ->capture_default_str();
@@ -99,13 +212,13 @@ int run(int argc, char** argv) {
       ->required();
   import->add_option("--sheet", options.sheet, "Sheet name, instead of the records' own");
   import->add_option("--revision", options.revision, "Revision name, instead of the records' own");
+  add_server_options(*import, options);
   import->footer("Example:\n  korvane import examples/guideline.abs --project guideline.db");
 
   CLI::App* const show = app.add_subcommand("show", "Print the bar schedules of a project");
-  show->add_option("PROJECT", options.project, "The project file")
-      ->required()
-      ->check(CLI::ExistingFile);
+  show->add_option("PROJECT", options.project, "The project file")->required();
   show->add_option("--revision", options.revision, "Only revisions of this name");
+  add_server_options(*show, options);
   show->footer("Example:\n  korvane show guideline.db --revision a");
 
   CLI::App* const schema = app.add_subcommand(
@@ -113,11 +226,40 @@ int run(int argc, char** argv) {
   schema->add_option("--output", options.output, "Folder to write a file for each namespace into");
   schema->footer("Example:\n  korvane schema --output contracts");
 
+  CLI::App* const serve = app.add_subcommand("serve", "Serve the projects of a folder over HTTP");
+  add_serve_options(*serve, options.serve);
+  serve->footer("Example:\n  korvane serve --root projects --listen 127.0.0.1:8420");
+
+  CLI::App* const token = app.add_subcommand("token", "Make and remove the tokens of a server");
+  token->require_subcommand(1);
+  CLI::App* const token_add =
+      token->add_subcommand("add", "Make a token for a client and print it, once");
+  add_token_options(*token_add, options, true);
+  const std::map<std::string, Scope> scopes = {
+      {"read", Scope::read}, {"write", Scope::write}, {"sql", Scope::sql}};
+  token_add->add_option("--scope", options.scopes, "What the client may do: read, write, sql")
+      ->required()
+      ->transform(CLI::CheckedTransformer(scopes));
+  CLI::App* const token_remove = token->add_subcommand("remove", "Remove the token of a client");
+  add_token_options(*token_remove, options, true);
+  CLI::App* const token_list = token->add_subcommand("list", "Print the clients and their scopes");
+  add_token_options(*token_list, options, false);
+  token->footer("Example:\n  korvane token add --tokens tokens.json office --scope read write");
+
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
   }
+  if (serve->parsed()) {
+    options.serve.plugins = options.plugins;
+    options.serve.is_verbose = options.verbose;
+    korvane::tool::serve(options.serve);
+    return kDone;
+  }
+  if (token_add->parsed()) run_token_add(options);
+  if (token_remove->parsed()) run_token_remove(options);
+  if (token_list->parsed()) run_token_list(options);
   const krv::log::StderrSink log(options.verbose ? krv::log::trace : krv::log::refused);
   if (import->parsed()) run_import(options);
   if (show->parsed()) run_show(options);

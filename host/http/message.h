@@ -1,0 +1,44 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <Poco/Net/HTTPRequest.h>
+
+namespace korvane::host {
+
+/// A request whose header has been read. The body follows later.
+struct HttpRequest {
+  /// Method, target and header fields.
+  Poco::Net::HTTPRequest head;
+  /// The address of the other end, "127.0.0.1:40112".
+  std::string peer;
+  bool is_encrypted = false;
+};
+
+struct HttpReply {
+  int status = 200;
+  std::string content_type;
+  std::string body;
+  /// Further header fields.
+  std::vector<std::pair<std::string, std::string>> fields;
+};
+
+/// Ends a request with an error reply. `what()` is told to the client, so it names nothing that the
+/// client has not sent.
+class HttpFault : public std::runtime_error {
+ public:
+  HttpFault(int status_code, const std::string& detail,
+            std::vector<std::pair<std::string, std::string>> header_fields = {})
+      : std::runtime_error(detail), status(status_code), fields(std::move(header_fields)) {}
+
+  int status;
+  std::vector<std::pair<std::string, std::string>> fields;
+};
+
+/// The fault as an RFC 9457 problem document (application/problem+json).
+HttpReply problem_reply(const HttpFault& fault);
+
+}  // namespace korvane::host

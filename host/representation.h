@@ -1,0 +1,23 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace korvane::host {
+
+/// The forms in which a record crosses the network.
+enum class Representation { json, compact_binary };
+
+/// "application/json" and "application/x-bond-compact-binary".
+std::string_view media_type(Representation representation);
+
+/// The representation that a Content-Type names; parameters such as a charset are passed over.
+std::optional<Representation> representation_of(const std::string& content_type);
+
+/// The representation that an Accept field likes best (RFC 9110, section 12.5.1): `standard` where
+/// it likes both alike or is empty, nothing where it takes neither.
+std::optional<Representation> preferred_representation(const std::string& accept,
+                                                       Representation standard);
+
+}  // namespace korvane::host
