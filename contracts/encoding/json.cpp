@@ -1,5 +1,7 @@
 #include "contracts/encoding/json.h"
 
+#include <algorithm>
+#include <array>
 #include <bitset>
 #include <charconv>
 #include <cmath>
@@ -199,11 +201,12 @@ auto& expect(Node& node, const Place& place, const char* expected) {
   return *value;
 }
 
-/// The number as an int32, or JsonError that `expected` was.
-std::int32_t integer_of(double number, const Place& place, const std::string& expected) {
+/// The number as an int32, or JsonError that what `expected()` returns was.
+template <class Expected>
+std::int32_t integer_of(double number, const Place& place, const Expected& expected) {
   using Limits = std::numeric_limits<std::int32_t>;
   if (number < Limits::min() || number > Limits::max() || number != std::trunc(number)) {
-    fail_unexpected(place, expected, number_text(number));
+    fail_unexpected(place, expected(), number_text(number));
   }
   return static_cast<std::int32_t>(number);
 }
@@ -215,6 +218,17 @@ std::string int32_range() {
 
 constexpr std::string_view kBase64Digits =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr std::uint8_t kNoBase64Digit = 0xFF;
+
+/// The value of each character as a base64 digit.
+constexpr auto kBase64Values = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(kNoBase64Digit);
+  std::uint8_t value = 0;
+  for (const char digit : kBase64Digits) values[static_cast<unsigned char>(digit)] = value++;
+  return values;
+}();
 
 }  // namespace
 
@@ -249,7 +263,7 @@ bool read_bool(const JsonNode& node, const Place& place) {
 
 std::int32_t read_int32(const JsonNode& node, const Place& place) {
   return integer_of(expect<double>(node, place, "an integer"), place,
-                    "an integer from " + int32_range());
+                    [] { return "an integer from " + int32_range(); });
 }
 
 double read_double(const JsonNode& node, const Place& place) {
@@ -279,16 +293,16 @@ bond::blob read_blob(const JsonNode& node, const Place& place) {
   }
   auto bytes = std::make_shared_for_overwrite<char[]>(length);
   std::uint32_t bits = 0;
-  std::size_t count = 0;
+  char* next = bytes.get();
   for (std::size_t i = 0; i < text.size() - padding; ++i) {
-    const std::size_t digit = kBase64Digits.find(text[i]);
-    if (digit == std::string_view::npos) {
+    const std::uint8_t digit = kBase64Values[static_cast<unsigned char>(text[i])];
+    if (digit == kNoBase64Digit) {
       fail_unexpected(place, "base64 text",
                       "another character at position " + std::to_string(i + 1));
     }
-    bits = bits << 6U | static_cast<std::uint32_t>(digit);
+    bits = bits << 6U | digit;
     // After 2, 3 and 4 digits of each four a byte is complete; 4, 2 and 0 bits are then left.
-    if (i % 4 != 0) bytes[count++] = static_cast<char>(bits >> (6U - 2U * (i % 4)));
+    if (i % 4 != 0) *next++ = static_cast<char>(bits >> (6U - 2U * (i % 4)));
   }
   if (padding != 0 && (bits & (padding == 2 ? 0x0FU : 0x03U)) != 0) {
     fail_unexpected(place, "base64 text", "bits behind the last byte");
@@ -304,7 +318,7 @@ std::int32_t read_enumeration(const JsonNode& node, const Place& place,
     return "one of " + names + "or an integer from " + int32_range();
   };
   if (const auto* const number = std::get_if<double>(&node.value)) {
-    return integer_of(*number, place, expected());
+    return integer_of(*number, place, expected);
   }
   const auto* const name = std::get_if<std::string>(&node.value);
   if (name == nullptr) fail_unexpected(place, expected(), kind_of(node));
