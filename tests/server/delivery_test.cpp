@@ -250,6 +250,7 @@ TEST(Delivery, WaitsForACallThatHasBegunHoweverLongItTakes) {
 
 TEST(Delivery, DrainsWhatRunsAndWaits) {
   const Live<ProbeService> service("a");
+  const Live<ProbeService> other("b");
   Delivery delivery({});
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
@@ -257,7 +258,7 @@ TEST(Delivery, DrainsWhatRunsAndWaits) {
                             [&] { return refusal([&] { delivery.deliver("a", nothing); }); });
   wait_for_depth(delivery, 2);
   auto drained = std::async(std::launch::async, [&] { return delivery.drain(10s); });
-  while (refusal([&] { delivery.deliver("a", nothing); }) != Reason::stopping) {
+  while (refusal([&] { delivery.deliver("b", nothing); }) != Reason::stopping) {
     std::this_thread::yield();
   }
   held.let_go();
