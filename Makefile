@@ -1,9 +1,10 @@
-# Thin: every target is a preset of CMake's. `make run` and `make test` need nothing but this
-# repository and a Debian 12.
+# Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
+# nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run test asan tsan bench fuzz format check-format lint clean
+.PHONY: help packages run serve test asan tsan bench fuzz format check-format lint clean
 
 PROJECT := build/release/guideline.db
+SERVED := build/release/projects
 BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
   --benchmark_report_aggregates_only=true --benchmark_min_time=0.5
 FUZZ_SECONDS := 60
@@ -25,6 +26,12 @@ run: build-release ## install, build, import examples/guideline.abs into a new p
 	@rm -f $(PROJECT)
 	@echo "== import: examples/guideline.abs into $(PROJECT)"
 	@build/release/bin/korvane import examples/guideline.abs --project $(PROJECT)
+
+serve: build-release ## install, build, and serve the example project over HTTP until Ctrl-C
+	@mkdir -p $(SERVED)
+	@test -e $(SERVED)/guideline.db || build/release/bin/korvane import examples/guideline.abs \
+	  --project $(SERVED)/guideline.db >/dev/null
+	@build/release/bin/korvane serve --root $(SERVED)
 
 test: build-dev ## install, build and run all tests
 	@echo "== test"

@@ -264,7 +264,7 @@ TEST(Operation, PassesOnWhatDecodingThrowsAndDeliversNothing) {
   RecordingProject project;
   const Operation& add = operation<Project_Service>("add_rebar");
   EXPECT_THAT([&] { add.call(static_cast<Project_Service*>(&project), bond::blob(), PeerInfo{}); },
-              ::testing::ThrowsMessage<bond::StreamException>(
+              ::testing::ThrowsMessage<krv::rpc4::RequestError>(
                   "Read out of bounds: 1 bytes requested, offset: 0, length: 0"));
   EXPECT_TRUE(project.delivered.empty());
 }

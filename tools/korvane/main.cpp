@@ -91,10 +91,6 @@ void run_import(const Options& options) {
 }
 
 void run_show(const Options& options) {
-  // Opening would make it.
-  if (!options.server && !std::filesystem::exists(options.project)) {
-    throw std::runtime_error("no project " + options.project);
-  }
   with_project(options, [&](Project_Service& project) {
     korvane::tool::show_project(project, options.revision ? &*options.revision : nullptr,
                                 std::cout);
@@ -248,6 +244,11 @@ int run(int argc, char** argv) {
 
   try {
     app.parse(argc, argv);
+    // On a server its name means another file.
+    const std::string fault = CLI::ExistingFile(options.project);
+    if (show->parsed() && !options.server && !fault.empty()) {
+      throw CLI::ValidationError("PROJECT", fault);
+    }
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kWrongUsage;
   }
