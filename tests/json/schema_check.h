@@ -24,6 +24,13 @@ inline const nlohmann::ordered_json& referenced(const Components& components,
 inline std::string offence(const nlohmann::ordered_json& value,
                            const nlohmann::ordered_json& schema, const Components& components,
                            const std::string& path = "$") {
+  const auto is = [&](const std::string& fault, const nlohmann::ordered_json& argument = {}) {
+    std::string text = path + " is " + fault;
+    return argument.is_null() ? text : text.append(" ").append(argument.dump());
+  };
+  const auto offence_within =
+      [&](const nlohmann::ordered_json& part, const nlohmann::ordered_json& part_schema,
+          const std::string& step) { return offence(part, part_schema, components, path + step); };
   const auto has_type = [&](const std::string& type) {
     if (type == "null") return value.is_null();
     if (type == "boolean") return value.is_boolean();
@@ -34,48 +41,44 @@ inline std::string offence(const nlohmann::ordered_json& value,
     return type == "object" && value.is_object();
   };
   for (const auto& [keyword, argument] : schema.items()) {
+    std::string found;
     if (keyword == "type") {
-      if (!has_type(argument)) return path + " is no " + argument.dump();
+      if (!has_type(argument)) return is("no", argument);
     } else if (keyword == "$ref") {
-      const std::string found = offence(value, referenced(components, argument), components, path);
-      if (!found.empty()) return found;
+      found = offence_within(value, referenced(components, argument), "");
     } else if (keyword == "anyOf") {
       const bool conforms = std::any_of(argument.begin(), argument.end(), [&](const auto& each) {
-        return offence(value, each, components, path).empty();
+        return offence_within(value, each, "").empty();
       });
-      if (!conforms) return path + " is none of " + argument.dump();
+      if (!conforms) return is("none of", argument);
     } else if (keyword == "enum") {
-      if (std::find(argument.begin(), argument.end(), value) == argument.end()) {
-        return path + " is not among " + argument.dump();
-      }
+      const bool is_listed = std::find(argument.begin(), argument.end(), value) != argument.end();
+      if (!is_listed) return is("none of", argument);
     } else if (keyword == "minimum") {
-      if (value.is_number() && value < argument) return path + " is below " + argument.dump();
+      if (value < argument) return is("below", argument);
     } else if (keyword == "maximum") {
-      if (value.is_number() && value > argument) return path + " is above " + argument.dump();
+      if (value > argument) return is("above", argument);
     } else if (keyword == "items") {
       for (const auto& element : value) {
-        const std::string found = offence(element, argument, components, path + "[]");
-        if (!found.empty()) return found;
+        if (found.empty()) found = offence_within(element, argument, "[]");
       }
     } else if (keyword == "properties") {
       for (const auto& [name, property] : argument.items()) {
-        if (!value.contains(name)) continue;
-        const std::string found = offence(value.at(name), property, components, path + "." + name);
-        if (!found.empty()) return found;
+        if (!found.empty() || !value.contains(name)) continue;
+        found = offence_within(value.at(name), property, "." + name);
       }
     } else if (keyword == "additionalProperties") {
       for (const auto& [name, member] : value.items()) {
-        if (schema.contains("properties") && schema.at("properties").contains(name)) continue;
-        if (argument.is_boolean()) {
-          if (!argument) return path + "." + name + " is one too many";
-          continue;
-        }
-        const std::string found = offence(member, argument, components, path + "." + name);
-        if (!found.empty()) return found;
+        const bool is_declared =
+            schema.contains("properties") && schema.at("properties").contains(name);
+        if (!found.empty() || is_declared) continue;
+        if (argument == false) return is("not to have", name);
+        found = offence_within(member, argument, "." + name);
       }
     } else if (keyword != "format" && keyword != "contentEncoding" && keyword != "default") {
-      return path + " has the unknown keyword " + keyword;
+      return is("under the unknown keyword", keyword);
     }
+    if (!found.empty()) return found;
   }
   return {};
 }

@@ -9,6 +9,7 @@
 #include "contracts/encoding/json.h"
 #include "contracts/geometry/contracts.h"
 #include "platform/project_rpc/contracts.h"
+#include "tests/json/schema_check.h"
 
 namespace {
 
@@ -122,6 +123,28 @@ TEST(JsonSchema, AddsNothingTwice) {
   const JsonSchemas once = schemas;
   EXPECT_EQ(add_json_schema<cad::Rebars>(schemas), "korvane.model.cad.Rebars");
   EXPECT_EQ(schemas, once);
+}
+
+TEST(JsonSchema, IsNotMetByWhatIsNotRead) {
+  JsonSchemas schemas;
+  const std::string name = add_json_schema<korvane::Batch<cad::Rebar>>(schemas);
+  korvane::test::Components components;
+  for (const auto& [component, text] : schemas) components.emplace(component, Json::parse(text));
+  const auto offence_of = [&](const std::string& rebar) {
+    return korvane::test::offence(Json::parse(R"({"items":[{},)" + rebar + "]}"),
+                                  components.at(name), components);
+  };
+  EXPECT_EQ(offence_of("{}"), "");
+  EXPECT_EQ(offence_of("null"), R"($.items[] is no "object")");
+  EXPECT_EQ(offence_of(R"({"zz":1})"), R"($.items[] is not to have "zz")");
+  EXPECT_EQ(offence_of(R"({"id":"3"})"), R"($.items[].id is no "integer")");
+  EXPECT_EQ(offence_of(R"({"id":2147483648})"), "$.items[].id is above 2147483647");
+  EXPECT_EQ(offence_of(R"({"id":-2147483649})"), "$.items[].id is below -2147483648");
+  EXPECT_EQ(offence_of(R"({"properties":{"a":3}})"), R"($.items[].properties.a is no "object")");
+  EXPECT_THAT(offence_of(R"({"parameters_exact":{"a":"1"}})"),
+              testing::StartsWith("$.items[].parameters_exact.a is none of"));
+  EXPECT_THAT(offence_of(R"({"geometry":{"objects":[{"type":"zz"}]}})"),
+              testing::StartsWith("$.items[].geometry.objects[].type is none of"));
 }
 
 }  // namespace
