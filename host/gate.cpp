@@ -68,7 +68,7 @@ Client Gate::client(const HttpRequest& request) const {
   return *client;
 }
 
-void require_scope(const Client& client, const std::set<Scope>& scopes) {
+void require_scope(const Client& client, const Scopes& scopes) {
   std::string names;
   for (const Scope scope : scopes) {
     if (client.scopes.count(scope) != 0) return;

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -33,6 +32,6 @@ class Gate {
 };
 
 /// Throws HttpFault 403 unless the client's token has one of `scopes`.
-void require_scope(const Client& client, const std::set<Scope>& scopes);
+void require_scope(const Client& client, const Scopes& scopes);
 
 }  // namespace korvane::host

@@ -109,9 +109,9 @@ void run_token_remove(const Options& options) {
 
 void run_token_list(const Options& options) {
   for (const auto& entry : korvane::host::TokenFile(options.token_file).list()) {
-    std::cout << entry.name;
-    for (const Scope scope : entry.scopes) std::cout << ' ' << korvane::host::scope_name(scope);
-    std::cout << '\n';
+    std::cout << entry.client.name;
+    for (const Scope scope : entry.client.scopes) std::cout << ' ' << korvane::host::scope_name(scope);
+    std::cout << ' ' << entry.created << '\n';
   }
 }
 

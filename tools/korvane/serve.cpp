@@ -90,7 +90,7 @@ Poco::Net::ServerSocket listen_on(const SocketAddress& address, const ServeOptio
 }
 
 std::optional<host::Tokens> read_tokens(const ServeOptions& options, const SocketAddress& address) {
-  if (options.tokens) return host::Tokens(*options.tokens);
+  if (options.tokens) return host::Tokens::load(*options.tokens);
   if (!address.host().isLoopback()) {
     throw std::runtime_error("on " + address.toString() +
                              " others than this machine's users could come in: expected --tokens "

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <array>
+#include <filesystem>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+/// Bearer tokens: who may call a server, and what for.
+///
+/// The token file is JSON, `{"tokens": [{"name", "sha256", "scopes", "created"}, …]}`. A token
+/// itself stands nowhere: it is 32 random bytes, of which the file keeps the SHA-256. Who reads the
+/// file learns names and scopes; who writes it can let himself in. A file that group or others may
+/// write is therefore refused, one that they may read is not. Failures are std::runtime_error and
+/// begin "token file <path>: ".
+namespace korvane::host {
+
+/// What a token is good for. None includes another.
+enum class Scope {
+  read,   ///< reading operations
+  write,  ///< writing operations
+  sql,    ///< queries in SQL
+};
+
+using Scopes = std::set<Scope>;
+
+/// "read", "write", "sql".
+std::string_view scope_name(Scope scope);
+std::optional<Scope> scope_of(std::string_view name);
+
+/// Whom a token was given to.
+struct Client {
+  std::string name;
+  Scopes scopes;
+
+  bool operator==(const Client&) const = default;
+};
+
+/// A token as the file knows it.
+struct TokenEntry {
+  Client client;
+  /// Of the token's SHA-256.
+  std::array<unsigned char, 32> digest{};
+  /// The day it was made, "2024-05-31", in UTC.
+  std::string created;
+};
+
+/// The token file as an administrator changes it. A missing file is one without tokens. Each
+/// change replaces the file in one step: a reader sees the old one or the new one, also after a
+/// power cut. The new one has mode 0600 if there was none, else the owner, group and mode of the
+/// old one. Changes of several threads and processes wait for each other; any number may read.
+class TokenFile {
+ public:
+  explicit TokenFile(std::filesystem::path path);
+
+  /// Makes a token for a client and returns it: "krv_" and 43 characters of base64url. It cannot be
+  /// had again. `name` is of 1 to 64 letters, digits, `.`, `_` and `-`, and new to the file;
+  /// `scopes` are not empty. Throws std::invalid_argument otherwise, with a text for the
+  /// administrator.
+  std::string add(const std::string& name, const Scopes& scopes);
+
+  /// Throws std::invalid_argument "no token is named <name>".
+  void remove(const std::string& name);
+
+  /// In the order in which they were added.
+  std::vector<TokenEntry> list() const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// The tokens that a server accepts, as the file had them once. Immutable: any number of threads
+/// may use one at a time.
+class Tokens {
+ public:
+  /// None: every bearer is unknown.
+  Tokens() = default;
+  /// Throws for a missing file too: a server that is to have tokens has some.
+  static Tokens load(const std::filesystem::path& path);
+
+  /// Whom `bearer` was given to; nothing for what is no token of these. The time it takes depends
+  /// on the length of `bearer` and the number of tokens, not on how much of one was right.
+  std::optional<Client> find(std::string_view bearer) const;
+
+ private:
+  std::vector<TokenEntry> entries_;
+};
+
+}  // namespace korvane::host
