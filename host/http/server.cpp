@@ -384,6 +384,8 @@ class HttpServer::Connection {
       reply = problem_reply(fault);
     } catch (const ConnectionEnd&) {
       reply = problem_reply(watch_.is_overdue() ? overdue() : HttpFault(400, "the body broke off"));
+    } catch (const std::exception&) {
+      reply = problem_reply({500, "the request could not be answered"});  // no memory, most likely
     }
     const bool keeps_alive = is_body_read && request.head.getKeepAlive() && !server_.is_stopping();
     const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
