@@ -72,10 +72,10 @@ std::string live_services_text() {
   return Json{{"services", std::move(services)}}.dump() + "\n";
 }
 
-std::string percent_decoded(const std::string& text, bool is_form) {
+std::string percent_decoded(const std::string& text) {
   std::string decoded;
   try {
-    Poco::URI::decode(text, decoded, is_form);
+    Poco::URI::decode(text, decoded);
   } catch (const Poco::Exception& failure) {
     throw HttpFault(400, "malformed percent-encoding in the address: " + failure.message());
   }
@@ -95,7 +95,7 @@ struct Target {
     std::vector<std::string> segments;
     for (std::size_t begin = 1; begin <= path.size();) {
       const std::size_t end = std::min(path.find('/', begin), path.size());
-      segments.push_back(percent_decoded(path.substr(begin, end - begin), false));
+      segments.push_back(percent_decoded(path.substr(begin, end - begin)));
       begin = end + 1;
     }
     return segments;
@@ -103,18 +103,22 @@ struct Target {
 
   /// The JSON text of a GET request.
   std::string request() const {
+    std::optional<std::string> request;
     for (std::size_t begin = 0; begin <= query.size();) {
       const std::size_t end = std::min(query.find('&', begin), query.size());
       const std::string parameter = query.substr(begin, end - begin);
-      const std::string key = "request=";
-      if (parameter.starts_with(key)) return percent_decoded(parameter.substr(key.size()), true);
-      if (!parameter.empty()) {
-        throw HttpFault(400, "unknown parameter \"" + parameter.substr(0, parameter.find('=')) +
-                                 "\" in the address; expected request");
-      }
       begin = end + 1;
+      if (parameter.empty()) continue;
+      const std::string name = parameter.substr(0, parameter.find('='));
+      if (name != "request") {
+        throw HttpFault(400, "unknown parameter \"" + name + "\" in the address; expected request");
+      }
+      if (request) throw HttpFault(400, "the parameter request is given twice in the address");
+      std::string value = parameter.substr(std::min(name.size() + 1, parameter.size()));
+      std::replace(value.begin(), value.end(), '+', ' ');  // as forms encode it
+      request = percent_decoded(value);
     }
-    return "{}";
+    return request.value_or("{}");
   }
 };
 
