@@ -211,6 +211,12 @@ TEST_P(RefusedRecord, NamesTheFieldItsValueAndWhatWasExpected) {
   EXPECT_THAT([] { bar_of(GetParam().record); }, ThrowsMessage<RecordError>(GetParam().text));
 }
 
+TEST(ReadFabric, TellsOfALegWithALetterBeyondAsciiInUtf8) {
+  EXPECT_THAT(
+      [] { read_fabric(record_of("BFMA@Hp1@l5@n1@b5@Gx\xE4@w0@C")); },
+      ThrowsMessage<RecordError>("line 9: block G, field x: expected a number, found \"ä\""));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Records, RefusedRecord,
     testing::Values(
@@ -240,7 +246,13 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"HelixLegBehindTurns", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@g100@l5@C",
                 "line 9: block G, field l: expected turns n, each with its pitch g, found \"5\""},
         Refusal{"BendMissing", "BF2D@Hp1@l5@n1@d12@Gl100@C",
-                "line 9: block G: the last leg has no bend w"}),
+                "line 9: block G: the last leg has no bend w"},
+        Refusal{"TotalLengthOutOfRange", "BF2D@Hp1@l1e308@n10@d12@Gl1@w0@C",
+                "line 9: block H: the total length is out of range"},
+        Refusal{"MassOutOfRange", "BF2D@Hp1@l1e-320@n1@e1@d12@Gl1@w0@C",
+                "line 9: block H: the mass per metre is out of range"},
+        Refusal{"OffsetsOutOfRange", "BF3D@Hp1@l5@n1@d12@Gx1e308@x1e308@C",
+                "line 9: block G: the offsets add up out of range"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 }  // namespace

@@ -89,6 +89,15 @@ TEST(ParseRecord, WhatIsNoFieldIsNamedWithItsBlock) {
               ThrowsMessage<RecordError>("line 6: block G: expected a field, found \";0\""));
 }
 
+TEST(ParseRecord, WhatIsQuotedInARefusalIsUtf8) {
+  EXPECT_THAT([] { parse_record("BF2D@Hp1@Cx\xFC", 2); },
+              ThrowsMessage<RecordError>(HasSubstr("the checksum block C holds \"xü\"")));
+  EXPECT_THAT([] { parse_record(with_checksum("BF2D@Hp1@\xFC@C"), 6); },
+              ThrowsMessage<RecordError>("line 6: block H: expected a field, found \"ü\""));
+  EXPECT_THAT([] { parse_record(with_checksum("BF2D@\xFC@Hp1@C"), 6); },
+              ThrowsMessage<RecordError>("line 6: expected a block, found \"ü\""));
+}
+
 TEST(ReadRecords, TakesBothLineEndsAndPassesOverEmptyLines) {
   const auto records = records_of(kStraight + "\r\n\r\n" + kStraight + "\n" + kStraight);
   ASSERT_EQ(records.size(), 3U);

@@ -33,7 +33,7 @@ std::string utf8_from_windows1252(std::string_view text) {
   return krv::log::narrow(wide);
 }
 
-std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
+std::string quoted(std::string_view text) { return '"' + utf8_from_windows1252(text) + '"'; }
 
 /// Throws unless the number behind the C is the one that the record's characters give.
 void verify_checksum(std::string_view line, std::size_t c_position, std::size_t number) {
@@ -101,7 +101,7 @@ Record parse_record(std::string_view line, std::size_t number) {
       line.size() > kGroupLength && line[kGroupLength] == '@' && line.substr(0, 2) == "BF";
   if (!has_group) {
     throw RecordError(number, "expected a record that begins with its group such as BF2D@, found " +
-                                  quoted(utf8_from_windows1252(line.substr(0, 8))));
+                                  quoted(line.substr(0, 8)));
   }
   if (line.find("@H") == std::string_view::npos) {
     throw RecordError(number, "no header block H");

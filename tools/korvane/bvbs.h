@@ -20,7 +20,7 @@
 /// "@C"; C, the checksum, has its number directly behind the letter.
 namespace korvane::bvbs {
 
-/// What is wrong with one record. The text begins "line <number>: ".
+/// What is wrong with one record. The text begins "line <number>: " and is UTF-8.
 class RecordError : public std::runtime_error {
  public:
   RecordError(std::size_t line, const std::string& text)

@@ -82,6 +82,14 @@ class BlockReader {
   const Block& block_;
 };
 
+/// `number`, which is computed of several fields that are each in range.
+double in_range(const Record& record, double number, const char* meaning) {
+  if (!std::isfinite(number)) {
+    throw RecordError(record.line, std::string(meaning) + " out of range");
+  }
+  return number;
+}
+
 /// Collects the legs of a flat shape: lengths or radii, each with the bend after it.
 class FlatShape {
  public:
@@ -144,7 +152,8 @@ RebarGeometry read_spatial_shape(const Record& record, const Block& block) {
     double& coordinate = field.letter == 'x'   ? points.back().x
                          : field.letter == 'y' ? points.back().y
                                                : points.back().z;
-    coordinate += reader.number(field.letter, field.value);
+    coordinate = in_range(record, coordinate + reader.number(field.letter, field.value),
+                          "block G: the offsets add up");
   }
   RebarGeometry geometry;
   geometry.polyline = std::move(points);
@@ -177,8 +186,10 @@ RebarGeometry read_helix(const Record& record, const Block& block, std::string& 
 
 /// The letter that names the bent bars stands before the first leg, without an @ of its own.
 RebarGeometry read_bent_fabric(const Record& record, Block block, std::string& bent_bars) {
-  if (!block.fields.empty() && (block.fields[0].letter == 'x' || block.fields[0].letter == 'y') &&
-      !block.fields[0].value.empty()) {
+  const bool names_bars =
+      !block.fields.empty() && (block.fields[0].letter == 'x' || block.fields[0].letter == 'y') &&
+      (block.fields[0].value.starts_with('l') || block.fields[0].value.starts_with('r'));
+  if (names_bars) {
     Field& first = block.fields[0];
     bent_bars = std::string(1, first.letter);
     first = {first.value[0], first.value.substr(1)};
@@ -219,14 +230,15 @@ const Block& header_of(const Record& record) {
 
 /// Kilograms a metre. The guideline has the weight of one piece, and some exporters write the
 /// weight of all: the reading nearer to what the diameter gives is taken.
-void read_mass(const BlockReader& header, double cut_length, BarLine& bar) {
+void read_mass(const Record& record, const BlockReader& header, double cut_length, BarLine& bar) {
   const double stated = header.number_or('e', 0.0);
   const double expected = kMassOfUnitBar * bar.item.bar_diameter * bar.item.bar_diameter;
   const double metres = cut_length / kMillimetresPerMetre;
   const double of_one = stated / metres;
   const double of_all = of_one / bar.item.total_bars;
   bar.weight_was_total = std::abs(of_all - expected) < std::abs(of_one - expected);
-  bar.item.bar_type_mass_per_length = bar.weight_was_total ? of_all : of_one;
+  bar.item.bar_type_mass_per_length =
+      in_range(record, bar.weight_was_total ? of_all : of_one, "block H: the mass per metre is");
 }
 
 void read_bar_shape(const Record& record, Rebar& rebar) {
@@ -268,8 +280,9 @@ BarLine read_bar(const Record& record) {
   rebar.standard_bend_diameter = header.number_or('s', 0.0);
   rebar.member_multiplier = 1;
   rebar.bars_per_member = rebar.total_bars;
-  rebar.total_length = cut_length * rebar.total_bars;
-  read_mass(header, cut_length, bar);
+  rebar.total_length =
+      in_range(record, cut_length * rebar.total_bars, "block H: the total length is");
+  read_mass(record, header, cut_length, bar);
   read_bar_shape(record, rebar);
   if (const Block* const treatments = record.find('M')) {
     const BlockReader reader(record, *treatments);

@@ -13,7 +13,8 @@
 /// and what has no field elsewhere in `properties` too: "layer", "stagger_step", "stagger_group",
 /// "pitch", "bent_bars", "height". No line names a revision, a material or a fabric type by id yet.
 ///
-/// Reading throws RecordError that names the block, the field, its value and what was expected.
+/// Reading throws RecordError that names the block, the field, its value and what was expected. All
+/// numbers that it gives are finite.
 namespace korvane::bvbs {
 
 /// What a header says of a line's surroundings.
