@@ -1,7 +1,7 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test asan tsan bench fuzz format check-format lint clean
+.PHONY: help packages run serve test asan tsan bench fuzz fuzz-corpora format check-format lint clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
@@ -44,8 +44,10 @@ bench: build-bench ## the benchmarks, with their ratios
 	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
 
 fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
-	@mkdir -p build/fuzz/corpus
-	@build/fuzz/fuzz/decode_fuzzer -max_total_time=$(FUZZ_SECONDS) build/fuzz/corpus
+	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh run
+
+fuzz-corpora: build-fuzz ## make fuzz/corpora of all that the fuzz targets have found
+	@scripts/fuzz.sh minimise
 
 format: ## format all sources
 	@clang-format -i $(SOURCES)

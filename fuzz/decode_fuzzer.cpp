@@ -1,64 +1,55 @@
-// Any bytes at all, read as each kind of stored record: an exception of the decoder, or a record
-// that encodes to bytes which read as the same record again.
+// The first byte names a contract, the others are read as a record of it. Reading ends in one of
+// the documented exceptions, or in a record that encodes to bytes which read as the same record.
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <exception>
+#include <stdexcept>
 
-#include "contracts/cad/contracts.h"
+#include "bond/exception.h"
 #include "contracts/encoding/record_codec.h"
+#include "fuzz/chosen_contract.h"
 
 namespace {
 
-template <class T>
-void decode_encode_decode(const std::uint8_t* data, std::uint32_t size) {
-  T record{};
-  try {
-    korvane::encoding::decode_into(data, size, record);
-  } catch (const std::exception&) {
-    return;
+using korvane::fuzz::promise;
+
+struct Decode {
+  const std::uint8_t* bytes;
+  std::uint32_t length;
+
+  /// False where the bytes are no record.
+  template <class T>
+  bool read_into(T& record) const {
+    const korvane::fuzz::InProportion memory(length);
+    try {
+      korvane::encoding::decode_into(bytes, length, record);
+      return true;
+    } catch (const bond::StreamException&) {
+      return false;
+    } catch (const bond::CoreException&) {
+      return false;
+    } catch (const std::overflow_error&) {
+      return false;
+    }
   }
-  const bond::blob bytes = korvane::encoding::encode(record);
-  const T again = korvane::encoding::decode<T>(bytes);
-  // Bytes are compared, not records: a NaN does not equal itself.
-  if (korvane::encoding::encode(again) != bytes) std::abort();
-}
+
+  template <class T>
+  void operator()() const {
+    T record{};
+    const bool is_read = read_into(record);
+    // What was read before a failure can be written all the same.
+    const bond::blob written = korvane::encoding::encode(record);
+    const T again = korvane::encoding::decode<T>(written);
+    // Bytes are compared, not records: a NaN does not equal itself.
+    promise(korvane::encoding::encode(again) == written, "what is written reads back the same");
+    promise(read_into(record) == is_read, "reading over a record fails where reading anew does");
+  }
+};
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace korvane::model::cad;
   if (size == 0) return 0;
-  const std::uint8_t* const bytes = data + 1;
-  const auto length = static_cast<std::uint32_t>(size - 1);
-  switch (*data % 9) {
-    case 0:
-      decode_encode_decode<Material>(bytes, length);
-      break;
-    case 1:
-      decode_encode_decode<FabricType>(bytes, length);
-      break;
-    case 2:
-      decode_encode_decode<Sheet>(bytes, length);
-      break;
-    case 3:
-      decode_encode_decode<Revision>(bytes, length);
-      break;
-    case 4:
-      decode_encode_decode<ProjectData>(bytes, length);
-      break;
-    case 5:
-      decode_encode_decode<Fabric>(bytes, length);
-      break;
-    case 6:
-      decode_encode_decode<BarSpacer>(bytes, length);
-      break;
-    case 7:
-      decode_encode_decode<MountingPart>(bytes, length);
-      break;
-    default:
-      decode_encode_decode<Rebar>(bytes, length);
-  }
+  korvane::fuzz::with_contract(data[0], Decode{data + 1, static_cast<std::uint32_t>(size - 1)});
   return 0;
 }

@@ -1,8 +1,6 @@
 #include <cstdint>
-#include <cstdlib>
 #include <ctime>
 #include <functional>
-#include <new>
 #include <ostream>
 #include <stdexcept>
 #include <string>
@@ -14,25 +12,7 @@
 #include "bond/output_buffer.h"
 #include "tests/bond/wire_samples.h"
 #include "tests/contracts/records.h"
-
-namespace {
-
-thread_local std::size_t allocated_bytes = 0;
-
-void* allocate(std::size_t size) {
-  allocated_bytes += size;
-  if (void* const memory = std::malloc(size == 0 ? 1 : size)) return memory;
-  throw std::bad_alloc();
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete[](void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
+#include "tests/support/allocated_bytes.h"
 
 namespace {
 
@@ -58,14 +38,14 @@ template <class T>
 Cost decode(const std::string& bytes) {
   Cost cost;
   const std::clock_t begin = std::clock();
-  const std::size_t before = allocated_bytes;
+  const std::size_t before = korvane::test::allocated_bytes();
   try {
     decode_bytes<T>(bytes);
     cost.outcome = "ends";
   } catch (const std::exception& exception) {
     cost.outcome = exception.what();
   }
-  cost.allocated = allocated_bytes - before;
+  cost.allocated = korvane::test::allocated_bytes() - before;
   cost.processor_seconds = static_cast<double>(std::clock() - begin) / CLOCKS_PER_SEC;
   return cost;
 }
@@ -205,18 +185,18 @@ TEST(AbsurdCountOfAnUnknown, MapOfAnyTypesStaysInProportion) {
 }
 
 TEST(Allocation, IsCountedHere) {
-  const std::size_t before = allocated_bytes;
+  const std::size_t before = korvane::test::allocated_bytes();
   const std::string text(1000, 'x');
-  EXPECT_GE(allocated_bytes - before, text.size());
+  EXPECT_GE(korvane::test::allocated_bytes() - before, text.size());
 }
 
 TEST(Allocation, OfAnOutputBufferBeginsWithTheFirstWrite) {
-  const std::size_t before = allocated_bytes;
+  const std::size_t before = korvane::test::allocated_bytes();
   bond::OutputBuffer output;
   EXPECT_TRUE(output.GetBuffer().empty());
-  EXPECT_EQ(allocated_bytes - before, 0U);
+  EXPECT_EQ(korvane::test::allocated_bytes() - before, 0U);
   output.Write(std::uint8_t{1});
-  EXPECT_GE(allocated_bytes - before, 4096U);
+  EXPECT_GE(korvane::test::allocated_bytes() - before, 4096U);
 }
 
 }  // namespace

@@ -1,3 +1,5 @@
+#include "tests/support/every_contract.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -11,14 +13,8 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "contracts/cad/contracts.describe.h"
-#include "contracts/common/contracts.describe.h"
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
-#include "contracts/geometry/contracts.describe.h"
-#include "platform/project_rpc/contracts.h"
-#include "platform/project_rpc/open_project.describe.h"
-#include "platform/project_rpc/table.describe.h"
 #include "tests/json/schema_check.h"
 #include "tests/support/filled_record.h"
 #include "tests/support/random_record.h"
@@ -78,25 +74,7 @@ Contract contract() {
 const std::vector<Contract>& contracts() {
   static const std::vector<Contract> all = [] {
     std::vector<Contract> list;
-#define ADD_COMMON(name) list.push_back(contract<korvane::name>());
-#define ADD_GEOMETRY(name) list.push_back(contract<korvane::model::geometry::name>());
-#define ADD_CAD(name) list.push_back(contract<korvane::model::cad::name>());
-#define ADD_BATCH(name) list.push_back(contract<korvane::Batch<korvane::model::cad::name>>());
-#define ADD_OPTIONAL_VALUE(name) \
-  list.push_back(contract<korvane::OptionalValue<korvane::model::cad::name>>());
-#define ADD_PROJECT_RPC(name) list.push_back(contract<korvane::model::name>());
-    KORVANE_COMMON_CONTRACTS(ADD_COMMON)
-    KORVANE_GEOMETRY_CONTRACTS(ADD_GEOMETRY)
-    KORVANE_CAD_CONTRACTS(ADD_CAD)
-    KORVANE_BATCH_ITEMS(ADD_BATCH)
-    KORVANE_OPTIONAL_VALUES(ADD_OPTIONAL_VALUE)
-    KORVANE_PROJECT_RPC_CONTRACTS(ADD_PROJECT_RPC)
-#undef ADD_COMMON
-#undef ADD_GEOMETRY
-#undef ADD_CAD
-#undef ADD_BATCH
-#undef ADD_OPTIONAL_VALUE
-#undef ADD_PROJECT_RPC
+    korvane::test::for_each_contract([&]<class T>() { list.push_back(contract<T>()); });
     return list;
   }();
   return all;
