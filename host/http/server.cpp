@@ -408,7 +408,7 @@ class HttpServer::Connection {
       return false;
     }
 
-    const std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
+    std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
     bool is_body_read = false;
     HttpReply reply;
     try {
@@ -425,6 +425,7 @@ class HttpServer::Connection {
     const bool keeps_alive = is_body_read && request.head.getKeepAlive() && !server_.is_stopping();
     const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
     exchange->served(reply, Clock::now() - started_, is_sent);
+    exchange.reset();  // it may count among its client's requests
     if (is_sent && !is_body_read) linger();
     return is_sent && keeps_alive;
   }
