@@ -68,9 +68,10 @@ class Stream : public Poco::Net::HTTPSession {
   }
 
   char read_byte() {
-    const int byte = or_end([&] { return get(); });
-    if (byte == std::char_traits<char>::eof()) throw ConnectionEnd();
-    return static_cast<char>(byte);
+    // A byte FF looks like the end: what is buffered tells.
+    or_end([&] { return peek(); });
+    if (buffered() == 0) throw ConnectionEnd();
+    return static_cast<char>(get());
   }
 
   /// Appends what has come, at most `bytes`.
