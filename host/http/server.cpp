@@ -515,8 +515,16 @@ void HttpServer::stop_accepting() {
 }
 
 bool HttpServer::wait_for_connections(std::chrono::milliseconds deadline) {
+  const Clock::time_point end = Clock::now() + deadline;
   std::unique_lock lock(mutex_);
-  return connection_has_closed_.wait_for(lock, deadline, [&] { return connections_ == 0; });
+  for (;;) {
+    const Clock::time_point tick = std::min(end, Clock::now() + kTick);
+    if (connection_has_closed_.wait_until(lock, tick, [&] { return connections_ == 0; })) {
+      return true;
+    }
+    if (tick == end) return false;
+    shut_overdue_connections();
+  }
 }
 
 std::size_t HttpServer::connections() const {
@@ -540,6 +548,7 @@ void HttpServer::accept_connections() {
       // The other end has gone already, or descriptors or threads have run out: others will end.
       std::this_thread::sleep_for(kTick);
     }
+    const std::lock_guard lock(mutex_);
     shut_overdue_connections();
   }
   socket_.close();
@@ -587,7 +596,6 @@ void HttpServer::refuse_connection(StreamSocket socket) {
 }
 
 void HttpServer::shut_overdue_connections() {
-  const std::lock_guard lock(mutex_);
   const Clock::time_point now = Clock::now();
   for (Watch* const watch : watches_) watch->shut_if_overdue(now);
 }
