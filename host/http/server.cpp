@@ -511,6 +511,8 @@ void HttpServer::stop_accepting() {
     is_stopping_ = true;
     for (Watch* const watch : watches_) watch->shut_if_idle();
   }
+  // Wakes the acceptor, which closes it; new connections are refused from now on.
+  ::shutdown(socket_.impl()->sockfd(), SHUT_RDWR);
   if (acceptor_.joinable()) acceptor_.join();
 }
 
@@ -541,7 +543,8 @@ void HttpServer::accept_connections() {
   block_broken_pipe_signal();
   while (!is_stopping()) {
     try {
-      if (socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ)) {
+      const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
+      if (is_ready && !is_stopping()) {
         start_connection(socket_.acceptConnection());
       }
     } catch (const std::exception&) {
