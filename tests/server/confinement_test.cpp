@@ -2,6 +2,8 @@
 
 #include <filesystem>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "tests/server/logged_server.h"
 #include "tests/server/server_suite.h"
@@ -14,8 +16,6 @@ namespace fs = std::filesystem;
 
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 HttpAnswer open(HttpClient& client, const std::string& name) {
   return client.call(kManager, "open", {{"filename", name}});

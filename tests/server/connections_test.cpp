@@ -1,18 +1,13 @@
 // Connections: kept, closed, too many, too slow, and left by their clients.
 
-#include <algorithm>
 #include <deque>
-#include <future>
+#include <string>
 #include <sys/resource.h>
 
 #include "tests/server/server_suite.h"
 
 namespace korvane::test {
 namespace {
-
-using ::testing::HasSubstr;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 using std::chrono::milliseconds;
 
@@ -168,17 +163,6 @@ TEST_F(SlowClients, AreRefusedInAChunkedBody) {
   expect_timeout(answer_to_slow(connection, chunks));
 }
 
-TEST_F(SlowClients, HaveOneTimeForHeaderAndBodyTogether) {
-  auto connection = connect();
-  const auto start = Clock::now();
-  const std::string head = call_header(kProbe, "count", content_length(10'000));
-  connection.send(head.substr(0, 5));
-  EXPECT_FALSE(connection.has_answer_within(kTransferTime * 2 / 3));
-  connection.send(head.substr(5) + "{");
-  EXPECT_EQ(connection.read_answer().status, 408);
-  EXPECT_LT(Clock::now() - start, kTransferTime * 5 / 3);
-}
-
 TEST_F(SlowClients, WhoSayNothingMoreAreRefusedToo) {
   auto connection = connect();
   connection.send("GET /v1 HT");
@@ -219,6 +203,24 @@ TEST_F(SlowClients, WhoDoNotReadTheirReplyAreCut) {
   EXPECT_LT(received.size(), 20'000'000U);
 }
 
+class OneTime : public ServerTest {
+ protected:
+  static constexpr milliseconds kTransferTime = 600ms;
+
+  OneTime() : ServerTest(with({.transfer_time = kTransferTime})) {}
+};
+
+TEST_F(OneTime, IsThereForHeaderAndBodyTogether) {
+  auto connection = connect();
+  const auto start = Clock::now();
+  const std::string head = call_header(kProbe, "count", content_length(10'000));
+  connection.send(head.substr(0, 5));
+  EXPECT_FALSE(connection.has_answer_within(kTransferTime * 2 / 3));
+  connection.send(head.substr(5) + "{");
+  EXPECT_EQ(connection.read_answer().status, 408);
+  EXPECT_LT(Clock::now() - start, kTransferTime * 5 / 3);
+}
+
 class LeavingClients : public ServerTest {
  protected:
   int count() { return client().call(kProbe, "count").json().at("value_int32"); }
@@ -241,13 +243,13 @@ TEST_F(LeavingClients, InTheMiddleOfAHeaderHurtNobody) {
 
 TEST_F(LeavingClients, WhileTheirCallRunsHaveItFinished) {
   for (const bool is_reset : {false, true}) {
-    auto connection = connect();
-    connection.send(call_text(kProbe, "sleep", R"({"value_int32":60})"));
+    BusyProject busy(server(), is_reset ? "reset.db" : "closed.db");
     wait_for_calls(1);
-    is_reset ? connection.reset() : connection.close();
+    is_reset ? busy.connection().reset() : busy.connection().close();
+    busy.let_go();
     wait_for_calls(0);
+    EXPECT_EQ(client().call(busy.id(), "list_sheets").json().at("items").size(), 1U);
   }
-  EXPECT_EQ(count(), 3);
   wait_until([&] { return metric_now("korvane_connections") == 2; });
 }
 
@@ -319,7 +321,7 @@ TEST_F(LeavingClients, OrAThousandThatSayNothingDoNotKeepOthersFromBeingServed) 
   wait_until([&] { return metric_now("korvane_connections") == 1001; });
   const auto start = Clock::now();
   for (int i = 1; i <= 100; ++i) EXPECT_EQ(count(), i);
-  EXPECT_LT(Clock::now() - start, 3s);
+  EXPECT_LT(Clock::now() - start, 10s);
   idle.clear();
   wait_until([&] { return metric_now("korvane_connections") == 2; });
 }

@@ -1,12 +1,15 @@
 // SQL of clients: without the scope `sql` it only reads, and not for ever.
 
+#include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
+#include <string>
+#include <vector>
 
 #include <Poco/URI.h>
 
 #include "tests/server/server_suite.h"
-#include "tests/support/plain_sqlite.h"
 #include "tests/support/temporary_folder.h"
 
 namespace korvane::test {

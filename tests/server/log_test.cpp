@@ -2,7 +2,8 @@
 
 #include <future>
 #include <regex>
-#include <thread>
+#include <string>
+#include <vector>
 
 #include "tests/server/logged_server.h"
 #include "tests/server/server_suite.h"
@@ -11,14 +12,7 @@ namespace korvane::test {
 namespace {
 
 using nlohmann::json;
-using ::testing::AllOf;
-using ::testing::AnyOf;
-using ::testing::Contains;
-using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 const std::regex kTime(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{6}Z)");
@@ -200,7 +194,7 @@ TEST_F(LogTest, TellsOfAReplyThatCouldNotBeSent) {
   const std::string project = server().open("project.db");
   auto connection = RawConnection(server().port());
   connection.send(
-      call_text(project, "query_table", sql_request("select hex(zeroblob(3000000))").dump()));
+      call_text(project, "query_table", sql_request("select hex(zeroblob(8000000))").dump()));
   ASSERT_TRUE(connection.has_answer_within(10s));
   connection.reset();
   const auto requests = log().end_with_requests();

@@ -3,17 +3,13 @@
 #include <atomic>
 #include <future>
 #include <set>
-#include <thread>
+#include <string>
+#include <vector>
 
 #include "tests/server/server_suite.h"
-#include "tests/support/plain_sqlite.h"
 
 namespace korvane::test {
 namespace {
-
-using ::testing::Each;
-using ::testing::IsSupersetOf;
-using ::testing::SizeIs;
 
 class StopTest : public ServerTest {
  protected:
@@ -53,69 +49,57 @@ TEST_F(StopTest, ClosesIdleConnections) {
 }
 
 TEST_F(StopTest, LetsARunningCallFinish) {
-  auto connection = connect();
-  connection.send(call_text(kProbe, "sleep", R"({"value_int32":200})"));
+  BusyProject busy(server());
   wait_for_calls(1);
-  EXPECT_TRUE(stop());
-  const HttpAnswer answer = connection.read_answer();
+  auto stopped = begin_stop();
+  busy.let_go();
+  const HttpAnswer answer = busy.answer();
   EXPECT_EQ(answer.status, 200);
   EXPECT_EQ(answer.fields.at("connection"), "Close");
-  EXPECT_EQ(connection.read_all(), "");
+  EXPECT_EQ(busy.connection().read_all(), "");
+  EXPECT_TRUE(stopped.get());
 }
 
 TEST_F(StopTest, LetsWaitingCallsFinish) {
-  auto running = connect();
-  running.send(call_text(kProbe, "sleep", R"({"value_int32":100})"));
+  BusyProject busy(server());
   wait_for_calls(1);
   auto waiting = connect();
-  waiting.send(call_text(kProbe, "count", "{}"));
+  waiting.send(call_text(busy.id(), "list_sheets", "{}"));
   wait_for_calls(2);
-  EXPECT_TRUE(stop());
-  EXPECT_EQ(running.read_answer().status, 200);
-  EXPECT_EQ(waiting.read_answer().json().at("value_int32"), 2);
+  auto stopped = begin_stop();
+  busy.let_go();
+  EXPECT_EQ(busy.answer().status, 200);
+  EXPECT_EQ(waiting.read_answer().json().at("items").size(), 1U);
+  EXPECT_TRUE(stopped.get());
 }
 
 TEST_F(StopTest, LetsARequestThatHasBegunFinish) {
-  auto connection = connect();
-  const std::string text = call_text(kProbe, "count", "{}");
-  connection.send(text.substr(0, 20));
-  auto held = connect();
-  held.send(call_header(kProbe, "count", "Expect: 100-continue\r\n" + content_length(2)));
-  EXPECT_EQ(held.read_answer().status, 100);
+  HalfRequest request(server().port());
   auto stopped = begin_stop();
-  connection.send(text.substr(20));
-  EXPECT_EQ(connection.read_answer().status, 200);
-  held.send("{}");
-  EXPECT_EQ(held.read_answer().status, 200);
+  EXPECT_EQ(request.finish().status, 200);
   EXPECT_TRUE(stopped.get());
 }
 
 TEST_F(StopTest, IsToldByReadinessWhereThatIsStillReached) {
-  auto connection = connect();
-  const std::string text = header("GET /healthz/ready");
-  connection.send(text.substr(0, 10));
-  wait_until([&] { return metric_now("korvane_connections") == 2; });
+  HalfRequest request(server().port(), "GET /healthz/ready", "");
+  ASSERT_EQ(request.first_answer().status, 100);
   auto stopped = begin_stop();
-  connection.send(text.substr(10));
-  const HttpAnswer answer = connection.read_answer();
+  const HttpAnswer answer = request.finish();
   EXPECT_EQ(answer.status, 503);
   EXPECT_EQ(answer.detail(), "the server is stopping");
   EXPECT_TRUE(stopped.get());
 }
 
 TEST_F(StopTest, FailsWhenACallStillRunsAtTheDeadline) {
-  auto connection = connect();
-  connection.send(call_text(kProbe, "sleep", R"({"value_int32":400})"));
+  BusyProject busy(server());
   wait_for_calls(1);
-  const auto start = Clock::now();
   EXPECT_FALSE(stop(50ms));
-  EXPECT_LT(Clock::now() - start, 350ms);
+  busy.let_go();
+  EXPECT_EQ(busy.answer().status, 200);
 }
 
 TEST_F(StopTest, IsNotHeldUpByAClientThatSaysNoMore) {
-  auto connection = connect();
-  connection.send(header("GET /v1").substr(0, 10));
-  wait_until([&] { return metric_now("korvane_connections") == 2; });
+  const HalfRequest request(server().port());
   EXPECT_TRUE(stop(100ms));
 }
 
@@ -130,13 +114,11 @@ class StopInTime : public StopTest {
 };
 
 TEST_F(StopInTime, StillKeepsToTheTimeForARequest) {
-  auto connection = connect();
-  connection.send(header("GET /v1").substr(0, 10));
-  wait_until([&] { return metric_now("korvane_connections") == 2; });
+  HalfRequest request(server().port());
   const auto start = Clock::now();
   EXPECT_TRUE(stop());
-  EXPECT_LT(Clock::now() - start, 3s);
-  EXPECT_EQ(connection.read_answer().status, 408);
+  EXPECT_LT(Clock::now() - start, 5s);
+  EXPECT_EQ(request.connection().read_answer().status, 408);
 }
 
 /// Clients that write to two projects until the server has gone.
