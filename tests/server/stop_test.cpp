@@ -93,7 +93,7 @@ TEST_F(StopTest, IsToldByReadinessWhereThatIsStillReached) {
 TEST_F(StopTest, FailsWhenACallStillRunsAtTheDeadline) {
   BusyProject busy(server());
   wait_for_calls(1);
-  EXPECT_FALSE(stop(50ms));
+  EXPECT_FALSE(stop(200ms));
   busy.let_go();
   EXPECT_EQ(busy.answer().status, 200);
 }
