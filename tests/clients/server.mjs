@@ -7,7 +7,7 @@ import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {createInterface} from 'node:readline';
 
-const program = process.env.KORVANE_PROGRAM;
+export const program = process.env.KORVANE_PROGRAM;
 if (!program) throw new Error('KORVANE_PROGRAM names the korvane to test');
 
 const running = new Set();
@@ -21,10 +21,11 @@ export function temporaryFolder(context) {
   return folder;
 }
 
-/** Runs another program, or korvane itself where `command` is left out, to its end. */
+/** Runs another program, or korvane itself where `command` is left out, to its end; ends it after
+ * half a minute. */
 export function run(args, {command = program, input, env = {}} = {}) {
   return new Promise((resolve, reject) => {
-    const child = spawn(command, args, {env: {...process.env, ...env}});
+    const child = spawn(command, args, {env: {...process.env, ...env}, timeout: 30_000});
     running.add(child);
     const out = [];
     const err = [];
@@ -41,10 +42,11 @@ export function run(args, {command = program, input, env = {}} = {}) {
   });
 }
 
-/** `korvane serve` on a free port. */
+/** `korvane serve`, on a free port unless its options say otherwise. */
 export class Server {
   /** The log, a line an element. */
   log = [];
+  output = '';
 
   /** Starts it on `root` and waits for its address; it stops with `context`. */
   static async start(context, root, ...options) {
@@ -56,9 +58,11 @@ export class Server {
 
   constructor(root, options) {
     this.root = root;
-    this.child = spawn(program, ['serve', '--root', root, '--listen', '127.0.0.1:0', ...options]);
+    const listen = options.includes('--listen') ? [] : ['--listen', '127.0.0.1:0'];
+    this.child = spawn(program, ['serve', '--root', root, ...listen, ...options]);
     running.add(this.child);
     createInterface({input: this.child.stderr}).on('line', (line) => this.log.push(line));
+    this.child.stdout.on('data', (data) => { this.output += data; });
     this.ended = once(this.child, 'close').then(([code, signal]) => {
       running.delete(this.child);
       return {code, signal};
@@ -69,8 +73,7 @@ export class Server {
     const line = once(createInterface({input: this.child.stdout}), 'line');
     const first = await Promise.race([line, this.ended]);
     if (!Array.isArray(first)) throw new Error(`the server has not started: ${this.log.join('\n')}`);
-    this.greeting = first[0];
-    this.url = this.greeting.split(' at ').at(-1);
+    this.url = first[0].split(' at ').at(-1);
   }
 
   signal(name) {
