@@ -8,15 +8,10 @@
 //   GetRebars/Plain       a scan of `raw` by the C API
 //   GetRebars/PlainDecode the same scan, each `raw` decoded into a record and kept
 //
-// The arguments are the number of bars, and whether each bar has an end treatment. Times alone mean
-// little on a shared machine; the ratios printed last do.
+// The arguments are the number of bars, and whether each bar has an end treatment.
 
-#include <chrono>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -24,39 +19,17 @@
 #include <vector>
 
 #include <benchmark/benchmark.h>
-#include <boost/log/core.hpp>
-#include <nlohmann/json.hpp>
 #include <sqlite3.h>
 
+#include "bench/bench.h"
 #include "contracts/encoding/record_codec.h"
 #include "model/plugins/korvane.model.cad.project/project.h"
 #include "model/plugins/korvane.model.cad.project/schedule_columns.h"
 
+namespace korvane::bench {
 namespace {
 
-using korvane::Batch;
-using korvane::GenericReply;
-using namespace korvane::model::cad;
-
-std::string bytes_from_hex(const std::string& hex) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
-
-/// A bar as a schedule has it, 576 bytes encoded.
-Rebar typical_bar() {
-  std::ifstream lines(KORVANE_TEST_DATA "/encoding/typical.jsonl");
-  for (std::string line; std::getline(lines, line);) {
-    const auto vector = nlohmann::json::parse(line);
-    if (vector["struct"] != "Rebar") continue;
-    const std::string bytes = bytes_from_hex(vector["hex"].get<std::string>());
-    return korvane::encoding::decode<Rebar>(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-  }
-  throw std::runtime_error("no typical bar");
-}
+using namespace model::cad;
 
 void check(int result, sqlite3* connection) {
   if (result != SQLITE_OK && result != SQLITE_DONE && result != SQLITE_ROW) {
@@ -184,13 +157,6 @@ class Bench {
   Batch<Rebar> batch_;
   RevisionRef revision_;
 };
-
-template <class Work>
-double seconds_of(Work work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
 
 void add_by_store(benchmark::State& state) {
   Bench bench(static_cast<std::size_t>(state.range(0)), state.range(1) != 0);
@@ -376,46 +342,9 @@ BENCHMARK(read_by_store)->Name("GetRebars/Store")->Apply(sizes);
 BENCHMARK(read_by_plain_sqlite)->Name("GetRebars/Plain")->Apply(sizes);
 BENCHMARK(read_by_plain_sqlite_and_decode)->Name("GetRebars/PlainDecode")->Apply(sizes);
 
-/// Prints the usual table, keeps the median of each scenario, and prints the ratios last.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const bool is_median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-      if (!is_median && run.repetitions > 1) continue;
-      medians_[run.run_name.function_name][run.run_name.args] = run.GetAdjustedRealTime();
-    }
-  }
-
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::cout << "\nRatios of the medians (store / plain SQLite):\n";
-    print("AddRebar/Store", "AddRebar/Plain");
-    print("GetRebars/Store", "GetRebars/Plain");
-    print("GetRebars/Store", "GetRebars/PlainDecode");
-  }
-
- private:
-  void print(const std::string& scenario, const std::string& baseline) {
-    for (const auto& [arguments, time] : medians_[scenario]) {
-      const auto base = medians_[baseline].find(arguments);
-      if (base == medians_[baseline].end()) continue;
-      std::cout << "  " << scenario << " / " << baseline << " " << arguments << ": "
-                << time / base->second << '\n';
-    }
-  }
-
-  std::map<std::string, std::map<std::string, double>> medians_;
-};
+[[maybe_unused]] const bool is_compared = compare({{"AddRebar/Store", "AddRebar/Plain"},
+                                                   {"GetRebars/Store", "GetRebars/Plain"},
+                                                   {"GetRebars/Store", "GetRebars/PlainDecode"}});
 
 }  // namespace
-
-int main(int argc, char** argv) {
-  boost::log::core::get()->set_logging_enabled(false);
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
-  return 0;
-}
+}  // namespace korvane::bench
