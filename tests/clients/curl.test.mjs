@@ -1,7 +1,9 @@
 // The server by curl, as a person or a script calls it: bodies of all kinds, TLS and bearer tokens.
 
 import assert from 'node:assert/strict';
+import {once} from 'node:events';
 import {writeFileSync} from 'node:fs';
+import {connect} from 'node:net';
 import {join} from 'node:path';
 import {test} from 'node:test';
 import {binary, json, manager, problem} from './client.mjs';
@@ -159,6 +161,17 @@ test('TLS', async (t) => {
     const plain = await curl([`${server.url.replace('https', 'http')}/v1`]);
     assert.notEqual(plain.code, 0);
     assert.equal(plain.status, 0);
+    assert.equal((await curl(['--cacert', certificate, `${server.url}/v1`])).status, 200);
+  });
+
+  await t.test('connections that never shake hands hold up no other', async (t) => {
+    const {hostname, port} = new URL(server.url);
+    for (const beginning of ['', '\x16\x03\x01']) {
+      const silent = connect(port, hostname);
+      t.after(() => silent.destroy());
+      await once(silent, 'connect');
+      silent.write(beginning);
+    }
     assert.equal((await curl(['--cacert', certificate, `${server.url}/v1`])).status, 200);
   });
 
