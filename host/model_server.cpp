@@ -72,10 +72,13 @@ std::string live_services_text() {
   return Json{{"services", std::move(services)}}.dump() + "\n";
 }
 
-std::string percent_decoded(const std::string& text, bool is_form) {
+/// In a form a plus is a blank.
+std::string percent_decoded(std::string text, bool is_form) {
+  // Poco takes it for one only behind a question mark.
+  if (is_form) std::replace(text.begin(), text.end(), '+', ' ');
   std::string decoded;
   try {
-    Poco::URI::decode(text, decoded, is_form);
+    Poco::URI::decode(text, decoded);
   } catch (const Poco::Exception& failure) {
     throw HttpFault(400, "malformed percent-encoding in the address: " + failure.message());
   }
