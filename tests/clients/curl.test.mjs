@@ -182,6 +182,15 @@ test('TLS', async (t) => {
     assert.match(old.err, /alert protocol version/);
   });
 
+  await t.test('a key that belongs to another certificate keeps it from starting', async () => {
+    const other = join(folder, 'other.pem');
+    await run(['ecparam', '-name', 'prime256v1', '-genkey', '-noout', '-out', other], {command: 'openssl'});
+    const ended = await run(['serve', '--root', folder, '--listen', '127.0.0.1:0',
+      '--tls-cert', certificate, '--tls-key', other]);
+    assert.equal(ended.code, 1);
+    assert.ok(ended.err.includes(`cannot use the certificate ${certificate} with the key ${other}: `), ended.err);
+  });
+
   await t.test('it ends as without', async () => {
     assert.deepEqual(await server.stop(), {code: 0, signal: null});
   });

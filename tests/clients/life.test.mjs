@@ -158,15 +158,24 @@ test('a plugin that cannot be used', async (t) => {
   });
 });
 
-test('a port that another program uses', async (t) => {
-  const other = createServer();
-  await new Promise((resolve) => other.listen(0, '127.0.0.1', resolve));
-  t.after(() => other.close());
-  const address = `127.0.0.1:${other.address().port}`;
-  const ended = await run(['serve', '--root', temporaryFolder(t), '--listen', address]);
-  assert.equal(ended.code, 1);
-  assert.equal(ended.out, '');
-  assert.match(ended.err, new RegExp(`^korvane: cannot listen on ${address}: .*in use`, 'm'));
+test('a port that is in use', async (t) => {
+  const refuses = async (address) => {
+    const ended = await run(['serve', '--root', temporaryFolder(t), '--listen', address]);
+    assert.equal(ended.code, 1);
+    assert.equal(ended.out, '');
+    assert.match(ended.err, new RegExp(`^korvane: cannot listen on ${address}: .*in use`, 'm'));
+  };
+
+  await t.test('by another program', async (t) => {
+    const other = createServer();
+    await new Promise((resolve) => other.listen(0, '127.0.0.1', resolve));
+    t.after(() => other.close());
+    await refuses(`127.0.0.1:${other.address().port}`);
+  });
+
+  await t.test('by another server', async (t) => {
+    await refuses(new URL((await Server.start(t, temporaryFolder(t))).url).host);
+  });
 });
 
 test('a folder that there is not is wrong usage', async (t) => {
