@@ -72,10 +72,7 @@ std::string live_services_text() {
   return Json{{"services", std::move(services)}}.dump() + "\n";
 }
 
-/// In a form a plus is a blank.
-std::string percent_decoded(std::string text, bool is_form) {
-  // Poco takes it for one only behind a question mark.
-  if (is_form) std::replace(text.begin(), text.end(), '+', ' ');
+std::string percent_decoded(const std::string& text) {
   std::string decoded;
   try {
     Poco::URI::decode(text, decoded);
@@ -98,7 +95,7 @@ struct Target {
     std::vector<std::string> segments;
     for (std::size_t begin = 1; begin <= path.size();) {
       const std::size_t end = std::min(path.find('/', begin), path.size());
-      segments.push_back(percent_decoded(path.substr(begin, end - begin), false));
+      segments.push_back(percent_decoded(path.substr(begin, end - begin)));
       begin = end + 1;
     }
     return segments;
@@ -106,18 +103,22 @@ struct Target {
 
   /// The JSON text of a GET request.
   std::string request() const {
+    std::optional<std::string> request;
     for (std::size_t begin = 0; begin <= query.size();) {
       const std::size_t end = std::min(query.find('&', begin), query.size());
       const std::string parameter = query.substr(begin, end - begin);
-      const std::string key = "request=";
-      if (parameter.starts_with(key)) return percent_decoded(parameter.substr(key.size()), true);
-      if (!parameter.empty()) {
-        throw HttpFault(400, "unknown parameter \"" + parameter.substr(0, parameter.find('=')) +
-                                 "\" in the address; expected request");
-      }
       begin = end + 1;
+      if (parameter.empty()) continue;
+      const std::string name = parameter.substr(0, parameter.find('='));
+      if (name != "request") {
+        throw HttpFault(400, "unknown parameter \"" + name + "\" in the address; expected request");
+      }
+      if (request) throw HttpFault(400, "the parameter request is given twice in the address");
+      std::string value = parameter.substr(std::min(name.size() + 1, parameter.size()));
+      std::replace(value.begin(), value.end(), '+', ' ');  // as forms encode it
+      request = percent_decoded(value);
     }
-    return "{}";
+    return request.value_or("{}");
   }
 };
 

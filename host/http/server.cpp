@@ -37,7 +37,6 @@ constexpr std::chrono::milliseconds kLingerTime{1000};
 /// Smaller bodies leave together with their header.
 constexpr std::size_t kSmallBody = 64U << 10U;
 constexpr std::size_t kLineBytes = 8U << 10U;
-/// Poco refuses longer ones by itself, without saying why.
 constexpr std::size_t kTargetBytes = 16U << 10U;
 
 /// The other end has gone, or was too slow.
@@ -70,9 +69,10 @@ class Stream : public Poco::Net::HTTPSession {
   }
 
   char read_byte() {
-    const int byte = or_end([&] { return get(); });
-    if (byte == std::char_traits<char>::eof()) throw ConnectionEnd();
-    return static_cast<char>(byte);
+    // A byte FF looks like the end: what is buffered tells.
+    or_end([&] { return peek(); });
+    if (buffered() == 0) throw ConnectionEnd();
+    return static_cast<char>(get());
   }
 
   /// Appends what has come, at most `bytes`.
@@ -100,7 +100,7 @@ class Stream : public Poco::Net::HTTPSession {
 std::string read_header(Stream& stream, std::size_t limit) {
   std::string header;
   const std::string_view crlf = "\r\n";
-  while (!header.ends_with("\r\n\r\n") && !header.ends_with("\n\n")) {
+  while (!header.ends_with("\n\r\n") && !header.ends_with("\n\n")) {
     const char byte = stream.read_byte();
     if (header.empty() && crlf.find(byte) != std::string_view::npos) continue;
     header += byte;
@@ -187,21 +187,86 @@ std::ptrdiff_t count_fields(const HTTPRequest& head, const std::string& name) {
                        [&](const auto& field) { return Poco::icompare(field.first, name) == 0; });
 }
 
-HTTPRequest parse_header(const std::string& header) {
-  HTTPRequest head;
-  std::istringstream text(header);
-  try {
-    head.read(text);
-  } catch (const Poco::Exception& failure) {
-    throw HttpFault(400, "malformed request header: " + failure.message());
+/// A token as RFC 9110, section 5.6.2, has it.
+bool is_token(std::string_view text) {
+  constexpr std::string_view kTokenCharacters =
+      "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  return !text.empty() && text.find_first_not_of(kTokenCharacters) == std::string_view::npos;
+}
+
+bool is_control(char c) {
+  constexpr char kDelete = 0x7F;
+  return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == kDelete;
+}
+
+void read_request_line(std::string_view line, HTTPRequest& head) {
+  const std::size_t method_end = line.find(' ');
+  const std::size_t target_end = line.rfind(' ');
+  const std::string_view method = line.substr(0, method_end);
+  const std::string_view target =
+      method_end == target_end ? "" : line.substr(method_end + 1, target_end - method_end - 1);
+  if (!is_token(method) || target.empty() || target.find_first_of(" \t") != target.npos) {
+    throw HttpFault(400, "malformed request line; expected a method, a target and a version");
   }
+  head.setMethod(std::string(method));
+  head.setURI(std::string(target));
+  head.setVersion(std::string(line.substr(target_end + 1)));
+}
+
+void read_field(std::string_view line, HTTPRequest& head) {
+  const std::size_t name_end = line.find(':');
+  const std::string_view name = line.substr(0, name_end);
+  if (name_end == line.npos || !is_token(name)) {
+    throw HttpFault(400, "malformed field in the header; expected a name, a colon and a value");
+  }
+  head.add(std::string(name), Poco::trim(std::string(line.substr(name_end + 1))));
+}
+
+/// Reads the lines of a header. Poco's reader passes over lines that it does not understand, mends
+/// others, and takes a value such as =?utf-8?Q?chunked?= for what it encodes: whoever reads the
+/// request before this server may see another one.
+HTTPRequest read_lines(std::string_view header) {
+  HTTPRequest head;
+  for (bool is_first = true;; is_first = false) {
+    const std::size_t end = header.find('\n');
+    std::string_view line = header.substr(0, end);
+    header.remove_prefix(end + 1);
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (line.empty()) return head;
+    if (std::any_of(line.begin(), line.end(), is_control)) {
+      throw HttpFault(400, "control character in the header");
+    }
+    is_first ? read_request_line(line, head) : read_field(line, head);
+  }
+}
+
+/// A target may be a whole address, whose host is then the one that counts (RFC 9112, section
+/// 3.2.2). Leaves a path, or the `*` for the server as a whole.
+void take_host_of_target(HTTPRequest& head) {
+  const std::string& target = head.getURI();
+  if (target.starts_with('/') || target == "*") return;
+  const std::size_t scheme_end = target.find("://");
+  const std::string scheme = Poco::toLower(target.substr(0, scheme_end));
+  if (scheme_end == target.npos || (scheme != "http" && scheme != "https")) {
+    throw HttpFault(400, "malformed target; expected a path");
+  }
+  const std::size_t host_begin = scheme.size() + 3;
+  const std::size_t host_end = std::min(target.find_first_of("/?", host_begin), target.size());
+  std::string path = target.substr(host_end);
+  if (!path.starts_with('/')) path.insert(0, 1, '/');
+  head.setHost(target.substr(host_begin, host_end - host_begin));
+  head.setURI(path);
+}
+
+HTTPRequest parse_header(const std::string& header) {
+  HTTPRequest head = read_lines(header);
   if (head.getVersion() != HTTPMessage::HTTP_1_1 && head.getVersion() != HTTPMessage::HTTP_1_0) {
     throw HttpFault(505, "HTTP/1.1 is spoken here, not " + head.getVersion());
   }
-  const std::ptrdiff_t hosts = count_fields(head, "Host");
-  if (hosts > 1 || (hosts == 0 && head.getVersion() == HTTPMessage::HTTP_1_1)) {
+  if (count_fields(head, "Host") != 1) {
     throw HttpFault(400, "expected one Host field in the header");
   }
+  take_host_of_target(head);
   return head;
 }
 
@@ -370,7 +435,7 @@ class HttpServer::Connection {
       return false;
     }
 
-    const std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
+    std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
     bool is_body_read = false;
     HttpReply reply;
     try {
@@ -390,6 +455,7 @@ class HttpServer::Connection {
     const bool keeps_alive = is_body_read && request.head.getKeepAlive() && !server_.is_stopping();
     const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
     exchange->served(reply, Clock::now() - started_, is_sent);
+    exchange.reset();  // it may count among its client's requests
     if (is_sent && !is_body_read) linger();
     return is_sent && keeps_alive;
   }
@@ -411,8 +477,9 @@ class HttpServer::Connection {
 
   bool refuse(const HttpFault& fault) {
     const HttpReply reply = problem_reply(fault);
-    if (send(reply, false, false)) linger();
+    const bool is_sent = send(reply, false, false);
     server_.handler_.refused(peer_, reply);
+    if (is_sent) linger();
     return false;
   }
 

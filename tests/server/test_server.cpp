@@ -3,6 +3,7 @@
 #include <array>
 #include <sstream>
 #include <stdexcept>
+#include <sys/socket.h>
 #include <utility>
 
 #include <Poco/Net/HTTPRequest.h>
@@ -38,12 +39,17 @@ std::string HttpAnswer::detail() const {
   return problem.at("detail");
 }
 
+nlohmann::json sql_request(const std::string& sql) {
+  return {{"kind", "sql:raw"}, {"params", {{"query", {{"value_string", sql}}}}}};
+}
+
 HttpAnswer HttpClient::send(const std::string& method, const std::string& target,
                             std::string_view body, const HttpFields& fields) {
   Poco::Net::HTTPRequest request(method, target, Poco::Net::HTTPMessage::HTTP_1_1);
   if (method != "GET" && method != "HEAD") {
     request.setContentLength64(static_cast<Poco::Int64>(body.size()));
   }
+  for (const auto& [name, value] : always_) request.set(name, value);
   for (const auto& [name, value] : fields) request.set(name, value);
   session_.sendRequest(request).write(body.data(), static_cast<std::streamsize>(body.size()));
   HttpAnswer answer;
@@ -73,7 +79,7 @@ RawConnection::RawConnection(std::uint16_t port)
 
 void RawConnection::send(std::string_view text) {
   while (!text.empty()) {
-    const int count = socket_.sendBytes(text.data(), static_cast<int>(text.size()));
+    const int count = socket_.sendBytes(text.data(), static_cast<int>(text.size()), MSG_NOSIGNAL);
     text.remove_prefix(static_cast<std::size_t>(count));
   }
 }
@@ -109,6 +115,16 @@ HttpAnswer RawConnection::read_answer() {
   return answer;
 }
 
+bool RawConnection::has_answer_within(std::chrono::milliseconds time) {
+  return socket_.poll(Poco::Timespan(std::chrono::microseconds(time).count()),
+                      Poco::Net::Socket::SELECT_READ);
+}
+
+void RawConnection::reset() {
+  socket_.setLinger(true, 0);
+  socket_.close();
+}
+
 TestServer::TestServer(const host::ModelServerLimits& limits, std::optional<host::Tokens> tokens,
                        std::vector<std::string> host_names)
     : former_directory_(std::filesystem::current_path()) {
@@ -125,9 +141,13 @@ TestServer::TestServer(const host::ModelServerLimits& limits, std::optional<host
 }
 
 TestServer::~TestServer() {
+  end();
+  std::filesystem::current_path(former_directory_);
+}
+
+void TestServer::end() {
   server_.reset();
   plugins_.clear();
-  std::filesystem::current_path(former_directory_);
 }
 
 std::string TestServer::open(const std::string& filename) const {

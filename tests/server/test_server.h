@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <map>
@@ -7,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <Poco/Net/HTTPClientSession.h>
@@ -36,10 +38,15 @@ inline const std::string kJson = "application/json";
 inline const std::string kCompactBinary = "application/x-bond-compact-binary";
 inline const std::string kManager = "korvane.model.cad.ProjectManager";
 
-/// A client of its own connection, kept alive between requests.
+/// The request of a query in SQL.
+nlohmann::json sql_request(const std::string& sql);
+
+/// A client of its own connection, kept alive between requests. Every request has the fields of
+/// `always`.
 class HttpClient {
  public:
-  explicit HttpClient(std::uint16_t port) : session_("127.0.0.1", port) {
+  explicit HttpClient(std::uint16_t port, HttpFields always = {})
+      : session_("127.0.0.1", port), always_(std::move(always)) {
     session_.setKeepAlive(true);
   }
 
@@ -56,6 +63,7 @@ class HttpClient {
 
  private:
   Poco::Net::HTTPClientSession session_;
+  HttpFields always_;
 };
 
 /// What is said byte by byte on a connection.
@@ -68,7 +76,13 @@ class RawConnection {
   std::string read_all();
   /// The answer to one request, as its Content-Length delimits it.
   HttpAnswer read_answer();
+  /// Whether the other end says something, or closes, within that time.
+  bool has_answer_within(std::chrono::milliseconds time);
+  /// Says no more, but can still be answered.
+  void end() { socket_.shutdownSend(); }
   void close() { socket_.close(); }
+  /// Closes so that the other end cannot send any more either.
+  void reset();
   Poco::Net::StreamSocket& socket() { return socket_; }
 
  private:
@@ -90,8 +104,13 @@ class TestServer {
   const std::filesystem::path& folder() const { return folder_.path(); }
   host::ModelServer& server() { return *server_; }
   HttpClient client() const { return HttpClient(port_); }
+  HttpClient client_of(const std::string& token) const {
+    return HttpClient(port_, {{"Authorization", "Bearer " + token}});
+  }
   /// Opens a project and returns its service's id.
   std::string open(const std::string& filename) const;
+  /// Stops the server and its plugins. The files stay.
+  void end();
 
  private:
   TemporaryFolder folder_;

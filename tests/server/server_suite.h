@@ -1,0 +1,93 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/server/probe_service.h"
+#include "tests/server/test_server.h"
+
+namespace korvane::test {
+
+using std::chrono_literals::operator""ms;
+using std::chrono_literals::operator""s;
+
+using Clock = std::chrono::steady_clock;
+
+inline const std::string kProbe = probe_id(0);
+inline const std::string kProblem = "application/problem+json";
+
+inline std::string path_of(const std::string& service, const std::string& operation) {
+  return "/v1/" + service + "/" + operation;
+}
+
+/// The header of a request, whose further lines end in CRLF each.
+inline std::string header(const std::string& first_line, const std::string& lines = {}) {
+  return first_line + " HTTP/1.1\r\nHost: localhost\r\n" + lines + "\r\n";
+}
+
+/// The header of a call with a JSON body, which `framing` tells the end of.
+inline std::string call_header(const std::string& service, const std::string& operation,
+                               const std::string& framing) {
+  return header("POST " + path_of(service, operation),
+                "Content-Type: application/json\r\n" + framing);
+}
+
+inline std::string content_length(std::size_t length) {
+  return "Content-Length: " + std::to_string(length) + "\r\n";
+}
+
+inline constexpr const char* kChunkedField = "Transfer-Encoding: chunked\r\n";
+
+/// A whole call with a JSON body.
+inline std::string call_text(const std::string& service, const std::string& operation,
+                             const std::string& body) {
+  return call_header(service, operation, content_length(body.size())) + body;
+}
+
+/// The value of a series in the text of /metrics; -1 for one that is not there.
+inline double metric(const std::string& text, const std::string& series) {
+  const std::size_t found = ("\n" + text).find("\n" + series + " ");
+  return found == std::string::npos ? -1 : std::stod(text.substr(found + series.size() + 1));
+}
+
+/// Waits until `condition` holds; fails the test after ten seconds.
+template <class Condition>
+void wait_until(Condition condition) {
+  const auto end = Clock::now() + 10s;
+  while (!condition()) {
+    ASSERT_LT(Clock::now(), end) << "waited in vain";
+    std::this_thread::sleep_for(1ms);
+  }
+}
+
+/// A server and a client of it.
+class ServerTest : public ::testing::Test {
+ protected:
+  explicit ServerTest(const host::ModelServerLimits& limits = {},
+                      std::vector<std::string> host_names = {})
+      : server_(limits, std::nullopt, std::move(host_names)) {}
+
+  TestServer& server() { return server_; }
+  HttpClient& client() { return client_; }
+  RawConnection connect() const { return RawConnection(server_.port()); }
+
+  double metric_now(const std::string& series) {
+    return metric(watcher_.get("/metrics").body, series);
+  }
+  /// Waits until so many calls wait or run.
+  void wait_for_calls(int count) {
+    wait_until([&] { return metric_now("korvane_queued_calls") == count; });
+  }
+
+ private:
+  TestServer server_;
+  HttpClient client_ = server_.client();
+  HttpClient watcher_ = server_.client();
+};
+
+}  // namespace korvane::test
