@@ -541,12 +541,22 @@ void HttpServer::stop_accepting() {
     is_stopping_ = true;
     for (Watch* const watch : watches_) watch->shut_if_idle();
   }
+  // Wakes the acceptor, which closes it; new connections are refused from now on.
+  ::shutdown(socket_.impl()->sockfd(), SHUT_RDWR);
   if (acceptor_.joinable()) acceptor_.join();
 }
 
 bool HttpServer::wait_for_connections(std::chrono::milliseconds deadline) {
+  const Clock::time_point end = Clock::now() + deadline;
   std::unique_lock lock(mutex_);
-  return connection_has_closed_.wait_for(lock, deadline, [&] { return connections_ == 0; });
+  for (;;) {
+    const Clock::time_point tick = std::min(end, Clock::now() + kTick);
+    if (connection_has_closed_.wait_until(lock, tick, [&] { return connections_ == 0; })) {
+      return true;
+    }
+    if (tick == end) return false;
+    shut_overdue_connections();
+  }
 }
 
 std::size_t HttpServer::connections() const {
@@ -563,13 +573,15 @@ void HttpServer::accept_connections() {
   block_broken_pipe_signal();
   while (!is_stopping()) {
     try {
-      if (socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ)) {
+      const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
+      if (is_ready && !is_stopping()) {
         start_connection(socket_.acceptConnection());
       }
     } catch (const std::exception&) {
       // The other end has gone already, or descriptors or threads have run out: others will end.
       std::this_thread::sleep_for(kTick);
     }
+    const std::lock_guard lock(mutex_);
     shut_overdue_connections();
   }
   socket_.close();
@@ -617,7 +629,6 @@ void HttpServer::refuse_connection(StreamSocket socket) {
 }
 
 void HttpServer::shut_overdue_connections() {
-  const std::lock_guard lock(mutex_);
   const Clock::time_point now = Clock::now();
   for (Watch* const watch : watches_) watch->shut_if_overdue(now);
 }
