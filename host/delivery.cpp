@@ -22,7 +22,9 @@ struct Delivery::Call {
 };
 
 struct Delivery::Queue {
-  void* service = nullptr;
+  explicit Queue(void* live) : service(live) {}
+
+  void* const service;
   std::deque<Call*> waiting;
   /// It stands among the ready ones or runs a call. Its callers may all give up meanwhile, so that
   /// nothing waiting does not say so.
@@ -75,11 +77,10 @@ bond::blob Delivery::deliver(const std::string& service_id, const Work& work) {
   Call call{service_id, work};
   std::unique_lock lock(mutex_);
   if (is_stopping_) refuse(NotDelivered::Reason::stopping, service_id);
-  Queue& queue = queues_[service.service];
+  Queue& queue = queues_.try_emplace(service.service, service.service).first->second;
   if (queue.waiting.size() >= limits_.waiting_calls) {
     refuse(NotDelivered::Reason::queue_full, service_id);
   }
-  queue.service = service.service;
   queue.waiting.push_back(&call);
   ++depth_;
   if (!queue.is_scheduled) {

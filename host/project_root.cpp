@@ -46,7 +46,7 @@ class Confinement {
 
   std::string run() const {
     check_text();
-    const std::string result = inside(resolve(elements()));
+    std::string result = inside(resolve(elements()));
     check_meaning(result);
     return result;
   }

@@ -16,7 +16,7 @@ struct SqlFenceLimits {
   /// Rows that the queries give.
   std::int64_t rows = 100'000;
   /// Bytes of all values in those rows, of which a number or NULL counts as 8.
-  std::int64_t bytes = 64 * 1024 * 1024;
+  std::int64_t bytes = std::int64_t{64} * 1024 * 1024;
   /// Bytes of any one value, of one row of a table, and of what a function gives on the way. Some
   /// functions of text take time by its square: a quarter second for one call at this default.
   int length = 256 * 1024;

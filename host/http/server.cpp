@@ -5,6 +5,7 @@
 #include <charconv>
 #include <csignal>
 #include <exception>
+#include <functional>
 #include <limits>
 #include <optional>
 #include <sstream>
@@ -141,19 +142,22 @@ std::optional<Number> parse_number(std::string_view text, int base) {
   throw HttpFault(413, "the body is longer than " + std::to_string(limit) + " bytes");
 }
 
+/// Told of the bytes that a body has grown by; may throw to refuse them.
+using Grow = std::function<void(std::uint64_t)>;
+
 /// Reads exactly `length` bytes: one that ends early is no body.
-std::string read_body_of_length(Stream& stream, std::uint64_t length) {
+std::string read_body_of_length(Stream& stream, std::uint64_t length, const Grow& grow) {
   std::string body;
   body.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(length, 1U << 20U)));
   while (body.size() < length) {
-    stream.read_some(body, static_cast<std::size_t>(length - body.size()));
+    grow(stream.read_some(body, static_cast<std::size_t>(length - body.size())));
   }
   return body;
 }
 
 /// Reads a body in chunks (RFC 9112, section 7.1). Poco's own reader takes a connection that breaks
 /// off, or a chunk size that is none, for the end of the body; half a batch would pass for a whole.
-std::string read_chunked_body(Stream& stream, std::uint64_t limit, std::size_t header_limit) {
+std::string read_chunked_body(Stream& stream, const HttpLimits& limits, const Grow& grow) {
   std::string body;
   for (;;) {
     const std::string line = read_line(stream);
@@ -161,16 +165,18 @@ std::string read_chunked_body(Stream& stream, std::uint64_t limit, std::size_t h
     const auto size = parse_number<std::uint64_t>(size_text, 16);
     if (!size) throw HttpFault(400, "malformed chunk size in the body");
     if (*size == 0) break;
-    if (*size > limit - body.size()) refuse_body(limit);
+    if (*size > limits.body_bytes - body.size()) refuse_body(limits.body_bytes);
     for (std::uint64_t left = *size; left != 0;) {
-      left -= stream.read_some(body, static_cast<std::size_t>(left));
+      const std::size_t count = stream.read_some(body, static_cast<std::size_t>(left));
+      grow(count);
+      left -= count;
     }
     if (!read_line(stream).empty()) throw HttpFault(400, "a chunk is longer than its size");
   }
   std::size_t trailer_bytes = 0;
   for (std::string line = read_line(stream); !line.empty(); line = read_line(stream)) {
     trailer_bytes += line.size();
-    if (trailer_bytes > header_limit) throw HttpFault(431, "the trailer is too long");
+    if (trailer_bytes > limits.header_bytes) throw HttpFault(431, "the trailer is too long");
   }
   return body;
 }
@@ -377,6 +383,26 @@ class HttpServer::Watch {
   std::optional<Clock::time_point> deadline_;
 };
 
+/// The bytes of one body among those of all that are held.
+class HttpServer::BodyBytes {
+ public:
+  explicit BodyBytes(HttpServer& server) : server_(server) {}
+  BodyBytes(const BodyBytes&) = delete;
+  BodyBytes& operator=(const BodyBytes&) = delete;
+  ~BodyBytes() { server_.held_body_bytes_ -= bytes_; }
+
+  void grow(std::uint64_t bytes) {
+    bytes_ += bytes;
+    if ((server_.held_body_bytes_ += bytes) > server_.limits_.all_body_bytes) {
+      throw HttpFault(503, "too many bodies are held at a time", {{"Retry-After", "1"}});
+    }
+  }
+
+ private:
+  HttpServer& server_;
+  std::uint64_t bytes_ = 0;
+};
+
 /// One connection, in its own thread.
 class HttpServer::Connection {
  public:
@@ -414,7 +440,8 @@ class HttpServer::Connection {
     HttpReply reply;
     try {
       exchange->admit();
-      const std::string body = read_body(request.head);
+      BodyBytes held(server_);
+      const std::string body = read_body(request.head, held);
       is_body_read = true;
       watch_.begin_answering();
       reply = exchange->answer(body);
@@ -422,6 +449,8 @@ class HttpServer::Connection {
       reply = problem_reply(fault);
     } catch (const ConnectionEnd&) {
       reply = problem_reply(watch_.is_overdue() ? overdue() : HttpFault(400, "the body broke off"));
+    } catch (const std::exception&) {
+      reply = problem_reply({500, "the request could not be answered"});  // no memory, most likely
     }
     const bool keeps_alive = is_body_read && request.head.getKeepAlive() && !server_.is_stopping();
     const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
@@ -431,13 +460,14 @@ class HttpServer::Connection {
     return is_sent && keeps_alive;
   }
 
-  std::string read_body(const HTTPRequest& head) {
+  std::string read_body(const HTTPRequest& head, BodyBytes& held) {
     const BodyFraming framing = body_framing(head, server_.limits_.body_bytes);
     if (framing.is_chunked || framing.length != 0) {
       if (head.getExpectContinue()) stream_.write_all("HTTP/1.1 100 Continue\r\n\r\n");
     }
-    if (!framing.is_chunked) return read_body_of_length(stream_, framing.length);
-    return read_chunked_body(stream_, server_.limits_.body_bytes, server_.limits_.header_bytes);
+    const Grow grow = [&](std::uint64_t bytes) { held.grow(bytes); };
+    if (!framing.is_chunked) return read_body_of_length(stream_, framing.length, grow);
+    return read_chunked_body(stream_, server_.limits_, grow);
   }
 
   HttpFault overdue() const {

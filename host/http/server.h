@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -50,6 +51,8 @@ struct HttpLimits {
   std::size_t header_bytes = 64U << 10U;
   /// The body, counted while it is read.
   std::uint64_t body_bytes = 64U << 20U;
+  /// All bodies that are held at a time.
+  std::uint64_t all_body_bytes = 512U << 20U;
   std::size_t connections = 2000;
   /// How long a connection may stay without a request.
   std::chrono::milliseconds idle_time = std::chrono::seconds(60);
@@ -62,7 +65,7 @@ struct HttpLimits {
 /// Refuses by itself, and closes the connection after: a header that cannot be read 400, one that
 /// is too large 431 (414 for its first line), a request that does not arrive in time 408, a body
 /// that is too large 413, another version 505, a transfer coding that it does not know 501, a
-/// connection too many 503.
+/// connection too many and a body that does not fit beside all others 503.
 class HttpServer {
  public:
   /// Serves the connections that `socket` accepts; it listens already. `handler` outlives the
@@ -83,6 +86,7 @@ class HttpServer {
   std::size_t connections() const;
 
  private:
+  class BodyBytes;
   class Connection;
   class Watch;
 
@@ -102,6 +106,7 @@ class HttpServer {
   std::condition_variable connection_has_closed_;
   std::list<Watch*> watches_;
   std::size_t connections_ = 0;
+  std::atomic<std::uint64_t> held_body_bytes_ = 0;
   bool is_stopping_ = false;
   std::thread acceptor_;
 };

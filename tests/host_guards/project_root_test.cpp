@@ -91,7 +91,7 @@ class Root : public testing::Test {
  private:
   test::TemporaryFolder folder_;
   fs::path inside_ = [this] {
-    const fs::path inside = folder_.path() / "root";
+    fs::path inside = folder_.path() / "root";
     fs::create_directory(inside);
     return inside;
   }();

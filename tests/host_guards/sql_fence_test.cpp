@@ -38,9 +38,6 @@ using model::cad::ProjectManager_Metadata;
 using model::cad::ProjectManager_Service;
 using test::PlainConnection;
 using testing::Contains;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
 
 constexpr auto kWrite = PlainConnection::Mode::kWrite;
 
@@ -195,7 +192,7 @@ struct Case {
   std::string sql;
   /// Empty for what is allowed.
   std::string verdict;
-  std::string before = "";
+  std::string before{};
   /// The action that the statement is the example of.
   int action = 0;
 };

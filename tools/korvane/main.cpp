@@ -110,7 +110,8 @@ void run_token_remove(const Options& options) {
 void run_token_list(const Options& options) {
   for (const auto& entry : korvane::host::TokenFile(options.token_file).list()) {
     std::cout << entry.client.name;
-    for (const Scope scope : entry.client.scopes) std::cout << ' ' << korvane::host::scope_name(scope);
+    for (const Scope scope : entry.client.scopes)
+      std::cout << ' ' << korvane::host::scope_name(scope);
     std::cout << ' ' << entry.created << '\n';
   }
 }
@@ -156,6 +157,7 @@ void add_serve_options(CLI::App& command, korvane::tool::ServeOptions& serve) {
   add_count("--connections", limits.http.connections, "Connections at a time");
   add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");
   add_count("--body-bytes", limits.http.body_bytes, "Size of a request's body");
+  add_count("--all-body-bytes", limits.http.all_body_bytes, "Size of all bodies at a time");
   add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
   add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
   add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");
