@@ -232,6 +232,12 @@ std::vector<Call> large_writes() {
   return calls;
 }
 
+Call refused_write() {
+  Batch<Rebar> batch = many_bars(kRevision);
+  batch.items.push_back(minimal_bar(kRevision, 99));
+  return call("add_rebar", batch, "OfNoMaterial");
+}
+
 Call probe() { return call("create_sheet", sheet("probe")); }
 
 Call sql(const std::string& text) {

@@ -40,6 +40,9 @@ std::vector<Call> calls_that_write(bool write);
 /// Those that change many pages.
 std::vector<Call> large_writes();
 
+/// A batch of many bars whose last one is refused.
+Call refused_write();
+
 /// A write that every project with tables accepts once, besides all of those.
 Call probe();
 
