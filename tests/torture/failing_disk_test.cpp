@@ -61,6 +61,7 @@ class FailingDisk : public TortureTest<FaultyDisk> {
         }
       }
     }
+    EXPECT_FALSE(tried.empty());
     for (const auto& [name, count] : tried) std::cout << count << " times " << name << '\n';
   }
 

@@ -64,7 +64,6 @@ class PowerCut : public TortureTest<RecordingDisk> {
   PowerCut() {
     fill(*open());
     filled_ = files();
-    std::cout << "KORVANE_TORTURE_SEED=" << seed_ << '\n';
   }
   ~PowerCut() override { std::cout << tried_ << " power cuts\n"; }
 
@@ -118,9 +117,9 @@ class PowerCut : public TortureTest<RecordingDisk> {
   }
 
   /// The first problem that a power cut leads to, after each event and with each survival for which
-  /// `is_tried` says so.
+  /// `is_tried` says so. What is random is tried `repeats` times.
   template <class IsTried>
-  std::optional<std::string> first_problem(const History& history, Folder folder,
+  std::optional<std::string> first_problem(const History& history, Folder folder, int repeats,
                                            std::mt19937& random, IsTried is_tried) {
     LosingDisk disk(history.start, folder);
     seen_.clear();
@@ -128,7 +127,7 @@ class PowerCut : public TortureTest<RecordingDisk> {
       const Allowed allowed = allowed_after(history, cut, folder);
       for (const Survival survival : kSurvivals) {
         const bool is_random = survival >= Survival::kTorn;
-        for (int i = is_random && is_long_torture() ? 8 : 1; i > 0 && is_tried(); --i) {
+        for (int i = is_random ? repeats : 1; i > 0 && is_tried(); --i) {
           const Files left = disk.after_power_cut(survival, random);
           if (!is_new(left, allowed)) continue;
           ++tried_;
@@ -146,13 +145,16 @@ class PowerCut : public TortureTest<RecordingDisk> {
 
   void expect_whole_everywhere(const History& history, Folder folder) {
     EXPECT_GT(history.events.size(), 0U);
-    std::mt19937 random(seed_);
-    EXPECT_EQ(first_problem(history, folder, random, [] { return true; }), std::nullopt)
-        << "KORVANE_TORTURE_SEED=" << seed_;
+    const std::uint32_t seed = torture_seed();
+    std::cout << "KORVANE_TORTURE_SEED=" << seed << '\n';
+    std::mt19937 random(seed);
+    const int repeats = is_long_torture() ? 8 : 1;
+    EXPECT_EQ(first_problem(history, folder, repeats, random, [] { return true; }), std::nullopt)
+        << "replay with KORVANE_TORTURE_SEED=" << seed
+        << (is_long_torture() ? " KORVANE_TORTURE_ROUNDS=1" : "");
   }
 
   Files filled_;
-  std::uint32_t seed_ = torture_seed();
   int tried_ = 0;
 
  private:
@@ -271,11 +273,11 @@ TEST_F(PowerCutAfterACall, TakesNothingBackWhenTheFolderIsSyncedAsWell) {
 
 // Proof that the losing disk bites.
 TEST_F(PowerCut, DamagesAProjectThatSyncsNothing) {
-  std::mt19937 random(seed_);
+  std::mt19937 random;
   for (const Call& call : large_writes()) {
     const History history = record(call, "PRAGMA synchronous = OFF");
     const auto all = [] { return true; };
-    EXPECT_NE(first_problem(history, Folder::kSafe, random, all), std::nullopt) << call.name();
+    EXPECT_NE(first_problem(history, Folder::kSafe, 1, random, all), std::nullopt) << call.name();
   }
 }
 
@@ -295,7 +297,7 @@ TEST_F(PowerCut, InASequenceOfCallsLeavesAllThatWereAnswered) {
     const auto folder = random() % 2 == 0 ? Folder::kSafe : Folder::kLosesNames;
     const std::size_t one_in = history.events.size() * kSurvivals.size() / 60 + 1;
     const auto some = [&] { return random() % one_in == 0; };
-    EXPECT_EQ(first_problem(history, folder, random, some), std::nullopt);
+    EXPECT_EQ(first_problem(history, folder, 1, random, some), std::nullopt);
   });
 }
 
