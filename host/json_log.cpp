@@ -74,6 +74,14 @@ JsonLogSink::JsonLogSink(severity_level minimum, std::ostream& output)
 
 JsonLogSink::~JsonLogSink() { boost::log::core::get()->remove_sink(impl_->sink); }
 
+void log_object(const std::string& object) {
+  BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::request) << krv::log::widen(object);
+}
+
+void log_event(const std::string& message) {
+  log_object(nlohmann::ordered_json{{"time", log_time()}, {"message", message}}.dump());
+}
+
 std::string log_time() {
   return Poco::DateTimeFormatter::format(Poco::Timestamp(),
                                          Poco::DateTimeFormat::ISO8601_FRAC_FORMAT);

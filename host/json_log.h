@@ -44,4 +44,10 @@ class JsonLogSink {
 /// The present time as such a line tells it, in UTC.
 std::string log_time();
 
+/// Logs a line of the severity `request`: `object` is a JSON object on one line.
+void log_object(const std::string& object);
+
+/// Logs what the server itself does as such a line, {"time":"…","message":"…"}.
+void log_event(const std::string& message);
+
 }  // namespace korvane::host

@@ -128,8 +128,7 @@ std::string detail_of(const HttpReply& problem) {
 }
 
 void log_request(const Json& line) {
-  BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::request)
-      << krv::log::widen(line.dump(-1, ' ', false, Json::error_handler_t::replace));
+  log_object(line.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace

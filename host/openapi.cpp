@@ -8,7 +8,6 @@
 namespace korvane::host {
 
 using Json = nlohmann::ordered_json;
-using krv::rpc4::Contract;
 using krv::rpc4::Effect;
 using krv::rpc4::Operation;
 

@@ -1,22 +1,32 @@
 #!/usr/bin/env bash
-# Installs the packages of packages.txt that are not there yet.
+# Installs the packages of packages.txt that are not there yet, and then what the tests with clients
+# of the server take from npm, so that building and testing need no network.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-mapfile -t wanted < <(sed -e 's/#.*//' -e 's/[[:space:]]//g' -e '/^$/d' packages.txt)
 missing=()
-for package in "${wanted[@]}"; do
+wanted=0
+while read -r package unless command; do
+  [ "$unless" = "" ] || [ "$unless" = "unless" ] || { echo "packages.txt: $unless?" >&2; exit 1; }
+  wanted=$((wanted + 1))
+  if [ -n "$command" ] && command -v "$command" >/dev/null; then continue; fi
   status=$(dpkg-query -W -f='${Status}' "$package" 2>/dev/null || true)
   [ "$status" = "install ok installed" ] || missing+=("$package")
-done
+done < <(sed -e 's/#.*//' -e '/^[[:space:]]*$/d' packages.txt)
+
 if [ ${#missing[@]} -eq 0 ]; then
-  echo "== packages: all ${#wanted[@]} are installed"
-  exit 0
+  echo "== packages: all $wanted are installed"
+else
+  echo "== packages: installing ${missing[*]}"
+  as_root=()
+  [ "$(id -u)" -eq 0 ] || as_root=(sudo)
+  "${as_root[@]}" apt-get update -qq
+  DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
+    "${missing[@]}" >/dev/null
 fi
 
-echo "== packages: installing ${missing[*]}"
-as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(sudo)
-"${as_root[@]}" apt-get update -qq
-DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
-  "${missing[@]}" >/dev/null
+clients=tests/clients
+if [ ! "$clients/node_modules/.package-lock.json" -nt "$clients/package-lock.json" ]; then
+  echo "== packages: installing those of $clients/package-lock.json"
+  npm ci --prefix "$clients" --no-audit --no-fund --loglevel=error >/dev/null
+fi

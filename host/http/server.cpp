@@ -69,9 +69,10 @@ class Stream : public Poco::Net::HTTPSession {
   }
 
   char read_byte() {
-    const int byte = or_end([&] { return get(); });
-    if (byte == std::char_traits<char>::eof()) throw ConnectionEnd();
-    return static_cast<char>(byte);
+    // A byte FF looks like the end: what is buffered tells.
+    or_end([&] { return peek(); });
+    if (buffered() == 0) throw ConnectionEnd();
+    return static_cast<char>(get());
   }
 
   /// Appends what has come, at most `bytes`.
@@ -434,7 +435,7 @@ class HttpServer::Connection {
       return false;
     }
 
-    const std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
+    std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
     bool is_body_read = false;
     HttpReply reply;
     try {
@@ -454,6 +455,7 @@ class HttpServer::Connection {
     const bool keeps_alive = is_body_read && request.head.getKeepAlive() && !server_.is_stopping();
     const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
     exchange->served(reply, Clock::now() - started_, is_sent);
+    exchange.reset();  // it may count among its client's requests
     if (is_sent && !is_body_read) linger();
     return is_sent && keeps_alive;
   }
@@ -539,12 +541,22 @@ void HttpServer::stop_accepting() {
     is_stopping_ = true;
     for (Watch* const watch : watches_) watch->shut_if_idle();
   }
+  // Wakes the acceptor, which closes it; new connections are refused from now on.
+  ::shutdown(socket_.impl()->sockfd(), SHUT_RDWR);
   if (acceptor_.joinable()) acceptor_.join();
 }
 
 bool HttpServer::wait_for_connections(std::chrono::milliseconds deadline) {
+  const Clock::time_point end = Clock::now() + deadline;
   std::unique_lock lock(mutex_);
-  return connection_has_closed_.wait_for(lock, deadline, [&] { return connections_ == 0; });
+  for (;;) {
+    const Clock::time_point tick = std::min(end, Clock::now() + kTick);
+    if (connection_has_closed_.wait_until(lock, tick, [&] { return connections_ == 0; })) {
+      return true;
+    }
+    if (tick == end) return false;
+    shut_overdue_connections();
+  }
 }
 
 std::size_t HttpServer::connections() const {
@@ -561,13 +573,15 @@ void HttpServer::accept_connections() {
   block_broken_pipe_signal();
   while (!is_stopping()) {
     try {
-      if (socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ)) {
+      const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
+      if (is_ready && !is_stopping()) {
         start_connection(socket_.acceptConnection());
       }
     } catch (const std::exception&) {
       // The other end has gone already, or descriptors or threads have run out: others will end.
       std::this_thread::sleep_for(kTick);
     }
+    const std::lock_guard lock(mutex_);
     shut_overdue_connections();
   }
   socket_.close();
@@ -615,7 +629,6 @@ void HttpServer::refuse_connection(StreamSocket socket) {
 }
 
 void HttpServer::shut_overdue_connections() {
-  const std::lock_guard lock(mutex_);
   const Clock::time_point now = Clock::now();
   for (Watch* const watch : watches_) watch->shut_if_overdue(now);
 }

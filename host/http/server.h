@@ -79,7 +79,8 @@ class HttpServer {
   /// Stops accepting and closes the idle connections. Those that have begun a request finish it.
   void stop_accepting();
 
-  /// Waits until all connections are closed. False when some are left by then.
+  /// Waits until all connections are closed, and shuts those that are overdue meanwhile. Call it
+  /// after `stop_accepting`. False when some are left by then.
   bool wait_for_connections(std::chrono::milliseconds deadline);
 
   std::size_t connections() const;
@@ -95,6 +96,7 @@ class HttpServer {
   bool enter();
   void start_connection(const Poco::Net::StreamSocket& socket);
   void refuse_connection(Poco::Net::StreamSocket socket);
+  /// With the lock held.
   void shut_overdue_connections();
 
   Poco::Net::ServerSocket socket_;

@@ -2,22 +2,22 @@
 // text.
 
 #include <cmath>
+#include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <limits>
+#include <string>
+#include <vector>
 
 #include "contracts/cad/material.h"
 #include "contracts/cad/sheet.h"
 #include "contracts/encoding/record_codec.h"
 #include "tests/server/server_suite.h"
-#include "tests/support/plain_sqlite.h"
 
 namespace korvane::test {
 namespace {
 
-using ::testing::AllOf;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
-using ::testing::IsEmpty;
 using ::testing::Not;
 using ::testing::StartsWith;
 

@@ -1,20 +1,12 @@
 // How requests are read, byte by byte: what is no HTTP, what is too large, and where a body ends.
 
-#include <array>
-#include <vector>
+#include <sstream>
+#include <string>
 
 #include "tests/server/server_suite.h"
-#include "tests/support/plain_sqlite.h"
 
 namespace korvane::test {
 namespace {
-
-using ::testing::AllOf;
-using ::testing::Each;
-using ::testing::HasSubstr;
-using ::testing::IsEmpty;
-using ::testing::Not;
-using ::testing::StartsWith;
 
 constexpr std::size_t kBodyLimit = 1000;
 

@@ -1,6 +1,8 @@
 // What is served where: paths, methods, and the forms of bodies and replies.
 
-#include <limits>
+#include <cstdint>
+#include <filesystem>
+#include <string>
 
 #include <Poco/URI.h>
 
@@ -13,7 +15,6 @@ namespace korvane::test {
 namespace {
 
 using ::testing::AllOf;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -449,10 +450,10 @@ TEST_F(MetricsTest, HaveAHistogramOfLatencies) {
 
 TEST_F(MetricsTest, TellHowManyCallsWaitOrRun) {
   EXPECT_EQ(metric(metrics(), "korvane_queued_calls"), 0);
-  auto connection = connect();
-  connection.send(call_text(kProbe, "sleep", R"({"value_int32":50})"));
+  BusyProject busy(server());
   wait_for_calls(1);
-  EXPECT_EQ(connection.read_answer().status, 200);
+  busy.let_go();
+  EXPECT_EQ(busy.answer().status, 200);
   EXPECT_EQ(metric(metrics(), "korvane_queued_calls"), 0);
 }
 

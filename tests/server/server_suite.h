@@ -4,12 +4,16 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/server/probe_service.h"
 #include "tests/server/test_server.h"
+#include "tests/support/plain_sqlite.h"
 
 namespace korvane::test {
 
@@ -64,6 +68,53 @@ void wait_until(Condition condition) {
     std::this_thread::sleep_for(1ms);
   }
 }
+
+/// Opens a project and calls it; the call waits for a lock of its file until it is let go.
+class BusyProject {
+ public:
+  explicit BusyProject(const TestServer& server, const std::string& file = "busy.db")
+      : id_(server.open(file)),
+        lock_(server.file(file), PlainConnection::Mode::kWrite),
+        connection_(server.port()) {
+    lock_.run("begin exclusive");
+    connection_.send(call_text(id_, "create_sheet", "{}"));
+  }
+
+  const std::string& id() const { return id_; }
+  RawConnection& connection() { return connection_; }
+  void let_go() { lock_.run("commit"); }
+  HttpAnswer answer() { return connection_.read_answer(); }
+
+ private:
+  std::string id_;
+  PlainConnection lock_;
+  RawConnection connection_;
+};
+
+/// A request that has been let in and waits for its body of two bytes.
+class HalfRequest {
+ public:
+  explicit HalfRequest(std::uint16_t port, const std::string& fields = {})
+      : HalfRequest(port, "POST " + path_of(kProbe, "count"),
+                    "Content-Type: application/json\r\n" + fields) {}
+  HalfRequest(std::uint16_t port, const std::string& first_line, const std::string& fields)
+      : connection_(port) {
+    connection_.send(header(first_line, fields + "Expect: 100-continue\r\n" + content_length(2)));
+    first_ = connection_.read_answer();
+  }
+
+  /// 100 when it was let in.
+  const HttpAnswer& first_answer() const { return first_; }
+  HttpAnswer finish() {
+    connection_.send("{}");
+    return connection_.read_answer();
+  }
+  RawConnection& connection() { return connection_; }
+
+ private:
+  RawConnection connection_;
+  HttpAnswer first_;
+};
 
 /// A server and a client of it.
 class ServerTest : public ::testing::Test {

@@ -38,6 +38,10 @@ inline const std::string kJson = "application/json";
 inline const std::string kCompactBinary = "application/x-bond-compact-binary";
 inline const std::string kManager = "korvane.model.cad.ProjectManager";
 
+inline HttpFields bearer(const std::string& token) {
+  return {{"Authorization", "Bearer " + token}};
+}
+
 /// The request of a query in SQL.
 nlohmann::json sql_request(const std::string& sql);
 
@@ -104,9 +108,7 @@ class TestServer {
   const std::filesystem::path& folder() const { return folder_.path(); }
   host::ModelServer& server() { return *server_; }
   HttpClient client() const { return HttpClient(port_); }
-  HttpClient client_of(const std::string& token) const {
-    return HttpClient(port_, {{"Authorization", "Bearer " + token}});
-  }
+  HttpClient client_of(const std::string& token) const { return HttpClient(port_, bearer(token)); }
   /// Opens a project and returns its service's id.
   std::string open(const std::string& filename) const;
   /// Stops the server and its plugins. The files stay.

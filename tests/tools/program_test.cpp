@@ -1,13 +1,9 @@
 // The program itself, as a person runs it.
 
-#include <array>
-#include <cstdio>
+#include "tests/tools/program.h"
+
 #include <filesystem>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
 #include <string>
-#include <sys/wait.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,32 +13,14 @@
 namespace korvane {
 namespace {
 
+using test::Outcome;
+using test::text_of;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-struct Outcome {
-  int exit_code = 0;
-  std::string out;
-  std::string err;
-};
-
-std::string text_of(const std::string& filename) {
-  std::ifstream file(filename, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
-
 class Program : public testing::Test {
  protected:
-  Outcome run(const std::string& arguments) {
-    const std::string out = folder_.file("out");
-    const std::string err = folder_.file("err");
-    const std::string command =
-        std::string(KORVANE_PROGRAM) + " " + arguments + " >" + out + " 2>" + err;
-    const int status = std::system(command.c_str());
-    return {WEXITSTATUS(status), text_of(out), text_of(err)};
-  }
+  Outcome run(const std::string& arguments) { return test::run_program(folder_, arguments); }
   std::string project() const { return folder_.file("project.db"); }
   std::string import_guideline() const {
     return "import " KORVANE_EXAMPLES "/guideline.abs --project " + project();

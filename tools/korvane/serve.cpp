@@ -71,6 +71,9 @@ Poco::Net::Context::Ptr tls_context(const ServeOptions& options) {
     Poco::Net::Context::Ptr context(
         new Poco::Net::Context(Poco::Net::Context::TLS_SERVER_USE, parameters));
     context->requireMinimumProtocol(Poco::Net::Context::PROTO_TLSV1_2);
+    if (SSL_CTX_check_private_key(context->sslContext()) != 1) {
+      throw Poco::InvalidArgumentException("the key belongs to another certificate");
+    }
     return context;
   } catch (const Poco::Exception& failure) {
     throw std::runtime_error("cannot use the certificate " + *options.tls_certificate +
@@ -81,8 +84,12 @@ Poco::Net::Context::Ptr tls_context(const ServeOptions& options) {
 Poco::Net::ServerSocket listen_on(const SocketAddress& address, const ServeOptions& options) {
   constexpr int kBacklog = 1024;
   try {
-    if (!options.tls_certificate) return Poco::Net::ServerSocket(address, kBacklog);
-    return Poco::Net::SecureServerSocket(address, kBacklog, tls_context(options));
+    Poco::Net::ServerSocket socket;
+    if (options.tls_certificate) socket = Poco::Net::SecureServerSocket(tls_context(options));
+    // Left to itself, Poco lets a second server listen on the same port.
+    socket.bind(address, true, false);
+    socket.listen(kBacklog);
+    return socket;
   } catch (const Poco::Exception& failure) {
     throw std::runtime_error("cannot listen on " + address.toString() + ": " +
                              failure.displayText());
@@ -117,10 +124,6 @@ void print_examples(const std::string& url, const std::filesystem::path& root) {
             << host::operation_path(project, "list_sheets") << "\n\n";
 }
 
-void log_line(krv::log::severity_level severity, const char* text) {
-  BOOST_LOG_SEV(krv::log::get_global_log(), severity) << text;
-}
-
 }  // namespace
 
 void serve(const ServeOptions& options) {
@@ -144,9 +147,9 @@ void serve(const ServeOptions& options) {
 
   signals.wait();
   signals.let_through();
-  log_line(krv::log::trace, "stopping: no new requests are taken");
+  host::log_event("stopping: no new requests are taken");
   if (!server.stop(options.stop_time)) {
-    log_line(krv::log::refused, "calls still run at the end of the time for stopping");
+    host::log_event("calls still run at the end of the time for stopping");
     std::_Exit(EXIT_FAILURE);
   }
 }

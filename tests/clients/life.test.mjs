@@ -1,0 +1,192 @@
+// How a server starts and ends.
+
+import assert from 'node:assert/strict';
+import {copyFileSync, mkdirSync, readdirSync, writeFileSync} from 'node:fs';
+import {createServer} from 'node:net';
+import {dirname, join} from 'node:path';
+import {test} from 'node:test';
+import {Client} from './client.mjs';
+import {program, run, Server, temporaryFolder, until} from './server.mjs';
+
+const plugins = join(dirname(dirname(program)), 'plugins');
+const refusedToStart = (...args) => run(['serve', '--listen', '127.0.0.1:0', ...args]);
+
+/** Opens a project and calls for a query that counts to `last`, or for ever without one. Resolves
+ * when the call runs; `outcome` then is its status in the end. */
+async function startCounting(client, last) {
+  const end = last ? `where i < ${last}` : '';
+  const query = `with recursive n(i) as (select 1 union all select i + 1 from n ${end}) select max(i) from n`;
+  const id = await client.open('project.db');
+  const call = client.call(id, 'query_table', {kind: 'sql:raw', params: {query: {value_string: query}}});
+  const outcome = call.then(({status}) => status, () => 'broken off');
+  await until(async () => /^korvane_queued_calls 1$/m.test((await client.get('/metrics')).body.toString()),
+              'a call that runs');
+  return {outcome};
+}
+
+test('SIGTERM ends it, and the log says so', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--verbose');
+  const client = await Client.of(server);
+  await client.open('project.db');
+  assert.deepEqual(await server.stop(), {code: 0, signal: null});
+  const lines = server.log.map((line) => JSON.parse(line));
+  assert.ok(lines.some(({message}) => message === 'stopping: no new requests are taken'));
+  await assert.rejects(client.get('/v1'));
+});
+
+test('SIGINT ends it as well', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t));
+  server.signal('SIGINT');
+  assert.deepEqual(await server.ended, {code: 0, signal: null});
+});
+
+test('it greets with its folder and address', async (t) => {
+  const root = temporaryFolder(t);
+  const server = await Server.start(t, root);
+  await server.stop();
+  assert.equal(server.output, `korvane serves ${root} at ${server.url}\n`);
+});
+
+test('it greets with lines to try on a project that is there, and they work', async (t) => {
+  const root = temporaryFolder(t);
+  const maker = await Server.start(t, root);
+  const client = await Client.of(maker);
+  const id = await client.open('project.db');
+  await client.value(id, 'create_sheet', {name: '417'});
+  await maker.stop();
+
+  const server = await Server.start(t, root);
+  const lines = await until(() => server.output.match(/^  curl .*$/gm)?.slice(0, 2), 'the lines');
+  const replies = [];
+  for (const line of lines) replies.push(JSON.parse((await run(['-c', line], {command: 'sh'})).out));
+  assert.deepEqual(replies[0], {error: null, service_id: id});
+  assert.equal(replies[1].items[0].name, '417');
+});
+
+test('what was acknowledged while it was ending is in the file', async (t) => {
+  const root = temporaryFolder(t);
+  const server = await Server.start(t, root);
+  const writers = await Promise.all([0, 1, 2, 3].map(() => Client.of(server)));
+  const id = await writers[0].open('project.db');
+  await writers[0].value(id, 'create_material', {uid: 'steel'});
+  await writers[0].value(id, 'create_sheet', {name: 'sheet'});
+  await writers[0].value(id, 'create_revision', {sheet_id: 1, name: 'a'});
+
+  const bars = (mark) => [1, 2, 3].map((part) => (
+    {rev_id: 1, sheet_id: 1, material_id: 1, mark, submark: String(part)}));
+  const acknowledged = [];
+  const refusals = [];
+  const write = async (client, writer) => {
+    for (let number = 0; ; ++number) {
+      const mark = `${writer}.${number}`;
+      const reply = await client.call(id, 'add_rebar', {items: bars(mark)}).catch(() => undefined);
+      if (reply?.status !== 200) return refusals.push(reply?.status ?? 'broken off');
+      acknowledged.push(mark);
+    }
+  };
+  const writing = Promise.all(writers.map(write));
+  await until(() => acknowledged.length >= 40, 'some writes');
+  assert.deepEqual(await server.stop(), {code: 0, signal: null});
+  await writing;
+  for (const refusal of refusals) assert.ok(refusal === 503 || refusal === 'broken off', refusal);
+
+  const later = await Client.of(await Server.start(t, root));
+  const {items} = await later.value(await later.open('project.db'), 'get_rebars', {id: 1});
+  const partsOf = {};
+  for (const {mark} of items) partsOf[mark] = (partsOf[mark] ?? 0) + 1;
+  for (const mark of acknowledged) assert.equal(partsOf[mark], 3, mark);
+  for (const [mark, parts] of Object.entries(partsOf)) assert.equal(parts, 3, mark);
+  // At most one write of each writer can have been stored without the writer's knowing.
+  assert.ok(Object.keys(partsOf).length <= acknowledged.length + writers.length);
+});
+
+test('a call that runs is waited for', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t));
+  const {outcome} = await startCounting(await Client.of(server), 1_000_000);
+  assert.deepEqual(await server.stop(), {code: 0, signal: null});
+  assert.equal(await outcome, 200);
+});
+
+test('a second SIGTERM ends it at once, while a call still runs', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--verbose');
+  const {outcome} = await startCounting(await Client.of(server));
+  server.signal('SIGTERM');
+  await until(() => server.log.some((line) => line.includes('"stopping: ')), 'its stopping');
+  const began = Date.now();
+  server.signal('SIGTERM');
+  assert.deepEqual(await server.ended, {code: null, signal: 'SIGTERM'});
+  assert.ok(Date.now() - began < 5000);
+  assert.equal(await outcome, 'broken off');
+});
+
+test('it does not wait for a call longer than it was told', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--stop-time', '0.2');
+  const {outcome} = await startCounting(await Client.of(server));
+  assert.deepEqual(await server.stop(), {code: 1, signal: null});
+  assert.equal(await outcome, 'broken off');
+  assert.equal(JSON.parse(server.log.at(-1)).message, 'calls still run at the end of the time for stopping');
+});
+
+test('a plugin that cannot be used', async (t) => {
+  const folder = join(temporaryFolder(t), 'plugins');
+  mkdirSync(folder);
+  const broken = join(folder, 'broken.so');
+  writeFileSync(broken, 'no library');
+
+  await t.test('alone keeps it from starting', async (t) => {
+    const ended = await refusedToStart('--root', temporaryFolder(t), '--plugins', folder);
+    assert.equal(ended.code, 1);
+    assert.ok(ended.err.includes(`cannot use plugin ${broken}: `), ended.err);
+    assert.ok(ended.err.endsWith(`korvane: no plugin in ${folder} can be used\n`), ended.err);
+  });
+
+  await t.test('beside a good one is named in the log', async (t) => {
+    const names = readdirSync(plugins).filter((name) => name.endsWith('.so'));
+    for (const name of names) copyFileSync(join(plugins, name), join(folder, name));
+    const server = await Server.start(t, temporaryFolder(t), '--plugins', folder);
+    await (await Client.of(server)).open('project.db');
+    const line = JSON.parse(server.log.find((text) => text.includes(broken)));
+    assert.equal(line.severity, 2);
+    assert.ok(line.message.startsWith(`cannot use plugin ${broken}: `), line.message);
+    assert.deepEqual(await server.stop(), {code: 0, signal: null});
+  });
+
+  await t.test('nor a folder of them that there is not', async (t) => {
+    const missing = join(folder, 'missing');
+    const ended = await refusedToStart('--root', temporaryFolder(t), '--plugins', missing);
+    assert.deepEqual([ended.code, ended.err], [1, `korvane: no plugin folder ${missing}\n`]);
+  });
+});
+
+test('a port that is in use', async (t) => {
+  const refuses = async (address) => {
+    const ended = await run(['serve', '--root', temporaryFolder(t), '--listen', address]);
+    assert.equal(ended.code, 1);
+    assert.equal(ended.out, '');
+    assert.match(ended.err, new RegExp(`^korvane: cannot listen on ${address}: .*in use`, 'm'));
+  };
+
+  await t.test('by another program', async (t) => {
+    const other = createServer();
+    await new Promise((resolve) => other.listen(0, '127.0.0.1', resolve));
+    t.after(() => other.close());
+    await refuses(`127.0.0.1:${other.address().port}`);
+  });
+
+  await t.test('by another server', async (t) => {
+    await refuses(new URL((await Server.start(t, temporaryFolder(t))).url).host);
+  });
+});
+
+test('a folder that there is not is wrong usage', async (t) => {
+  const missing = join(temporaryFolder(t), 'missing');
+  const ended = await refusedToStart('--root', missing);
+  assert.equal(ended.code, 2);
+  assert.ok(ended.err.includes(missing), ended.err);
+});
+
+test('an address that is none', async (t) => {
+  const ended = await run(['serve', '--root', temporaryFolder(t), '--listen', 'nowhere']);
+  assert.equal(ended.code, 1);
+  assert.match(ended.err, /^korvane: cannot listen on "nowhere": expected an address and a port/);
+});

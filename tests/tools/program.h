@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <sys/wait.h>
+
+#include "tests/support/temporary_folder.h"
+
+namespace korvane::test {
+
+/// What is left of a program that has ended.
+struct Outcome {
+  int exit_code = 0;
+  std::string out;
+  std::string err;
+};
+
+inline std::string text_of(const std::string& filename) {
+  std::ifstream file(filename, std::ios::binary);
+  std::ostringstream text;
+  text << file.rdbuf();
+  return text.str();
+}
+
+/// Runs korvane in a shell to its end, which leaves what it prints in `folder`. `environment` is
+/// what stands before the command, such as "NAME=value".
+inline Outcome run_program(const TemporaryFolder& folder, const std::string& arguments,
+                           const std::string& environment = "") {
+  const std::string out = folder.file("out");
+  const std::string err = folder.file("err");
+  const std::string command =
+      environment + " " + KORVANE_PROGRAM + " " + arguments + " >" + out + " 2>" + err;
+  const int status = std::system(command.c_str());
+  return {WEXITSTATUS(status), text_of(out), text_of(err)};
+}
+
+}  // namespace korvane::test
