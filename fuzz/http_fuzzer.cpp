@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <arpa/inet.h>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -124,6 +125,16 @@ struct Server {
   korvane::host::HttpServer http{socket, echo, limits()};
 };
 
+/// Does it again whenever a signal, such as libFuzzer's clock, breaks it off.
+template <class Call>
+ssize_t uninterrupted(Call call) {
+  ssize_t result = 0;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
 /// All that the server says when it is told these bytes and then no more.
 std::string say(std::uint16_t port, std::string_view text) {
   const int connection = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
@@ -134,7 +145,8 @@ std::string say(std::uint16_t port, std::string_view text) {
   const auto* const any_address = reinterpret_cast<const sockaddr*>(&address);
   promise(connect(connection, any_address, sizeof address) == 0, "a connection is accepted");
   while (!text.empty()) {
-    const ssize_t count = send(connection, text.data(), text.size(), MSG_NOSIGNAL);
+    const ssize_t count =
+        uninterrupted([&] { return send(connection, text.data(), text.size(), MSG_NOSIGNAL); });
     if (count <= 0) break;  // refused before it was all said
     text.remove_prefix(static_cast<std::size_t>(count));
   }
@@ -142,7 +154,8 @@ std::string say(std::uint16_t port, std::string_view text) {
   std::string said;
   std::array<char, 4096> block{};
   for (;;) {
-    const ssize_t count = recv(connection, block.data(), block.size(), 0);
+    const ssize_t count =
+        uninterrupted([&] { return recv(connection, block.data(), block.size(), 0); });
     if (count <= 0) break;
     said.append(block.data(), static_cast<std::size_t>(count));
   }
