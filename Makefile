@@ -1,13 +1,15 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test asan tsan bench fuzz fuzz-corpora format check-format lint clean
+.PHONY: help packages run serve test asan tsan torture bench fuzz fuzz-corpora format check-format lint clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
 BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
   --benchmark_report_aggregates_only=true --benchmark_min_time=0.5
 FUZZ_SECONDS := 60
+CRASHES := 1000
+TORTURE_ROUNDS := 100
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
 help: ## list the targets
@@ -39,6 +41,11 @@ test: build-dev ## install, build and run all tests
 
 asan tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
 	@ctest --preset $* --no-tests=error
+
+torture: build-dev ## kills, failing disks and power cuts at length (CRASHES, TORTURE_ROUNDS)
+	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/crash_loop/crash_loop_test
+	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_disk_test
+	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/power_cut_test
 
 bench: build-bench ## the benchmarks, with their ratios
 	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
