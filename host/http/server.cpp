@@ -575,7 +575,9 @@ void HttpServer::accept_connections() {
     try {
       const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
       if (is_ready && !is_stopping()) {
-        start_connection(socket_.acceptConnection());
+        // In two steps: the handle that is accepted must be gone when the thread begins.
+        auto socket = std::make_unique<StreamSocket>(socket_.acceptConnection());
+        start_connection(std::move(socket));
       }
     } catch (const std::exception&) {
       // The other end has gone already, or descriptors or threads have run out: others will end.
@@ -594,8 +596,8 @@ bool HttpServer::enter() {
   return true;
 }
 
-void HttpServer::start_connection(const StreamSocket& socket) {
-  if (!enter()) return refuse_connection(socket);
+void HttpServer::start_connection(std::unique_ptr<StreamSocket> socket) {
+  if (!enter()) return refuse_connection(*socket);
   const auto leave = [this] {
     const std::lock_guard lock(mutex_);
     --connections_;
@@ -603,13 +605,14 @@ void HttpServer::start_connection(const StreamSocket& socket) {
     connection_has_closed_.notify_all();
   };
   try {
-    std::thread([this, socket, leave] {
+    std::thread([this, own_socket = std::move(socket), leave]() mutable {
       block_broken_pipe_signal();
       try {
-        Connection(*this, socket).run();
+        Connection(*this, *own_socket).run();
       } catch (const std::exception&) {
         // Broken off by the other end, or no TLS on it: there is nobody to tell.
       }
+      own_socket.reset();
       leave();
     }).detach();
   } catch (const std::system_error&) {
@@ -618,12 +621,12 @@ void HttpServer::start_connection(const StreamSocket& socket) {
   }
 }
 
-void HttpServer::refuse_connection(StreamSocket socket) {
+void HttpServer::refuse_connection(StreamSocket& socket) {
   if (socket.secure()) return;  // it would have to shake hands first
   const HttpReply reply = problem_reply({503, "too many connections", {{"Retry-After", "1"}}});
   const std::string text = header_text(reply, false) + reply.body;
-  socket.setBlocking(
-      false);  // what does not fit a new connection's buffer is not worth waiting for
+  // What does not fit a new connection's buffer is not worth waiting for.
+  socket.setBlocking(false);
   socket.sendBytes(text.data(), static_cast<int>(text.size()));
   handler_.refused(socket.peerAddress().toString(), reply);
 }

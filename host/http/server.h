@@ -94,8 +94,9 @@ class HttpServer {
   void accept_connections();
   /// Counts one connection more, unless there are too many.
   bool enter();
-  void start_connection(const Poco::Net::StreamSocket& socket);
-  void refuse_connection(Poco::Net::StreamSocket socket);
+  /// The connection's thread becomes the socket's only owner.
+  void start_connection(std::unique_ptr<Poco::Net::StreamSocket> socket);
+  void refuse_connection(Poco::Net::StreamSocket& socket);
   /// With the lock held.
   void shut_overdue_connections();
 
