@@ -142,7 +142,7 @@ class ScriptedOperation {
     fill(item);
     item.rev_id = some_id();
     Batch<T> batch;
-    batch.items.assign(static_cast<std::size_t>(1 + number(200)), item);
+    batch.items.assign(1 + static_cast<std::size_t>(number(200)), item);
     GenericReply reply;
     (project_.*operation)(std::move(batch), reply);
   }

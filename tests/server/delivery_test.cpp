@@ -20,7 +20,6 @@ using krv::rpc4::Live;
 using krv::rpc4::LiveService;
 using test::ProbeService;
 using namespace std::chrono_literals;
-using ::testing::HasSubstr;
 
 using Reason = NotDelivered::Reason;
 
