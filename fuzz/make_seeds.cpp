@@ -207,7 +207,7 @@ void add_choices(SeedFolder& model) {
   constexpr std::uint32_t kSeeds = 60;
   for (std::uint32_t seed = 1; seed <= kSeeds; ++seed) {
     std::mt19937 random(seed);
-    std::string bytes(seed * 16, '\0');
+    std::string bytes(std::size_t{seed} * 16, '\0');
     for (char& byte : bytes) byte = static_cast<char>(random());
     model.add(bytes);
   }

@@ -56,7 +56,7 @@ void Gate::refuse_other_sites(const HttpRequest& request) const {
 Client Gate::client(const HttpRequest& request) const {
   if (!tokens_) {
     const std::string address = request.peer.substr(0, request.peer.rfind(':'));
-    return {address, {Scope::read, Scope::write, Scope::sql}};
+    return {address, all_scopes()};
   }
   const std::string credentials = request.head.get("Authorization", "");
   const std::string scheme = "bearer ";

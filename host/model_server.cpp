@@ -380,11 +380,23 @@ class ModelServer::Exchange : public HttpExchange {
   std::vector<LogLine> lines_;
 };
 
+namespace {
+
+/// The fence ends a query that gives too many rows for what is cut off afterwards; it must let
+/// those through that are to be answered with, and one more to tell that there are more.
+ModelServerLimits with_room_for_rows(ModelServerLimits limits) {
+  const auto answered = static_cast<std::int64_t>(limits.query_rows);
+  limits.query.rows = std::max(limits.query.rows, answered + 1);
+  return limits;
+}
+
+}  // namespace
+
 ModelServer::ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, ProjectRoot root,
                          const ModelServerLimits& limits)
     : gate_(std::move(gate)),
       root_(std::move(root)),
-      limits_(limits),
+      limits_(with_room_for_rows(limits)),
       openapi_(openapi_document(described_services())),
       delivery_(limits.delivery),
       http_(socket, *this, limits.http) {}

@@ -310,6 +310,12 @@ std::optional<Scope> scope_of(std::string_view name) {
   return found->scope;
 }
 
+Scopes all_scopes() {
+  Scopes scopes;
+  for (const NamedScope& named : kScopes) scopes.insert(named.scope);
+  return scopes;
+}
+
 TokenFile::TokenFile(fs::path path) : path_(std::move(path)) {}
 
 std::string TokenFile::add(const std::string& name, const Scopes& scopes) {

@@ -29,6 +29,8 @@ using Scopes = std::set<Scope>;
 /// "read", "write", "sql".
 std::string_view scope_name(Scope scope);
 std::optional<Scope> scope_of(std::string_view name);
+/// Every scope there is.
+Scopes all_scopes();
 
 /// Whom a token was given to.
 struct Client {

@@ -316,6 +316,7 @@ void allow_open_files(rlim_t count) {
 
 TEST_F(LeavingClients, OrAThousandThatSayNothingDoNotKeepOthersFromBeingServed) {
   allow_open_files(2500);
+  if (IsSkipped() || HasFatalFailure()) return;
   std::deque<RawConnection> idle;
   for (int i = 0; i < 1000; ++i) idle.emplace_back(server().port());
   wait_until([&] { return metric_now("korvane_connections") == 1001; });

@@ -199,5 +199,28 @@ TEST_F(SqlTest, IsAnsweredWholeWithTheScope) {
   EXPECT_EQ(answer.json().at("rows").size(), 100U);
 }
 
+TEST(SqlRows, AreAnsweredAsManyAsWereAllowedThoughTheFenceWouldEndTheQuerySooner) {
+  host::ModelServerLimits limits;
+  limits.query_rows = 5;
+  limits.query.rows = 3;
+  TemporaryFolder folder;
+  host::TokenFile file(folder.file("tokens.json"));
+  const std::string token = file.add("office", {Scope::read, Scope::write});
+  const TestServer server(limits, host::Tokens::load(folder.file("tokens.json")));
+  HttpClient client(server.port(), bearer(token));
+  const std::string project =
+      client.call(kManager, "open", {{"filename", "p.db"}}).json().at("service_id");
+  const auto numbers = [&](int count) {
+    return client.call(project, "query_table",
+                       sql_request("with recursive n(i) as (select 1 union all select i + 1 from n "
+                                   "limit " +
+                                   std::to_string(count) + ") select i from n"));
+  };
+  EXPECT_EQ(numbers(5).json().at("rows").size(), 5U);
+  EXPECT_EQ(numbers(5).fields.count("korvane-truncated"), 0U);
+  EXPECT_EQ(numbers(6).json().at("rows").size(), 5U);
+  EXPECT_EQ(numbers(6).fields.at("korvane-truncated"), "rows=5");
+}
+
 }  // namespace
 }  // namespace korvane::test

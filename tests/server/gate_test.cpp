@@ -255,7 +255,7 @@ TEST_F(TokensTest, ThatOnlyReadOpenAFileThatIsThere) {
 }
 
 TEST_F(TokensTest, ThatOnlyReadOpenAFileThatIsThereForTheFirstTime) {
-  std::ofstream(server().file("there.db"));  // to SQLite an empty database
+  const std::ofstream file(server().file("there.db"));  // to SQLite an empty database
   EXPECT_EQ(client_of({Scope::read}).call(kManager, "open", {{"filename", "there.db"}}).status,
             200);
 }

@@ -123,12 +123,12 @@ void add_server_options(CLI::App& command, Options& options) {
       ->envname("KORVANE_TOKEN");
 }
 
-CLI::Option* add_seconds(CLI::App& command, const std::string& name,
-                         std::chrono::milliseconds& time, const std::string& text) {
+void add_seconds(CLI::App& command, const std::string& name, std::chrono::milliseconds& time,
+                 const std::string& text) {
   const auto set = [&time](const double& seconds) {
     time = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
   };
-  return command.add_option_function<double>(name, set, text + ", in seconds")
+  command.add_option_function<double>(name, set, text + ", in seconds")
       ->check(CLI::PositiveNumber)
       ->default_str(std::to_string(time.count() / 1000));
 }
@@ -233,8 +233,10 @@ int run(int argc, char** argv) {
   CLI::App* const token_add =
       token->add_subcommand("add", "Make a token for a client and print it, once");
   add_token_options(*token_add, options, true);
-  const std::map<std::string, Scope> scopes = {
-      {"read", Scope::read}, {"write", Scope::write}, {"sql", Scope::sql}};
+  std::map<std::string, Scope> scopes;
+  for (const Scope scope : korvane::host::all_scopes()) {
+    scopes.emplace(korvane::host::scope_name(scope), scope);
+  }
   token_add->add_option("--scope", options.scopes, "What the client may do: read, write, sql")
       ->required()
       ->transform(CLI::CheckedTransformer(scopes));
