@@ -74,17 +74,6 @@ class FailingDisk : public TortureTest<FaultyDisk> {
     }
   }
 
-  /// Whether a clear has failed there: it is not rolled back, unless SQLite does it.
-  static bool is_left_in_transaction(Project& project) {
-    try {
-      sql("begin").run(project);
-    } catch (const InvalidSQLStatementException&) {
-      return true;
-    }
-    sql("rollback").run(project);
-    return false;
-  }
-
   /// SQLite unlocks when all is stored, and reports a commit whose unlocking fails as failed. That
   /// alone leaves a client in doubt: all or nothing still, but either.
   static bool comes_after_commit(const Fault& fault) {

@@ -12,6 +12,7 @@
 #include <sstream>
 #include <string>
 
+#include <Poco/Data/SQLite/SQLiteException.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -105,6 +106,17 @@ class TortureTest : public testing::Test {
       const StoredState found = stored_state(file());
       EXPECT_TRUE(found == expected) << difference(found, expected);
     });
+  }
+
+  /// Whether a call has failed there that is not rolled back.
+  static bool is_left_in_transaction(Project& project) {
+    try {
+      sql("begin").run(project);
+    } catch (const Poco::Data::SQLite::InvalidSQLStatementException&) {
+      return true;
+    }
+    sql("rollback").run(project);
+    return false;
   }
 
   static constexpr const char* kName = "project.db";

@@ -23,6 +23,15 @@ struct ProjectEntry {
 /// The entry at `position`. Throws std::out_of_range "invalid vector<T> subscript" beyond the end.
 const ProjectEntry& entry_at(const std::vector<ProjectEntry>& projects, std::uint64_t position);
 
+/// Orders normalised paths by their text, which is alike exactly when their elements are. Comparing
+/// the elements allocates, in a function of the library's that ends the process when it can't.
+struct TextOrder {
+  bool operator()(const boost::filesystem::path& left,
+                  const boost::filesystem::path& right) const noexcept {
+    return left.native() < right.native();
+  }
+};
+
 /// Turns file names into open projects: each file is opened at most once, and stays open until the
 /// manager goes. Calls come one at a time; no lock is taken.
 class ProjectManager_Service_Impl : public ProjectManager_Service {
@@ -40,7 +49,7 @@ class ProjectManager_Service_Impl : public ProjectManager_Service {
 
  private:
   std::vector<ProjectEntry> projects_;
-  std::map<boost::filesystem::path, std::uint64_t> project_index_;
+  std::map<boost::filesystem::path, std::uint64_t, TextOrder> project_index_;
 };
 
 }  // namespace korvane::model::cad

@@ -1,6 +1,10 @@
 #pragma once
 
+#include <memory>
+
 #include <Poco/Data/Session.h>
+
+struct sqlite3_stmt;
 
 namespace korvane::model::cad {
 
@@ -11,24 +15,31 @@ struct TransactionScope {
   Poco::Data::Session* session;
   bool done = false;
 
-  explicit TransactionScope(Poco::Data::Session& guarded) : session(&guarded) { session->begin(); }
+  /// Begins. Throws the data layer's exceptions, and then leaves the session as it was.
+  explicit TransactionScope(Poco::Data::Session& guarded);
   TransactionScope(const TransactionScope&) = delete;
   TransactionScope& operator=(const TransactionScope&) = delete;
-
-  /// Rolls back unless done. SQLite rolls back by itself when the disk is full, and the rollback
-  /// here then fails: the exception on its way out is the one that counts.
-  ~TransactionScope() {
-    if (done) return;
-    try {
-      session->rollback();
-    } catch (...) {  // NOLINT(bugprone-empty-catch): told above
-    }
-  }
+  /// Rolls back unless done. The exception on its way out is the one that counts: none comes from
+  /// here.
+  ~TransactionScope();
 
   void commit() {
     done = true;
     session->commit();
   }
+
+ private:
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const noexcept;
+  };
+
+  /// Without any memory. Does nothing if no transaction is active, as SQLite ends it by itself when
+  /// the disk is full.
+  void roll_back_plainly() noexcept;
+
+  /// Parsed while there is memory: an operation that failed for want of it could not parse one, and
+  /// its transaction would hold up the project until that is closed.
+  std::unique_ptr<sqlite3_stmt, Finalize> rollback_;
 };
 
 }  // namespace korvane::model::cad
