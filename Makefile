@@ -1,7 +1,7 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test asan tsan torture bench fuzz fuzz-corpora format check-format lint clean
+.PHONY: help packages run serve test asan tsan torture soak bench fuzz fuzz-corpora format check-format lint clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
@@ -10,6 +10,7 @@ BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_enable_random_interleaving=
 FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
+SOAK_SECONDS := 3600
 SOURCES = $(shell git ls-files '*.h' '*.cpp')
 
 help: ## list the targets
@@ -47,6 +48,9 @@ torture: build-dev ## kills, failing disks, power cuts and failing memory at len
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_disk_test
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/power_cut_test
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_memory_test
+
+soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
+	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/soak/soak_test
 
 bench: build-bench ## the benchmarks, with their ratios
 	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
