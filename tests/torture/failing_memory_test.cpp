@@ -165,39 +165,54 @@ class ManagerWithoutMemory : public FailingMemoryTest {
     return list;
   }
 
-  /// A manager that has another project open fails to open this one, and then opens it.
-  void fail_opening(const Files& start) {
+  /// Managers that have another project open fail to open this one, and then open it.
+  void fail_everywhere(const Files& start) {
+    bool has_lost = false;
+    bool is_behind_loss = false;
     at_every_allocation([&](Allocator allocator, Shortage shortage, int nth) {
+      if (nth == 1) has_lost = is_behind_loss = false;
       put(start);
-      Manager manager;
-      open_by(manager, folder_.file("other.db"));
-      const auto live = krv::rpc4::live_services().size();
-      bool has_failed = false;
-      std::string id;
-      {
-        const FailingMemory memory(allocator, shortage, nth);
-        try {
-          id = open_by(manager, file());
-        } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): looked at below
-        }
-        has_failed = memory.has_failed();
-      }
-      if (id.empty()) {
-        EXPECT_TRUE(has_failed);
-        EXPECT_EQ(list_by(manager).projects.size(), 1U);
-        EXPECT_EQ(krv::rpc4::live_services().size(), live);
-        expect_whole(start);
-        put(start);
-        id = open_by(manager, file());
-      }
-      EXPECT_EQ(id, "korvane.model.cad.Project:1");
-      EXPECT_EQ(list_by(manager).projects.size(), 2U);
-      EXPECT_EQ(open_by(manager, file()), id);
+      const LiveAllocations live = live_allocations();
+      const bool has_failed = fail_once(start, allocator, shortage, nth);
+      // Poco's session loses its connection in its constructor, but nothing is lost behind that.
+      const bool is_lost = live_allocations().of_sqlite != live.of_sqlite;
+      EXPECT_FALSE(is_lost && is_behind_loss);
+      is_behind_loss = has_lost && !is_lost;
+      has_lost = has_lost || is_lost;
       return has_failed;
     });
   }
 
  private:
+  /// Returns whether there was an allocation to fail.
+  bool fail_once(const Files& start, Allocator allocator, Shortage shortage, int nth) {
+    Manager manager;
+    open_by(manager, folder_.file("other.db"));
+    const auto live = krv::rpc4::live_services().size();
+    bool has_failed = false;
+    std::string id;
+    {
+      const FailingMemory memory(allocator, shortage, nth);
+      try {
+        id = open_by(manager, file());
+      } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): looked at below
+      }
+      has_failed = memory.has_failed();
+    }
+    if (id.empty()) {
+      EXPECT_TRUE(has_failed);
+      EXPECT_EQ(list_by(manager).projects.size(), 1U);
+      EXPECT_EQ(krv::rpc4::live_services().size(), live);
+      expect_whole(start);
+      put(start);
+      id = open_by(manager, file());
+    }
+    EXPECT_EQ(id, "korvane.model.cad.Project:1");
+    EXPECT_EQ(list_by(manager).projects.size(), 2U);
+    EXPECT_EQ(open_by(manager, file()), id);
+    return has_failed;
+  }
+
   /// A new file has all its tables or none, an existing one all that it had.
   void expect_whole(const Files& start) const {
     const bool is_new = start.count(kName) == 0;
@@ -213,9 +228,9 @@ class ManagerWithoutMemory : public FailingMemoryTest {
   static constexpr std::size_t kTablesOfAProject = 12;
 };
 
-TEST_F(ManagerWithoutMemory, RecordsNoProjectThatItFailedToMake) { fail_opening({}); }
+TEST_F(ManagerWithoutMemory, RecordsNoProjectThatItFailedToMake) { fail_everywhere({}); }
 
-TEST_F(ManagerWithoutMemory, RecordsNoProjectThatItFailedToOpen) { fail_opening(filled_); }
+TEST_F(ManagerWithoutMemory, RecordsNoProjectThatItFailedToOpen) { fail_everywhere(filled_); }
 
 TEST_F(ManagerWithoutMemory, FailsOrAnswersForAProjectThatIsOpen) {
   Manager manager;
@@ -250,11 +265,12 @@ TEST_F(ManagerWithoutMemory, FailsOrListsAllProjects) {
 }  // namespace
 }  // namespace korvane::test
 
-// What Poco loses by itself: a connection when a session's constructor fails behind the opening,
-// and what a record set makes before it is in an owner's hands.
+// What Poco loses by itself: what a record set makes before it is in an owner's hands, and a
+// session's connection, whose traces end in SQLite. What SQLite has is counted above.
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() {
-  return "leak:Poco::Data::SQLite::SessionImpl::open\n"
+  return "leak:libsqlite3.so\n"
          "leak:Poco::Data::StatementImpl::createExtract\n"
+         "leak:Poco::Data::RecordSet::RecordSet\n"
          "leak:Poco::Data::RecordSet::row\n";
 }
