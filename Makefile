@@ -5,8 +5,9 @@
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
-BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
-  --benchmark_report_aggregates_only=true --benchmark_min_time=0.5
+BENCH_FLAGS := --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
+  --benchmark_report_aggregates_only=true --benchmark_min_time=0.05
+BENCH_RESULTS := bench/results.json
 FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
@@ -47,8 +48,8 @@ torture: build-dev ## kills, failing disks and power cuts at length (CRASHES, TO
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_disk_test
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/power_cut_test
 
-bench: build-bench ## the benchmarks, with their ratios
-	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
+bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json
+	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
 
 fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh run

@@ -85,7 +85,7 @@ void add_by_plain_sqlite(benchmark::State& state, T (*record)(const StoredProjec
 template <class T>
 void register_pair(const std::string& name, T (*record)(const StoredProject&),
                    const std::vector<std::int64_t>& sizes) {
-  // A million bars are enough for one iteration, and three of them for a median.
+  // A million bars are enough for one iteration, and five of them for a median.
   constexpr std::int64_t kLarge = 1'000'000;
   for (const std::int64_t size : sizes) {
     for (const bool is_store : {true, false}) {
@@ -93,7 +93,7 @@ void register_pair(const std::string& name, T (*record)(const StoredProject&),
           benchmark::RegisterBenchmark((name + (is_store ? "/Store" : "/Plain")).c_str(),
                                        is_store ? add_by_store<T> : add_by_plain_sqlite<T>, record);
       scenario->UseManualTime()->Unit(benchmark::kMillisecond)->ArgName("lines")->Arg(size);
-      if (size == kLarge) scenario->Iterations(1)->Repetitions(3);
+      if (size == kLarge) scenario->Iterations(1)->Repetitions(5);
     }
   }
 }

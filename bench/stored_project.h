@@ -174,13 +174,17 @@ class PlainTreatments {
     std::int32_t id = is_stored ? find_.integer(0) : 0;
     find_.reset();
     if (!is_stored) {
-      bind(insert_, treatment);
-      insert_.run();
+      insert(treatment);
       max_.step();
       id = max_.integer(0);
       max_.reset();
     }
     return id;
+  }
+
+  void insert(const EndTreatment& treatment) {
+    bind(insert_, treatment);
+    insert_.run();
   }
 
  private:
@@ -261,11 +265,15 @@ class PlainInsert {
   int end_ = 0;
 };
 
+/// The bytes of each record, none with room to spare.
 template <class T>
 std::vector<bond::blob> encoded(const std::vector<T>& records) {
   std::vector<bond::blob> raw;
   raw.reserve(records.size());
-  for (const T& record : records) raw.push_back(encoding::encode(record));
+  for (const T& record : records) {
+    const bond::blob bytes = encoding::encode(record);
+    raw.push_back(bond::blob::copy_of(bytes.data(), bytes.size()));
+  }
   return raw;
 }
 
