@@ -5,8 +5,9 @@
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
-BENCH_FLAGS := --benchmark_repetitions=5 --benchmark_enable_random_interleaving=true \
-  --benchmark_report_aggregates_only=true --benchmark_min_time=0.5
+BENCH_FLAGS := --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
+  --benchmark_report_aggregates_only=true --benchmark_min_time=0.05
+BENCH_RESULTS := bench/results.json
 FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
@@ -52,8 +53,8 @@ torture: build-dev ## kills, failing disks, power cuts and failing memory at len
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/soak/soak_test
 
-bench: build-bench ## the benchmarks, with their ratios
-	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
+bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json
+	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
 
 fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh run

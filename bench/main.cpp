@@ -1,94 +1,45 @@
-// Runs the benchmarks, and prints the ratios of those that belong together. Times alone mean little
-// on a shared machine.
+// Runs the benchmarks and prints the ratios of those that belong together.
+//
+//   korvane_bench [--results=FILE] [Google Benchmark's own options]
+//
+// With --results the closing table is written to FILE as JSON too.
 
-#include <cstdint>
-#include <fstream>
+#include <filesystem>
 #include <iostream>
-#include <map>
-#include <stdexcept>
+#include <string>
+#include <string_view>
 
 #include <benchmark/benchmark.h>
 #include <boost/log/core.hpp>
-#include <nlohmann/json.hpp>
 
-#include "bench/bench.h"
-#include "contracts/encoding/record_codec.h"
-
-namespace korvane::bench {
-
-using model::cad::Rebar;
+#include "bench/report.h"
 
 namespace {
 
-Ratios& all_ratios() {
-  static Ratios ratios;
-  return ratios;
+/// Takes the file's name out of the arguments; empty if there is none.
+std::string take_results_file(int& argc, char** argv) {
+  constexpr std::string_view kOption = "--results=";
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    if (!argument.starts_with(kOption)) continue;
+    for (int j = i; j + 1 < argc; ++j) argv[j] = argv[j + 1];
+    --argc;
+    // Absolute, as a scenario changes the current folder.
+    return std::filesystem::absolute(argument.substr(kOption.size())).string();
+  }
+  return {};
 }
-
-std::string bytes_from_hex(const std::string& hex) {
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(hex.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
-
-/// Prints the usual table, keeps the median of each scenario, and prints the ratios last.
-class RatioReporter : public benchmark::ConsoleReporter {
- public:
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      const bool is_median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-      if (!is_median && run.repetitions > 1) continue;
-      medians_[run.run_name.function_name][run.run_name.args] = run.GetAdjustedRealTime();
-    }
-  }
-
-  void Finalize() override {
-    ConsoleReporter::Finalize();
-    std::cout << "\nRatios of the medians:\n";
-    for (const auto& [scenario, baseline] : all_ratios()) print(scenario, baseline);
-  }
-
- private:
-  void print(const std::string& scenario, const std::string& baseline) {
-    for (const auto& [arguments, time] : medians_[scenario]) {
-      const auto base = medians_[baseline].find(arguments);
-      if (base == medians_[baseline].end()) continue;
-      std::cout << "  " << scenario << " / " << baseline << " " << arguments << ": "
-                << time / base->second << '\n';
-    }
-  }
-
-  std::map<std::string, std::map<std::string, double>> medians_;
-};
 
 }  // namespace
 
-Rebar typical_bar() {
-  std::ifstream lines(KORVANE_TEST_DATA "/encoding/typical.jsonl");
-  for (std::string line; std::getline(lines, line);) {
-    const auto vector = nlohmann::json::parse(line);
-    if (vector["struct"] != "Rebar") continue;
-    const std::string bytes = bytes_from_hex(vector["hex"].get<std::string>());
-    return korvane::encoding::decode<Rebar>(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-  }
-  throw std::runtime_error("no typical bar");
-}
-
-bool compare(const Ratios& ratios) {
-  all_ratios().insert(all_ratios().end(), ratios.begin(), ratios.end());
-  return true;
-}
-
-}  // namespace korvane::bench
-
 int main(int argc, char** argv) {
   boost::log::core::get()->set_logging_enabled(false);
+  const std::string results = take_results_file(argc, argv);
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  korvane::bench::RatioReporter reporter;
-  benchmark::RunSpecifiedBenchmarks(&reporter);
+  korvane::bench::Report report;
+  benchmark::RunSpecifiedBenchmarks(&report);
+  report.print_table();
+  if (!results.empty()) report.write(results);
   return 0;
 }
