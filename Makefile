@@ -42,10 +42,12 @@ test: build-dev ## install, build and run all tests
 asan tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
 	@ctest --preset $* --no-tests=error
 
-torture: build-dev ## kills, failing disks and power cuts at length (CRASHES, TORTURE_ROUNDS)
+torture: build-dev ## kills, failing disks, power cuts, hostile files at length (CRASHES, TORTURE_ROUNDS)
 	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/crash_loop/crash_loop_test
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_disk_test
 	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/power_cut_test
+	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/hostile_files/hostile_files_test
+	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/other_programs/other_programs_test
 
 bench: build-bench ## the benchmarks, with their ratios
 	@build/bench/bench/korvane_bench $(BENCH_FLAGS)
