@@ -2,6 +2,7 @@
 // or raises an exception, and comes to its end, and another project of the process goes on.
 
 #include <algorithm>
+#include <csignal>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -9,12 +10,14 @@
 #include <memory>
 #include <ostream>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <sys/stat.h>
-#include <tuple>
+#include <unistd.h>
 #include <vector>
 
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include "host/sql_fence.h"
@@ -127,6 +130,32 @@ void damage(std::string& bytes, std::size_t position, std::mt19937& random) {
   } else {
     byte = static_cast<char>(byte ^ (1 << below(random, 8)));
   }
+}
+
+// --- What watches over all that follows.
+
+TEST(WatchedChild, ThatHangsFailsTheTestWithItsMark) {
+  EXPECT_NONFATAL_FAILURE(run_watched(1s,
+                                      [](const Mark& mark) {
+                                        mark("the endless loop");
+                                        for (;;) pause();
+                                      }),
+                          "hangs in: the endless loop");
+}
+
+TEST(WatchedChild, ThatIsKilledFailsTheTestWithItsMark) {
+  EXPECT_NONFATAL_FAILURE(run_watched(kPatience,
+                                      [](const Mark& mark) {
+                                        mark("the crash");
+                                        std::raise(SIGKILL);
+                                      }),
+                          "killed by signal 9 in: the crash");
+}
+
+TEST(WatchedChild, ThatThrowsFailsTheTestWithTheText) {
+  EXPECT_NONFATAL_FAILURE(
+      run_watched(kPatience, [](const Mark&) { throw std::runtime_error("this"); }),
+      "exception: this");
 }
 
 // --- Damage.
@@ -423,7 +452,7 @@ void PrintTo(const Change& change, std::ostream* out) { *out << change.name; }
 
 std::string name_of(const testing::TestParamInfo<Change>& info) { return info.param.name; }
 
-/// A change for every table, with `T` of its texts replaced.
+/// A change of every table, whose name `@` stands for.
 std::string for_all_tables(const std::string& sql) {
   std::string all;
   for (const std::string& table : kTables) {
