@@ -44,11 +44,11 @@ test: build-dev ## install, build and run all tests
 asan tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
 	@ctest --preset $* --no-tests=error
 
-torture: build-dev ## kills, failing disks, power cuts and failing memory at length (CRASHES, TORTURE_ROUNDS)
+torture: build-dev ## kills, failing disks and memory, power cuts, hostile files at length (CRASHES, TORTURE_ROUNDS)
 	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/crash_loop/crash_loop_test
-	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_disk_test
-	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/power_cut_test
-	@KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/torture/failing_memory_test
+	@for test in torture/failing_disk_test torture/failing_memory_test torture/power_cut_test \
+	    hostile_files/hostile_files_test other_programs/other_programs_test; do \
+	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/$$test || exit 1; done
 
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/soak/soak_test

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <limits>
 #include <utility>
 
 #include <Poco/Exception.h>
@@ -285,26 +286,14 @@ class ModelServer::Exchange : public HttpExchange {
     const auto call_it = [&](const LiveService& service) {
       return operation_->call(service.service, request, peer);
     };
-    switch (operation_->effect) {
-      case Effect::opens:
-        return deliver_open(request, peer);
-      case Effect::queries:
-        if (is_fenced()) {
-          return run([&](const LiveService& service) { return fenced(call_it, service); });
-        }
-        break;
-      case Effect::reads:
-      case Effect::writes:
-        break;
-    }
-    return run(call_it);
+    return operation_->effect == Effect::opens ? deliver_open(request, peer) : run(call_it);
   }
 
   /// Runs `work` in the service's turn, and keeps what is logged meanwhile.
   bond::blob run(const Delivery::Work& work) {
     return server_.delivery_.deliver(service_id_, [&](const LiveService& service) {
       const LineCollector collector(lines_);
-      return work(service);
+      return fenced(work, service);
     });
   }
 
@@ -324,14 +313,28 @@ class ModelServer::Exchange : public HttpExchange {
     });
   }
 
-  /// A link can be made and followed by anyone, so that a GET never writes, whoever sends it.
-  bool is_fenced() const { return is_get() || client_.scopes.count(Scope::sql) == 0; }
+  /// Whether it is SQL of the client's that may only read. A link can be made and followed by
+  /// anyone, so that a GET never writes, whoever sends it.
+  bool is_fenced_query() const {
+    return operation_->effect == Effect::queries &&
+           (is_get() || client_.scopes.count(Scope::sql) == 0);
+  }
+
+  SqlFenceLimits sql_limits() const {
+    if (is_fenced_query()) return server_.limits_.query;
+    SqlFenceLimits limits = server_.limits_.call;
+    if (operation_->effect == Effect::writes) {
+      limits.rows = limits.bytes = std::numeric_limits<std::int64_t>::max();
+    }
+    return limits;
+  }
 
   bond::blob fenced(const Delivery::Work& work, const LiveService& service) const {
-    SqlFence fence(server_.limits_.query);
+    SqlFence fence(sql_limits());
     try {
       return work(service);
     } catch (...) {
+      fence.roll_back();
       const std::optional<FenceStop> stop = fence.stopped();
       if (!stop) throw;
       throw HttpFault(*stop == FenceStop::refused ? 403 : 422, fence.reason());
@@ -341,7 +344,7 @@ class ModelServer::Exchange : public HttpExchange {
   HttpReply answered(bond::blob bytes) const {
     HttpReply reply;
     reply.content_type = media_type(reply_form_);
-    if (operation_->effect == Effect::queries && is_fenced()) cut_rows(bytes, reply);
+    if (is_fenced_query()) cut_rows(bytes, reply);
     if (reply_form_ == Representation::compact_binary) {
       reply.body.assign(bytes.content(), bytes.size());
       return reply;

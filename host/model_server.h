@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +26,15 @@ struct ModelServerLimits {
   HttpLimits http;
   /// What holds for SQL of clients without the scope `sql`.
   SqlFenceLimits query;
+  /// What any other call may take, whatever the project file makes of it. Longer than a session
+  /// waits for another program's lock. Rows and bytes do not hold for calls that write, which read
+  /// no more than their request asks for.
+  SqlFenceLimits call{
+      .time = std::chrono::seconds(120),
+      .rows = 1'000'000,
+      .bytes = std::int64_t{1024} * 1024 * 1024,
+      .only_reads = false,
+  };
   /// The rows that such a query is answered with; the rest is cut off.
   std::size_t query_rows = 10'000;
   std::size_t open_projects = 100;

@@ -1,7 +1,6 @@
 #include "host/sql_fence.h"
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cstddef>
 #include <exception>
@@ -79,6 +78,10 @@ std::string action_in_words(int action, std::string_view argument) {
   }
 }
 
+bool is_of_transaction(int action) {
+  return action == SQLITE_TRANSACTION || action == SQLITE_SAVEPOINT;
+}
+
 bool is_allowed(int action, std::string_view argument) {
   switch (action) {
     case SQLITE_SELECT:
@@ -121,6 +124,7 @@ struct SqlFence::Impl {
   struct Held {
     sqlite3* connection;
     std::vector<Limit> before;
+    bool was_in_transaction;
     bool is_interrupted = false;
   };
 
@@ -156,6 +160,9 @@ struct SqlFence::Impl {
     if (current == nullptr) return SQLITE_OK;
     try {
       current->hold(static_cast<sqlite3*>(connection));
+      if (!current->limits.only_reads) {
+        return current->is_over() && !is_of_transaction(action) ? SQLITE_DENY : SQLITE_OK;
+      }
       if (current->is_over()) return SQLITE_DENY;
       const std::string_view argument = text_or_empty(action == SQLITE_FUNCTION ? second : first);
       if (is_allowed(action, argument)) return SQLITE_OK;
@@ -167,7 +174,11 @@ struct SqlFence::Impl {
   }
 
   /// The progress handler: not 0 interrupts.
-  static int looked(void*) { return current != nullptr && current->is_over() ? 1 : 0; }
+  static int looked(void*) {
+    if (current == nullptr) return 0;
+    const bool is_stopping = !current->limits.only_reads && current->first_stop;
+    return is_stopping || current->is_over() ? 1 : 0;
+  }
 
   static int traced(unsigned event, void* context, void* subject, void*) {
     if (current == nullptr) return 0;
@@ -189,6 +200,7 @@ struct SqlFence::Impl {
   /// The statement may be older than the fence, and then no authorizer was asked about it inside.
   void begun(sqlite3* connection, sqlite3_stmt* statement) {
     Held& one = hold(connection);
+    if (!limits.only_reads) return;
     const bool writes = sqlite3_stmt_readonly(statement) == 0;
     if (writes) refuse("running a statement that writes");
     if (writes || is_over()) interrupt(one);
@@ -204,7 +216,9 @@ struct SqlFence::Impl {
     } else if (!is_over()) {
       return;
     }
-    interrupt(hold(connection));
+    // An interrupt would stop a commit or rollback that comes next as well. The progress handler
+    // stops this statement alone.
+    if (limits.only_reads) interrupt(hold(connection));
   }
 
   void closed(sqlite3* connection) {
@@ -219,11 +233,15 @@ struct SqlFence::Impl {
     for (Held& one : held) {
       if (one.connection == connection) return one;
     }
-    const std::array inside = {Limit{SQLITE_LIMIT_LENGTH, limits.length},
-                               Limit{SQLITE_LIMIT_LIKE_PATTERN_LENGTH, limits.pattern_length},
-                               Limit{SQLITE_LIMIT_ATTACHED, 0},
-                               Limit{SQLITE_LIMIT_WORKER_THREADS, 0}};
-    Held& one = held.emplace_back(Held{connection, {inside.begin(), inside.end()}, false});
+    std::vector<Limit> inside;
+    if (limits.only_reads) {
+      inside = {{SQLITE_LIMIT_LENGTH, limits.length},
+                {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, limits.pattern_length},
+                {SQLITE_LIMIT_ATTACHED, 0},
+                {SQLITE_LIMIT_WORKER_THREADS, 0}};
+    }
+    const bool is_in_transaction = sqlite3_get_autocommit(connection) == 0;
+    Held& one = held.emplace_back(Held{connection, std::move(inside), is_in_transaction});
     for (Limit& limit : one.before) limit.value = sqlite3_limit(connection, limit.id, limit.value);
     watch(connection, SQLITE_TRACE_STMT | SQLITE_TRACE_ROW | SQLITE_TRACE_CLOSE);
     return one;
@@ -278,7 +296,7 @@ SqlFence::SqlFence(const SqlFenceLimits& limits) : impl_(std::make_unique<Impl>(
 SqlFence::~SqlFence() = default;
 
 std::optional<FenceStop> SqlFence::stopped() const {
-  if (impl_->first_stop) return impl_->first_stop;
+  if (impl_->first_stop || !impl_->limits.only_reads) return impl_->first_stop;
   const bool has_long_value = std::any_of(
       impl_->held.begin(), impl_->held.end(),
       [](const Impl::Held& one) { return sqlite3_errcode(one.connection) == SQLITE_TOOBIG; });
@@ -290,19 +308,28 @@ std::string SqlFence::reason() const {
   const std::optional<FenceStop> stop = stopped();
   if (!stop) return {};
   const SqlFenceLimits& limits = impl_->limits;
+  const std::string subject = limits.only_reads ? "a fenced query may " : "a call may ";
   switch (*stop) {
     case FenceStop::refused:
-      return "a fenced query may only read: " + impl_->refused_action + " is refused";
+      return subject + "only read: " + impl_->refused_action + " is refused";
     case FenceStop::too_long:
-      return "a fenced query may take " + std::to_string(limits.time.count()) +
-             " ms: it was stopped";
+      return subject + "take " + std::to_string(limits.time.count()) + " ms: it was stopped";
     case FenceStop::too_many_rows:
-      return "a fenced query may give " + std::to_string(limits.rows) + " rows: it was stopped";
+      return subject + "give " + std::to_string(limits.rows) + " rows: it was stopped";
     case FenceStop::too_large:
-      return "a fenced query may give values of " + std::to_string(limits.length) +
-             " bytes each and " + std::to_string(limits.bytes) + " in all: it was stopped";
+      return subject + "give values of " +
+             (limits.only_reads ? std::to_string(limits.length) + " bytes each and " : "") +
+             std::to_string(limits.bytes) + (limits.only_reads ? "" : " bytes") +
+             " in all: it was stopped";
   }
   return {};
+}
+
+void SqlFence::roll_back() {
+  for (const Impl::Held& one : impl_->held) {
+    if (one.was_in_transaction || sqlite3_get_autocommit(one.connection) != 0) continue;
+    sqlite3_exec(one.connection, "ROLLBACK", nullptr, nullptr, nullptr);
+  }
 }
 
 void install_sql_fence() {

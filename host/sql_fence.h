@@ -8,12 +8,12 @@
 
 namespace korvane::host {
 
-/// What the queries of one fence may take, together. Defaults suit reports over a project file.
+/// What the statements of one fence may take, together. Defaults suit reports over a project file.
 struct SqlFenceLimits {
   /// From the making of the fence on. SQLite looks at it between the turns of its loops: what is
   /// computed within one row is not cut, nor is the wait for another program's lock.
   std::chrono::milliseconds time{5000};
-  /// Rows that the queries give.
+  /// Rows that the statements give.
   std::int64_t rows = 100'000;
   /// Bytes of all values in those rows, of which a number or NULL counts as 8.
   std::int64_t bytes = std::int64_t{64} * 1024 * 1024;
@@ -22,6 +22,9 @@ struct SqlFenceLimits {
   int length = 256 * 1024;
   /// Bytes of a pattern of LIKE or GLOB. A longer one fails with SQLite's own text.
   int pattern_length = 1000;
+  /// Else statements may do all that they may outside, and `length` and `pattern_length` do not
+  /// hold: the fence only sees to it that they end.
+  bool only_reads = true;
 };
 
 enum class FenceStop {
@@ -40,12 +43,18 @@ void install_sql_fence();
 /// While it lives, SQL of the thread that made it may only read, on whichever connections, and only
 /// within the limits. SQL of other threads goes on as ever.
 ///
-/// Allowed are selects over tables, views, `sqlite_master` and table-valued functions such as
-/// `json_each`, with SQLite's functions; EXPLAIN of a select as well. Refused is everything else:
-/// changes of rows and of the schema, temporary ones too; transactions and savepoints; ATTACH,
-/// VACUUM, ANALYZE, REINDEX; every PRAGMA, and with them the functions `pragma_…`. Of the functions
-/// those are refused that load code, reach files or write the log; those that take apart internal
-/// structures; and `trim`, `ltrim`, `rtrim` and `json_patch`, one call of which can take minutes.
+/// A project file can come with views, triggers and generated columns that never end. A fence that
+/// is not for reading alone keeps operations on such a file from running for ever. It stops what
+/// loops, and compiles nothing more once the time is over, but never keeps a transaction from
+/// ending.
+///
+/// Where only reading is allowed, allowed are selects over tables, views, `sqlite_master` and
+/// table-valued functions such as `json_each`, with SQLite's functions; EXPLAIN of a select as
+/// well. Refused is everything else: changes of rows and of the schema, temporary ones too;
+/// transactions and savepoints; ATTACH, VACUUM, ANALYZE, REINDEX; every PRAGMA, and with them the
+/// functions `pragma_…`. Of the functions those are refused that load code, reach files or write
+/// the log; those that take apart internal structures; and `trim`, `ltrim`, `rtrim` and
+/// `json_patch`, one call of which can take minutes.
 ///
 /// A refused or stopped statement fails with an error of SQLite's, which reaches the caller as
 /// whatever the code between makes of it; `stopped` then tells why.
@@ -70,6 +79,10 @@ class SqlFence {
   /// The same for the client: "a fenced query may only read: attach is refused". Empty when
   /// nothing was stopped.
   std::string reason() const;
+
+  /// Takes back the transactions that were begun since the fence was made and are open still: some
+  /// operations leave one behind when they fail, and nothing could be written until it has ended.
+  void roll_back();
 
  private:
   friend void install_sql_fence();

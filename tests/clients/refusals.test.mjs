@@ -147,3 +147,15 @@ test('a link runs SQL behind a fence', async (t) => {
     assert.equal((await client.value(id, 'get_sheet', {id: 1})).uid, 'z');
   });
 });
+
+test('no call runs for ever', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--call-time', '0.5');
+  const client = await Client.of(server);
+  const id = await client.open('project.db');
+  const sql = (text) => ({kind: 'sql:raw', params: {query: {value_string: text}}});
+  const post = (body) => client.request('POST', `/v1/${id}/query_table`,
+    {headers: {'Content-Type': json}, body: JSON.stringify(body)});
+  refused(await post(sql('with recursive n(i) as (select 1 union all select i + 1 from n) select count(*) from n')),
+    422, /^a call may take 500 ms: it was stopped$/);
+  assert.equal((await post(sql('select 1 as one'))).status, 200);
+});

@@ -781,6 +781,104 @@ TEST_F(Fence, MayBeInstalledAgain) {
   EXPECT_EQ(sheets(), "0");
 }
 
+// --- Fences that are not for reading alone.
+
+SqlFenceLimits for_anything(SqlFenceLimits limits) {
+  limits.only_reads = false;
+  return limits;
+}
+
+using FenceForAnything = Limits;
+INSTANTIATE_TEST_SUITE_P(Doors, FenceForAnything, kDoors,
+                         [](const auto& entry) { return entry.param.name; });
+
+TEST_P(FenceForAnything, RefusesNothing) {
+  const auto opened = door();
+  const SqlFenceLimits limits = for_anything(kAmple);
+  for (const char* const sql :
+       {"insert into sheet (uid) values ('third')", "create index i on sheet (raw)", "begin",
+        "delete from sheet where uid = 'third'", "commit", "pragma user_version = 7",
+        "attach ':memory:' as other", "detach other", "vacuum",
+        "select trim(uid, 'abc') as t from sheet"}) {
+    EXPECT_EQ(verdict(*opened, sql, limits), "") << sql;
+  }
+}
+
+TEST_P(FenceForAnything, LimitsTheLengthOfNoValue) {
+  SqlFenceLimits limits = for_anything(kAmple);
+  limits.length = 10;
+  limits.pattern_length = 10;
+  EXPECT_EQ(verdict(*door(), "select zeroblob(1000) as b", limits), "");
+  EXPECT_EQ(verdict(*door(), "select uid like '1234567890%' as b from sheet", limits), "");
+}
+
+TEST_P(FenceForAnything, CutsWhatReadsWithoutEnd) {
+  const auto opened = door();
+  const std::string endless = numbers("") + "select count(*) from n";
+  EXPECT_EQ(verdict(*opened, endless, for_anything(with_time(50ms))),
+            "a call may take 50 ms: it was stopped");
+  const std::string rows = numbers("") + "select i from n";
+  EXPECT_EQ(verdict(*opened, rows, for_anything(with_rows(1000))),
+            "a call may give 1000 rows: it was stopped");
+  EXPECT_EQ(verdict(*opened, rows, for_anything(with_bytes(1000))),
+            "a call may give values of 1000 bytes in all: it was stopped");
+}
+
+TEST_P(FenceForAnything, CutsWhatWritesWithoutEndAndLeavesNothingOfIt) {
+  const auto opened = door();
+  const std::string endless = "insert into sheet (raw) " + numbers("") + "select i from n";
+  EXPECT_EQ(verdict(*opened, endless, for_anything(with_time(50ms))),
+            "a call may take 50 ms: it was stopped");
+  EXPECT_EQ(sheets(), "2");
+}
+
+TEST_P(FenceForAnything, CompilesNothingMoreWhenTheTimeIsOver) {
+  EXPECT_EQ(stop_of(*door(), "select id from sheet", for_anything(with_time(0ms))),
+            FenceStop::too_long);
+}
+
+TEST_P(FenceForAnything, LetsATransactionEndWhenTheTimeIsOver) {
+  const auto opened = door();
+  for (const char* const end : {"commit", "rollback"}) {
+    opened->run("begin; insert into sheet default values");
+    const SqlFence fence(for_anything(with_time(0ms)));
+    opened->run(end);
+  }
+  EXPECT_EQ(sheets(), "3");
+}
+
+TEST_P(FenceForAnything, LetsARollbackFollowRowsThatAreTooMany) {
+  const auto opened = door();
+  opened->run("begin; insert into sheet default values");
+  const SqlFence fence(for_anything(with_rows(1)));
+  EXPECT_ANY_THROW(opened->run(numbers("") + "select i from n"));
+  opened->run("rollback");
+  EXPECT_EQ(sheets(), "2");
+}
+
+TEST_P(FenceForAnything, TakesBackWhatWasBegunInside) {
+  const auto opened = door();
+  {
+    SqlFence fence(for_anything(with_time(10min)));
+    opened->run("begin; insert into sheet default values");
+    fence.roll_back();
+  }
+  opened->run("begin; insert into sheet default values; commit");
+  EXPECT_EQ(sheets(), "3");
+}
+
+TEST_P(FenceForAnything, LeavesATransactionThatWasOpenBefore) {
+  const auto opened = door();
+  opened->run("begin; insert into sheet default values");
+  {
+    SqlFence fence(for_anything(kAmple));
+    opened->run("insert into sheet default values");
+    fence.roll_back();
+  }
+  opened->run("commit");
+  EXPECT_EQ(sheets(), "4");
+}
+
 TEST(FenceDeathTest, NeedsToBeInstalledFirst) {
   // In a process of its own, where no other test has installed it.
   GTEST_FLAG_SET(death_test_style, "threadsafe");

@@ -161,6 +161,7 @@ void add_serve_options(CLI::App& command, korvane::tool::ServeOptions& serve) {
   add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
   add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
   add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");
+  add_seconds(command, "--call-time", limits.call.time, "Time of any other call, from its turn on");
   add_seconds(command, "--idle-time", limits.http.idle_time, "Time of a connection at rest");
   add_seconds(command, "--transfer-time", limits.http.transfer_time,
               "Time for a request to arrive, and for a reply to leave");
