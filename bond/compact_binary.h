@@ -1,10 +1,13 @@
 #pragma once
 
+#include <bit>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <stdexcept>
 #include <string>
 
+#include "bond/blob.h"
 #include "bond/exception.h"
 #include "bond/wire_type.h"
 
@@ -30,6 +33,53 @@ inline constexpr std::uint16_t v1 = 1;
 
 /// Structs and containers may stand in each other this deep, the outermost struct included.
 inline constexpr std::uint32_t kMaxDepth = 64;
+
+/// In a buffer's place: counts the bytes, and keeps none.
+class ByteCount {
+ public:
+  template <class T>
+  void Write(const T&) {
+    bytes_ += sizeof(T);
+  }
+  void Write(const void*, std::uint32_t size) { bytes_ += size; }
+  void Write(const blob& bytes) { bytes_ += bytes.size(); }
+  template <class T>
+  void WriteVariableUnsigned(T value) {
+    bytes_ += (static_cast<std::uint64_t>(std::bit_width(static_cast<T>(value | 1))) + 6) / 7;
+  }
+
+  std::uint64_t size() const { return bytes_; }
+
+ private:
+  std::uint64_t bytes_ = 0;
+};
+
+/// In a buffer's place: writes to memory that has room for all, and looks at no bounds.
+class ByteCursor {
+ public:
+  explicit ByteCursor(char* begin) : at_(begin) {}
+
+  template <class T>
+  void Write(const T& value) {
+    std::memcpy(at_, &value, sizeof(T));
+    at_ += sizeof(T);
+  }
+  void Write(const void* data, std::uint32_t size) {
+    if (size != 0) std::memcpy(at_, data, size);
+    at_ += size;
+  }
+  void Write(const blob& bytes) { Write(bytes.data(), bytes.size()); }
+  template <class T>
+  void WriteVariableUnsigned(T value) {
+    for (; value >= 0x80; value = static_cast<T>(value >> 7)) {
+      Write(static_cast<std::uint8_t>(value | 0x80));
+    }
+    Write(static_cast<std::uint8_t>(value));
+  }
+
+ private:
+  char* at_;
+};
 
 /// Writes values into `Buffer`, which it refers to and which must outlive it.
 template <class Buffer>

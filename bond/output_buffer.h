@@ -17,8 +17,8 @@ static_assert(std::endian::native == std::endian::little,
 
 /// Bytes being written: one growing block. Not copyable; used by one thread.
 ///
-/// Nothing is allocated before the first write. The block starts at 4096 bytes and grows by half,
-/// as schedules hold many small records and few large ones. A block beyond 2^31 - 1 bytes raises
+/// Nothing is allocated before the first write. The block starts at 4096 bytes, or at just the size
+/// that is asked for at once, and grows by half. A block beyond 2^31 - 1 bytes raises
 /// std::bad_alloc.
 class OutputBuffer {
  public:
@@ -59,6 +59,15 @@ class OutputBuffer {
     size_ += static_cast<std::uint32_t>(out - begin);
   }
 
+  /// Room for `bytes` bytes behind those written, which count as written too: the caller fills
+  /// them.
+  char* Extend(std::uint64_t bytes) {
+    if (bytes > capacity_ - size_) grow(bytes, size_ == 0 ? bytes : kFirstCapacity);
+    char* const begin = block_.get() + size_;
+    size_ += static_cast<std::uint32_t>(bytes);
+    return begin;
+  }
+
   /// All bytes written so far, as one block that shares this buffer's memory. Later writes do not
   /// change it: they go behind it or into a new block.
   blob GetBuffer() const { return size_ == 0 ? blob() : blob(block_, size_); }
@@ -68,15 +77,14 @@ class OutputBuffer {
   static constexpr std::uint64_t kMaxCapacity = 0x7FFFFFFF;
 
   char* reserve(std::uint32_t bytes) {
-    if (bytes > capacity_ - size_) grow(bytes);
+    if (bytes > capacity_ - size_) grow(bytes, kFirstCapacity);
     return block_.get() + size_;
   }
 
-  void grow(std::uint32_t bytes) {
-    const std::uint64_t needed = std::uint64_t{size_} + bytes;
-    if (needed > kMaxCapacity) throw std::bad_alloc();
+  void grow(std::uint64_t bytes, std::uint64_t least) {
+    if (bytes > kMaxCapacity - size_) throw std::bad_alloc();
     const std::uint64_t wanted =
-        std::max({needed, kFirstCapacity, std::uint64_t{capacity_} + capacity_ / 2});
+        std::max({size_ + bytes, least, std::uint64_t{capacity_} + capacity_ / 2});
     const auto capacity = static_cast<std::uint32_t>(std::min(wanted, kMaxCapacity));
     auto block = std::make_shared_for_overwrite<char[]>(capacity);
     if (size_ != 0) std::memcpy(block.get(), block_.get(), size_);

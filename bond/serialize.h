@@ -6,6 +6,7 @@
 
 #include "bond/compact_binary.h"
 #include "bond/describe.h"
+#include "bond/output_buffer.h"
 #include "bond/wire_type.h"
 
 namespace bond {
@@ -220,11 +221,26 @@ void read_struct(Reader& input, T& record) {
 
 }  // namespace detail
 
+namespace detail {
+
+/// With all that it calls in one piece, the place to write to stays in a register: bytes that are
+/// stored could else be the place itself.
+template <class Buffer, class T>
+[[gnu::flatten]] Buffer write_flat(Buffer buffer, const T& record) {
+  CompactBinaryWriter<Buffer> writer(buffer);
+  write_struct(writer, record);
+  return buffer;
+}
+
+}  // namespace detail
+
 /// Writes `record` through `output`. Fields that hold their default are left out; a struct-typed
-/// field and a nullable with a value never are. Raises nothing but std::bad_alloc.
-template <class T, class Writer>
-void Serialize(const T& record, Writer& output) {
-  detail::write_struct(output, record);
+/// field and a nullable with a value never are. The bytes are counted first, so that the output
+/// grows once at most. Raises nothing but std::bad_alloc.
+template <class T>
+void Serialize(const T& record, CompactBinaryWriter<OutputBuffer>& output) {
+  char* const begin = output.GetBuffer().Extend(detail::write_flat(ByteCount(), record).size());
+  detail::write_flat(ByteCursor(begin), record);
 }
 
 /// Reads into `record` and does not reset it first: a field that is absent keeps what it held.
