@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -12,7 +13,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -24,7 +24,6 @@
 #include "platform/rpc4/directory.h"
 #include "tests/hostile_files/ordeal.h"
 #include "tests/other_programs/other_program.h"
-#include "tests/support/filled_record.h"
 #include "tests/support/records.h"
 #include "tests/support/watched_child.h"
 #include "tests/torture/torture_test.h"
