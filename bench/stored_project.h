@@ -104,7 +104,7 @@ template <>
 struct Content<Fabric> {
   static constexpr const char* table = "fabric";
   static InsertSpec columns() {
-    const Poco::Data::BLOB none;
+    const bond::blob none;
     return fabric_columns(none).spec();
   }
   static Fabric record(const StoredProject& project) {
@@ -123,7 +123,7 @@ template <>
 struct Content<BarSpacer> {
   static constexpr const char* table = "barspacer";
   static InsertSpec columns() {
-    const Poco::Data::BLOB none;
+    const bond::blob none;
     return bar_spacer_columns(none).spec();
   }
   static BarSpacer record(const StoredProject& project) {
@@ -141,7 +141,7 @@ template <>
 struct Content<MountingPart> {
   static constexpr const char* table = "mountingpart";
   static InsertSpec columns() {
-    const Poco::Data::BLOB none;
+    const bond::blob none;
     return mounting_part_columns(none).spec();
   }
   static MountingPart record(const StoredProject& project) {

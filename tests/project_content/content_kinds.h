@@ -59,7 +59,7 @@ struct FabricKind {
     return full_fabric(parents.revision, parents.fabric_type);
   }
   static model::cad::InsertSpec writer() {
-    return model::cad::fabric_columns(Poco::Data::BLOB()).spec();
+    return model::cad::fabric_columns(bond::blob()).spec();
   }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {
@@ -82,7 +82,7 @@ struct BarSpacerKind {
   static Record minimal(const Parents& parents) { return minimal_bar_spacer(parents.revision); }
   static Record full(const Parents& parents) { return full_bar_spacer(parents.revision); }
   static model::cad::InsertSpec writer() {
-    return model::cad::bar_spacer_columns(Poco::Data::BLOB()).spec();
+    return model::cad::bar_spacer_columns(bond::blob()).spec();
   }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {
@@ -110,7 +110,7 @@ struct MountingPartKind {
     return full_mounting_part(parents.revision, parents.material);
   }
   static model::cad::InsertSpec writer() {
-    return model::cad::mounting_part_columns(Poco::Data::BLOB()).spec();
+    return model::cad::mounting_part_columns(bond::blob()).spec();
   }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {

@@ -1,15 +1,12 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
-#include <string>
+#include <optional>
 
 #include <Poco/Data/Session.h>
 
 #include "contracts/cad/end_treatment.h"
-
-struct sqlite3;
-struct sqlite3_stmt;
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 
 namespace korvane::model::cad {
 
@@ -30,22 +27,12 @@ class EndTreatments {
   std::int32_t find_or_insert(const EndTreatment& treatment);
 
  private:
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const noexcept;
-  };
-  using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
-
   void prepare();
-  Statement prepare(const std::string& sql);
-  void bind_six_values(sqlite3_stmt* statement, const EndTreatment& treatment);
-  /// Steps `statement` to its end; true if it gave a row, whose first column is then in `value`.
-  bool run(sqlite3_stmt* statement, std::int32_t& value);
 
   Poco::Data::Session& session_;
-  sqlite3* connection_ = nullptr;
-  Statement insert_;
-  Statement max_;
-  Statement find_;
+  std::optional<PreparedStatement> insert_;
+  std::optional<PreparedStatement> max_;
+  std::optional<PreparedStatement> find_;
 };
 
 }  // namespace korvane::model::cad

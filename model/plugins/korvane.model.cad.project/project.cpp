@@ -300,11 +300,9 @@ void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revis
   if (!request.id) {
     throw std::runtime_error("get_all_revisions_for_sheet() expects SheetRef.id to be set!");
   }
-  append_records(reply.revisions, [&](std::int32_t& id, std::string& uid, BLOB& raw) {
-    return Poco::Data::Statement(
-        (*session_ << "select id, uid, raw from revision where sheet_id = ?", into(id), into(uid),
-         into(raw), Poco::Data::Keywords::bind(request.id.value()), one_row()));
-  });
+  PreparedStatement scan(*session_, "select id, uid, raw from revision where sheet_id = ?");
+  scan.bind(1, request.id.value());
+  append_records(scan, reply.revisions);
 }
 
 // A negative id is reported, and no error to the client.

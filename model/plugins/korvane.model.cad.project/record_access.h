@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,6 +17,7 @@
 
 #include "contracts/common/batch.h"
 #include "contracts/encoding/record_codec.h"
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 #include "model/plugins/korvane.model.cad.project/transaction_scope.h"
 #include "platform/log/log.h"
 
@@ -63,13 +65,6 @@ std::string make_insert_sql(const InsertSpec& spec);
 /// One row at each execution.
 inline Poco::Data::Range one_row() { return {0, 1, false}; }
 
-/// Executes a statement made with `one_row` once per row and calls `take_row` after each. The test
-/// of `done` matters: a finished statement would start over.
-template <class TakeRow>
-void for_each_row(Poco::Data::Statement& statement, TakeRow take_row) {
-  while (!statement.done() && statement.execute(true) != 0) take_row();
-}
-
 /// Fetches one record by `ref.id` and, if that is not set or misses, by `ref.uid`. Returns whether
 /// there was a row; `out` then holds its record with `id` and `uid` from the row, and is untouched
 /// otherwise. Set values are looked up as they are: -1, 0 and the empty text mean nothing special.
@@ -104,33 +99,26 @@ bool get_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref,
   return false;
 }
 
-/// Appends the records that `statement_of` selects as id, uid and raw to `items`, in scan order.
-/// `statement_of(id, uid, raw)` makes the statement over those three variables.
-template <class T, class StatementOf>
-void append_records(std::vector<T>& items, StatementOf statement_of) {
-  Poco::Data::BLOB raw;
-  std::int32_t id = -1;
-  std::string uid;
-  Poco::Data::Statement statement = statement_of(id, uid, raw);
-  for_each_row(statement, [&] {
-    T record = deserialize_record<T>(raw);
-    record.id = id;
-    record.uid = uid;
+/// Appends the records that `scan` gives as id, uid and raw to `items`, in scan order.
+template <class T>
+void append_records(PreparedStatement& scan, std::vector<T>& items) {
+  while (scan.step()) {
+    const std::string_view raw = scan.bytes(2);
+    T record = encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size()));
+    record.id = scan.int32(0);
+    record.uid = scan.text(1);
     items.push_back(std::move(record));
-  });
+  }
 }
 
 /// Appends every record of `table` to `out.items`, in the order in which the engine scans them.
 /// Logs "list_t_impl: tbl_id=" and the table at severity 0.
 template <class T>
 void list_t_impl(Poco::Data::Session& session, const std::string& table, Batch<T>& out) {
-  using namespace Poco::Data::Keywords;
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::trace)
       << L"list_t_impl: tbl_id=" << krv::log::widen(table);
-  append_records(out.items, [&](std::int32_t& id, std::string& uid, Poco::Data::BLOB& raw) {
-    return Poco::Data::Statement((session << "select id, uid, raw from " + table, into(id),
-                                  into(uid), into(raw), one_row()));
-  });
+  PreparedStatement scan(session, "select id, uid, raw from " + table);
+  append_records(scan, out.items);
 }
 
 /// Deletes the row of `ref.id` or, only if that is not set, of `ref.uid`. A row that is not there

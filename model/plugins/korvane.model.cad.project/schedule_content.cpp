@@ -9,47 +9,47 @@ namespace korvane::model::cad {
 namespace {
 
 template <class T>
-void add_records(Poco::Data::Session& session, std::vector<T>& records,
-                 InsertRow<T> (*columns)(const Poco::Data::BLOB&)) {
+void add_records(Poco::Data::Session& session, const std::vector<T>& records,
+                 InsertRow<T> (*columns)(const bond::blob&)) {
   TransactionScope scope(session);
-  Poco::Data::BLOB raw;
+  bond::blob raw;
   const InsertRow<T> row = columns(raw);
-  insert_all(session, row, records, [&](const T& record) { raw = serialize_record(record); });
+  insert_all(session, row, records, [&](const T& record) { raw = encoding::encode(record); });
   scope.commit();
 }
 
 }  // namespace
 
-void add_rebars(Poco::Data::Session& session, std::vector<Rebar>& bars) {
+void add_rebars(Poco::Data::Session& session, const std::vector<Rebar>& bars) {
   TransactionScope scope(session);
   RebarRowValues values;
   EndTreatments treatments(session);
   const InsertRow<Rebar> row = rebar_columns(values);
   const auto resolve = [&](const bond::nullable<EndTreatment>& treatment,
-                           Poco::Nullable<std::int32_t>& id) {
+                           bond::nullable<std::int32_t>& id) {
     if (treatment.hasvalue()) {
-      id = treatments.find_or_insert(*treatment);
+      id.set(treatments.find_or_insert(*treatment));
     } else {
-      id.clear();
+      id.reset();
     }
   };
   insert_all(session, row, bars, [&](const Rebar& bar) {
-    values.raw = serialize_record(bar);
+    values.raw = encoding::encode(bar);
     resolve(bar.end_treatment_start, values.end_treatment_start);
     resolve(bar.end_treatment_end, values.end_treatment_end);
   });
   scope.commit();
 }
 
-void add_fabrics(Poco::Data::Session& session, std::vector<Fabric>& fabrics) {
+void add_fabrics(Poco::Data::Session& session, const std::vector<Fabric>& fabrics) {
   add_records(session, fabrics, fabric_columns);
 }
 
-void add_bar_spacers(Poco::Data::Session& session, std::vector<BarSpacer>& spacers) {
+void add_bar_spacers(Poco::Data::Session& session, const std::vector<BarSpacer>& spacers) {
   add_records(session, spacers, bar_spacer_columns);
 }
 
-void add_mounting_parts(Poco::Data::Session& session, std::vector<MountingPart>& parts) {
+void add_mounting_parts(Poco::Data::Session& session, const std::vector<MountingPart>& parts) {
   add_records(session, parts, mounting_part_columns);
 }
 

@@ -1,18 +1,19 @@
 #pragma once
 
+#include <cstdint>
+#include <exception>
 #include <string>
 #include <vector>
 
-#include <Poco/Data/LOB.h>
 #include <Poco/Data/Session.h>
-#include <Poco/Data/Statement.h>
 
 #include "contracts/cad/bar_spacer.h"
 #include "contracts/cad/fabric.h"
 #include "contracts/cad/mounting_part.h"
 #include "contracts/cad/rebar.h"
 #include "contracts/cad/revision.h"
-#include "model/plugins/korvane.model.cad.project/record_access.h"
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
+#include "model/plugins/korvane.model.cad.project/raw_records.h"
 
 /// The lines of a revision's schedule: written in batches, read back by revision.
 namespace korvane::model::cad {
@@ -20,15 +21,15 @@ namespace korvane::model::cad {
 /// Stores the bars of `bars` in order: all of them or none. An end treatment equal in its six
 /// values to a stored one shares its row, across the whole project. Numbers are stored as sent: no
 /// unit, no rounding. Throws what the data layer throws (unknown `rev_id`, no `material_id`);
-/// nothing of the batch is stored then, end treatments included. `bars` is used up.
-void add_rebars(Poco::Data::Session& session, std::vector<Rebar>& bars);
+/// nothing of the batch is stored then, end treatments included.
+void add_rebars(Poco::Data::Session& session, const std::vector<Rebar>& bars);
 
 /// Stores the records in order: all of them or none, as they were sent. `fabric_type` is neither
 /// looked at nor written by the first; the second takes any `rev_id`, as no foreign key ties bar
 /// spacers to anything. Throws what the data layer throws; nothing of the batch is stored then.
-void add_fabrics(Poco::Data::Session& session, std::vector<Fabric>& fabrics);
-void add_bar_spacers(Poco::Data::Session& session, std::vector<BarSpacer>& spacers);
-void add_mounting_parts(Poco::Data::Session& session, std::vector<MountingPart>& parts);
+void add_fabrics(Poco::Data::Session& session, const std::vector<Fabric>& fabrics);
+void add_bar_spacers(Poco::Data::Session& session, const std::vector<BarSpacer>& spacers);
+void add_mounting_parts(Poco::Data::Session& session, const std::vector<MountingPart>& parts);
 
 /// Deletes the rows of `delete_table` that belong to the revision `ref.id`, which must be set:
 /// those whose id is in `select_column` of the revision's rows of `select_table`, or with either of
@@ -48,11 +49,17 @@ void clear_revision_content(Poco::Data::Session& session, const RevisionRef& ref
 template <class T>
 void read_revision_content(Poco::Data::Session& session, const std::string& table,
                            std::int32_t rev_id, std::vector<T>& items) {
-  using namespace Poco::Data::Keywords;
-  Poco::Data::BLOB raw;
-  Poco::Data::Statement statement = (session << "select raw from " + table + " where rev_id = ?",
-                                     into(raw), Poco::Data::Keywords::bind(rev_id), one_row());
-  for_each_row(statement, [&] { items.push_back(deserialize_record<T>(raw)); });
+  RawRecords records;
+  std::exception_ptr failure;
+  try {
+    PreparedStatement scan(session, "select raw from " + table + " where rev_id = ?");
+    scan.bind(1, rev_id);
+    while (scan.step()) records.add(scan.bytes(0));
+  } catch (...) {
+    failure = std::current_exception();
+  }
+  records.decode_behind(items);
+  if (failure) std::rethrow_exception(failure);
 }
 
 }  // namespace korvane::model::cad

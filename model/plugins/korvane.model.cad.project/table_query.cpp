@@ -96,11 +96,15 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
     column.kind = static_cast<std::int32_t>(column_kind(records.columnType(i)));
     reply.columns.push_back(std::move(column));
   }
-  for (const Poco::Data::Row& row : records) {
-    std::vector<Variant> cells;
-    cells.reserve(row.values().size());
-    for (const Poco::Dynamic::Var& value : row.values()) cells.push_back(cell_of(value));
-    reply.rows.push_back(std::move(cells));
+  // A statement without columns does not know how many rows it has.
+  if (records.columnCount() == 0) return;
+  // By cell: the rows that a record set makes stay in memory beside the cells.
+  for (std::size_t row = 0; row < records.rowCount(); ++row) {
+    std::vector<Variant>& cells = reply.rows.emplace_back();
+    cells.reserve(records.columnCount());
+    for (std::size_t i = 0; i < records.columnCount(); ++i) {
+      cells.push_back(cell_of(records.value(i, row)));
+    }
   }
 }
 

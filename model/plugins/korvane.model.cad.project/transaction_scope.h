@@ -1,10 +1,8 @@
 #pragma once
 
-#include <memory>
-
 #include <Poco/Data/Session.h>
 
-struct sqlite3_stmt;
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 
 namespace korvane::model::cad {
 
@@ -29,17 +27,13 @@ struct TransactionScope {
   }
 
  private:
-  struct Finalize {
-    void operator()(sqlite3_stmt* statement) const noexcept;
-  };
-
   /// Without any memory. Does nothing if no transaction is active, as SQLite ends it by itself when
   /// the disk is full.
   void roll_back_plainly() noexcept;
 
   /// Parsed while there is memory: an operation that failed for want of it could not parse one, and
   /// its transaction would hold up the project until that is closed.
-  std::unique_ptr<sqlite3_stmt, Finalize> rollback_;
+  PreparedStatement rollback_;
 };
 
 }  // namespace korvane::model::cad
