@@ -6,7 +6,7 @@
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
 BENCH_FLAGS := --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
-  --benchmark_report_aggregates_only=true --benchmark_min_time=0.05
+  --benchmark_min_time=0.05
 BENCH_RESULTS := bench/results.json
 FUZZ_SECONDS := 60
 CRASHES := 1000

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -87,36 +86,48 @@ bool compare_growth(const std::vector<Growth>& growths) {
 
 Report::Report() : load_at_start_(machine_load()) {}
 
+bool Report::ReportContext(const Context&) { return true; }
+
 void Report::ReportRuns(const std::vector<Run>& runs) {
-  ConsoleReporter::ReportRuns(runs);
+  std::map<std::string, std::vector<double>> repetitions;
   for (const Run& run : runs) {
     if (run.error_occurred) throw std::runtime_error(run.error_message);
-    const bool is_median = run.run_type == Run::RT_Aggregate && run.aggregate_name == "median";
-    if (!is_median && run.repetitions > 1) continue;
+    if (run.run_type != Run::RT_Iteration) continue;
     const bool has_other_time = !run.run_name.time_type.empty();
     const double time = has_other_time ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
-    Values& values = medians_[run.run_name.function_name][run.run_name.args];
-    values[""] = time / benchmark::GetTimeUnitMultiplier(run.time_unit);
-    for (const auto& [name, counter] : run.counters) values[name] = counter.value;
+    repetitions[""].push_back(time / benchmark::GetTimeUnitMultiplier(run.time_unit));
+    for (const auto& [name, counter] : run.counters) repetitions[name].push_back(counter.value);
   }
+  if (repetitions.empty()) return;
+  const benchmark::BenchmarkName& name = runs.front().run_name;
+  Values& values = measured_[name.function_name][name.args];
+  for (auto& [counter, all] : repetitions) {
+    std::sort(all.begin(), all.end());
+    values[counter] = {(all[(all.size() - 1) / 2] + all[all.size() / 2]) / 2, all.front()};
+  }
+  std::printf("%-34s %-20s %12s median %12s least of %zu\n", name.function_name.c_str(),
+              name.args.c_str(), readable(values[""].median, "s").c_str(),
+              readable(values[""].least, "s").c_str(), repetitions[""].size());
+  std::fflush(stdout);
 }
 
-const Report::Medians& Report::medians_of(const std::string& benchmark) const {
-  static const Medians none;
-  const auto found = medians_.find(benchmark);
-  return found == medians_.end() ? none : found->second;
+const Report::ByArguments& Report::measured(const std::string& benchmark) const {
+  static const ByArguments none;
+  const auto found = measured_.find(benchmark);
+  return found == measured_.end() ? none : found->second;
 }
 
 void Report::add(const Comparison& comparison, std::vector<Figure>& figures) const {
   const bool is_time = comparison.counter.empty();
-  const Medians& baselines = medians_of(comparison.baseline);
-  for (const auto& [arguments, values] : medians_of(comparison.scenario)) {
-    const auto baseline = baselines.find(arguments);
-    if (baseline == baselines.end()) continue;
-    const double value = values.at(comparison.counter);
-    const double measure = baseline->second.at(comparison.baseline_counter);
-    figures.push_back({comparison.work, arguments, value, measure, is_time ? "s" : comparison.unit,
-                       value / measure, comparison.goal});
+  const ByArguments& baselines = measured(comparison.baseline);
+  for (const auto& [arguments, values] : measured(comparison.scenario)) {
+    const auto found = baselines.find(arguments);
+    if (found == baselines.end()) continue;
+    const Measured value = values.at(comparison.counter);
+    const Measured baseline = found->second.at(comparison.baseline_counter);
+    figures.push_back({comparison.work, arguments, value.median, baseline.median,
+                       is_time ? "s" : comparison.unit, value.median / baseline.median,
+                       value.least / baseline.least, comparison.goal});
   }
 }
 
@@ -124,18 +135,21 @@ void Report::add(const Spread& spread, std::vector<Figure>& figures) const {
   std::vector<Figure> ratios;
   add(Comparison{spread.work, spread.scenario, spread.baseline}, ratios);
   if (ratios.size() < 2) return;
-  const auto by_ratio = [](const Figure& a, const Figure& b) { return a.ratio < b.ratio; };
-  const auto [least, most] = std::minmax_element(ratios.begin(), ratios.end(), by_ratio);
+  const auto [least, most] = std::ranges::minmax_element(ratios, {}, &Figure::ratio);
+  const auto [fast_least, fast_most] =
+      std::ranges::minmax_element(ratios, {}, &Figure::least_ratio);
   figures.push_back({spread.work, least->arguments + " to " + most->arguments, most->ratio,
-                     least->ratio, "x", most->ratio / least->ratio, spread.goal});
+                     least->ratio, "x", most->ratio / least->ratio,
+                     fast_most->least_ratio / fast_least->least_ratio, spread.goal});
 }
 
 void Report::add(const Growth& growth, std::vector<Figure>& figures) const {
-  const Medians& medians = medians_of(growth.scenario);
-  for (const auto& [arguments, values] : medians) {
-    const double smallest = medians.begin()->second.at("");
-    figures.push_back({growth.work, arguments, values.at(""), smallest, "s",
-                       values.at("") / smallest, std::nullopt});
+  const ByArguments& all = measured(growth.scenario);
+  for (const auto& [arguments, values] : all) {
+    const Measured value = values.at("");
+    const Measured smallest = all.begin()->second.at("");
+    figures.push_back({growth.work, arguments, value.median, smallest.median, "s",
+                       value.median / smallest.median, value.least / smallest.least, std::nullopt});
   }
 }
 
@@ -148,9 +162,12 @@ std::vector<Report::Figure> Report::figures() const {
 }
 
 void Report::print_table() const {
-  constexpr const char* kFormat = "%-34s %-34s %12s %12s %8s %6s  %s\n";
-  std::printf("\nMedians beside their baselines of this run:\n\n");
-  std::printf(kFormat, "work", "arguments", "korvane", "baseline", "ratio", "goal", "met");
+  constexpr const char* kFormat = "%-34s %-28s %10s %10s %8s %8s %6s  %s\n";
+  std::printf(
+      "\nMedians beside their baselines of this run, and the ratio of the fastest "
+      "repetitions:\n\n");
+  std::printf(kFormat, "work", "arguments", "korvane", "baseline", "ratio", "fastest", "goal",
+              "met");
   for (const Figure& figure : figures()) {
     const bool is_spread = figure.unit == "x";
     const auto text = [&](double value) {
@@ -158,6 +175,7 @@ void Report::print_table() const {
     };
     std::printf(kFormat, figure.work.c_str(), figure.arguments.c_str(), text(figure.value).c_str(),
                 text(figure.baseline).c_str(), formatted("%.3f", figure.ratio).c_str(),
+                formatted("%.3f", figure.least_ratio).c_str(),
                 figure.goal ? formatted("%.3g", *figure.goal).c_str() : "",
                 !figure.goal ? "" : (figure.is_met() ? "yes" : "NO"));
   }
@@ -166,10 +184,8 @@ void Report::print_table() const {
 
 void Report::write(const std::string& filename) const {
   using Json = nlohmann::ordered_json;
-  const auto rounded = [](double value, double digits) {
-    return std::isfinite(value) && value != 0.0
-               ? std::strtod(formatted(digits > 3 ? "%.6g" : "%.3g", value).c_str(), nullptr)
-               : 0.0;
+  const auto rounded = [](double value) {
+    return std::strtod(formatted("%.4g", value).c_str(), nullptr);
   };
   Json results;
   results["date"] = today();
@@ -177,16 +193,17 @@ void Report::write(const std::string& filename) const {
                         {"compiler", compiler()},
                         {"sqlite", sqlite3_libversion()},
                         {"protobuf", protobuf_version()},
-                        {"load_before", rounded(load_at_start_, 3)},
-                        {"load_after", rounded(machine_load(), 3)}};
+                        {"load_before", rounded(load_at_start_)},
+                        {"load_after", rounded(machine_load())}};
   results["figures"] = Json::array();
   for (const Figure& figure : figures()) {
     Json one = {{"work", figure.work},
                 {"arguments", figure.arguments},
-                {"korvane", rounded(figure.value, 6)},
-                {"baseline", rounded(figure.baseline, 6)},
+                {"korvane", rounded(figure.value)},
+                {"baseline", rounded(figure.baseline)},
                 {"unit", figure.unit},
-                {"ratio", rounded(figure.ratio, 6)}};
+                {"ratio", rounded(figure.ratio)},
+                {"ratio_of_fastest", rounded(figure.least_ratio)}};
     if (figure.goal) {
       one["goal"] = *figure.goal;
       one["met"] = figure.is_met();

@@ -46,12 +46,14 @@ bool compare(const std::vector<Comparison>& comparisons);
 bool compare_spread(const Spread& spread);
 bool compare_growth(const std::vector<Growth>& growths);
 
-/// Prints the usual table of times, keeps the median of each benchmark, and prints the closing
-/// table last. Processor time is what counts for a benchmark that asks for no other.
-class Report : public benchmark::ConsoleReporter {
+/// Keeps the median and the least of each benchmark's repetitions, and prints the closing table
+/// last. Processor time is what counts for a benchmark that asks for no other.
+class Report : public benchmark::BenchmarkReporter {
  public:
   Report();
 
+  bool ReportContext(const Context& context) override;
+  /// Prints a line for each benchmark as it is done.
   void ReportRuns(const std::vector<Run>& runs) override;
 
   /// To be called when all benchmarks have run.
@@ -66,18 +68,26 @@ class Report : public benchmark::ConsoleReporter {
       return std::pair(left.size(), left) < std::pair(right.size(), right);
     }
   };
-  /// Values under the names of counters, seconds under "".
-  using Values = std::map<std::string, double>;
-  using Medians = std::map<std::string, Values, ByLength>;
+  /// Of all repetitions.
+  struct Measured {
+    double median = 0.0;
+    double least = 0.0;
+  };
+  /// Under the names of counters; the time, in seconds, under "".
+  using Values = std::map<std::string, Measured>;
+  using ByArguments = std::map<std::string, Values, ByLength>;
 
   struct Figure {
     std::string work;
     std::string arguments;
+    /// Medians.
     double value = 0.0;
     double baseline = 0.0;
     /// "s" for times, or what is counted.
     std::string unit;
     double ratio = 0.0;
+    /// That of the fastest repetitions. Where it is far from the other, the machine was busy.
+    double least_ratio = 0.0;
     std::optional<double> goal;
 
     bool is_met() const { return !goal || ratio <= *goal; }
@@ -87,9 +97,9 @@ class Report : public benchmark::ConsoleReporter {
   void add(const Comparison& comparison, std::vector<Figure>& figures) const;
   void add(const Spread& spread, std::vector<Figure>& figures) const;
   void add(const Growth& growth, std::vector<Figure>& figures) const;
-  const Medians& medians_of(const std::string& benchmark) const;
+  const ByArguments& measured(const std::string& benchmark) const;
 
-  std::map<std::string, Medians> medians_;
+  std::map<std::string, ByArguments> measured_;
   double load_at_start_ = 0.0;
 };
 

@@ -265,14 +265,24 @@ class PlainInsert {
   int end_ = 0;
 };
 
-/// The bytes of each record, none with room to spare.
+/// The bytes of each record, all of them in one block.
 template <class T>
 std::vector<bond::blob> encoded(const std::vector<T>& records) {
+  std::string bytes;
+  std::vector<std::uint32_t> ends;
+  for (const T& record : records) {
+    const bond::blob one = encoding::encode(record);
+    bytes.append(one.content(), one.size());
+    ends.push_back(static_cast<std::uint32_t>(bytes.size()));
+  }
+  const bond::blob block =
+      bond::blob::copy_of(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
   std::vector<bond::blob> raw;
   raw.reserve(records.size());
-  for (const T& record : records) {
-    const bond::blob bytes = encoding::encode(record);
-    raw.push_back(bond::blob::copy_of(bytes.data(), bytes.size()));
+  std::uint32_t begin = 0;
+  for (const std::uint32_t end : ends) {
+    raw.push_back(block.range(begin, end - begin));
+    begin = end;
   }
   return raw;
 }
