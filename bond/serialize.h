@@ -190,27 +190,27 @@ BondDataType read_fields(Reader& input, T& record, bool is_base) {
     using Base = typename Describe<T>::base;
     if (read_fields<Reader, Base>(input, record, true) == BT_STOP) return BT_STOP;
   }
-  for (;;) {
-    BondDataType type = BT_STOP;
-    std::uint16_t id = 0;
-    input.ReadFieldBegin(type, id);
-    if (type == BT_STOP) return type;
-    if (type == BT_STOP_BASE) {
-      // What follows the part of a base that `T` does not have belongs to a derived record, with
-      // ordinals of its own.
-      if (!is_base) input.SkipFields();
-      return type;
-    }
-    const auto read_if_it_is = [&](auto field) {
+  BondDataType type = BT_STOP;
+  std::uint16_t id = 0;
+  input.ReadFieldBegin(type, id);
+  while (type != BT_STOP && type != BT_STOP_BASE) {
+    // Writers write fields in the order of their ordinals, so that one pass mostly takes all.
+    bool was_read = false;
+    for_each_field<T>([&](auto field) {
       using M = std::remove_cvref_t<decltype(record.*field.member)>;
-      if (field.ordinal != id || !fits<M>(type)) return false;
+      if (field.ordinal != id || !fits<M>(type)) return;
       read_value(input, record.*field.member, type);
-      return true;
-    };
-    const bool was_read =
-        Describe<T>::fields([&](auto... field) { return (read_if_it_is(field) || ...); });
-    if (!was_read) input.Skip(type);
+      input.ReadFieldBegin(type, id);
+      was_read = true;
+    });
+    if (was_read) continue;
+    input.Skip(type);
+    input.ReadFieldBegin(type, id);
   }
+  // What follows the part of a base that `T` does not have belongs to a derived record, with
+  // ordinals of its own.
+  if (type == BT_STOP_BASE && !is_base) input.SkipFields();
+  return type;
 }
 
 template <class Reader, Described T>

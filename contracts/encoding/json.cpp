@@ -7,7 +7,6 @@
 #include <cmath>
 #include <limits>
 #include <memory>
-#include <optional>
 #include <rapidjson/reader.h>
 
 #include <nlohmann/json.hpp>
@@ -88,6 +87,10 @@ std::string number_text(double value) {
                   "): " + reason);
 }
 
+void require_depth(std::size_t depth) {
+  if (depth > kDeepest) fail_at("", "nested deeper than " + std::to_string(kDeepest) + " levels");
+}
+
 /// What the library says, without its number, the place and the text it read, which may be long and
 /// no UTF-8.
 std::string reason_of(std::string_view what) {
@@ -97,172 +100,134 @@ std::string reason_of(std::string_view what) {
   return std::string(what.substr(0, what.find("; last read: ")));
 }
 
-/// Builds the tree of a text of which one value after the other is told.
-class TreeBuilder {
- public:
-  JsonNode take_tree() { return std::move(root_); }
-
-  void add(JsonNode node) { place(std::move(node)); }
-
-  void open(JsonNode node) {
-    if (open_.size() == kDeepest) {
-      fail_at("", "nested deeper than " + std::to_string(kDeepest) + " levels");
-    }
-    open_.push_back(&place(std::move(node)));
-  }
-
-  /// Objects of a list mostly have as many members as the one before.
-  void open_object() {
-    open({JsonNode::Object()});
-    std::get<JsonNode::Object>(open_.back()->value).reserve(members_of_last_object_);
-    members_of_last_object_ = 0;
-  }
-
-  void add_key(std::string key) {
-    std::get<JsonNode::Object>(open_.back()->value).push_back({std::move(key), {}});
-  }
-
-  void close() {
-    const auto* const object = std::get_if<JsonNode::Object>(&open_.back()->value);
-    if (object != nullptr) members_of_last_object_ = object->size();
-    open_.pop_back();
-  }
-
-  /// The path of the value that would be added next.
-  std::string path_of_next() const {
-    std::string path;
-    for (const JsonNode* const node : open_) {
-      if (const auto* const array = std::get_if<JsonNode::Array>(&node->value)) {
-        // Of the arrays around, the last element is the one that is open.
-        append_index(path, node == open_.back() ? array->size() : array->size() - 1);
-      } else {
-        append_key(path, std::get<JsonNode::Object>(node->value).back().key);
-      }
-    }
-    return path;
-  }
-
- private:
-  JsonNode& place(JsonNode node) {
-    if (open_.empty()) return root_ = std::move(node);
-    if (auto* const array = std::get_if<JsonNode::Array>(&open_.back()->value)) {
-      return array->emplace_back(std::move(node));
-    }
-    return std::get<JsonNode::Object>(open_.back()->value).back().node = std::move(node);
-  }
-
-  JsonNode root_;
-  /// From the outermost in. They stay where they are: what holds one grows only when it is closed.
-  std::vector<JsonNode*> open_;
-  std::size_t members_of_last_object_ = 0;
-};
-
-/// Builds the tree, or tells what is wrong with the text and where.
+/// Reads a text into a tree, or tells what is wrong with it and where.
 class ExactReader : public nlohmann::json_sax<Json> {
  public:
-  explicit ExactReader(std::string_view text) : text_(text) {}
+  ExactReader(std::string_view text, rapidjson::Document& tree) : text_(text), tree_(tree) {}
 
-  JsonNode read() {
-    Json::sax_parse(text_.begin(), text_.end(), this);
-    return tree_.take_tree();
-  }
+  bool read() { return Json::sax_parse(text_.begin(), text_.end(), this); }
 
-  bool null() override { return add({nullptr}); }
-  bool boolean(bool value) override { return add({value}); }
+  bool null() override { return count(tree_.Null()); }
+  bool boolean(bool value) override { return count(tree_.Bool(value)); }
   bool number_integer(number_integer_t value) override {
     // The library asks for a signed number behind a minus alone, so that this zero has one.
-    return add({value == 0 ? -0.0 : static_cast<double>(value)});
+    return count(tree_.Double(value == 0 ? -0.0 : static_cast<double>(value)));
   }
-  bool number_unsigned(number_unsigned_t value) override {
-    return add({static_cast<double>(value)});
+  bool number_unsigned(number_unsigned_t value) override { return count(tree_.Uint64(value)); }
+  bool number_float(number_float_t value, const string_t&) override {
+    return count(tree_.Double(value));
   }
-  bool number_float(number_float_t value, const string_t&) override { return add({value}); }
-  bool string(string_t& value) override { return add({std::move(value)}); }
+  bool string(string_t& value) override {
+    return count(tree_.String(value.data(), length_of(value), true));
+  }
   bool binary(binary_t&) override { return false; }
 
   bool start_object(std::size_t) override {
-    tree_.open_object();
-    return true;
+    return open({.is_array = false}) && tree_.StartObject();
   }
   bool key(string_t& key) override {
-    tree_.add_key(std::move(key));
-    return true;
+    open_.back().key = key;
+    return tree_.Key(key.data(), length_of(key), true);
   }
-  bool end_object() override { return close(); }
-  bool start_array(std::size_t) override {
-    tree_.open({JsonNode::Array()});
-    return true;
-  }
-  bool end_array() override { return close(); }
+  bool end_object() override { return count(tree_.EndObject(close())); }
+  bool start_array(std::size_t) override { return open({.is_array = true}) && tree_.StartArray(); }
+  bool end_array() override { return count(tree_.EndArray(close())); }
 
   bool parse_error(std::size_t position, const std::string& token,
                    const Json::exception& error) override {
     constexpr int kNumberOverflow = 406;
     if (error.id != kNumberOverflow) fail_malformed(text_, position, reason_of(error.what()));
-    fail_at(tree_.path_of_next(),
+    fail_at(path_of_next(),
             (token.size() > kLongestQuote ? token.substr(0, kLongestQuote) + "…" : token) +
                 " is out of range: no number is beyond " +
                 number_text(std::numeric_limits<double>::max()));
   }
 
  private:
-  bool add(JsonNode node) {
-    tree_.add(std::move(node));
+  /// An object or array that is not closed yet.
+  struct Open {
+    bool is_array = false;
+    std::string key = {};
+    unsigned size = 0;
+  };
+
+  static unsigned length_of(const std::string& text) { return static_cast<unsigned>(text.size()); }
+
+  bool open(Open container) {
+    require_depth(open_.size() + 1);
+    open_.push_back(std::move(container));
     return true;
   }
-  bool close() {
-    tree_.close();
-    return true;
+  /// Returns the number of values that were in it.
+  unsigned close() {
+    const unsigned size = open_.back().size;
+    open_.pop_back();
+    return size;
+  }
+  /// A value is complete.
+  bool count(bool is_added) {
+    if (!open_.empty()) ++open_.back().size;
+    return is_added;
+  }
+
+  /// The path of the value that comes next.
+  std::string path_of_next() const {
+    std::string path;
+    for (const Open& container : open_) {
+      if (container.is_array) {
+        append_index(path, container.size);
+      } else {
+        append_key(path, container.key);
+      }
+    }
+    return path;
   }
 
   std::string_view text_;
-  TreeBuilder tree_;
+  rapidjson::Document& tree_;
+  /// From the outermost in.
+  std::vector<Open> open_;
 };
 
-/// Builds the tree several times as fast, of text with which nothing is wrong. Its own words for
-/// what is would say less.
-class FastReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FastReader> {
+/// Hands on to the tree what the fast library reads, and refuses what it reads differently.
+class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeHandler> {
  public:
-  /// Nothing if the text is to be read exactly.
-  std::optional<JsonNode> read(std::string_view text) {
-    constexpr unsigned kFlags =
-        rapidjson::kParseFullPrecisionFlag | rapidjson::kParseValidateEncodingFlag;
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    rapidjson::Reader reader;
-    if (reader.Parse<kFlags>(stream, *this).IsError()) return std::nullopt;
-    return tree_.take_tree();
-  }
+  explicit TreeHandler(rapidjson::Document& tree) : tree_(tree) {}
 
-  bool Null() { return add({nullptr}); }
-  bool Bool(bool value) { return add({value}); }
+  bool Null() { return tree_.Null(); }
+  bool Bool(bool value) { return tree_.Bool(value); }
   // It is a signed number behind a minus alone, so that this zero has one.
-  bool Int(int value) { return add({value == 0 ? -0.0 : value}); }
-  bool Uint(unsigned value) { return add({static_cast<double>(value)}); }
-  bool Int64(std::int64_t value) { return add({static_cast<double>(value)}); }
-  bool Uint64(std::uint64_t value) { return add({static_cast<double>(value)}); }
-  bool Double(double value) { return add({value}); }
-  bool String(const char* text, unsigned size, bool) {
-    if (has_surrogate({text, size})) return false;
-    return add({std::string(text, size)});
+  bool Int(int value) { return value == 0 ? tree_.Double(-0.0) : tree_.Int(value); }
+  bool Uint(unsigned value) { return tree_.Uint(value); }
+  bool Int64(std::int64_t value) { return tree_.Int64(value); }
+  bool Uint64(std::uint64_t value) { return tree_.Uint64(value); }
+  // It makes NaN of 0.0e999, and infinity of some numbers just too large.
+  bool Double(double value) { return std::isfinite(value) && tree_.Double(value); }
+  bool String(const char* text, unsigned size, bool is_copied) {
+    return !has_surrogate({text, size}) && tree_.String(text, size, is_copied);
+  }
+  bool Key(const char* text, unsigned size, bool is_copied) {
+    return !has_surrogate({text, size}) && tree_.Key(text, size, is_copied);
   }
   bool StartObject() {
-    tree_.open_object();
-    return true;
+    require_depth(++depth_);
+    return tree_.StartObject();
   }
-  bool Key(const char* text, unsigned size, bool) {
-    if (has_surrogate({text, size})) return false;
-    tree_.add_key(std::string(text, size));
-    return true;
+  bool EndObject(unsigned members) {
+    --depth_;
+    return tree_.EndObject(members);
   }
-  bool EndObject(unsigned) { return close(); }
   bool StartArray() {
-    tree_.open({JsonNode::Array()});
-    return true;
+    require_depth(++depth_);
+    return tree_.StartArray();
   }
-  bool EndArray(unsigned) { return close(); }
+  bool EndArray(unsigned elements) {
+    --depth_;
+    return tree_.EndArray(elements);
+  }
 
  private:
-  /// The library makes three bytes of an escaped half of a pair that stands alone, which is no
+  /// Of an escaped half of a pair that stands alone the library makes three bytes that are no
   /// UTF-8.
   static bool has_surrogate(std::string_view text) {
     for (std::size_t at = 0; (at = text.find('\xED', at)) != std::string_view::npos; ++at) {
@@ -270,23 +235,41 @@ class FastReader : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, FastRe
     }
     return false;
   }
-  bool add(JsonNode node) {
-    tree_.add(std::move(node));
-    return true;
-  }
-  bool close() {
-    tree_.close();
-    return true;
-  }
 
-  TreeBuilder tree_;
+  rapidjson::Document& tree_;
+  std::size_t depth_ = 0;
 };
+
+template <unsigned Flags>
+bool parse_fast(std::string_view text, rapidjson::Document& tree) {
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  TreeHandler handler(tree);
+  rapidjson::Reader reader;
+  return !reader.Parse<Flags | rapidjson::kParseFullPrecisionFlag>(stream, handler).IsError();
+}
+
+bool is_ascii(std::string_view text) {
+  unsigned bits = 0;
+  for (const char c : text) bits |= static_cast<unsigned char>(c);
+  return bits < 0x80;
+}
 
 /// "null", "text": what stands in the text, for a message.
 std::string_view kind_of(const JsonNode& node) {
-  constexpr std::array<std::string_view, 6> kKinds = {"null", "a boolean", "a number",
-                                                      "text", "an array",  "an object"};
-  return kKinds[node.value.index()];
+  switch (node.GetType()) {
+    case rapidjson::kNullType:
+      return "null";
+    case rapidjson::kNumberType:
+      return "a number";
+    case rapidjson::kStringType:
+      return "text";
+    case rapidjson::kArrayType:
+      return "an array";
+    case rapidjson::kObjectType:
+      return "an object";
+    default:
+      return "a boolean";
+  }
 }
 
 [[noreturn]] void fail_unexpected(const Place& place, const std::string& expected,
@@ -294,12 +277,18 @@ std::string_view kind_of(const JsonNode& node) {
   place.fail("expected " + expected + ", found " + std::string(found));
 }
 
-/// The node as one of its alternatives, or JsonError that `expected` was.
-template <class Alternative, class Node>
-auto& expect(Node& node, const Place& place, const char* expected) {
-  auto* const value = std::get_if<Alternative>(&node.value);
-  if (value == nullptr) fail_unexpected(place, expected, kind_of(node));
-  return *value;
+void require(bool is_as_expected, const JsonNode& node, const Place& place, const char* expected) {
+  if (!is_as_expected) fail_unexpected(place, expected, kind_of(node));
+}
+
+std::string_view expect_text(const JsonNode& node, const Place& place, const char* expected) {
+  require(node.IsString(), node, place, expected);
+  return text_of(node);
+}
+
+double expect_number(const JsonNode& node, const Place& place, const char* expected) {
+  require(node.IsNumber(), node, place, expected);
+  return node.GetDouble();
 }
 
 /// The number as an int32, or JsonError that what `expected()` returns was.
@@ -345,42 +334,57 @@ void Place::fail(const std::string& what) const {
   fail_at(path, what);
 }
 
-JsonNode parse_json(std::string_view text) {
+rapidjson::Document parse_json(std::string_view text) {
   if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
     fail_at("", "the text is empty");
   }
-  // The library takes a NUL for the end of the text, and would pass over what follows it.
+  // The libraries take a NUL for the end of the text, and would pass over what follows it.
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     fail_malformed(text, nul + 1, "a NUL character");
   }
-  if (auto tree = FastReader().read(text)) return *std::move(tree);
-  return ExactReader(text).read();
+  rapidjson::Document tree;
+  bool is_read = false;
+  auto read_fast = [&](rapidjson::Document& into) {
+    is_read = is_ascii(text) ? parse_fast<rapidjson::kParseNoFlags>(text, into)
+                             : parse_fast<rapidjson::kParseValidateEncodingFlag>(text, into);
+    return is_read;
+  };
+  tree.Populate(read_fast);
+  if (is_read) return tree;
+  // It says little about what is wrong, and refuses some texts with which nothing is: a byte order
+  // mark, 0e999.
+  rapidjson::Document exact;
+  auto read_exactly = [&](rapidjson::Document& into) { return ExactReader(text, into).read(); };
+  exact.Populate(read_exactly);
+  return exact;
 }
 
 bool read_bool(const JsonNode& node, const Place& place) {
-  return expect<bool>(node, place, "a boolean");
+  require(node.IsBool(), node, place, "a boolean");
+  return node.GetBool();
 }
 
 std::int32_t read_int32(const JsonNode& node, const Place& place) {
-  return integer_of(expect<double>(node, place, "an integer"), place,
+  return integer_of(expect_number(node, place, "an integer"), place,
                     [] { return "an integer from " + int32_range(); });
 }
 
 double read_double(const JsonNode& node, const Place& place) {
-  if (const auto* const text = std::get_if<std::string>(&node.value)) {
-    if (*text == "NaN" || *text == "Infinity" || *text == "-Infinity") {
-      place.fail(*text + " cannot be given as JSON");
+  if (node.IsString()) {
+    const std::string_view text = text_of(node);
+    if (text == "NaN" || text == "Infinity" || text == "-Infinity") {
+      place.fail(std::string(text) + " cannot be given as JSON");
     }
   }
-  return expect<double>(node, place, "a number");
+  return expect_number(node, place, "a number");
 }
 
-std::string read_text(JsonNode& node, const Place& place) {
-  return std::move(expect<std::string>(node, place, "text"));
+std::string read_text(const JsonNode& node, const Place& place) {
+  return std::string(expect_text(node, place, "text"));
 }
 
 bond::blob read_blob(const JsonNode& node, const Place& place) {
-  const auto& text = expect<std::string>(node, place, "base64 text");
+  const std::string_view text = expect_text(node, place, "base64 text");
   if (text.size() % 4 != 0) {
     fail_unexpected(place, "base64 text",
                     std::to_string(text.size()) + " characters, not a multiple of four");
@@ -417,37 +421,43 @@ std::int32_t read_enumeration(const JsonNode& node, const Place& place,
     for (const EnumeratorNumber& each : enumerators) names += std::string(each.name) + ", ";
     return "one of " + names + "or an integer from " + int32_range();
   };
-  if (const auto* const number = std::get_if<double>(&node.value)) {
-    return integer_of(*number, place, expected);
-  }
-  const auto* const name = std::get_if<std::string>(&node.value);
-  if (name == nullptr) fail_unexpected(place, expected(), kind_of(node));
+  if (node.IsNumber()) return integer_of(node.GetDouble(), place, expected);
+  if (!node.IsString()) fail_unexpected(place, expected(), kind_of(node));
+  const std::string_view name = text_of(node);
   const auto found = std::find_if(enumerators.begin(), enumerators.end(),
-                                  [&](const auto& each) { return each.name == *name; });
-  if (found == enumerators.end()) fail_unexpected(place, expected(), shown(*name));
+                                  [&](const auto& each) { return each.name == name; });
+  if (found == enumerators.end()) fail_unexpected(place, expected(), shown(name));
   return found->number;
 }
 
-JsonNode::Array& read_array(JsonNode& node, const Place& place) {
-  return expect<JsonNode::Array>(node, place, "an array");
+JsonNode::ConstArray read_array(const JsonNode& node, const Place& place) {
+  require(node.IsArray(), node, place, "an array");
+  return node.GetArray();
 }
 
-JsonNode::Object& read_object(JsonNode& node, const Place& place) {
-  return expect<JsonNode::Object>(node, place, "an object");
+JsonNode::ConstObject read_object(const JsonNode& node, const Place& place) {
+  require(node.IsObject(), node, place, "an object");
+  return node.GetObject();
 }
 
-void read_fields(JsonNode& node, const Place& place, void* record,
+void read_fields(const JsonNode& node, const Place& place, void* record,
                  std::span<const FieldReader> fields) {
   std::bitset<kMostFields> seen;
-  for (JsonMember& member : read_object(node, place)) {
-    const Place field_place(place, member.key);
-    const auto field = std::find_if(fields.begin(), fields.end(),
-                                    [&](const auto& each) { return each.name == member.key; });
-    if (field == fields.end()) field_place.fail("unknown field");
-    const auto index = static_cast<std::size_t>(field - fields.begin());
+  std::size_t next = 0;
+  for (const auto& [name_node, value] : read_object(node, place)) {
+    const std::string_view name = text_of(name_node);
+    const Place field_place(place, name);
+    // Most texts name the fields in the order of the contract.
+    std::size_t index = next;
+    std::size_t tried = 0;
+    for (; tried < fields.size() && fields[index].name != name; ++tried) {
+      index = (index + 1) % fields.size();
+    }
+    if (tried == fields.size()) field_place.fail("unknown field");
     if (seen.test(index)) field_place.fail("given twice");
     seen.set(index);
-    field->read(record, member.node, field_place);
+    next = (index + 1) % fields.size();
+    fields[index].read(record, value, field_place);
   }
 }
 

@@ -5,12 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <rapidjson/document.h>
 #include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "bond/describe.h"
@@ -46,30 +46,16 @@ class Place {
   bool is_element_ = false;
 };
 
-struct JsonMember;
-
-/// A parsed value. Every number is a double, which holds all that a field can: an integer of a
-/// contract has 32 bits.
-struct JsonNode {
-  using Array = std::vector<JsonNode>;
-  /// As given: in the order of the text, and with keys that occur twice.
-  using Object = std::vector<JsonMember>;
-
-  std::variant<std::nullptr_t, bool, double, std::string, Array, Object> value;
-};
-
-struct JsonMember {
-  std::string key;
-  JsonNode node;
-};
+/// A parsed value. Members of an object stand in the order of the text, and keys may occur twice.
+using JsonNode = rapidjson::Value;
 
 /// Throws JsonError for malformed text, nesting too deep and numbers too large.
-JsonNode parse_json(std::string_view text);
+rapidjson::Document parse_json(std::string_view text);
 
 /// Reads one field of a record into it.
 struct FieldReader {
   std::string_view name;
-  void (*read)(void* record, JsonNode& node, const Place& place);
+  void (*read)(void* record, const JsonNode& node, const Place& place);
 };
 
 /// More than any contract has: read_fields() keeps a mark for each.
@@ -80,17 +66,22 @@ struct EnumeratorNumber {
   std::int32_t number;
 };
 
-/// Each takes what it returns out of the node, or throws JsonError.
+/// The text of a node that is one.
+inline std::string_view text_of(const JsonNode& node) {
+  return {node.GetString(), node.GetStringLength()};
+}
+
+/// Each returns what the node holds, or throws JsonError.
 bool read_bool(const JsonNode& node, const Place& place);
 std::int32_t read_int32(const JsonNode& node, const Place& place);
 double read_double(const JsonNode& node, const Place& place);
-std::string read_text(JsonNode& node, const Place& place);
+std::string read_text(const JsonNode& node, const Place& place);
 bond::blob read_blob(const JsonNode& node, const Place& place);
 std::int32_t read_enumeration(const JsonNode& node, const Place& place,
                               std::span<const EnumeratorNumber> enumerators);
-JsonNode::Array& read_array(JsonNode& node, const Place& place);
-JsonNode::Object& read_object(JsonNode& node, const Place& place);
-void read_fields(JsonNode& node, const Place& place, void* record,
+JsonNode::ConstArray read_array(const JsonNode& node, const Place& place);
+JsonNode::ConstObject read_object(const JsonNode& node, const Place& place);
+void read_fields(const JsonNode& node, const Place& place, void* record,
                  std::span<const FieldReader> fields);
 
 /// Each appends one value to `text`, or throws JsonError.
@@ -125,10 +116,10 @@ inline constexpr auto enumerator_numbers_v = [] {
 }();
 
 template <class T>
-void read_value(JsonNode& node, T& value, const Place& place);
+void read_value(const JsonNode& node, T& value, const Place& place);
 
 template <class T, auto Member>
-void read_member(void* record, JsonNode& node, const Place& place) {
+void read_member(void* record, const JsonNode& node, const Place& place) {
   read_value(node, static_cast<T*>(record)->*Member, place);
 }
 
@@ -158,33 +149,34 @@ template <bond::Described T>
 inline constexpr auto field_readers_v = all_field_readers<T, T>();
 
 template <class T>
-void read_list(JsonNode& node, std::vector<T>& list, const Place& place) {
-  JsonNode::Array& array = read_array(node, place);
+void read_list(const JsonNode& node, std::vector<T>& list, const Place& place) {
+  const JsonNode::ConstArray array = read_array(node, place);
   list.clear();
-  list.reserve(array.size());
-  for (std::size_t i = 0; i < array.size(); ++i) {
-    read_value(array[i], list.emplace_back(), Place(place, i));
+  list.reserve(array.Size());
+  for (const JsonNode& element : array) {
+    const std::size_t index = list.size();
+    read_value(element, list.emplace_back(), Place(place, index));
   }
 }
 
 template <class V>
-void read_map(JsonNode& node, std::map<std::string, V>& map, const Place& place) {
+void read_map(const JsonNode& node, std::map<std::string, V>& map, const Place& place) {
   map.clear();
-  for (JsonMember& member : read_object(node, place)) {
-    const auto [entry, is_new] = map.try_emplace(std::move(member.key));
+  for (const auto& [key, mapped] : read_object(node, place)) {
+    const auto [entry, is_new] = map.try_emplace(std::string(text_of(key)));
     const Place entry_place(place, entry->first);
     if (!is_new) entry_place.fail("given twice");
-    read_value(member.node, entry->second, entry_place);
+    read_value(mapped, entry->second, entry_place);
   }
 }
 
 template <class T>
-void read_value(JsonNode& node, T& value, const Place& place) {
+void read_value(const JsonNode& node, T& value, const Place& place) {
   if constexpr (bond::is_nullable_v<T>) {
-    if (std::holds_alternative<std::nullptr_t>(node.value)) return value.reset();
+    if (node.IsNull()) return value.reset();
     read_value(node, value.set(), place);
   } else if constexpr (bond::is_maybe_v<T>) {
-    if (std::holds_alternative<std::nullptr_t>(node.value)) return value.set_nothing();
+    if (node.IsNull()) return value.set_nothing();
     read_value(node, value.set_value(), place);
   } else if constexpr (bond::is_vector_v<T>) {
     read_list(node, value, place);
@@ -324,7 +316,7 @@ std::string schema_members(JsonSchemas& schemas) {
 
 template <class T>
 T from_json(std::string_view text) {
-  detail::JsonNode document = detail::parse_json(text);
+  const rapidjson::Document document = detail::parse_json(text);
   T record{};
   detail::read_value(document, record, detail::Place());
   return record;

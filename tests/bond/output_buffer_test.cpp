@@ -1,5 +1,6 @@
 #include "bond/output_buffer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <new>
 #include <string>
@@ -127,6 +128,30 @@ TEST_F(Output, BlobOutlivesTheBuffer) {
     taken = output.GetBuffer();
   }
   EXPECT_EQ(view(taken), "outlives");
+}
+
+TEST_F(Output, ExtendedGivesRoomBehindWhatIsWritten) {
+  write("ab");
+  char* const room = output_.Extend(3);
+  std::copy_n("cde", 3, room);
+  write("f");
+  EXPECT_EQ(view(output_.GetBuffer()), "abcdef");
+}
+
+TEST_F(Output, ExtendedAtFirstIsABlockOfJustThatSize) {
+  char* const room = output_.Extend(5);
+  std::copy_n("12345", 5, room);
+  EXPECT_EQ(output_.GetBuffer().content(), room);
+  write("6");
+  EXPECT_NE(output_.GetBuffer().content(), room);
+  EXPECT_EQ(view(output_.GetBuffer()), "123456");
+}
+
+TEST_F(Output, RefusesToBeExtendedBeyondThirtyOneBits) {
+  write("kept");
+  EXPECT_THROW(output_.Extend(0x7FFFFFFCU), std::bad_alloc);
+  EXPECT_THROW(output_.Extend(~std::uint64_t{0}), std::bad_alloc);
+  EXPECT_EQ(view(output_.GetBuffer()), "kept");
 }
 
 TEST_F(Output, RefusesToGrowBeyondThirtyOneBits) {

@@ -1,5 +1,6 @@
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -46,6 +47,39 @@ TEST(ReadingJson, LeavesAbsentFieldsAtTheirDefaults) {
   EXPECT_EQ(from_json<cad::Sheet>("{}").id, -1);
   EXPECT_EQ(from_json<korvane::RGBA_Color>(R"({"g":0.5})"),
             (korvane::RGBA_Color{1.0, 0.5, 1.0, 1.0}));
+}
+
+TEST(ReadingJson, TakesFieldsInAnyOrder) {
+  const auto color = from_json<korvane::RGBA_Color>(R"({"a":0.25,"g":0.5,"r":0.75,"b":0})");
+  EXPECT_EQ(color, (korvane::RGBA_Color{0.75, 0.5, 0.0, 0.25}));
+}
+
+TEST(ReadingJson, PassesOverAByteOrderMark) {
+  EXPECT_EQ(from_json<cad::Sheet>("\xEF\xBB\xBF{\"id\":7}").id, 7);
+  EXPECT_THAT(refusal<cad::Sheet>("\xEF\xBB\xBF{"), HasSubstr("malformed JSON"));
+}
+
+TEST(ReadingJson, TakesZeroTimesAnyPowerForZero) {
+  EXPECT_EQ(from_json<korvane::RGBA_Color>(R"({"r":0e999,"g":0.0e999})").r, 0.0);
+  EXPECT_EQ(from_json<korvane::RGBA_Color>(R"({"r":0e999,"g":0.0e999})").g, 0.0);
+}
+
+TEST(ReadingJson, ReadsEachNumberAsTheNearestDouble) {
+  for (const std::string number :
+       {"0.1", "2.2250738585072011e-308", "4.9e-324", "1e-400", "1.7976931348623157e308",
+        "9007199254740993", "9007199254740993.0", "123456789012345678901234567890",
+        "179769313486231570000000000000000000000e270", "-2147483649"}) {
+    const auto color = from_json<korvane::RGBA_Color>("{\"r\":" + number + "}");
+    EXPECT_EQ(color.r, std::strtod(number.c_str(), nullptr)) << number;
+  }
+}
+
+TEST(ReadingJson, RefusesHalvesOfPairsInEitherOrder) {
+  for (const std::string text : {R"("\udc00")", R"("\ud800")", R"("\udc00\ud800")"}) {
+    EXPECT_THAT(refusal<cad::Sheet>("{\"name\":" + text + "}"), HasSubstr("malformed JSON"))
+        << text;
+    EXPECT_THAT(refusal<cad::Sheet>("{" + text + ":1}"), HasSubstr("malformed JSON")) << text;
+  }
 }
 
 TEST(ReadingJson, LeavesAbsentFieldsOfElementsAtTheirDefaults) {

@@ -14,6 +14,7 @@
 #include <Poco/Net/SecureServerSocket.h>
 #include <nlohmann/json.hpp>
 
+#include "host/heap.h"
 #include "host/json_log.h"
 #include "host/openapi.h"
 #include "host/plugin.h"
@@ -127,6 +128,7 @@ void print_examples(const std::string& url, const std::filesystem::path& root) {
 }  // namespace
 
 void serve(const ServeOptions& options) {
+  host::keep_freed_memory();
   const EndSignals signals;
   const host::JsonLogSink log(options.is_verbose ? krv::log::trace : krv::log::request, std::cerr);
   const SocketAddress address = parse_address(options.listen);

@@ -9,6 +9,7 @@
 #include <Poco/Data/Statement.h>
 #include <boost/filesystem/operations.hpp>
 
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 #include "model/plugins/korvane.model.cad.project/record_access.h"
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
 #include "model/plugins/korvane.model.cad.project/schema.h"
@@ -119,7 +120,7 @@ Project_Service_Impl::Project_Service_Impl(std::int32_t index, const std::string
   if (!session_->isConnected()) {
     throw std::runtime_error("Could not open database: " + filename);
   }
-  *session_ << "PRAGMA foreign_keys = true", now;
+  PreparedStatement(*session_, "PRAGMA foreign_keys = true").run();
   name_ = project_name(path);
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::trace)
       << krv::log::widen(filename) << L": exists=" << (exists ? 1 : 0);

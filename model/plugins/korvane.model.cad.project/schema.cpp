@@ -3,11 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include <Poco/Data/Statement.h>
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 
 namespace korvane::model::cad {
-
-using Poco::Data::Keywords::now;
 
 SchemaBuilder& SchemaBuilder::table(std::string name) {
   tables_.push_back({{}, {}, std::move(name)});
@@ -205,13 +203,14 @@ std::string create_table_sql(const TableSpec& table) {
 
 void create_tables(const SchemaBuilder& schema, Poco::Data::Session& session) {
   drop_tables(schema, session);
-  for (const TableSpec& table : schema.tables()) session << create_table_sql(table), now;
+  for (const TableSpec& table : schema.tables())
+    PreparedStatement(session, create_table_sql(table)).run();
 }
 
 void drop_tables(const SchemaBuilder& schema, Poco::Data::Session& session) {
   const std::vector<TableSpec>& tables = schema.tables();
   std::for_each(tables.rbegin(), tables.rend(), [&](const TableSpec& table) {
-    session << "DROP TABLE IF EXISTS " + table.name, now;
+    PreparedStatement(session, "DROP TABLE IF EXISTS " + table.name).run();
   });
 }
 

@@ -100,11 +100,12 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
   if (records.columnCount() == 0) return;
   // By cell: the rows that a record set makes stay in memory beside the cells.
   for (std::size_t row = 0; row < records.rowCount(); ++row) {
-    std::vector<Variant>& cells = reply.rows.emplace_back();
+    std::vector<Variant> cells;
     cells.reserve(records.columnCount());
     for (std::size_t i = 0; i < records.columnCount(); ++i) {
       cells.push_back(cell_of(records.value(i, row)));
     }
+    reply.rows.push_back(std::move(cells));
   }
 }
 

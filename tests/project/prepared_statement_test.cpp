@@ -1,0 +1,112 @@
+#include "model/plugins/korvane.model.cad.project/prepared_statement.h"
+
+#include <string>
+
+#include <Poco/Data/DataException.h>
+#include <Poco/Data/SQLite/SQLiteException.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/store_test.h"
+
+namespace korvane::test {
+namespace {
+
+using model::cad::PreparedStatement;
+using Poco::Data::SQLite::ConstraintViolationException;
+using Poco::Data::SQLite::InvalidSQLStatementException;
+
+class Prepared : public StoreTest {
+ protected:
+  PreparedStatement prepare(const std::string& sql) { return {session_, sql}; }
+
+  Poco::Data::Session session_ = own_session();
+};
+
+TEST_F(Prepared, GivesItsRowsAndIsThenBackAtItsStart) {
+  auto select = prepare("select 1 union all select 2");
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_TRUE(select.step());
+    EXPECT_EQ(select.int32(0), 1);
+    EXPECT_TRUE(select.step());
+    EXPECT_EQ(select.int32(0), 2);
+    EXPECT_FALSE(select.step());
+  }
+}
+
+TEST_F(Prepared, BindsEachTypeAndNull) {
+  auto select = prepare("select typeof(?), typeof(?), typeof(?), typeof(?), typeof(?), typeof(?)");
+  const std::string text = "text";
+  const bond::blob bytes = bond::blob::copy_of("\0b", 2);
+  select.bind(1, 7);
+  select.bind(2, 0.5);
+  select.bind(3, text);
+  select.bind(4, bytes);
+  select.bind(5, bond::nullable<double>());
+  select.bind(6, bond::nullable<double>(1.5));
+  ASSERT_TRUE(select.step());
+  const char* const expected[] = {"integer", "real", "text", "blob", "null", "real"};
+  for (int i = 0; i < 6; ++i) EXPECT_EQ(select.text(i), expected[i]) << i;
+}
+
+TEST_F(Prepared, AnEmptyTextIsNotNull) {
+  auto select = prepare("select typeof(?)");
+  const std::string empty;
+  select.bind(1, empty);
+  ASSERT_TRUE(select.step());
+  EXPECT_EQ(select.text(0), "text");
+}
+
+TEST_F(Prepared, ReadsNullAsNothing) {
+  auto select = prepare("select null, null, null");
+  ASSERT_TRUE(select.step());
+  EXPECT_EQ(select.int32(0), 0);
+  EXPECT_EQ(select.text(1), "");
+  EXPECT_EQ(select.bytes(2), "");
+}
+
+TEST_F(Prepared, ReadsBytesWholeAndTextsUpToTheirFirstZero) {
+  auto select = prepare("select x'610062', cast(x'610062' as text)");
+  ASSERT_TRUE(select.step());
+  EXPECT_EQ(select.bytes(0), std::string("a\0b", 3));
+  EXPECT_EQ(select.text(1), "a");
+}
+
+TEST_F(Prepared, IsBackAtItsStartAfterAnExceptionOfTheDataLayer) {
+  auto insert = prepare("insert into sheet (uid) values (?)");
+  const std::string uid = "once";
+  insert.bind(1, uid);
+  insert.run();
+  EXPECT_THROW(insert.run(), ConstraintViolationException);
+  const std::string other = "other";
+  insert.bind(1, other);
+  insert.run();
+  EXPECT_EQ(count("sheet"), 2);
+}
+
+TEST_F(Prepared, RefusesWhatIsNoSqlOrNamesNoTable) {
+  EXPECT_THROW(prepare("selec 1"), InvalidSQLStatementException);
+  EXPECT_THROW(prepare("select 1 from nowhere"), InvalidSQLStatementException);
+}
+
+TEST_F(Prepared, RefusesAParameterThatIsNotThere) {
+  auto select = prepare("select ?");
+  EXPECT_THROW(select.bind(2, 1), Poco::Data::DataException);
+}
+
+TEST_F(Prepared, SaysThatASessionHasNoConnection) {
+  Poco::Data::Session closed = closed_session();
+  EXPECT_THROW(PreparedStatement(closed, "select 1"), Poco::Data::NotConnectedException);
+}
+
+TEST_F(Prepared, KnowsWhetherATransactionIsOpen) {
+  auto select = prepare("select 1");
+  EXPECT_FALSE(select.is_in_transaction());
+  prepare("begin").run();
+  EXPECT_TRUE(select.is_in_transaction());
+  prepare("rollback").run();
+  EXPECT_FALSE(select.is_in_transaction());
+}
+
+}  // namespace
+}  // namespace korvane::test
