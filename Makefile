@@ -1,7 +1,7 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test asan tsan torture soak bench fuzz fuzz-corpora format check-format lint clean
+.PHONY: help packages run serve test coverage asan tsan torture soak bench fuzz fuzz-corpora format check-format lint clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
@@ -43,6 +43,11 @@ test: build-dev ## install, build and run all tests
 
 asan tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
 	@ctest --preset $* --no-tests=error
+
+coverage: build-coverage ## lines and branches of bond/ and of the plugin that the tests take
+	@find build/coverage -name '*.gcda' -delete
+	@ctest --preset coverage --no-tests=error >build/coverage-tests.log 2>&1 || { tail -n 40 build/coverage-tests.log; exit 1; }
+	@scripts/coverage.py
 
 torture: build-dev ## kills, failing disks and memory, power cuts, hostile files at length (CRASHES, TORTURE_ROUNDS)
 	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/crash_loop/crash_loop_test

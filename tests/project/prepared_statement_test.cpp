@@ -34,6 +34,13 @@ TEST_F(Prepared, GivesItsRowsAndIsThenBackAtItsStart) {
   }
 }
 
+TEST_F(Prepared, RunGoesPastAllRows) {
+  auto select = prepare("select 1 union all select 2");
+  select.run();
+  EXPECT_TRUE(select.step());
+  EXPECT_EQ(select.int32(0), 1);
+}
+
 TEST_F(Prepared, BindsEachTypeAndNull) {
   auto select = prepare("select typeof(?), typeof(?), typeof(?), typeof(?), typeof(?), typeof(?)");
   const std::string text = "text";

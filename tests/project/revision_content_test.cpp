@@ -210,6 +210,28 @@ TEST_F(RevisionContent, IsTheSameByBothReads) {
   EXPECT_EQ(batch.items.size(), 2U);
 }
 
+// Records are kept in blocks of 128 KiB until all are read.
+TEST_F(RevisionContent, MayHaveRecordsOfAnySize) {
+  const std::int32_t rev = make_revision();
+  const std::int32_t material = make_material();
+  std::vector<Rebar> bars;
+  for (const std::size_t length : {3U, 9'000U, 300'000U, 1U, 130'000U, 131'000U, 7U}) {
+    bars.push_back(minimal_bar(rev, material));
+    bars.back().comment = std::string(length, static_cast<char>('a' + bars.size()));
+  }
+  add(bars);
+  EXPECT_EQ(bars_of(rev), bars);
+}
+
+TEST_F(RevisionContent, MayFillManyBlocks) {
+  const std::int32_t rev = make_revision();
+  const std::int32_t material = make_material();
+  std::vector<Rebar> bars(3000, full_rebar(rev, material));
+  for (std::size_t i = 0; i < bars.size(); ++i) bars[i].mark = std::to_string(i);
+  add(bars);
+  EXPECT_EQ(bars_of(rev), bars);
+}
+
 TEST_F(RevisionContent, IsLoggedByGetRebarsAlone) {
   const std::int32_t rev = make_revision();
   log().clear();

@@ -292,10 +292,10 @@ TEST(Soak, MemoryAndOpenFilesStayAsTheyAreAndEveryAnswerIsRight) {
   EXPECT_LT(after, is_long ? 1.05 * before + 4 : 1.25 * before + 16);
 
   const auto give_up = Clock::now() + std::chrono::seconds(20);
-  while (server.open_files() != files_at_rest && Clock::now() < give_up) {
+  while (server.open_files() > files_at_rest && Clock::now() < give_up) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  EXPECT_EQ(server.open_files(), files_at_rest);
+  EXPECT_LE(server.open_files(), files_at_rest);
   EXPECT_EQ(server.stop(), 0);
 }
 
