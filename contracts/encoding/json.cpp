@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 #include <rapidjson/reader.h>
+#include <system_error>
 
 #include <nlohmann/json.hpp>
 
@@ -196,13 +197,13 @@ class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeH
 
   bool Null() { return tree_.Null(); }
   bool Bool(bool value) { return tree_.Bool(value); }
-  // It is a signed number behind a minus alone, so that this zero has one.
-  bool Int(int value) { return value == 0 ? tree_.Double(-0.0) : tree_.Int(value); }
-  bool Uint(unsigned value) { return tree_.Uint(value); }
-  bool Int64(std::int64_t value) { return tree_.Int64(value); }
-  bool Uint64(std::uint64_t value) { return tree_.Uint64(value); }
-  // It makes NaN of 0.0e999, and infinity of some numbers just too large.
-  bool Double(double value) { return std::isfinite(value) && tree_.Double(value); }
+  /// Every number is a double, which holds all that a field can: an integer has 32 bits. The
+  /// library's own reading of numbers is inexact, or shifts by more bits than there are.
+  bool RawNumber(const char* text, unsigned size, bool) {
+    double value = 0;
+    const auto [end, error] = std::from_chars(text, text + size, value);
+    return error == std::errc() && end == text + size && tree_.Double(value);
+  }
   bool String(const char* text, unsigned size, bool is_copied) {
     return !has_surrogate({text, size}) && tree_.String(text, size, is_copied);
   }
@@ -245,7 +246,7 @@ bool parse_fast(std::string_view text, rapidjson::Document& tree) {
   rapidjson::MemoryStream stream(text.data(), text.size());
   TreeHandler handler(tree);
   rapidjson::Reader reader;
-  return !reader.Parse<Flags | rapidjson::kParseFullPrecisionFlag>(stream, handler).IsError();
+  return !reader.Parse<Flags | rapidjson::kParseNumbersAsStringsFlag>(stream, handler).IsError();
 }
 
 bool is_ascii(std::string_view text) {

@@ -51,8 +51,13 @@ void release(void* memory) noexcept {
   std::free(memory);
 }
 
-sqlite3_mem_methods& sqlite_methods() {
-  static sqlite3_mem_methods methods{};
+/// SQLite's own.
+const sqlite3_mem_methods& sqlite_methods() {
+  static const sqlite3_mem_methods methods = [] {
+    sqlite3_mem_methods standard{};
+    sqlite3_config(SQLITE_CONFIG_GETMALLOC, &standard);
+    return standard;
+  }();
   return methods;
 }
 
@@ -75,7 +80,6 @@ void sqlite_release(void* memory) {
 /// SQLite takes an allocator only before it is first used. The memory that a connection has ready
 /// for small allocations would hide most of them, so it is switched off.
 bool replace_sqlite_allocator() {
-  sqlite3_config(SQLITE_CONFIG_GETMALLOC, &sqlite_methods());
   sqlite3_mem_methods methods = sqlite_methods();
   methods.xMalloc = sqlite_allocate;
   methods.xRealloc = sqlite_reallocate;
