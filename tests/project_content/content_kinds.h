@@ -58,9 +58,7 @@ struct FabricKind {
   static Record full(const Parents& parents) {
     return full_fabric(parents.revision, parents.fabric_type);
   }
-  static model::cad::InsertSpec writer() {
-    return model::cad::fabric_columns(bond::blob()).spec();
-  }
+  static model::cad::InsertSpec writer() { return model::cad::fabric_columns(bond::blob()).spec(); }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {
     project.add_fabric({std::move(records)}, reply);
