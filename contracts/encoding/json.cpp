@@ -352,8 +352,8 @@ rapidjson::Document parse_json(std::string_view text) {
   };
   tree.Populate(read_fast);
   if (is_read) return tree;
-  // It says little about what is wrong, and refuses some texts with which nothing is: a byte order
-  // mark, 0e999.
+  // The fast library says little about what is wrong, and refuses some texts with which nothing is:
+  // a byte order mark, 0e999.
   rapidjson::Document exact;
   auto read_exactly = [&](rapidjson::Document& into) { return ExactReader(text, into).read(); };
   exact.Populate(read_exactly);

@@ -46,7 +46,8 @@ class Place {
   bool is_element_ = false;
 };
 
-/// A parsed value. Members of an object stand in the order of the text, and keys may occur twice.
+/// A parsed value. Members of an object stand in the order of the text, and keys may occur twice. A
+/// number is read as a double, which holds all that a field can: an integer has 32 bits.
 using JsonNode = rapidjson::Value;
 
 /// Throws JsonError for malformed text, nesting too deep and numbers too large.

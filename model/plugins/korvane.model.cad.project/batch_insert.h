@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
@@ -9,7 +8,6 @@
 
 #include <Poco/Data/Session.h>
 
-#include "bond/blob.h"
 #include "bond/nullable.h"
 #include "contracts/cad/rebar_params.h"
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
@@ -61,9 +59,6 @@ class InsertRow {
       insert.bind(position, value);
     });
   }
-
-  const std::string& table() const { return table_; }
-  std::size_t size() const { return columns_.size(); }
 
   InsertSpec spec() const {
     InsertSpec spec{table_, {}};
