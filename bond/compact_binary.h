@@ -299,8 +299,13 @@ class CompactBinaryReader {
         input_.Skip(product(count, sizeof(double)));
         break;
       default:
-        while_moving(count, [&] { Skip(element); });
+        SkipEach(count, element);
     }
+  }
+
+  /// The same, one value after the other.
+  void SkipEach(std::uint32_t count, BondDataType element) {
+    while_moving(count, [&] { Skip(element); });
   }
 
   /// Passes over `count` pairs of key and value.

@@ -125,7 +125,8 @@ void read_nullable(Reader& input, nullable<T>& value) {
   if (!fits<T>(element)) return input.SkipElements(count, element);
   if (count == 0) return value.reset();
   read_value(input, value.set(), element);
-  input.SkipElements(count - 1, element);
+  // One by one: where the claimed count passes the end, as many go as are whole.
+  input.SkipEach(count - 1, element);
 }
 
 template <class Reader>
@@ -252,6 +253,12 @@ void Serialize(const T& record, CompactBinaryWriter<OutputBuffer>& output) {
 /// in proportion to the bytes given, whatever counts they claim.
 template <class T, class Reader>
 void Deserialize(Reader input, T& record) {
+  detail::read_struct(input, record);
+}
+
+/// The same, and moves the reader to the byte after the record.
+template <class T, class Reader>
+void DeserializeFrom(Reader& input, T& record) {
   detail::read_struct(input, record);
 }
 

@@ -18,18 +18,19 @@ bond::blob encode(const T& record) {
 }
 
 template <class T>
-void decode_into(const void* bytes, std::uint32_t length, T& record) {
-  bond::Deserialize(bond::CompactBinaryReader<bond::InputBuffer>(bond::InputBuffer(bytes, length)),
-                    record);
+std::uint32_t decode_into(const void* bytes, std::uint32_t length, T& record) {
+  bond::CompactBinaryReader<bond::InputBuffer> input(bond::InputBuffer(bytes, length));
+  bond::DeserializeFrom(input, record);
+  return input.GetBuffer().position();
 }
 
 }  // namespace korvane::encoding
 
 /// Makes the codec and the metadata of one contract, and checks its description.
-#define KORVANE_MAKE_CONTRACT(...)                                                        \
-  static_assert(bond::is_described_whole<__VA_ARGS__>(),                                  \
-                "a field is not described, or the "                                       \
-                "ordinals do not rise");                                                  \
-  template bond::blob korvane::encoding::encode(const __VA_ARGS__&);                      \
-  template void korvane::encoding::decode_into(const void*, std::uint32_t, __VA_ARGS__&); \
+#define KORVANE_MAKE_CONTRACT(...)                                                                 \
+  static_assert(bond::is_described_whole<__VA_ARGS__>(),                                           \
+                "a field is not described, or the "                                                \
+                "ordinals do not rise");                                                           \
+  template bond::blob korvane::encoding::encode(const __VA_ARGS__&);                               \
+  template std::uint32_t korvane::encoding::decode_into(const void*, std::uint32_t, __VA_ARGS__&); \
   template struct bond::Schema<__VA_ARGS__>;

@@ -15,13 +15,14 @@ template <class T>
 bond::blob encode(const T& record);
 
 /// Reads `length` bytes at `bytes` into `record` without resetting it: a field that the bytes leave
-/// out keeps what it held. Nothing in `record` refers to `bytes` afterwards.
+/// out keeps what it held. Nothing in `record` refers to `bytes` afterwards. Returns the number of
+/// bytes that the record takes; what follows it is not looked at.
 ///
 /// Throws bond::StreamException "Read out of bounds: <n> bytes requested, offset: <position>,
 /// length: <length>" when the bytes end too early, for no bytes at all too, and bond::CoreException
 /// "Max recursion depth exceeded" beyond 64 levels; `record` may then be partly filled.
 template <class T>
-void decode_into(const void* bytes, std::uint32_t length, T& record);
+std::uint32_t decode_into(const void* bytes, std::uint32_t length, T& record);
 
 /// The same into a default-made record.
 template <class T>

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 #include "bond/describe.h"
@@ -21,10 +23,20 @@ constexpr krv::rpc4::Contract contract() {
           [](encoding::JsonSchemas& schemas) { return encoding::add_json_schema<T>(schemas); }};
 }
 
+[[noreturn]] inline void refuse_surplus(std::uint32_t bytes) {
+  throw krv::rpc4::RequestError(
+      std::to_string(bytes) + (bytes == 1 ? " byte follows" : " bytes follow") +
+      " the request's record; expected bare Compact Binary version 1, without the header of "
+      "Marshal, and nothing after it");
+}
+
 template <class Request>
 Request decode_request(const bond::blob& bytes) {
   try {
-    return encoding::decode<Request>(bytes);
+    Request request{};
+    const std::uint32_t length = encoding::decode_into(bytes.data(), bytes.size(), request);
+    if (length != bytes.size()) refuse_surplus(bytes.size() - length);
+    return request;
   } catch (const bond::Exception& failure) {
     throw krv::rpc4::RequestError(failure.what());
   } catch (const std::overflow_error& failure) {

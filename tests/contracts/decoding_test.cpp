@@ -296,10 +296,27 @@ TEST(Decoding, OfAWideStringThatIsTooLongToPassOverOverflows) {
             "Overflow on multiplication");
 }
 
-TEST(Decoding, OfANullableWithTooManyDoublesBehindTheFirstOverflows) {
-  EXPECT_EQ((decoding_error<std::overflow_error, cad::RebarParams>(
-                "0B 08 81 80 80 80 02 00 00 00 00 00 00 F0 3F 00")),
-            "Overflow on multiplication");
+/// A nullable of doubles under ordinal 0, `claimed` of them, of which one is there and 1.0, then
+/// `rest`.
+std::string surplus_doubles(const std::string& claimed, const std::string& rest) {
+  return "0B 08 " + claimed + " 00 00 00 00 00 00 F0 3F " + rest;
+}
+
+TEST(Decoding, OfANullableGoesPastItsSurplusOneByOne) {
+  const std::string two = "00 00 00 00 00 00 00 40 00 00 00 00 00 00 08 40 ";
+  const cad::RebarParams expected{.a = bond::nullable<double>(1.0),
+                                  .b = bond::nullable<double>(2.0)};
+  const std::string b = "2B 08 01 00 00 00 00 00 00 00 40 00";
+  EXPECT_EQ(decoded<cad::RebarParams>(surplus_doubles("03", two + b)), expected);
+}
+
+TEST(Decoding, OfANullableWhoseClaimedCountPassesTheEndTakesTheWholeElementsThatAreThere) {
+  // Of five claimed two more are whole; the stop that ends the record follows them.
+  const std::string two = "00 00 00 00 00 00 00 40 00 00 00 00 00 00 08 40 ";
+  const cad::RebarParams expected{.a = bond::nullable<double>(1.0)};
+  EXPECT_EQ(decoded<cad::RebarParams>(surplus_doubles("05", two + "00")), expected);
+  EXPECT_EQ(decoded<cad::RebarParams>(surplus_doubles("81 80 80 80 02", two + "00")), expected);
+  EXPECT_EQ(decoded<cad::RebarParams>(surplus_doubles("FF FF FF FF 0F", two + "00")), expected);
 }
 
 class UnknownField : public testing::TestWithParam<int> {

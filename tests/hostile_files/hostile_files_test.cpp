@@ -441,6 +441,46 @@ TEST_F(HostileFile, OfAnotherProgramKeepsItsTablesUntouched) {
   EXPECT_EQ(stored_state(file()).tables.at("songs"), before.tables.at("songs"));
 }
 
+/// Changes `sqlite_master` itself.
+std::string in_the_catalogue(const std::string& sql) {
+  return "PRAGMA writable_schema = on; " + sql;
+}
+
+std::string with_declarations_changed(const std::string& from, const std::string& to) {
+  return in_the_catalogue("update sqlite_master set sql = replace(sql, '" + from + "', '" + to +
+                          "') where type = 'table'");
+}
+
+/// Calls every batch writer with nothing to write.
+void add_nothing(const std::string& file) {
+  Project_Service_Impl project(0, file);
+  GenericReply reply;
+  project.add_rebar({}, reply);
+  project.add_fabric({}, reply);
+  project.add_barspacer({}, reply);
+  project.add_mountingpart({}, reply);
+}
+
+TEST_F(HostileFile, ThatIsEmptyTakesBatchesOfNothing) {
+  put_bytes(file(), "");
+  add_nothing(file());
+  EXPECT_EQ(bytes_of(file()), "");
+}
+
+TEST_F(HostileFile, ThatIsNoDatabaseTakesBatchesOfNothing) {
+  const std::string letter(8192, 'a');
+  put_bytes(file(), letter);
+  add_nothing(file());
+  EXPECT_EQ(bytes_of(file()), letter);
+}
+
+TEST_F(HostileFile, WithoutColumnsOfAProjectTakesBatchesOfNothing) {
+  make_changed(with_declarations_changed(",raw BLOB", ""));
+  const std::string before = bytes_of(file());
+  add_nothing(file());
+  EXPECT_EQ(bytes_of(file()), before);
+}
+
 // --- What has tables that are not the project's.
 
 /// SQL that another program ran on a filled project.
@@ -463,16 +503,6 @@ std::string for_all_tables(const std::string& sql) {
     all += one;
   }
   return all;
-}
-
-/// Changes `sqlite_master` itself.
-std::string in_the_catalogue(const std::string& sql) {
-  return "PRAGMA writable_schema = on; " + sql;
-}
-
-std::string with_declarations_changed(const std::string& from, const std::string& to) {
-  return in_the_catalogue("update sqlite_master set sql = replace(sql, '" + from + "', '" + to +
-                          "') where type = 'table'");
 }
 
 std::vector<Change> changes() {

@@ -1,15 +1,14 @@
-// Alone in its program: the first connector that is registered under a key stays.
+// Alone in its program: it opens sessions in the place of the store's connector.
 
 #include <memory>
 #include <stdexcept>
 #include <string>
 
-#include <Poco/Data/SQLite/Connector.h>
 #include <Poco/Data/SQLite/SessionImpl.h>
-#include <Poco/Data/SessionFactory.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "model/plugins/korvane.model.cad.project/connector.h"
 #include "model/plugins/korvane.model.cad.project/project.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/temporary_folder.h"
@@ -30,18 +29,7 @@ class CountedSession : public Poco::Data::SQLite::SessionImpl {
   ~CountedSession() override { --sessions_alive; }
 };
 
-/// Gives sessions that are not connected.
-class ClosedConnector : public Poco::Data::SQLite::Connector {
- public:
-  Poco::AutoPtr<Poco::Data::SessionImpl> createSession(const std::string&, std::size_t) override {
-    Poco::AutoPtr<CountedSession> session(new CountedSession);
-    session->close();
-    return session;
-  }
-};
-
 TEST(Project, RefusesASessionThatIsNotConnected) {
-  Poco::Data::SessionFactory::instance().add(new ClosedConnector);
   const TemporaryFolder folder;
   const CapturedLog log;
   const std::string file = folder.file("a.db");
@@ -54,3 +42,10 @@ TEST(Project, RefusesASessionThatIsNotConnected) {
 }  // namespace
 
 }  // namespace korvane::test
+
+/// Gives sessions that are not connected.
+Poco::Data::Session korvane::model::cad::open_session(const std::string&, std::size_t) {
+  Poco::AutoPtr<korvane::test::CountedSession> session(new korvane::test::CountedSession);
+  session->close();
+  return Poco::Data::Session(session);
+}

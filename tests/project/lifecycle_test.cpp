@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <fstream>
 #include <future>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 #include <sqlite3.h>
 
 #include "model/plugins/korvane.model.cad.project/project.h"
+#include "model/plugins/korvane.model.cad.project/project_manager_service.h"
 #include "platform/log/log.h"
 #include "tests/support/connection_watch.h"
 #include "tests/support/store_test.h"
@@ -138,6 +140,57 @@ TEST_F(OpeningAnExistingFile, AcceptsWhatIsNoDatabaseUntilItIsRead) {
   Project_Service_Impl project(0, file("a.db"));
   Batch<Sheet> sheets;
   EXPECT_THROW(project.list_sheets({}, sheets), CorruptImageException);
+}
+
+/// Names of a.db that the file system does not find and SQLite opens.
+class OpeningUnderAnotherSpelling : public OpeningTest,
+                                    public ::testing::WithParamInterface<std::string> {};
+
+TEST_P(OpeningUnderAnotherSpelling, FindsTheDataUnchanged) {
+  create_material(*std::make_shared<Project_Service_Impl>(0, file("a.db")), "m-1");
+  const Rows before = plain_rows(file("a.db"), "select * from material");
+  Project_Service_Impl project(0, file(GetParam()));
+  EXPECT_EQ(create_material(project, "m-2"), 2);
+  EXPECT_EQ(plain_rows(file("a.db"), "select * from material where uid = 'm-1'"), before);
+}
+
+TEST_P(OpeningUnderAnotherSpelling, FindsTheDataUnchangedThroughTheManager) {
+  create_material(*std::make_shared<Project_Service_Impl>(0, file("a.db")), "m-1");
+  ProjectManager_Service_Impl manager;
+  model::OpenProjectResponse reply;
+  manager.open({file(GetParam())}, reply);
+  EXPECT_EQ(plain_rows(file("a.db"), "select uid from material"), (Rows{{"m-1"}}));
+}
+
+TEST_P(OpeningUnderAnotherSpelling, TouchesNoTableOfAnotherProgram) {
+  write("a.db", "");
+  PlainConnection(file("a.db"), PlainConnection::Mode::kWrite).run("create table sheet (x)");
+  const Project_Service_Impl project(0, file(GetParam()));
+  EXPECT_EQ(plain_rows(file("a.db"), kTableNames), (Rows{{"sheet"}}));
+}
+
+TEST_P(OpeningUnderAnotherSpelling, LeavesWhatIsNoDatabaseAsItIs) {
+  const std::string text(4096, 'x');
+  write("a.db", text);
+  EXPECT_THROW(Project_Service_Impl(0, file(GetParam())), CorruptImageException);
+  std::ifstream found(file("a.db"), std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(found), {}), text);
+}
+
+INSTANTIATE_TEST_SUITE_P(Names, OpeningUnderAnotherSpelling,
+                         ::testing::Values("a.db/", "a.db/.", "a.db//", "./a.db/", "a.db/./"));
+
+TEST_F(OpeningANewFile, WaitsForAnotherProgramThatMakesTablesThereAndTouchesNoneOfThem) {
+  write("a.db", "");
+  PlainConnection other(file("a.db"), PlainConnection::Mode::kWrite);
+  other.run("begin immediate; create table sheet (x); insert into sheet values (7)");
+  std::future<void> opening =
+      std::async(std::launch::async, [&] { Project_Service_Impl(0, file("a.db/")); });
+  EXPECT_EQ(opening.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+  other.run("commit");
+  opening.get();
+  EXPECT_EQ(plain_rows(file("a.db"), kTableNames), (Rows{{"sheet"}}));
+  EXPECT_EQ(plain_rows(file("a.db"), "select x from sheet"), (Rows{{"7"}}));
 }
 
 TEST_F(FailingOpening, OfAFolderLeavesItAlone) {

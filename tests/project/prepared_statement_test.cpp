@@ -27,9 +27,9 @@ TEST_F(Prepared, GivesItsRowsAndIsThenBackAtItsStart) {
   auto select = prepare("select 1 union all select 2");
   for (int round = 0; round < 2; ++round) {
     EXPECT_TRUE(select.step());
-    EXPECT_EQ(select.int32(0), 1);
+    EXPECT_EQ(select.id(0, "t"), 1);
     EXPECT_TRUE(select.step());
-    EXPECT_EQ(select.int32(0), 2);
+    EXPECT_EQ(select.id(0, "t"), 2);
     EXPECT_FALSE(select.step());
   }
 }
@@ -38,7 +38,7 @@ TEST_F(Prepared, RunGoesPastAllRows) {
   auto select = prepare("select 1 union all select 2");
   select.run();
   EXPECT_TRUE(select.step());
-  EXPECT_EQ(select.int32(0), 1);
+  EXPECT_EQ(select.id(0, "t"), 1);
 }
 
 TEST_F(Prepared, BindsEachTypeAndNull) {
@@ -67,16 +67,33 @@ TEST_F(Prepared, AnEmptyTextIsNotNull) {
 TEST_F(Prepared, ReadsNullAsNothing) {
   auto select = prepare("select null, null, null");
   ASSERT_TRUE(select.step());
-  EXPECT_EQ(select.int32(0), 0);
+  EXPECT_EQ(select.id(0, "t"), 0);
   EXPECT_EQ(select.text(1), "");
   EXPECT_EQ(select.bytes(2), "");
 }
 
-TEST_F(Prepared, ReadsBytesWholeAndTextsUpToTheirFirstZero) {
+TEST_F(Prepared, ReadsBytesAndTextsWholeWithTheirZeroBytes) {
   auto select = prepare("select x'610062', cast(x'610062' as text)");
   ASSERT_TRUE(select.step());
   EXPECT_EQ(select.bytes(0), std::string("a\0b", 3));
-  EXPECT_EQ(select.text(1), "a");
+  EXPECT_EQ(select.text(1), std::string("a\0b", 3));
+}
+
+TEST_F(Prepared, TakesIdsUpToTheEndsOf32Bits) {
+  auto select = prepare("select 2147483647, -2147483648");
+  ASSERT_TRUE(select.step());
+  EXPECT_EQ(select.id(0, "sheet"), 2147483647);
+  EXPECT_EQ(select.id(1, "sheet"), -2147483647 - 1);
+}
+
+TEST_F(Prepared, RefusesAnIdBeyond32BitsWithTableAndValue) {
+  auto select = prepare("select 2147483648, -2147483649");
+  ASSERT_TRUE(select.step());
+  EXPECT_THAT([&] { select.id(0, "sheet"); }, ::testing::ThrowsMessage<std::out_of_range>(
+                                                  "sheet: the id 2147483648 does not fit 32 bits"));
+  EXPECT_THAT([&] { select.id(1, "sheet"); },
+              ::testing::ThrowsMessage<std::out_of_range>(
+                  "sheet: the id -2147483649 does not fit 32 bits"));
 }
 
 TEST_F(Prepared, IsBackAtItsStartAfterAnExceptionOfTheDataLayer) {

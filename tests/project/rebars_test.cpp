@@ -285,6 +285,37 @@ TEST_F(AddRebar, ResolvesTheTreatmentsOfABarBeforeItsRow) {
                           kInsertRebar, "COMMIT"));
 }
 
+TEST_F(AddRebar, LooksForATreatmentBeforeItsInsertIsParsed) {
+  ConnectionWatch watch;
+  reopen();
+  watch.refuse(SQLITE_INSERT, "end_treatment");
+  run_plainly("insert into end_treatment values (7, 'a', '', '', '', 0, '')");
+  EndTreatment stored;
+  stored.type = "a";
+  watch.forget();
+  add({bar_with(stored, stored)});
+  EXPECT_EQ(treatment_ids(), (Rows{{"7", "7"}}));
+  EXPECT_EQ(watch.parsed(SQLITE_INSERT, "end_treatment"), 0);
+}
+
+TEST_F(AddRebar, LooksForATreatmentBeforeTheInsertOfItsBarIsParsed) {
+  run_plainly("alter table end_treatment rename to gone; drop table rebar");
+  EXPECT_THAT(
+      [&] { add({bar_with(treatment("a"), treatment("a"))}); },
+      ::testing::Throws<Poco::Data::SQLite::InvalidSQLStatementException>(::testing::Property(
+          &Poco::Exception::displayText, ::testing::HasSubstr("end_treatment"))));
+}
+
+TEST_F(AddRebar, RefusesATreatmentWhoseRowHasAnIdBeyond32Bits) {
+  run_plainly("insert into end_treatment values (4294967297, 'a', '', '', '', 0, '')");
+  EndTreatment stored;
+  stored.type = "a";
+  EXPECT_THAT([&] { add({bar_with(stored, stored)}); },
+              ::testing::ThrowsMessage<std::out_of_range>(
+                  "end_treatment: the id 4294967297 does not fit 32 bits"));
+  EXPECT_EQ(count("rebar"), 0);
+}
+
 TEST_F(AddRebar, ParsesEachStatementOnceForAnyNumberOfBars) {
   ConnectionWatch watch;
   reopen();

@@ -121,6 +121,35 @@ TYPED_TEST(RowContract, AnEmptyUidIsLookedUpAsItIs) {
   EXPECT_EQ(out, this->record(3, ""));
 }
 
+TYPED_TEST(RowContract, AUidWithAZeroByteComesBackWhole) {
+  this->put(3, "");
+  this->run_plainly("update " + this->table() + " set uid = cast(x'610062' as text)");
+  const auto expected = this->record(3, std::string("a\0b", 3));
+  typename TestFixture::Record found_by_id;
+  EXPECT_TRUE(this->get(by_id<typename TestFixture::Reference>(3), found_by_id));
+  EXPECT_EQ(found_by_id, expected);
+  typename TestFixture::Record found_by_uid;
+  EXPECT_TRUE(this->get(by_uid<typename TestFixture::Reference>(expected.uid), found_by_uid));
+  EXPECT_EQ(found_by_uid, expected);
+  Batch<typename TestFixture::Record> out;
+  list_t_impl(this->session_, this->table(), out);
+  EXPECT_THAT(out.items, ElementsAre(expected));
+  this->remove(by_uid<typename TestFixture::Reference>(expected.uid));
+  EXPECT_EQ(this->count(this->table()), 0);
+}
+
+TYPED_TEST(RowContract, AnIdBeyond32BitsIsRefusedWithItsTableAndValue) {
+  this->put(3, "u-3");
+  this->run_plainly("update " + this->table() + " set id = 4294967297");
+  const auto is_refused =
+      ThrowsMessage<std::out_of_range>(this->table() + ": the id 4294967297 does not fit 32 bits");
+  auto out = this->record(5, "before");
+  EXPECT_THAT([&] { this->get(by_uid<typename TestFixture::Reference>("u-3"), out); }, is_refused);
+  EXPECT_EQ(out, this->record(5, "before"));
+  Batch<typename TestFixture::Record> list;
+  EXPECT_THAT([&] { list_t_impl(this->session_, this->table(), list); }, is_refused);
+}
+
 TYPED_TEST(RowContract, ListingGivesTheIdentityOfTheRows) {
   this->put(3, "u-3");
   this->put(4, "u-4");

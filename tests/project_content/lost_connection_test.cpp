@@ -1,14 +1,13 @@
-// Alone in its program: the first connector that is registered under a key stays.
+// Alone in its program: it opens sessions in the place of the store's connector.
 
 #include <cstdint>
 #include <vector>
 
-#include <Poco/Data/SQLite/Connector.h>
 #include <Poco/Data/SQLite/SessionImpl.h>
-#include <Poco/Data/SessionFactory.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "model/plugins/korvane.model.cad.project/connector.h"
 #include "tests/project_content/content_test.h"
 
 namespace korvane::test {
@@ -18,25 +17,16 @@ namespace {
 using namespace model::cad;
 using ::testing::IsEmpty;
 
-/// Gives sessions that can be closed behind their owner's back.
-class LosableConnector : public Poco::Data::SQLite::Connector {
- public:
-  Poco::AutoPtr<Poco::Data::SessionImpl> createSession(const std::string& file,
-                                                       std::size_t) override {
-    last_session() = new Poco::Data::SQLite::SessionImpl(file, 0);
-    return last_session();
-  }
-  static Poco::AutoPtr<Poco::Data::SQLite::SessionImpl>& last_session() {
-    static Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session;
-    return session;
-  }
-};
+/// The session that was opened last, which can thus be closed behind its owner's back.
+Poco::AutoPtr<Poco::Data::SQLite::SessionImpl>& last_session() {
+  static Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session;
+  return session;
+}
 
 /// A project with one record of each table, which then loses its connection.
 class LostConnection : public ContentTest {
  protected:
-  static void SetUpTestSuite() { Poco::Data::SessionFactory::instance().add(new LosableConnector); }
-  static void TearDownTestSuite() { LosableConnector::last_session().reset(); }
+  static void TearDownTestSuite() { last_session().reset(); }
 
   LostConnection() {
     make_material();
@@ -48,7 +38,7 @@ class LostConnection : public ContentTest {
     add({full_mounting_part(1, 1)});
     project().update_project({}, reply_);
     before_ = counts();
-    LosableConnector::last_session()->close();
+    last_session()->close();
   }
   ~LostConnection() override { EXPECT_EQ(counts(), before_); }
 
@@ -122,3 +112,8 @@ TEST_F(LostConnection, IsNotNoticedBeforeAMissingId) {
 }  // namespace
 
 }  // namespace korvane::test
+
+Poco::Data::Session korvane::model::cad::open_session(const std::string& filename, std::size_t) {
+  korvane::test::last_session() = new Poco::Data::SQLite::SessionImpl(filename, 0);
+  return Poco::Data::Session(korvane::test::last_session());
+}

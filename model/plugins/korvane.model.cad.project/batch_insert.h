@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -91,15 +92,17 @@ class InsertRow {
 };
 
 /// Inserts a row for each of `items`, in order, inside the caller's transaction. `prepare(record)`
-/// runs before each. An exception leaves at its record and the rest is not tried.
+/// runs before each, for the first one also before the insert is parsed. Without items nothing is
+/// parsed at all. An exception leaves at its record and the rest is not tried.
 template <class T, class Prepare>
 void insert_all(Poco::Data::Session& session, const InsertRow<T>& row, const std::vector<T>& items,
                 Prepare prepare) {
-  PreparedStatement insert(session, make_insert_sql(row.spec()));
+  std::optional<PreparedStatement> insert;
   for (const T& record : items) {
     prepare(record);
-    row.bind(record, insert);
-    insert.run();
+    if (!insert) insert.emplace(session, make_insert_sql(row.spec()));
+    row.bind(record, *insert);
+    insert->run();
   }
 }
 

@@ -60,7 +60,7 @@ std::int32_t id_of(PreparedStatement& statement) {
   std::int32_t id = kNone;
   for (bool is_first = true; statement.step(); is_first = false) {
     if (!is_first) throw Poco::Data::ExtractException("value already extracted");
-    id = statement.int32(0);
+    id = statement.id(0, "end_treatment");
   }
   return id;
 }
@@ -68,19 +68,15 @@ std::int32_t id_of(PreparedStatement& statement) {
 }  // namespace
 
 std::int32_t EndTreatments::find_or_insert(const EndTreatment& treatment) {
-  if (!find_) prepare();
+  if (!find_) find_.emplace(session_, find_sql());
   bind_six_values(*find_, treatment);
   const std::int32_t found = id_of(*find_);
   if (found != kNone) return found;
+  if (!insert_) insert_.emplace(session_, make_insert_sql(insert_spec()));
   bind_six_values(*insert_, treatment);
   insert_->run();
+  if (!max_) max_.emplace(session_, "SELECT MAX(id) FROM end_treatment");
   return id_of(*max_);
-}
-
-void EndTreatments::prepare() {
-  insert_.emplace(session_, make_insert_sql(insert_spec()));
-  max_.emplace(session_, "SELECT MAX(id) FROM end_treatment");
-  find_.emplace(session_, find_sql());
 }
 
 }  // namespace korvane::model::cad

@@ -14,8 +14,9 @@ namespace korvane::model::cad {
 /// when their `type`, `type_description`, `manufacturer`, `model`, `diameter` and `comment` are
 /// equal by SQL `=`, across the whole project; other fields take no part.
 ///
-/// Its three statements are parsed at most once, when first needed, and re-executed for each bar
-/// end. They run on the session's own connection, inside its transaction.
+/// Its three statements are each parsed at most once, when first needed, and re-executed for each
+/// bar end: the look-up runs before the insert is parsed. They run on the session's own connection,
+/// inside its transaction.
 class EndTreatments {
  public:
   explicit EndTreatments(Poco::Data::Session& session) : session_(session) {}
@@ -23,16 +24,15 @@ class EndTreatments {
   EndTreatments& operator=(const EndTreatments&) = delete;
 
   /// The id of the row of `treatment`, which is inserted if there is none. Throws the data layer's
-  /// exceptions; Poco::Data::ExtractException "value already extracted" if several rows match.
+  /// exceptions; Poco::Data::ExtractException "value already extracted" if several rows match, and
+  /// std::out_of_range for a row whose id has more than 32 bits.
   std::int32_t find_or_insert(const EndTreatment& treatment);
 
  private:
-  void prepare();
-
   Poco::Data::Session& session_;
+  std::optional<PreparedStatement> find_;
   std::optional<PreparedStatement> insert_;
   std::optional<PreparedStatement> max_;
-  std::optional<PreparedStatement> find_;
 };
 
 }  // namespace korvane::model::cad

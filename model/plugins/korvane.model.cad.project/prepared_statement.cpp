@@ -1,5 +1,8 @@
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 
+#include <limits>
+#include <stdexcept>
+
 #include <Poco/Data/SQLite/Utility.h>
 #include <sqlite3.h>
 
@@ -57,14 +60,12 @@ bool PreparedStatement::is_in_transaction() const noexcept {
   return sqlite3_get_autocommit(connection_) == 0;
 }
 
-std::int32_t PreparedStatement::int32(int column) const {
-  return sqlite3_column_int(statement_.get(), column);
-}
-
 std::string_view PreparedStatement::text(int column) const {
-  const auto* const text =
+  const auto* const first =
       reinterpret_cast<const char*>(sqlite3_column_text(statement_.get(), column));
-  return text == nullptr ? "" : text;
+  const int size = sqlite3_column_bytes(statement_.get(), column);
+  if (first == nullptr) return {};
+  return {first, static_cast<std::size_t>(size)};
 }
 
 std::string_view PreparedStatement::bytes(int column) const {
@@ -72,6 +73,16 @@ std::string_view PreparedStatement::bytes(int column) const {
   const int size = sqlite3_column_bytes(statement_.get(), column);
   if (first == nullptr) return {};
   return {first, static_cast<std::size_t>(size)};
+}
+
+std::int32_t PreparedStatement::id(int column, std::string_view table) const {
+  using Limits = std::numeric_limits<std::int32_t>;
+  const std::int64_t value = sqlite3_column_int64(statement_.get(), column);
+  if (value < Limits::min() || value > Limits::max()) {
+    throw std::out_of_range(std::string(table) + ": the id " + std::to_string(value) +
+                            " does not fit 32 bits");
+  }
+  return static_cast<std::int32_t>(value);
 }
 
 void PreparedStatement::Finalize::operator()(sqlite3_stmt* statement) const noexcept {

@@ -21,7 +21,7 @@ namespace korvane::model::cad {
 /// for each execution and copies every value on its way. Errors are raised through Poco's mapping,
 /// so that callers see the data layer's exceptions either way.
 ///
-/// Goes before its session does. Used in the session's thread.
+/// Must be destroyed before its session. Used in the session's thread.
 class PreparedStatement {
  public:
   /// Parses `sql`. Throws Poco::Data::NotConnectedException with the connection string if the
@@ -58,12 +58,14 @@ class PreparedStatement {
   /// Whether the connection has a transaction open.
   bool is_in_transaction() const noexcept;
 
-  /// Values of the row, by column, counted from zero. NULL is 0, an empty text or no bytes; what
-  /// has another type is converted by SQLite. A text ends at its first zero byte, as everywhere in
-  /// the data layer. Texts and bytes are valid up to the next step.
-  std::int32_t int32(int column) const;
+  /// Values of the row, by column, counted from zero. NULL is an empty text or no bytes; what has
+  /// another type is converted by SQLite. A text has all its bytes, zero bytes included. Texts and
+  /// bytes are valid up to the next step.
   std::string_view text(int column) const;
   std::string_view bytes(int column) const;
+  /// The id of a row of `table`; NULL is 0. Another program can make one that no reference holds:
+  /// throws std::out_of_range "<table>: the id <value> does not fit 32 bits".
+  std::int32_t id(int column, std::string_view table) const;
 
  private:
   struct Finalize {

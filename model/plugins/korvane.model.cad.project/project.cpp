@@ -3,12 +3,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include <Poco/Data/SQLite/Connector.h>
-#include <Poco/Data/SQLite/SessionImpl.h>
-#include <Poco/Data/SessionFactory.h>
 #include <Poco/Data/Statement.h>
 #include <boost/filesystem/operations.hpp>
 
+#include "model/plugins/korvane.model.cad.project/connector.h"
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 #include "model/plugins/korvane.model.cad.project/record_access.h"
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
@@ -25,34 +23,6 @@ using Poco::Data::Keywords::now;
 using Poco::Data::Keywords::use;
 
 namespace {
-
-/// Opens a file once, or fails at once. The stock connector repeats a failing open until the
-/// session's timeout is over: a missing folder would hold up the client for a minute. The timeout
-/// is kept as the time to wait for another program's lock.
-class OpenOnceConnector : public Poco::Data::SQLite::Connector {
- public:
-  Poco::AutoPtr<Poco::Data::SessionImpl> createSession(const std::string& connection_string,
-                                                       std::size_t timeout) override {
-    const bool looks_like_uri = connection_string.rfind("file:", 0) == 0;
-    Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session(new Poco::Data::SQLite::SessionImpl(
-        looks_like_uri ? "./" + connection_string : connection_string, 0));
-    session->setConnectionTimeout(timeout);
-    return session;
-  }
-};
-
-/// Registers the connector on the first opening, until the library goes.
-void ensure_connector() {
-  struct Registration {
-    Registration() { Poco::Data::SessionFactory::instance().add(new OpenOnceConnector); }
-    Registration(const Registration&) = delete;
-    Registration& operator=(const Registration&) = delete;
-    ~Registration() {
-      Poco::Data::SessionFactory::instance().remove(Poco::Data::SQLite::Connector::KEY);
-    }
-  };
-  static const Registration registration;
-}
 
 constexpr std::size_t kTimeoutSeconds = 60;
 
@@ -97,9 +67,8 @@ constexpr std::int32_t kNoProjectRow = -1;
 
 /// The id of the one row of `project`, whichever it is.
 std::int32_t project_row_id(Poco::Data::Session& session) {
-  std::int32_t id = kNoProjectRow;
-  session << "select id from project", into(id), one_row(), now;
-  return id;
+  PreparedStatement first(session, "select id from project");
+  return first.step() ? first.id(0, "project") : kNoProjectRow;
 }
 
 }  // namespace
@@ -112,11 +81,9 @@ Project_Service_Impl::Project_Service_Impl(std::int32_t index, const std::string
     : Project_Service(std::string(Project_Metadata::GlobalInstanceID) + ":" +
                       std::to_string(index)),
       filename_(filename) {
-  ensure_connector();
   const boost::filesystem::path path(filename);
   const bool exists = boost::filesystem::exists(boost::filesystem::status(path));
-  session_ = std::make_unique<Poco::Data::Session>(Poco::Data::SQLite::Connector::KEY, filename,
-                                                   kTimeoutSeconds);
+  session_ = std::make_unique<Poco::Data::Session>(open_session(filename, kTimeoutSeconds));
   if (!session_->isConnected()) {
     throw std::runtime_error("Could not open database: " + filename);
   }
@@ -124,10 +91,19 @@ Project_Service_Impl::Project_Service_Impl(std::int32_t index, const std::string
   name_ = project_name(path);
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::trace)
       << krv::log::widen(filename) << L": exists=" << (exists ? 1 : 0);
-  if (!exists) build_schema(nullptr);
+  if (!exists) make_tables();
 }
 
 Project_Service_Impl::~Project_Service_Impl() = default;
+
+// The look at the path can be wrong by now: SQLite reads names such as "a.db/" in a way of its own,
+// and another process may have made the file. The write lock comes first, so that nobody makes the
+// tables between the look at them and the making.
+void Project_Service_Impl::make_tables() {
+  PreparedStatement(*session_, "BEGIN IMMEDIATE").run();
+  if (!has_tables(*session_)) create_tables(project_schema(), *session_);
+  session_->commit();
+}
 
 void Project_Service_Impl::build_schema(const bool* reset_schema) {
   session_->begin();
@@ -303,7 +279,7 @@ void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revis
   }
   PreparedStatement scan(*session_, "select id, uid, raw from revision where sheet_id = ?");
   scan.bind(1, request.id.value());
-  append_records(scan, reply.revisions);
+  append_records(scan, "revision", reply.revisions);
 }
 
 // A negative id is reported, and no error to the client.

@@ -9,7 +9,6 @@
 #include <vector>
 
 #include <Poco/Data/Binding.h>
-#include <Poco/Data/Extraction.h>
 #include <Poco/Data/LOB.h>
 #include <Poco/Data/Range.h>
 #include <Poco/Data/Session.h>
@@ -62,35 +61,39 @@ struct InsertSpec {
 /// "insert into t (a,b) values (?,?)".
 std::string make_insert_sql(const InsertSpec& spec);
 
+/// Decodes the bytes of a column of the statement's row into `out`, as `deserialize_record_into`
+/// does.
+template <class T>
+void decode_raw(const PreparedStatement& row, int column, T& out) {
+  const std::string_view raw = row.bytes(column);
+  encoding::decode_into(raw.data(), static_cast<std::uint32_t>(raw.size()), out);
+}
+
 /// One row at each execution.
 inline Poco::Data::Range one_row() { return {0, 1, false}; }
 
 /// Fetches one record by `ref.id` and, if that is not set or misses, by `ref.uid`. Returns whether
 /// there was a row; `out` then holds its record with `id` and `uid` from the row, and is untouched
 /// otherwise. Set values are looked up as they are: -1, 0 and the empty text mean nothing special.
+/// Throws std::out_of_range for a row whose id no reference holds, here and below.
 template <class T, class Ref>
 bool get_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref, T& out) {
-  using namespace Poco::Data::Keywords;
-  Poco::Data::BLOB raw;
-  std::string uid;
-  std::int32_t id = -1;
   if (ref.id) {
-    Poco::Data::Statement by_id =
-        (session << "select uid, raw from " + table + " where id = ?", into(uid), into(raw),
-         Poco::Data::Keywords::bind(ref.id.value()), one_row());
-    if (by_id.execute(true) == 1) {
-      deserialize_record_into(raw, out);
+    PreparedStatement by_id(session, "select uid, raw from " + table + " where id = ?");
+    by_id.bind(1, ref.id.value());
+    if (by_id.step()) {
+      decode_raw(by_id, 1, out);
       out.id = ref.id.value();
-      out.uid = uid;
+      out.uid = by_id.text(0);
       return true;
     }
   }
   if (ref.uid) {
-    Poco::Data::Statement by_uid =
-        (session << "select id, raw from " + table + " where uid = ?", into(id), into(raw),
-         Poco::Data::Keywords::bind(ref.uid.value()), one_row());
-    if (by_uid.execute(true) == 1) {
-      deserialize_record_into(raw, out);
+    PreparedStatement by_uid(session, "select id, raw from " + table + " where uid = ?");
+    by_uid.bind(1, ref.uid.value());
+    if (by_uid.step()) {
+      const std::int32_t id = by_uid.id(0, table);
+      decode_raw(by_uid, 1, out);
       out.id = id;
       out.uid = ref.uid.value();
       return true;
@@ -99,13 +102,14 @@ bool get_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref,
   return false;
 }
 
-/// Appends the records that `scan` gives as id, uid and raw to `items`, in scan order.
+/// Appends the records that `scan` gives of `table` as id, uid and raw to `items`, in scan order.
 template <class T>
-void append_records(PreparedStatement& scan, std::vector<T>& items) {
+void append_records(PreparedStatement& scan, std::string_view table, std::vector<T>& items) {
   while (scan.step()) {
-    const std::string_view raw = scan.bytes(2);
-    T record = encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size()));
-    record.id = scan.int32(0);
+    const std::int32_t id = scan.id(0, table);
+    T record{};
+    decode_raw(scan, 2, record);
+    record.id = id;
     record.uid = scan.text(1);
     items.push_back(std::move(record));
   }
@@ -118,7 +122,7 @@ void list_t_impl(Poco::Data::Session& session, const std::string& table, Batch<T
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::trace)
       << L"list_t_impl: tbl_id=" << krv::log::widen(table);
   PreparedStatement scan(session, "select id, uid, raw from " + table);
-  append_records(scan, out.items);
+  append_records(scan, table, out.items);
 }
 
 /// Deletes the row of `ref.id` or, only if that is not set, of `ref.uid`. A row that is not there
@@ -145,13 +149,15 @@ void delete_t_impl(Poco::Data::Session& session, const std::string& table, Ref r
 template <class T, class Ref, class Insert>
 void create_t_impl(Poco::Data::Session& session, const std::string& table, T& record, Ref& reply,
                    Insert insert) {
-  using namespace Poco::Data::Keywords;
   TransactionScope scope(session);
   Poco::Data::BLOB raw = serialize_record(record);
   if (record.uid.empty()) record.uid = generate_uid();
   insert(record, raw);
   reply.uid.set_value() = record.uid;
-  session << "select max(id) from " + table, into(reply.id.set_value()), now;
+  PreparedStatement newest(session, "select max(id) from " + table);
+  newest.step();
+  reply.id = newest.id(0, table);
+  newest.run();
   scope.commit();
 }
 

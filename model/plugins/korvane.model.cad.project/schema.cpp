@@ -201,6 +201,10 @@ std::string create_table_sql(const TableSpec& table) {
   return sql + ")";
 }
 
+bool has_tables(Poco::Data::Session& session) {
+  return PreparedStatement(session, "select 1 from sqlite_master where type = 'table'").step();
+}
+
 void create_tables(const SchemaBuilder& schema, Poco::Data::Session& session) {
   drop_tables(schema, session);
   for (const TableSpec& table : schema.tables())

@@ -46,6 +46,9 @@ SchemaBuilder project_schema();
 /// The statement that makes `table`.
 std::string create_table_sql(const TableSpec& table);
 
+/// Whether the session's database holds any table, whosever.
+bool has_tables(Poco::Data::Session& session);
+
 /// Drops every table of `schema` that is there, then makes all of them, empty. Opens no
 /// transaction. Throws what the data layer throws; Poco::Data::NotConnectedException without a
 /// connection.
