@@ -32,8 +32,9 @@ struct ModelServerLimits {
   SqlFenceLimits call{
       .time = std::chrono::seconds(120),
       .rows = 1'000'000,
-      .bytes = std::int64_t{1024} * 1024 * 1024,
-      .only_reads = false,
+      .bytes = std::int64_t{256} * 1024 * 1024,
+      .length = 128 * 1024 * 1024,
+      .access = SqlAccess::everything,
   };
   /// The rows that such a query is answered with; the rest is cut off.
   std::size_t query_rows = 10'000;

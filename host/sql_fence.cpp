@@ -1,103 +1,62 @@
 #include "host/sql_fence.h"
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <exception>
-#include <set>
+#include <mutex>
 #include <stdexcept>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include <sqlite3.h>
 
+#include "host/call_memory.h"
+#include "host/sql_functions.h"
+#include "host/sqlite_memory.h"
+
 namespace korvane::host {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
 
 namespace {
 
 std::atomic<bool> is_installed = false;
 
-/// Instructions of SQLite's machine between two looks at the clock.
+/// Instructions of SQLite's machine, and allocations, between two looks at the clock.
 constexpr int kInstructionsPerLook = 100;
+constexpr int kAllocationsPerLook = 16;
+
+/// When the time is over, every so many allocations one is refused. One is enough to end a
+/// statement, and the end of its transaction takes fewer.
+constexpr int kAllocationsPerRefusal = 256;
 
 constexpr std::int64_t kBytesOfNumber = 8;
 
-/// Functions that do more than compute, or can take minutes in one call.
-bool is_refused_function(std::string_view name) {
-  static const std::set<std::string_view> refused = {
-      // Load code, or take pointers as blobs.
-      "load_extension", "fts3_tokenizer",
-      // Of SQLite's shell and its loadable extensions: files, programs, SQL in an argument.
-      "readfile", "writefile", "edit", "lsmode", "zipfile", "eval", "sha1_query", "sha3_query",
-      // Writes into the process's error log.
-      "sqlite_log",
-      // Take apart or rewrite what virtual tables store.
-      "rtreecheck", "rtreedepth", "rtreenode", "fts5_decode", "fts5_decode_none", "fts5_rowid",
-      "optimize",
-      // Compare every character or key of one argument with every one of the other, slowly.
-      "trim", "ltrim", "rtrim", "json_patch"};
-  return refused.count(name) != 0;
-}
+/// How long a statement waits for a lock before it lets others go on.
+constexpr milliseconds kPoliteWait{50};
+
+/// What idle connections may keep in pages and parsed schemas, all together.
+constexpr std::int64_t kIdleBytes = std::int64_t{64} * 1024 * 1024;
+
+/// SQLite's own limits for what is parsed, in fences and outside: it looks at them before it asks
+/// anybody, so that they cannot wait for a fence. Its defaults suit SQL that is trusted.
+constexpr std::array kLimitsOfParsing = {
+    std::pair{SQLITE_LIMIT_SQL_LENGTH, 1024 * 1024}, std::pair{SQLITE_LIMIT_EXPR_DEPTH, 250},
+    std::pair{SQLITE_LIMIT_COMPOUND_SELECT, 100},    std::pair{SQLITE_LIMIT_FUNCTION_ARG, 64},
+    std::pair{SQLITE_LIMIT_WORKER_THREADS, 0},
+};
+
+/// Inside a fence for reading. A table may have more columns outside.
+constexpr std::array kLimitsOfReading = {
+    std::pair{SQLITE_LIMIT_COLUMN, 500},
+    std::pair{SQLITE_LIMIT_ATTACHED, 0},
+};
 
 std::string_view text_or_empty(const char* text) { return text == nullptr ? "" : text; }
-
-/// Whether SQLite's own catalogue is what an action is about.
-bool is_schema_table(std::string_view table) {
-  return table == "sqlite_master" || table == "sqlite_temp_master";
-}
-
-/// An action that an authorizer is asked about, in a client's words.
-std::string action_in_words(int action, std::string_view argument) {
-  // Most changes of the schema begin as one of its rows.
-  if (is_schema_table(argument)) return "changing the schema";
-  switch (action) {
-    case SQLITE_INSERT:
-      return "insert";
-    case SQLITE_UPDATE:
-      return "update";
-    case SQLITE_DELETE:
-      return "delete";
-    case SQLITE_FUNCTION:
-      return "calling " + std::string(argument);
-    case SQLITE_PRAGMA:
-      return "pragma";
-    case SQLITE_TRANSACTION:
-      return "begin, commit or rollback";
-    case SQLITE_SAVEPOINT:
-      return "savepoint";
-    case SQLITE_ATTACH:
-      return "attach";
-    case SQLITE_DETACH:
-      return "detach";
-    case SQLITE_ANALYZE:
-      return "analyze";
-    case SQLITE_REINDEX:
-      return "reindex";
-    default:
-      return "changing the schema";
-  }
-}
-
-bool is_of_transaction(int action) {
-  return action == SQLITE_TRANSACTION || action == SQLITE_SAVEPOINT;
-}
-
-bool is_allowed(int action, std::string_view argument) {
-  switch (action) {
-    case SQLITE_SELECT:
-    case SQLITE_READ:
-    case SQLITE_RECURSIVE:
-      return true;
-    case SQLITE_FUNCTION:
-      return !is_refused_function(argument);
-    case SQLITE_UPDATE:
-      // SQLite asks about this, and does not do it, when a table-valued function is first used on a
-      // connection. A statement that does it writes, and is refused when it begins to run.
-      return is_schema_table(argument);
-    default:
-      return false;
-  }
-}
 
 std::int64_t bytes_of_row(sqlite3_stmt* statement) {
   std::int64_t bytes = 0;
@@ -108,6 +67,13 @@ std::int64_t bytes_of_row(sqlite3_stmt* statement) {
     bytes += has_size ? sqlite3_column_bytes(statement, i) : kBytesOfNumber;
   }
   return bytes;
+}
+
+/// How long to sleep before a lock is tried again: short at first.
+milliseconds pause_before(int attempt) {
+  constexpr std::array kPauses = {1, 2, 5, 10, 15, 20, 25, 25, 25, 50};
+  const auto index = static_cast<std::size_t>(std::max(attempt, 0));
+  return milliseconds(index < kPauses.size() ? kPauses.at(index) : 100);
 }
 
 }  // namespace
@@ -138,12 +104,24 @@ struct SqlFence::Impl {
   Impl(const Impl&) = delete;
   Impl& operator=(const Impl&) = delete;
   ~Impl() {
-    for (const Held& one : held) release(one);
+    is_ending = true;
+    for (const Held& one : held) {
+      release(one);
+      give_up_idle_memory(one.connection);
+    }
     current = nullptr;
   }
 
   /// Called by SQLite for each new connection.
   static int opened(sqlite3* connection, char**, const sqlite3_api_routines*) {
+    if (is_opening_plain_connection()) return SQLITE_OK;
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+    sqlite3_exec(connection, "PRAGMA cell_size_check = on", nullptr, nullptr, nullptr);
+    for (const auto& [id, value] : kLimitsOfParsing) sqlite3_limit(connection, id, value);
+    static const SqlClock clock{[] { return current != nullptr && current->is_over(); }};
+    const int result = guard_sql_functions(connection, clock);
+    if (result != SQLITE_OK) return result;
     sqlite3_set_authorizer(connection, &parsed, connection);
     sqlite3_progress_handler(connection, kInstructionsPerLook, &looked, nullptr);
     watch(connection, SQLITE_TRACE_STMT);
@@ -155,18 +133,19 @@ struct SqlFence::Impl {
   }
 
   /// The authorizer: asked about each thing a statement will do, while the statement is parsed.
-  static int parsed(void* connection, int action, const char* first, const char* second,
-                    const char*, const char*) {
-    if (current == nullptr) return SQLITE_OK;
+  static int parsed(void* connection, int code, const char* first, const char* second,
+                    const char* database, const char*) {
+    if (current == nullptr || current->is_ending) return SQLITE_OK;
+    const SqlAction action{code, text_or_empty(first), text_or_empty(second),
+                           text_or_empty(database), current->is_statement_running};
     try {
       current->hold(static_cast<sqlite3*>(connection));
-      if (!current->limits.only_reads) {
-        return current->is_over() && !is_of_transaction(action) ? SQLITE_DENY : SQLITE_OK;
-      }
-      if (current->is_over()) return SQLITE_DENY;
-      const std::string_view argument = text_or_empty(action == SQLITE_FUNCTION ? second : first);
-      if (is_allowed(action, argument)) return SQLITE_OK;
-      current->refuse(action_in_words(action, argument));
+      const bool may_end =
+          current->limits.access == SqlAccess::everything && is_of_transaction(action);
+      if (!may_end && current->is_over()) return SQLITE_DENY;
+      const std::optional<std::string> refused = refused_action(current->limits.access, action);
+      if (!refused) return SQLITE_OK;
+      current->refuse(*refused);
     } catch (const std::exception&) {
       // No memory: then no statement either.
     }
@@ -175,13 +154,38 @@ struct SqlFence::Impl {
 
   /// The progress handler: not 0 interrupts.
   static int looked(void*) {
-    if (current == nullptr) return 0;
-    const bool is_stopping = !current->limits.only_reads && current->first_stop;
+    if (current == nullptr || current->is_ending) return 0;
+    const bool is_stopping = current->limits.access != SqlAccess::reads && current->first_stop;
     return is_stopping || current->is_over() ? 1 : 0;
   }
 
+  /// The handler for locks: 0 gives up.
+  static int blocked(void*, int attempt) {
+    if (current == nullptr) {
+      constexpr int kAttemptsInAMinute = 600;
+      std::this_thread::sleep_for(pause_before(attempt));
+      return attempt < kAttemptsInAMinute ? 1 : 0;
+    }
+    return current->wait_for_lock(attempt) ? 1 : 0;
+  }
+
+  bool wait_for_lock(int attempt) {
+    const auto now = Clock::now();
+    if (attempt == 0) waiting_since = now;
+    if (now - start >= limits.time) has_run_out_at_a_lock = true;
+    if (has_run_out_at_a_lock || lock_waited >= limits.lock_wait) return false;
+    if (now - waiting_since >= kPoliteWait && limits.others_wait && limits.others_wait()) {
+      has_given_way = true;
+      return false;
+    }
+    const milliseconds pause = pause_before(attempt);
+    std::this_thread::sleep_for(pause);
+    lock_waited += pause;
+    return true;
+  }
+
   static int traced(unsigned event, void* context, void* subject, void*) {
-    if (current == nullptr) return 0;
+    if (current == nullptr || (current->is_ending && event != SQLITE_TRACE_CLOSE)) return 0;
     auto* const connection = static_cast<sqlite3*>(context);
     try {
       if (event == SQLITE_TRACE_STMT) {
@@ -200,7 +204,8 @@ struct SqlFence::Impl {
   /// The statement may be older than the fence, and then no authorizer was asked about it inside.
   void begun(sqlite3* connection, sqlite3_stmt* statement) {
     Held& one = hold(connection);
-    if (!limits.only_reads) return;
+    is_statement_running = true;
+    if (limits.access != SqlAccess::reads) return;
     const bool writes = sqlite3_stmt_readonly(statement) == 0;
     if (writes) refuse("running a statement that writes");
     if (writes || is_over()) interrupt(one);
@@ -218,7 +223,7 @@ struct SqlFence::Impl {
     }
     // An interrupt would stop a commit or rollback that comes next as well. The progress handler
     // stops this statement alone.
-    if (limits.only_reads) interrupt(hold(connection));
+    if (limits.access == SqlAccess::reads) interrupt(hold(connection));
   }
 
   void closed(sqlite3* connection) {
@@ -233,16 +238,15 @@ struct SqlFence::Impl {
     for (Held& one : held) {
       if (one.connection == connection) return one;
     }
-    std::vector<Limit> inside;
-    if (limits.only_reads) {
-      inside = {{SQLITE_LIMIT_LENGTH, limits.length},
-                {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, limits.pattern_length},
-                {SQLITE_LIMIT_ATTACHED, 0},
-                {SQLITE_LIMIT_WORKER_THREADS, 0}};
+    std::vector<Limit> inside = {{SQLITE_LIMIT_LENGTH, limits.length},
+                                 {SQLITE_LIMIT_LIKE_PATTERN_LENGTH, limits.pattern_length}};
+    if (limits.access == SqlAccess::reads) {
+      for (const auto& [id, value] : kLimitsOfReading) inside.push_back({id, value});
     }
     const bool is_in_transaction = sqlite3_get_autocommit(connection) == 0;
     Held& one = held.emplace_back(Held{connection, std::move(inside), is_in_transaction});
     for (Limit& limit : one.before) limit.value = sqlite3_limit(connection, limit.id, limit.value);
+    sqlite3_busy_handler(connection, &blocked, nullptr);
     watch(connection, SQLITE_TRACE_STMT | SQLITE_TRACE_ROW | SQLITE_TRACE_CLOSE);
     return one;
   }
@@ -260,6 +264,14 @@ struct SqlFence::Impl {
     watch(one.connection, SQLITE_TRACE_STMT);
   }
 
+  /// A file can have a schema of any size, and each connection keeps pages that it read. The next
+  /// call reads again what it needs.
+  static void give_up_idle_memory(sqlite3* connection) {
+    if (sqlite3_memory_used() <= kIdleBytes) return;
+    sqlite3_exec(connection, "PRAGMA writable_schema = reset", nullptr, nullptr, nullptr);
+    sqlite3_db_release_memory(connection);
+  }
+
   static void interrupt(Held& one) {
     one.is_interrupted = true;
     sqlite3_interrupt(one.connection);
@@ -271,23 +283,64 @@ struct SqlFence::Impl {
 
   void refuse(std::string action) {
     if (first_stop) return;
-    refused_action = std::move(action);
+    refused_what = std::move(action);
     first_stop = FenceStop::refused;
   }
 
   bool is_over() {
-    if (std::chrono::steady_clock::now() - start < limits.time) return false;
-    stop(FenceStop::too_long);
+    if (is_ending || Clock::now() - start < limits.time) return false;
+    // Then it is the lock that is to blame.
+    if (!has_run_out_at_a_lock) stop(FenceStop::too_long);
+    return true;
+  }
+
+  // What SQLite's allocator asks.
+
+  static bool take_memory(int size) noexcept {
+    if (current != nullptr && !current->may_take(size)) return false;
+    if (CallMemory::take(static_cast<std::size_t>(size))) {
+      if (current != nullptr) current->memory += size;
+      return true;
+    }
+    return false;
+  }
+
+  static void give_memory_back(int size) noexcept {
+    CallMemory::give_back(static_cast<std::size_t>(size));
+    if (current != nullptr) current->memory -= size;
+  }
+
+  bool may_take(int size) noexcept {
+    if (is_ending) return true;
+    if (memory + size > limits.memory) {
+      stop(FenceStop::too_much_memory);
+      return false;
+    }
+    if (++allocations % kAllocationsPerLook == 0 && is_over() &&
+        (late_allocations += kAllocationsPerLook) >= kAllocationsPerRefusal) {
+      late_allocations = 0;
+      return false;
+    }
     return true;
   }
 
   const SqlFenceLimits limits;
-  const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+  const Clock::time_point start = Clock::now();
   std::vector<Held> held;
   std::int64_t rows = 0;
   std::int64_t bytes = 0;
+  std::int64_t memory = 0;
+  int allocations = 0;
+  int late_allocations = 0;
+  Clock::time_point waiting_since;
+  milliseconds lock_waited{0};
+  bool has_given_way = false;
+  bool has_run_out_at_a_lock = false;
+  bool is_statement_running = false;
+  /// The fence itself ends what is left open: nothing stops it any more.
+  bool is_ending = false;
   std::optional<FenceStop> first_stop;
-  std::string refused_action;
+  std::string refused_what;
 };
 
 thread_local SqlFence::Impl* SqlFence::Impl::current = nullptr;
@@ -296,7 +349,7 @@ SqlFence::SqlFence(const SqlFenceLimits& limits) : impl_(std::make_unique<Impl>(
 SqlFence::~SqlFence() = default;
 
 std::optional<FenceStop> SqlFence::stopped() const {
-  if (impl_->first_stop || !impl_->limits.only_reads) return impl_->first_stop;
+  if (impl_->first_stop) return impl_->first_stop;
   const bool has_long_value = std::any_of(
       impl_->held.begin(), impl_->held.end(),
       [](const Impl::Held& one) { return sqlite3_errcode(one.connection) == SQLITE_TOOBIG; });
@@ -308,36 +361,56 @@ std::string SqlFence::reason() const {
   const std::optional<FenceStop> stop = stopped();
   if (!stop) return {};
   const SqlFenceLimits& limits = impl_->limits;
-  const std::string subject = limits.only_reads ? "a fenced query may " : "a call may ";
+  const std::string subject =
+      limits.access == SqlAccess::reads ? "a fenced query may " : "a call may ";
   switch (*stop) {
     case FenceStop::refused:
-      return subject + "only read: " + impl_->refused_action + " is refused";
+      return subject + (limits.access == SqlAccess::reads ? "only read" : "change its project only") +
+             ": " + impl_->refused_what + " is refused";
     case FenceStop::too_long:
       return subject + "take " + std::to_string(limits.time.count()) + " ms: it was stopped";
     case FenceStop::too_many_rows:
       return subject + "give " + std::to_string(limits.rows) + " rows: it was stopped";
     case FenceStop::too_large:
-      return subject + "give values of " +
-             (limits.only_reads ? std::to_string(limits.length) + " bytes each and " : "") +
-             std::to_string(limits.bytes) + (limits.only_reads ? "" : " bytes") +
-             " in all: it was stopped";
+      return subject + "give values of " + std::to_string(limits.length) + " bytes each and " +
+             std::to_string(limits.bytes) + " in all: it was stopped";
+    case FenceStop::too_much_memory:
+      return subject + "have " + std::to_string(limits.memory) +
+             " bytes of memory for its SQL: it was stopped";
   }
   return {};
 }
 
+bool SqlFence::gave_way() const { return impl_->has_given_way; }
+
+bool SqlFence::met_no_database() const {
+  return std::any_of(impl_->held.begin(), impl_->held.end(), [](const Impl::Held& one) {
+    return sqlite3_errcode(one.connection) == SQLITE_NOTADB;
+  });
+}
+
 void SqlFence::roll_back() {
+  impl_->is_ending = true;
   for (const Impl::Held& one : impl_->held) {
     if (one.was_in_transaction || sqlite3_get_autocommit(one.connection) != 0) continue;
     sqlite3_exec(one.connection, "ROLLBACK", nullptr, nullptr, nullptr);
   }
+  impl_->is_ending = false;
 }
 
 void install_sql_fence() {
-  // SQLite keeps one entry for the same function, however often it is given.
-  const int result = sqlite3_auto_extension(reinterpret_cast<void (*)()>(&SqlFence::Impl::opened));
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  if (is_installed) return;
+  int result =
+      observe_sqlite_memory({&SqlFence::Impl::take_memory, &SqlFence::Impl::give_memory_back});
+  if (result == SQLITE_OK) {
+    result = sqlite3_auto_extension(reinterpret_cast<void (*)()>(&SqlFence::Impl::opened));
+  }
   if (result != SQLITE_OK) {
     throw std::runtime_error(std::string("cannot install the SQL fence: ") +
-                             sqlite3_errstr(result));
+                             (result == SQLITE_MISUSE ? "SQLite is in use already"
+                                                      : sqlite3_errstr(result)));
   }
   is_installed = true;
 }

@@ -800,7 +800,6 @@ class EndlessFile : public HostileFile, public testing::WithParamInterface<Chang
 TEST_P(EndlessFile, IsStoppedByTheFenceInEveryOperation) {
   run_ordeals(
       [&](const Undergo& undergo) {
-        host::install_sql_fence();
         make_changed(GetParam().sql);
         undergo(GetParam().name, 1);
       },
@@ -808,7 +807,7 @@ TEST_P(EndlessFile, IsStoppedByTheFenceInEveryOperation) {
         host::SqlFenceLimits limits;
         limits.time = 100ms;
         limits.rows = 10'000;
-        limits.only_reads = false;
+        limits.access = host::SqlAccess::everything;
         return std::make_shared<host::SqlFence>(limits);
       });
 }

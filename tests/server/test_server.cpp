@@ -18,6 +18,10 @@ namespace korvane::test {
 
 namespace {
 
+/// SQLite takes an allocator only before anything else of it is used, which other sources of tests
+/// do while the program starts.
+[[gnu::constructor(101)]] void install_before_all_else() { host::install_sql_fence(); }
+
 std::map<std::string, std::string> fields_of(const Poco::Net::HTTPResponse& response) {
   std::map<std::string, std::string> fields;
   for (const auto& [name, value] : response) fields[Poco::toLower(name)] = value;
@@ -128,7 +132,6 @@ void RawConnection::reset() {
 TestServer::TestServer(const host::ModelServerLimits& limits, std::optional<host::Tokens> tokens,
                        std::vector<std::string> host_names)
     : former_directory_(std::filesystem::current_path()) {
-  host::install_sql_fence();
   for (const char* const library : {KORVANE_PLUGIN_FILE, KORVANE_PROBE_PLUGIN_FILE}) {
     plugins_.push_back(std::make_unique<host::Plugin>(library));
   }

@@ -51,6 +51,9 @@ PlainConnection::PlainConnection(const std::string& file, Mode mode) {
   const int result = sqlite3_open_v2(file.c_str(), &connection, flags, nullptr);
   connection_.reset(connection);
   if (result != SQLITE_OK) fail(connection, file);
+  // As SQLite opens files by itself, whatever the process makes of its connections.
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);
+  sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 1, nullptr);
 }
 
 Rows PlainConnection::rows(const std::string& sql) {

@@ -1,0 +1,74 @@
+#include "host/call_memory.h"
+
+#include <algorithm>
+
+namespace korvane::host {
+
+namespace {
+
+thread_local CallMemory* current = nullptr;
+
+/// Room is asked for in steps, larger ones as the request grows: the pool is shared by all threads.
+constexpr std::int64_t kSmallestStep = std::int64_t{64} * 1024;
+constexpr std::int64_t kPartOfStep = 8;
+
+}  // namespace
+
+CallMemory::CallMemory(MemoryPool& pool, const std::string& client, std::uint64_t limit)
+    : limit_(limit), holding_(pool, client) {}
+
+CallMemory::Scope::Scope(CallMemory& memory) noexcept { current = &memory; }
+
+CallMemory::Scope::~Scope() {
+  CallMemory& memory = *current;
+  current = nullptr;
+  // What is left over goes to others.
+  memory.granted_ = std::max<std::int64_t>(memory.live_, 0);
+  memory.holding_.try_resize(static_cast<std::uint64_t>(memory.granted_));
+}
+
+bool CallMemory::take(std::size_t bytes) noexcept {
+  return current == nullptr || current->take_here(static_cast<std::int64_t>(bytes));
+}
+
+void CallMemory::give_back(std::size_t bytes) noexcept {
+  if (current != nullptr) current->live_ -= static_cast<std::int64_t>(bytes);
+}
+
+bool CallMemory::take_here(std::int64_t bytes) noexcept {
+  const std::int64_t wanted = live_ + bytes;
+  if (wanted > granted_) {
+    const auto limit = static_cast<std::int64_t>(limit_);
+    const std::int64_t step = std::max(kSmallestStep, wanted / kPartOfStep);
+    // Where a whole step is too much, just what is wanted may fit.
+    for (const std::int64_t room : {std::min(wanted + step, limit), wanted}) {
+      if (room < wanted) continue;
+      if (room <= limit && holding_.try_resize(static_cast<std::uint64_t>(room))) {
+        granted_ = room;
+        break;
+      }
+    }
+    if (wanted > granted_) {
+      if (refusal_ == Refusal::none) {
+        refusal_ = wanted > limit ? Refusal::too_much : Refusal::no_room;
+      }
+      return false;
+    }
+  }
+  live_ = wanted;
+  peak_ = std::max(peak_, live_);
+  return true;
+}
+
+bool is_new_counted() {
+  MemoryPool pool("bytes of a trial", kSmallestStep * 2);
+  CallMemory memory(pool, "", static_cast<std::uint64_t>(kSmallestStep));
+  const CallMemory::Scope scope(memory);
+  // A volatile pointer: the compiler may leave out a pair of new and delete.
+  char* volatile const block = new char[1000];
+  const bool is_counted = memory.live() >= 1000;
+  delete[] block;
+  return is_counted;
+}
+
+}  // namespace korvane::host
