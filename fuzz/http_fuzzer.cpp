@@ -38,12 +38,14 @@ using korvane::host::HttpRequest;
 
 constexpr std::chrono::seconds kLongWait{20};
 
+/// All that a body may hold in memory.
+constexpr std::uint64_t kHeldBytes = 256;
+
 /// Small, so that short inputs reach them.
 korvane::host::HttpLimits limits() {
   korvane::host::HttpLimits small;
   small.header_bytes = 1024;
   small.body_bytes = 512;
-  small.all_body_bytes = 256;
   small.connections = 4;
   small.idle_time = small.transfer_time = kLongWait;
   return small;
@@ -63,7 +65,7 @@ class Echo : public korvane::host::HttpHandler {
     return std::make_unique<Exchange>(*this, request);
   }
 
-  void refused(const std::string&, const HttpReply& reply) override { note(reply, false); }
+  void refuse(const std::string&, HttpReply& reply) override { note(reply, false); }
 
   std::vector<Expected> take_replies() {
     const std::lock_guard lock(mutex_);
@@ -79,10 +81,18 @@ class Echo : public korvane::host::HttpHandler {
       if (request_.head.getURI() == "/refused") throw HttpFault(403, "not this one");
     }
 
-    HttpReply answer(const std::string& body) override {
-      promise(body.size() <= limits().all_body_bytes, "no body is beyond its limit");
-      return {200, "application/octet-stream", body, {}};
+    const std::string& client() const override { return client_; }
+
+    void hold_body(std::uint64_t bytes) override {
+      if (bytes > kHeldBytes) throw HttpFault(503, "too much is held at a time");
     }
+
+    HttpReply answer(const std::string& body) override {
+      promise(body.size() <= kHeldBytes, "no body is beyond its limit");
+      return {200, "application/octet-stream", body};
+    }
+
+    void complete(HttpReply& reply) override { reply.fields.emplace_back("Completed", "yes"); }
 
     void served(const HttpReply& reply, std::chrono::nanoseconds, bool) override {
       echo_.note(reply, request_.head.getMethod() == "HEAD");
@@ -91,6 +101,7 @@ class Echo : public korvane::host::HttpHandler {
    private:
     Echo& echo_;
     const HttpRequest& request_;
+    const std::string client_;
   };
 
   static void check(const Poco::Net::HTTPRequest& head) {
@@ -175,7 +186,7 @@ Poco::Net::HTTPResponse take_header(std::string_view& said) {
 }
 
 void check_replies(std::string_view said, const std::vector<Expected>& replies) {
-  static const std::set<int> kStatuses = {200, 400, 403, 413, 414, 431, 501, 503, 505};
+  static const std::set<int> kStatuses = {200, 400, 403, 413, 414, 415, 417, 431, 501, 503, 505};
   for (const Expected& expected : replies) {
     Poco::Net::HTTPResponse header = take_header(said);
     if (header.getStatus() == Poco::Net::HTTPResponse::HTTP_CONTINUE) header = take_header(said);

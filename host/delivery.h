@@ -5,30 +5,29 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <list>
 #include <map>
-#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <vector>
 
 #include "bond/blob.h"
-#include "platform/rpc4/directory.h"
 
 namespace korvane::host {
 
-/// A call that did not reach its service. Nothing of it was done.
+/// A call that did not get its turn. Nothing of it was done.
 class NotDelivered : public std::runtime_error {
  public:
   enum class Reason {
-    /// No live service has that id: "no service <id>".
-    not_live,
-    /// The service's queue is full: "too many calls wait for <id>".
+    /// Too many calls wait in the queue, or too many of this client's: "too many calls wait for
+    /// <queue>".
     queue_full,
-    /// Its turn did not come in time: "the call waited too long for <id>".
+    /// Its turn did not come in time: "the call waited too long for <queue>".
     waited_too_long,
+    /// "the caller has gone".
+    caller_gone,
     /// "the server is stopping".
     stopping,
   };
@@ -38,21 +37,50 @@ class NotDelivered : public std::runtime_error {
   Reason why;
 };
 
+/// Thrown by a call that lets others have its turn. It has done nothing, and runs again behind
+/// those that wait.
+struct GiveWay {};
+
 struct DeliveryLimits {
-  /// Threads that run calls, at least 2: one service can then never hold up all others.
+  /// Threads that run calls, at least 3: neither one queue nor one client can then hold up others.
   std::size_t workers = 8;
-  /// Calls that may wait for one service.
+  /// Calls that may wait in one queue; three quarters of them of one client.
   std::size_t waiting_calls = 64;
   /// How long a call may wait for its turn.
   std::chrono::milliseconds waiting_time = std::chrono::seconds(30);
 };
 
-/// Delivers calls to live services: one at a time to each, in the order in which they came, and to
-/// different services in parallel on a bounded set of threads. Services take turns, so that a long
-/// queue for one does not delay another's. Every function may be called from every thread.
+/// Runs calls in turns. A queue, such as a service has, runs one call at a time, and different
+/// queues run in parallel on a bounded set of threads. The calls of a queue come from clients: of
+/// each client in the order in which they came, and the clients in turns, so that a client waits
+/// behind one call of each other, however many they have. A client's calls run on three quarters
+/// of the threads at most. Every function may be called from every thread.
 class Delivery {
+  struct Queue;
+
  public:
-  using Work = std::function<bond::blob(const krv::rpc4::LiveService& service)>;
+  /// What a call may ask during its turn, on its thread.
+  class Turn {
+   public:
+    /// Whether other calls wait in its queue.
+    bool others_wait() const;
+
+   private:
+    friend class Delivery;
+    Turn(const Delivery& delivery, const Queue& queue) : delivery_(delivery), queue_(queue) {}
+
+    const Delivery& delivery_;
+    const Queue& queue_;
+  };
+
+  using Work = std::function<bond::blob(const Turn& turn)>;
+
+  struct Caller {
+    std::string client;
+    /// Whether nobody waits for the result any more; asked now and then before the call has its
+    /// turn. None: somebody always does.
+    std::function<bool()> has_gone = {};
+  };
 
   explicit Delivery(const DeliveryLimits& limits);
   Delivery(const Delivery&) = delete;
@@ -60,36 +88,47 @@ class Delivery {
   /// Drops the calls that wait and waits for those that run.
   ~Delivery();
 
-  /// Waits for the turn of the service's newest bearer of that id, runs `work` on a thread of the
-  /// pool and returns its result, or throws what it throws. Throws NotDelivered when it was not
-  /// run. A call that has begun is always waited for, however long it takes.
-  bond::blob deliver(const std::string& service_id, const Work& work);
+  /// Waits for the turn, runs `work` on a thread of the pool and returns its result, or throws what
+  /// it throws. Throws NotDelivered when it was not run. A call that has begun is always waited
+  /// for, however long it takes.
+  bond::blob deliver(const std::string& queue, const Caller& caller, const Work& work);
 
   /// Takes no more calls and lets those that run or wait finish. True when all have by then; else
   /// those that wait are dropped, and some still run.
   bool drain(std::chrono::milliseconds deadline);
 
-  /// Calls that wait or run, for all services together.
+  /// Calls that wait or run, in all queues together.
   std::size_t depth() const;
+  /// For how long the oldest of them has been there; zero without any.
+  std::chrono::nanoseconds age_of_oldest() const;
 
  private:
+  using Clock = std::chrono::steady_clock;
   struct Call;
-  struct Queue;
 
+  void wait_for_turn(std::unique_lock<std::mutex>& lock, Queue& queue, Call& call);
+  void enter(Queue& queue, Call& call);
+  void leave_queue(Queue& queue, Call& call);
+  void forget(Queue& queue);
+  /// The queue whose turn it is and the client in it; none that may run.
+  std::pair<Queue*, std::string> next() const;
+  std::size_t running_of(const std::string& client) const;
   void run_calls();
-  void run_next(std::unique_lock<std::mutex>& lock, Queue& queue);
+  void run_one(std::unique_lock<std::mutex>& lock, Queue& queue, const std::string& client);
   void drop_waiting();
-  void leave();
 
   const DeliveryLimits limits_;
+  const std::size_t workers_of_client_;
   mutable std::mutex mutex_;
   std::condition_variable work_is_ready_;
   std::condition_variable is_idle_;
-  /// The services for which calls wait or run.
-  std::map<void*, Queue> queues_;
-  /// The queues whose turn comes, in order; none that runs a call.
+  /// The queues in which calls wait or run.
+  std::map<std::string, Queue> queues_;
+  /// Those in which calls wait and none runs, in the order of their turns.
   std::deque<Queue*> ready_;
-  std::size_t depth_ = 0;
+  std::map<std::string, std::size_t> running_of_clients_;
+  /// In the order in which they came.
+  std::list<Call*> calls_;
   bool is_stopping_ = false;
   bool is_ending_ = false;
   std::vector<std::thread> workers_;

@@ -1,20 +1,32 @@
 #pragma once
 
 #include <exception>
+#include <string>
 
 #include "host/http/message.h"
 #include "platform/rpc4/operation.h"
 
 namespace korvane::host {
 
+/// What a call was about when it failed.
+struct FailedCall {
+  krv::rpc4::Effect effect = krv::rpc4::Effect::reads;
+  /// The project's file; empty where the call was of none.
+  std::string file = {};
+  /// Whether the file begins as a database does.
+  bool is_database = true;
+};
+
 /// What the failure of a call is to an HTTP client, with its own text as detail:
 ///
 /// - a miss ("failed to get_…") and a service that is not live 404
 /// - missing or malformed input, and in a query SQL that the database does not take 400
 /// - a constraint violation 409
-/// - a busy or locked file, and a call that was not delivered 503 with Retry-After
+/// - a file that is no database, or without the tables of a project, 422 "\"<file>\" is not a
+///   korvane project: …"; an id in it that has more than 32 bits 422
+/// - a busy or locked file, a call that did not get its turn, and no memory 503 with Retry-After
 /// - all else 500
-HttpFault fault_of(const std::exception_ptr& failure, krv::rpc4::Effect effect);
+HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call);
 
 /// The whole text of a failure: Poco's exceptions keep the better half of it to themselves.
 std::string failure_text(const std::exception& failure);

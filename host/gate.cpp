@@ -10,10 +10,15 @@ namespace korvane::host {
 
 namespace {
 
-/// The host of "host:port", "[::1]:8080" or "host", without brackets.
+/// The host of "host:port", "[::1]:8080" or "host", without brackets; empty for anything else.
 std::string name_of(const std::string& host) {
-  if (host.starts_with('[')) return host.substr(1, host.find(']') - 1);
-  return host.substr(0, host.find(':'));
+  const std::size_t end = host.starts_with('[') ? host.find(']') : host.find(':');
+  const std::size_t begin = host.starts_with('[') ? 1 : 0;
+  if (begin == 1 && end == host.npos) return {};
+  const std::string port = end == host.npos ? "" : host.substr(end + begin);
+  const bool is_port = port.empty() || (port.size() > 1 && port[0] == ':' &&
+                                        port.find_first_not_of("0123456789", 1) == port.npos);
+  return is_port ? host.substr(begin, end - begin) : "";
 }
 
 bool is_address(const std::string& name) {

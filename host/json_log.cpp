@@ -1,6 +1,6 @@
 #include "host/json_log.h"
 
-#include <ostream>
+#include <string_view>
 #include <utility>
 
 #include <Poco/DateTimeFormat.h>
@@ -16,45 +16,70 @@
 namespace korvane::host {
 
 using krv::log::severity_level;
+using Json = nlohmann::ordered_json;
 
 namespace {
 
-thread_local std::vector<LogLine>* collected_lines = nullptr;
+constexpr std::size_t kMostLines = 100;
+constexpr std::size_t kMostBytesOfMessage = std::size_t{4} * 1024;
+
+thread_local CollectedLines* collected_lines = nullptr;
 
 severity_level severity_of(const boost::log::attribute_value_set& values) {
   const auto severity = boost::log::extract<severity_level>("Severity", values);
   return severity ? severity.get() : krv::log::trace;
 }
 
+/// The message of a line, cut where it is too long.
+std::string message_of(std::wstring_view text) {
+  std::string message = krv::log::narrow(text.substr(0, kMostBytesOfMessage));
+  if (message.size() <= kMostBytesOfMessage && text.size() <= kMostBytesOfMessage) return message;
+  std::size_t end = std::min(message.size(), kMostBytesOfMessage);
+  const auto is_inside_character = [&] {
+    return end < message.size() && (static_cast<unsigned char>(message[end]) & 0xC0U) == 0x80U;
+  };
+  while (is_inside_character()) --end;
+  return message.substr(0, end) + "…";
+}
+
+void collect(severity_level severity, std::wstring_view text) {
+  if (collected_lines->lines.size() < kMostLines) {
+    collected_lines->lines.push_back({severity, message_of(text)});
+  } else {
+    ++collected_lines->left_out;
+  }
+}
+
 class JsonBackend
-    : public boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding> {
+    : public boost::log::sinks::basic_sink_backend<boost::log::sinks::concurrent_feeding> {
  public:
-  explicit JsonBackend(std::ostream& output) : output_(output) {}
+  explicit JsonBackend(LogWriter::Output output) : writer_(std::move(output), &loss_line) {}
 
   void consume(const boost::log::record_view& record) {
     const severity_level severity = severity_of(record.attribute_values());
     const auto text = boost::log::extract<std::wstring>("Message", record);
-    std::string message = text ? krv::log::narrow(text.get()) : std::string();
-    if (severity != krv::log::request) {
-      if (collected_lines != nullptr) {
-        collected_lines->push_back({severity, std::move(message)});
-        return;
-      }
-      const nlohmann::ordered_json line = {
-          {"time", log_time()}, {"severity", static_cast<int>(severity)}, {"message", message}};
-      message = line.dump();
-    }
-    // Flushed as a whole, so that lines of other writers of the same stream do not come between.
-    output_ << message + '\n' << std::flush;
+    const std::wstring_view message = text ? std::wstring_view(text.get()) : std::wstring_view();
+    if (severity == krv::log::request) return writer_.write(krv::log::narrow(message));
+    if (collected_lines != nullptr) return collect(severity, message);
+    writer_.write(Json{{"time", log_time()},
+                       {"severity", static_cast<int>(severity)},
+                       {"message", message_of(message)}}
+                      .dump());
   }
 
  private:
-  std::ostream& output_;
+  static std::string loss_line(std::uint64_t lines) {
+    return Json{
+        {"time", log_time()}, {"message", "lines of the log were lost"}, {"lost_lines", lines}}
+        .dump();
+  }
+
+  LogWriter writer_;
 };
 
 }  // namespace
 
-LineCollector::LineCollector(std::vector<LogLine>& lines) { collected_lines = &lines; }
+LineCollector::LineCollector(CollectedLines& lines) { collected_lines = &lines; }
 
 LineCollector::~LineCollector() { collected_lines = nullptr; }
 
@@ -63,9 +88,9 @@ struct JsonLogSink::Impl {
   boost::shared_ptr<Sink> sink;
 };
 
-JsonLogSink::JsonLogSink(severity_level minimum, std::ostream& output)
+JsonLogSink::JsonLogSink(severity_level minimum, LogWriter::Output output)
     : impl_(std::make_unique<Impl>()) {
-  impl_->sink = boost::make_shared<Impl::Sink>(boost::make_shared<JsonBackend>(output));
+  impl_->sink = boost::make_shared<Impl::Sink>(boost::make_shared<JsonBackend>(std::move(output)));
   impl_->sink->set_filter([minimum](const boost::log::attribute_value_set& values) {
     return severity_of(values) >= minimum;
   });
@@ -79,7 +104,7 @@ void log_object(const std::string& object) {
 }
 
 void log_event(const std::string& message) {
-  log_object(nlohmann::ordered_json{{"time", log_time()}, {"message", message}}.dump());
+  log_object(Json{{"time", log_time()}, {"message", message}}.dump());
 }
 
 std::string log_time() {

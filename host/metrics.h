@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -25,7 +27,14 @@ class Metrics {
     std::size_t queued_calls = 0;
     std::size_t open_projects = 0;
     std::size_t connections = 0;
+    std::chrono::nanoseconds oldest_call{0};
+    /// By what they are held for.
+    std::map<std::string, std::uint64_t> held_bytes;
+    std::uint64_t lost_log_lines = 0;
   };
+
+  /// With what the system knows of the process (`process_…`, as Prometheus's own clients name it)
+  /// and what was built.
 
   std::string text(const Levels& levels);
 

@@ -3,100 +3,107 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
-#include <vector>
 
 #include <Poco/Net/ServerSocket.h>
 
-#include "host/delivery.h"
+#include "host/call.h"
 #include "host/gate.h"
 #include "host/http/server.h"
+#include "host/memory_pool.h"
 #include "host/metrics.h"
 #include "host/project_root.h"
-#include "host/sql_fence.h"
 
 namespace korvane::host {
 
-struct ModelServerLimits {
-  DeliveryLimits delivery;
+struct ModelServerLimits : CallLimits {
   HttpLimits http;
-  /// What holds for SQL of clients without the scope `sql`.
-  SqlFenceLimits query;
-  /// What any other call may take, whatever the project file makes of it. Longer than a session
-  /// waits for another program's lock. Rows and bytes do not hold for calls that write, which read
-  /// no more than their request asks for.
-  SqlFenceLimits call{
-      .time = std::chrono::seconds(120),
-      .rows = 1'000'000,
-      .bytes = std::int64_t{256} * 1024 * 1024,
-      .length = 128 * 1024 * 1024,
-      .access = SqlAccess::everything,
-  };
-  /// The rows that such a query is answered with; the rest is cut off.
-  std::size_t query_rows = 10'000;
-  std::size_t open_projects = 100;
+  /// All bodies that are held at a time.
+  std::uint64_t all_body_bytes = std::uint64_t{128} << 20U;
+  std::size_t open_projects = 2000;
   /// Requests of one client that are in work at a time.
   std::size_t requests_per_client = 256;
 };
 
 /// Serves the live services over HTTP/1.1:
 ///
-///     POST /v1/{service_id}/{operation}     a call: the request as body, the reply as answer
-///     GET  /v1/{service_id}/{operation}?request={json}     the same, where it changes nothing
+///     POST /v1/projects/{file}/{operation}  a call of a project's operation: the request as body,
+///                                           the reply as answer; the file's name in the root,
+///                                           percent-encoded; ?create=true lets a writing one make
+///                                           the project
+///     GET  …?request={json}                 the same, where it changes nothing
+///     GET  /v1/projects                     the project files in the root
+///     POST /v1/{service_id}/{operation}     a call of a service by its id, and likewise GET
 ///     GET  /v1                              the live services and their operations
 ///     GET  /openapi.json                    all operations and contracts
 ///     GET  /healthz/live, /healthz/ready, /metrics
 ///
 /// Bodies are JSON or bare Compact Binary by Content-Type, replies by Accept, else like the
-/// request. Errors are RFC 9457 problem documents.
+/// request. Errors are RFC 9457 problem documents. Every reply has the fields `Korvane-Run` and
+/// `Request-Id`.
+///
+/// What is held for requests is bounded for all together and for each client below that: bodies,
+/// records, replies, calls that wait and run, connections.
 ///
 /// The plugins' services are live before it is made and stopped after it has stopped: calls come to
 /// them between these, and one at a time to each.
 class ModelServer : private HttpHandler {
  public:
   /// Serves what `socket`, which listens, accepts. `root` is the process's current directory. The
-  /// fence for SQL must have been installed before any project is opened.
+  /// fence for SQL must have been installed before any project is opened. Throws std::runtime_error
+  /// when the program's memory is not counted (call_memory.h).
   ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, ProjectRoot root,
-              const ModelServerLimits& limits);
+              const ModelServerLimits& limits, HttpServer::Encrypt encrypt = nullptr);
   ~ModelServer() override;
 
   /// Accepts no more, and lets the requests that have come finish. False when calls still run by
   /// then: no plugin can be stopped beside them.
   bool stop(std::chrono::milliseconds deadline);
 
+  /// From now on requests are let in by `gate`.
+  void set_gate(Gate gate);
+
+  /// Lets the calls finish that run or wait, and has others wait meanwhile; then calls
+  /// `restart_plugins`, which starts every plugin anew, and begins another run: ids that were given
+  /// out are refused from then on. False, with all as it was, when calls still run by then. What
+  /// `restart_plugins` throws passes.
+  bool begin_run(std::chrono::milliseconds deadline, const std::function<void()>& restart_plugins);
+
+  /// Connections that are there.
+  std::size_t connections() const { return http_.connections(); }
+
+  /// How many projects may be open.
+  std::size_t most_projects() const { return room_.projects.most(); }
+
  private:
   class Exchange;
 
   std::unique_ptr<HttpExchange> begin(const HttpRequest& request) override;
-  void refused(const std::string& peer, const HttpReply& reply) override;
+  void refuse(const std::string& peer, HttpReply& reply) override;
 
   /// Counts a request of that client. Throws HttpFault 429.
   void enter_request(const std::string& client);
   void leave_request(const std::string& client);
 
-  /// Opens the project of `file`, and keeps count of those that are open. In the manager's turn.
-  bond::blob open_project(const krv::rpc4::Operation& operation,
-                          const krv::rpc4::LiveService& service, const std::string& file,
-                          const krv::rpc4::PeerInfo& peer);
-  bool is_open(const std::string& file) const;
-
+  std::shared_ptr<const Gate> gate() const;
+  bool is_stopping() const;
+  std::string project_list();
   std::string metrics_text();
 
-  const Gate gate_;
   const ProjectRoot root_;
   const ModelServerLimits limits_;
   const std::string openapi_;
   Metrics metrics_;
   mutable std::mutex mutex_;
+  std::shared_ptr<const Gate> gate_;
   std::map<std::string, std::size_t> requests_of_clients_;
-  /// The ids of the services by the file that each was opened for.
-  std::map<std::string, std::string> open_projects_;
   bool is_stopping_ = false;
-  Delivery delivery_;
+  MemoryPool bodies_;
+  CallRoom room_;
   HttpServer http_;
 };
 

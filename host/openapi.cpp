@@ -1,5 +1,6 @@
 #include "host/openapi.h"
 
+#include <Poco/URI.h>
 #include <nlohmann/json.hpp>
 
 #include "bond/describe.h"
@@ -34,22 +35,55 @@ Json described_operation(const Operation& operation, const std::string& tag) {
                               std::string(effect_name(operation.effect))}};
 }
 
+Json parameter(const char* name) {
+  return {{"$ref", std::string("#/components/parameters/") + name}};
+}
+
+/// The parameters that every call of the service has.
+Json common_parameters(ServiceAddress address) {
+  switch (address) {
+    case ServiceAddress::file:
+      return {parameter("file"), parameter("run")};
+    case ServiceAddress::given_id:
+      return {parameter("service_id"), parameter("run")};
+    case ServiceAddress::id:
+      break;
+  }
+  return Json::array({parameter("run")});
+}
+
+std::string path_of(const DescribedService& service, const Operation& operation) {
+  const std::string name(operation.name);
+  switch (service.address) {
+    case ServiceAddress::file:
+      return "/v1/projects/{file}/" + name;
+    case ServiceAddress::given_id:
+      return operation_path("{service_id}", name);
+    case ServiceAddress::id:
+      break;
+  }
+  return operation_path(service.id, name);
+}
+
 Json path_item(const DescribedService& service, const Operation& operation,
                encoding::JsonSchemas& schemas) {
   const std::string request_schema = operation.request.add_schema(schemas);
   const std::string reply_schema = operation.reply.add_schema(schemas);
   const std::string tag(bond::plain_name(service.definition->name));
-  const std::string name(operation.name);
-  Json item = Json::object();
-  if (service.id.empty()) item["parameters"] = {{{"$ref", "#/components/parameters/service_id"}}};
+  const std::string id = tag + "." + std::string(operation.name) +
+                         (service.address == ServiceAddress::given_id ? ".by_id" : "");
+  Json item = {{"parameters", common_parameters(service.address)}};
   Json post = described_operation(operation, tag);
-  post["operationId"] = tag + "." + name;
+  post["operationId"] = id;
+  if (service.address == ServiceAddress::file && operation.effect == Effect::writes) {
+    post["parameters"] = Json::array({parameter("create")});
+  }
   post["requestBody"] = {{"required", true}, {"content", content(request_schema)}};
   post["responses"] = responses(reply_schema);
   item["post"] = std::move(post);
   if (is_served_by_get(operation)) {
     Json get = described_operation(operation, tag);
-    get["operationId"] = tag + "." + name + ".get";
+    get["operationId"] = id + ".get";
     get["parameters"] = {
         {{"name", "request"},
          {"in", "query"},
@@ -62,6 +96,31 @@ Json path_item(const DescribedService& service, const Operation& operation,
   return item;
 }
 
+/// The list of the project files.
+Json projects_item() {
+  return {{"get",
+           {{"tags", {"Projects"}},
+            {"operationId", "Projects.list"},
+            {"description", "The project files in the server's folder; none is opened for it."},
+            {"responses",
+             {{"200",
+               {{"description", "The files by name."},
+                {"content",
+                 {{media_type(Representation::json), {{"schema", reference("ProjectFiles")}}}}}}},
+              {"default", {{"$ref", "#/components/responses/Problem"}}}}}}}};
+}
+
+Json project_files_schema() {
+  const Json text = {{"type", "string"}};
+  const Json file = {{"type", "object"},
+                     {"properties",
+                      {{"file", text},
+                       {"size", {{"type", "integer"}}},
+                       {"changed", {{"type", "string"}, {"format", "date-time"}}},
+                       {"is_open", {{"type", "boolean"}}}}}};
+  return {{"type", "object"}, {"properties", {{"projects", {{"type", "array"}, {"items", file}}}}}};
+}
+
 Json problem_schema() {
   const Json text = {{"type", "string"}};
   return {{"type", "object"},
@@ -69,16 +128,39 @@ Json problem_schema() {
            {{"type", text}, {"title", text}, {"status", {{"type", "integer"}}}, {"detail", text}}}};
 }
 
+Json path_parameter(const char* name, const char* description) {
+  return {{"name", name},
+          {"in", "path"},
+          {"required", true},
+          {"description", description},
+          {"schema", {{"type", "string"}}}};
+}
+
+Json parameters() {
+  return {
+      {"file", path_parameter("file",
+                              "The project's file in the server's folder; a slash in its "
+                              "name is encoded as %2F.")},
+      {"service_id",
+       path_parameter("service_id", "The id that opening the project has given, in this run.")},
+      {"create",
+       {{"name", "create"},
+        {"in", "query"},
+        {"description", "Whether the project is made if it is not there."},
+        {"schema", {{"type", "boolean"}, {"default", false}}}}},
+      {"run",
+       {{"name", "Korvane-Run"},
+        {"in", "header"},
+        {"description",
+         "The run of the server that the request is meant for, as every reply tells it. In another "
+         "one it is refused with 412, and nothing is done."},
+        {"schema", {{"type", "string"}}}}}};
+}
+
 Json components(const encoding::JsonSchemas& schemas) {
   Json result = {
       {"schemas", Json::object()},
-      {"parameters",
-       {{"service_id",
-         {{"name", "service_id"},
-          {"in", "path"},
-          {"required", true},
-          {"description", "The id that opening the project has told."},
-          {"schema", {{"type", "string"}}}}}}},
+      {"parameters", parameters()},
       {"responses",
        {{"Problem",
          {{"description", "What went wrong (RFC 9457)."},
@@ -86,6 +168,7 @@ Json components(const encoding::JsonSchemas& schemas) {
       {"securitySchemes", {{"token", {{"type", "http"}, {"scheme", "bearer"}}}}}};
   for (const auto& [name, text] : schemas) result["schemas"][name] = Json::parse(text);
   result["schemas"]["Problem"] = problem_schema();
+  result["schemas"]["ProjectFiles"] = project_files_schema();
   return result;
 }
 
@@ -93,11 +176,10 @@ Json components(const encoding::JsonSchemas& schemas) {
 
 std::string openapi_document(const std::vector<DescribedService>& services) {
   encoding::JsonSchemas schemas;
-  Json paths = Json::object();
+  Json paths = {{"/v1/projects", projects_item()}};
   for (const DescribedService& service : services) {
-    const std::string segment = service.id.empty() ? "{service_id}" : service.id;
     for (const Operation& operation : service.definition->operations) {
-      paths[operation_path(segment, operation.name)] = path_item(service, operation, schemas);
+      paths[path_of(service, operation)] = path_item(service, operation, schemas);
     }
   }
   const Json document = {
@@ -119,6 +201,11 @@ bool is_served_by_get(const Operation& operation) {
   return operation.effect == Effect::reads || operation.effect == Effect::queries;
 }
 
+std::vector<std::string> methods_of(const Operation& operation) {
+  if (is_served_by_get(operation)) return {"GET", "HEAD", "POST"};
+  return {"POST"};
+}
+
 std::string_view effect_name(Effect effect) {
   switch (effect) {
     case Effect::reads:
@@ -131,6 +218,12 @@ std::string_view effect_name(Effect effect) {
       break;
   }
   return "queries";
+}
+
+std::string project_path(const std::string& file, std::string_view operation) {
+  std::string segment;
+  Poco::URI::encode(file, "/?#&+;=%", segment);
+  return "/v1/projects/" + segment + "/" + std::string(operation);
 }
 
 std::string operation_path(const std::string& service_segment, std::string_view operation) {

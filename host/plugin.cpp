@@ -4,6 +4,7 @@
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include <boost/dll/library_info.hpp>
 #include <boost/filesystem/operations.hpp>
@@ -46,8 +47,8 @@ void log_unusable(const boost::filesystem::path& library, const std::exception& 
       << krv::log::widen(failure_text(failure));
 }
 
-std::shared_ptr<krv::app::IService> make_service(boost::dll::shared_library& library,
-                                                 const boost::filesystem::path& file) {
+krv::app::ServiceFactory load_factory(boost::dll::shared_library& library,
+                                      const boost::filesystem::path& file) {
   try {
     const std::vector<std::string> names = record_names(file);
     if (names.size() != 1) {
@@ -56,7 +57,7 @@ std::shared_ptr<krv::app::IService> make_service(boost::dll::shared_library& lib
                                std::to_string(names.size()));
     }
     library.load(file);
-    return library.get<const krv::app::ServiceFactory>(names.front())();
+    return library.get<const krv::app::ServiceFactory>(names.front());
   } catch (const std::exception& failure) {
     throw std::runtime_error("cannot load plugin " + file.string() + ": " + failure.what());
   }
@@ -65,13 +66,20 @@ std::shared_ptr<krv::app::IService> make_service(boost::dll::shared_library& lib
 }  // namespace
 
 Plugin::Plugin(const boost::filesystem::path& library)
-    : service_(make_service(library_, boost::filesystem::absolute(library))) {
+    : factory_(load_factory(library_, boost::filesystem::absolute(library))), service_(factory_()) {
   service_->start();
 }
 
 Plugin::~Plugin() {
   service_->stop();
   service_.reset();
+}
+
+void Plugin::restart() {
+  std::shared_ptr<krv::app::IService> next = factory_();
+  next->start();
+  std::swap(service_, next);
+  next->stop();
 }
 
 std::vector<boost::filesystem::path> find_plugins(const boost::filesystem::path& folder) {

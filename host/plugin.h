@@ -24,8 +24,13 @@ class Plugin {
   /// Stops the service and releases it before its library goes.
   ~Plugin();
 
+  /// Makes another service of the library and starts it in the place of the one there is, which is
+  /// then stopped. Throws what making and starting throw; then the former one goes on.
+  void restart();
+
  private:
   boost::dll::shared_library library_;
+  krv::app::ServiceFactory factory_;
   std::shared_ptr<krv::app::IService> service_;
 };
 

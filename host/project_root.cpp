@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <fstream>
 #include <locale>
+#include <sys/stat.h>
 #include <system_error>
 #include <vector>
 
@@ -18,6 +20,11 @@ namespace korvane::host {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr int kMostEntries = 100'000;
+
+/// What a file in the format of SQLite begins with (https://www.sqlite.org/fileformat.html).
+constexpr std::string_view kMagic{"SQLite format 3\0", 16};
 
 constexpr std::array<std::string_view, 3> kSideFileEndings = {"-journal", "-wal", "-shm"};
 constexpr std::size_t kLongestName = NAME_MAX - kSideFileEndings[0].size();
@@ -140,6 +147,13 @@ class Confinement {
 
 }  // namespace
 
+bool begins_as_database(const fs::path& file) {
+  std::array<char, kMagic.size()> bytes{};
+  std::ifstream stream(file, std::ios::binary);
+  stream.read(bytes.data(), bytes.size());
+  return stream && std::string_view(bytes.data(), bytes.size()) == kMagic;
+}
+
 ProjectRoot::ProjectRoot(const fs::path& folder) {
   std::error_code failure;
   root_ = fs::canonical(folder, failure);
@@ -156,6 +170,42 @@ std::string ProjectRoot::confine(std::string_view filename) const {
 bool ProjectRoot::exists(std::string_view confined) const {
   std::error_code failure;
   return !confined.empty() && fs::is_regular_file(root_ / confined, failure);
+}
+
+void ProjectRoot::remove_if_empty(std::string_view confined) const {
+  std::error_code failure;
+  const fs::path file = root_ / confined;
+  if (fs::file_size(file, failure) == 0 && !failure) fs::remove(file, failure);
+}
+
+std::vector<ProjectFile> ProjectRoot::list() const {
+  std::vector<ProjectFile> files;
+  std::error_code failure;
+  int entries = 0;
+  for (fs::recursive_directory_iterator entry(root_, fs::directory_options::skip_permission_denied,
+                                              failure);
+       !failure && entry != fs::recursive_directory_iterator() && entries < kMostEntries;
+       entry.increment(failure), ++entries) {
+    std::error_code ignored;
+    if (!entry->is_regular_file(ignored) || !begins_as_database(entry->path())) continue;
+    const std::string name = entry->path().lexically_relative(root_).string();
+    // A name that cannot be asked for is no project.
+    try {
+      if (confine(name) != name) continue;
+    } catch (const ConfinementError&) {
+      continue;
+    }
+    struct stat status {};
+    if (::stat(entry->path().c_str(), &status) != 0) continue;
+    const auto changed = std::chrono::seconds(status.st_mtim.tv_sec) +
+                         std::chrono::microseconds(status.st_mtim.tv_nsec / 1000);
+    files.push_back({name, static_cast<std::uintmax_t>(status.st_size),
+                     std::chrono::system_clock::time_point(changed)});
+  }
+  std::sort(files.begin(), files.end(), [](const ProjectFile& left, const ProjectFile& right) {
+    return left.name < right.name;
+  });
+  return files;
 }
 
 }  // namespace korvane::host

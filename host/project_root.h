@@ -1,9 +1,12 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace korvane::host {
 
@@ -12,6 +15,17 @@ namespace korvane::host {
 class ConfinementError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// Whether the file can be read and begins as SQLite's files do.
+bool begins_as_database(const std::filesystem::path& file);
+
+/// A project file as the folder knows it.
+struct ProjectFile {
+  /// As `ProjectRoot::confine` returns it.
+  std::string name;
+  std::uintmax_t size = 0;
+  std::chrono::system_clock::time_point changed;
 };
 
 /// The folder that clients' project files are confined to. Its names are relative to it, with `/`
@@ -40,6 +54,14 @@ class ProjectRoot {
   /// Whether the file is there that `confined`, returned by `confine`, names. False for the empty
   /// name.
   bool exists(std::string_view confined) const;
+
+  /// Removes the file that `confined` names if it is there and empty.
+  void remove_if_empty(std::string_view confined) const;
+
+  /// The SQLite files in the folder and in those below it, by name in order, without following
+  /// links to folders. They are not opened as databases: the first bytes tell. Looks at 100,000
+  /// entries at most.
+  std::vector<ProjectFile> list() const;
 
  private:
   std::filesystem::path root_;

@@ -22,6 +22,12 @@ int fit(const std::string& range, const Poco::Net::MediaType& type) {
   return Poco::icompare(range, type.getType() + "/" + type.getSubType()) == 0 ? 3 : 0;
 }
 
+/// Whether it is the one version of Compact Binary that is spoken here. JSON has none.
+bool is_version_known(Representation representation,
+                      const Poco::Net::NameValueCollection& parameters) {
+  return representation != Representation::compact_binary || parameters.get("version", "1") == "1";
+}
+
 /// The weight that `accept` gives the representation: that of the range that fits best.
 double weight(const std::vector<std::string>& accept, Representation representation) {
   const Poco::Net::MediaType type{std::string(media_type(representation))};
@@ -32,7 +38,7 @@ double weight(const std::vector<std::string>& accept, Representation representat
     Poco::Net::NameValueCollection parameters;
     Poco::Net::MessageHeader::splitParameters(element, range, parameters);
     const int its_fit = fit(Poco::trim(range), type);
-    if (its_fit <= best_fit) continue;
+    if (its_fit <= best_fit || !is_version_known(representation, parameters)) continue;
     best_fit = its_fit;
     result = 1;
     Poco::NumberParser::tryParseFloat(parameters.get("q", "1"), result);
@@ -48,9 +54,13 @@ std::string_view media_type(Representation representation) {
 }
 
 std::optional<Representation> representation_of(const std::string& content_type) {
-  const std::string name = Poco::trim(content_type.substr(0, content_type.find(';')));
+  std::string name;
+  Poco::Net::NameValueCollection parameters;
+  Poco::Net::MessageHeader::splitParameters(content_type, name, parameters);
   for (const Representation candidate : kRepresentations) {
-    if (Poco::icompare(name, std::string(media_type(candidate))) == 0) return candidate;
+    if (Poco::icompare(Poco::trim(name), std::string(media_type(candidate))) != 0) continue;
+    if (!is_version_known(candidate, parameters)) return std::nullopt;
+    return candidate;
   }
   return std::nullopt;
 }

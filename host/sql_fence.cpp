@@ -365,8 +365,9 @@ std::string SqlFence::reason() const {
       limits.access == SqlAccess::reads ? "a fenced query may " : "a call may ";
   switch (*stop) {
     case FenceStop::refused:
-      return subject + (limits.access == SqlAccess::reads ? "only read" : "change its project only") +
-             ": " + impl_->refused_what + " is refused";
+      return subject +
+             (limits.access == SqlAccess::reads ? "only read" : "change its project only") + ": " +
+             impl_->refused_what + " is refused";
     case FenceStop::too_long:
       return subject + "take " + std::to_string(limits.time.count()) + " ms: it was stopped";
     case FenceStop::too_many_rows:
@@ -382,12 +383,6 @@ std::string SqlFence::reason() const {
 }
 
 bool SqlFence::gave_way() const { return impl_->has_given_way; }
-
-bool SqlFence::met_no_database() const {
-  return std::any_of(impl_->held.begin(), impl_->held.end(), [](const Impl::Held& one) {
-    return sqlite3_errcode(one.connection) == SQLITE_NOTADB;
-  });
-}
 
 void SqlFence::roll_back() {
   impl_->is_ending = true;
@@ -408,9 +403,9 @@ void install_sql_fence() {
     result = sqlite3_auto_extension(reinterpret_cast<void (*)()>(&SqlFence::Impl::opened));
   }
   if (result != SQLITE_OK) {
-    throw std::runtime_error(std::string("cannot install the SQL fence: ") +
-                             (result == SQLITE_MISUSE ? "SQLite is in use already"
-                                                      : sqlite3_errstr(result)));
+    throw std::runtime_error(
+        std::string("cannot install the SQL fence: ") +
+        (result == SQLITE_MISUSE ? "SQLite is in use already" : sqlite3_errstr(result)));
   }
   is_installed = true;
 }

@@ -91,9 +91,6 @@ class SqlFence {
   /// Whether a statement failed to let others go on that wait, where it waited for a lock itself.
   bool gave_way() const;
 
-  /// Whether SQLite's last error on a connection of the fence was that the file is no database.
-  bool met_no_database() const;
-
   /// Takes back the transactions that were begun since the fence was made and are open still: some
   /// operations leave one behind when they fail, and nothing could be written until it has ended.
   void roll_back();

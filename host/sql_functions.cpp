@@ -81,10 +81,10 @@ struct GuardedFunction {
 };
 
 constexpr GuardedFunction kGuarded[] = {
-    {"instr", 2, steps_of_pair},    {"replace", 3, steps_of_pair},  {"like", 2, steps_of_pair},
-    {"like", 3, steps_of_pair},     {"glob", 2, steps_of_pair},     {"trim", 1, steps_of_pair},
-    {"trim", 2, steps_of_pair},     {"ltrim", 1, steps_of_pair},    {"ltrim", 2, steps_of_pair},
-    {"rtrim", 1, steps_of_pair},    {"rtrim", 2, steps_of_pair},    {"printf", -1, steps_of_format},
+    {"instr", 2, steps_of_pair},    {"replace", 3, steps_of_pair}, {"like", 2, steps_of_pair},
+    {"like", 3, steps_of_pair},     {"glob", 2, steps_of_pair},    {"trim", 1, steps_of_pair},
+    {"trim", 2, steps_of_pair},     {"ltrim", 1, steps_of_pair},   {"ltrim", 2, steps_of_pair},
+    {"rtrim", 1, steps_of_pair},    {"rtrim", 2, steps_of_pair},   {"printf", -1, steps_of_format},
     {"format", -1, steps_of_format}};
 
 thread_local bool is_opening_plain = false;
@@ -175,13 +175,11 @@ int guard_all(sqlite3* connection, const SqlClock& clock, std::index_sequence<In
   // As SQLite has them: usable in views, generated columns and indexes.
   constexpr int kFlags = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS;
   int result = SQLITE_OK;
-  ((result = result == SQLITE_OK
-                 ? sqlite3_create_function_v2(connection, kGuarded[Index].name,
-                                              kGuarded[Index].arguments, kFlags,
-                                              const_cast<SqlClock*>(&clock),
-                                              &call_guarded<Index>, nullptr, nullptr,
-                                              nullptr)
-                 : result),
+  ((result = result == SQLITE_OK ? sqlite3_create_function_v2(
+                                       connection, kGuarded[Index].name, kGuarded[Index].arguments,
+                                       kFlags, const_cast<SqlClock*>(&clock), &call_guarded<Index>,
+                                       nullptr, nullptr, nullptr)
+                                 : result),
    ...);
   return result;
 }

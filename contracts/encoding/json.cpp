@@ -60,22 +60,25 @@ void append_index(std::string& path, std::size_t index) {
   throw JsonError((path.empty() ? "request" : path) + ": " + what);
 }
 
-/// A finite number as a person would write it, and so that it reads back as the same double.
-void append_shortest(std::string& text, double value) {
+/// Room for any double as it is written here.
+using NumberText = std::array<char, 32>;
+
+/// A finite number as a person would write it, and so that it reads back as the same double. The
+/// result is in `room`.
+std::string_view shortest(double value, NumberText& room) {
   constexpr double kSmallestPlain = 1e-5;
   constexpr double kLargestPlain = 1e15;
   const double magnitude = std::fabs(value);
   const bool is_plainly_written =
       value == 0 || (magnitude >= kSmallestPlain && magnitude < kLargestPlain);
-  char digits[32];
   const auto format = is_plainly_written ? std::chars_format::fixed : std::chars_format::scientific;
-  text.append(digits, std::to_chars(digits, digits + sizeof(digits), value, format).ptr);
+  const char* const end = std::to_chars(room.data(), room.data() + room.size(), value, format).ptr;
+  return {room.data(), static_cast<std::size_t>(end - room.data())};
 }
 
 std::string number_text(double value) {
-  std::string text;
-  append_shortest(text, value);
-  return text;
+  NumberText room;
+  return std::string(shortest(value, room));
 }
 
 [[noreturn]] void fail_malformed(std::string_view text, std::size_t position, std::string reason) {
@@ -104,7 +107,7 @@ std::string reason_of(std::string_view what) {
 /// Reads a text into a tree, or tells what is wrong with it and where.
 class ExactReader : public nlohmann::json_sax<Json> {
  public:
-  ExactReader(std::string_view text, rapidjson::Document& tree) : text_(text), tree_(tree) {}
+  ExactReader(std::string_view text, JsonDocument& tree) : text_(text), tree_(tree) {}
 
   bool read() { return Json::sax_parse(text_.begin(), text_.end(), this); }
 
@@ -185,7 +188,7 @@ class ExactReader : public nlohmann::json_sax<Json> {
   }
 
   std::string_view text_;
-  rapidjson::Document& tree_;
+  JsonDocument& tree_;
   /// From the outermost in.
   std::vector<Open> open_;
 };
@@ -193,7 +196,7 @@ class ExactReader : public nlohmann::json_sax<Json> {
 /// Hands on to the tree what the fast library reads, and refuses what it reads differently.
 class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeHandler> {
  public:
-  explicit TreeHandler(rapidjson::Document& tree) : tree_(tree) {}
+  explicit TreeHandler(JsonDocument& tree) : tree_(tree) {}
 
   bool Null() { return tree_.Null(); }
   bool Bool(bool value) { return tree_.Bool(value); }
@@ -237,15 +240,15 @@ class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeH
     return false;
   }
 
-  rapidjson::Document& tree_;
+  JsonDocument& tree_;
   std::size_t depth_ = 0;
 };
 
 template <unsigned Flags>
-bool parse_fast(std::string_view text, rapidjson::Document& tree) {
+bool parse_fast(std::string_view text, JsonDocument& tree) {
   rapidjson::MemoryStream stream(text.data(), text.size());
   TreeHandler handler(tree);
-  rapidjson::Reader reader;
+  rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
   return !reader.Parse<Flags | rapidjson::kParseNumbersAsStringsFlag>(stream, handler).IsError();
 }
 
@@ -335,7 +338,7 @@ void Place::fail(const std::string& what) const {
   fail_at(path, what);
 }
 
-rapidjson::Document parse_json(std::string_view text) {
+JsonDocument parse_json(std::string_view text) {
   if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
     fail_at("", "the text is empty");
   }
@@ -343,9 +346,9 @@ rapidjson::Document parse_json(std::string_view text) {
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     fail_malformed(text, nul + 1, "a NUL character");
   }
-  rapidjson::Document tree;
+  JsonDocument tree;
   bool is_read = false;
-  auto read_fast = [&](rapidjson::Document& into) {
+  auto read_fast = [&](JsonDocument& into) {
     is_read = is_ascii(text) ? parse_fast<rapidjson::kParseNoFlags>(text, into)
                              : parse_fast<rapidjson::kParseValidateEncodingFlag>(text, into);
     return is_read;
@@ -354,8 +357,8 @@ rapidjson::Document parse_json(std::string_view text) {
   if (is_read) return tree;
   // The fast library says little about what is wrong, and refuses some texts with which nothing is:
   // a byte order mark, 0e999.
-  rapidjson::Document exact;
-  auto read_exactly = [&](rapidjson::Document& into) { return ExactReader(text, into).read(); };
+  JsonDocument exact;
+  auto read_exactly = [&](JsonDocument& into) { return ExactReader(text, into).read(); };
   exact.Populate(read_exactly);
   return exact;
 }
@@ -462,22 +465,24 @@ void read_fields(const JsonNode& node, const Place& place, void* record,
   }
 }
 
-void write_double(std::string& text, double value, const Place& place) {
+void write_double(JsonOutput& text, double value, const Place& place) {
   if (!std::isfinite(value)) {
     const std::string name = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
     place.fail(name + " cannot be written as JSON");
   }
-  append_shortest(text, value);
+  NumberText room;
+  text += shortest(value, room);
   // Many readers take "-0" for the integer, which has no sign.
-  if (value == 0 && std::signbit(value)) text += ".0";
+  if (value == 0 && std::signbit(value)) text += std::string_view(".0");
 }
 
-void write_int32(std::string& text, std::int32_t value) {
+void write_int32(JsonOutput& text, std::int32_t value) {
   char digits[16];
-  text.append(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
+  const char* const end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
+  text += std::string_view(digits, static_cast<std::size_t>(end - digits));
 }
 
-void write_text(std::string& text, std::string_view value, const Place& place) {
+void write_text(JsonOutput& text, std::string_view value, const Place& place) {
   const bool is_written_as_it_is = std::all_of(value.begin(), value.end(), [](char c) {
     return c >= ' ' && c != '"' && c != '\\' && static_cast<unsigned char>(c) < 0x80;
   });
@@ -494,24 +499,23 @@ void write_text(std::string& text, std::string_view value, const Place& place) {
   }
 }
 
-void write_blob(std::string& text, const bond::blob& value) {
+void write_blob(JsonOutput& text, const bond::blob& value) {
   const std::size_t length = value.size();
-  text.reserve(text.size() + (length + 2) / 3 * 4 + 2);
   text += '"';
   const auto byte = [&](std::size_t i) -> std::uint32_t {
     return i < length ? static_cast<unsigned char>(value.content()[i]) : 0U;
   };
   for (std::size_t i = 0; i < length; i += 3) {
     const std::uint32_t bits = byte(i) << 16U | byte(i + 1) << 8U | byte(i + 2);
-    text += kBase64Digits[bits >> 18U];
-    text += kBase64Digits[bits >> 12U & 0x3FU];
-    text += i + 1 < length ? kBase64Digits[bits >> 6U & 0x3FU] : '=';
-    text += i + 2 < length ? kBase64Digits[bits & 0x3FU] : '=';
+    const char digits[] = {kBase64Digits[bits >> 18U], kBase64Digits[bits >> 12U & 0x3FU],
+                           i + 1 < length ? kBase64Digits[bits >> 6U & 0x3FU] : '=',
+                           i + 2 < length ? kBase64Digits[bits & 0x3FU] : '='};
+    text += std::string_view(digits, sizeof digits);
   }
   text += '"';
 }
 
-void write_enumeration(std::string& text, std::int32_t value,
+void write_enumeration(JsonOutput& text, std::int32_t value,
                        std::span<const EnumeratorNumber> enumerators) {
   const auto found = std::find_if(enumerators.begin(), enumerators.end(),
                                   [&](const auto& each) { return each.number == value; });
@@ -521,12 +525,12 @@ void write_enumeration(std::string& text, std::int32_t value,
   text += '"';
 }
 
-void write_separator(std::string& text) {
+void write_separator(JsonOutput& text) {
   // No value ends in an opening bracket.
   if (text.back() != '{' && text.back() != '[') text += ',';
 }
 
-void write_name(std::string& text, std::string_view name) {
+void write_name(JsonOutput& text, std::string_view name) {
   text += '"';
   text += name;
   text += "\":";
@@ -544,14 +548,12 @@ std::string reference_members(std::string_view component) {
 }
 
 std::string enumeration_schema(std::span<const EnumeratorNumber> enumerators) {
-  std::string text = "{\"anyOf\":[{\"type\":\"string\",\"enum\":[";
+  std::string names;
   for (const EnumeratorNumber& each : enumerators) {
-    write_separator(text);
-    text += '"';
-    text += each.name;
-    text += '"';
+    names += (names.empty() ? "\"" : ",\"") + std::string(each.name) + '"';
   }
-  return text + "]},{" + std::string(kInt32Members) + "}]}";
+  return "{\"anyOf\":[{\"type\":\"string\",\"enum\":[" + names + "]},{" +
+         std::string(kInt32Members) + "}]}";
 }
 
 }  // namespace korvane::encoding::detail

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>
@@ -46,6 +47,14 @@ T from_json(std::string_view text);
 /// JSON".
 template <class T>
 std::string to_json(const T& record);
+
+/// Takes JSON text piece by piece; what it throws ends the writing.
+using JsonSink = std::function<void(std::string_view piece)>;
+
+/// Writes the same text as `to_json` into `sink`, in pieces of some 64 KiB: no more of it is held
+/// at a time. What cannot be written is found where it stands, behind pieces that were.
+template <class T>
+void write_json(const T& record, const JsonSink& sink);
 
 /// JSON Schemas (draft 2020-12, as OpenAPI 3.1 takes them) by component name, each as JSON text.
 using JsonSchemas = std::map<std::string, std::string>;

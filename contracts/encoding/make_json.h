@@ -4,7 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
+#include <new>
 #include <rapidjson/document.h>
 #include <span>
 #include <string>
@@ -46,12 +48,76 @@ class Place {
   bool is_element_ = false;
 };
 
+/// The library's memory comes by `new`: whoever counts or limits what the program allocates has
+/// the parsed tree as well, and a failure is an exception.
+class JsonAllocator {
+ public:
+  static constexpr bool kNeedFree = true;
+
+  void* Malloc(std::size_t size) { return size == 0 ? nullptr : ::operator new(size); }
+  void* Realloc(void* memory, std::size_t size, std::size_t new_size) {
+    void* const moved = Malloc(new_size);
+    if (memory != nullptr && moved != nullptr) {
+      std::memcpy(moved, memory, std::min(size, new_size));
+    }
+    Free(memory);
+    return moved;
+  }
+  static void Free(void* memory) { ::operator delete(memory); }
+};
+
+using JsonDocument =
+    rapidjson::GenericDocument<rapidjson::UTF8<>, rapidjson::MemoryPoolAllocator<JsonAllocator>,
+                               JsonAllocator>;
+
 /// A parsed value. Members of an object stand in the order of the text, and keys may occur twice. A
 /// number is read as a double, which holds all that a field can: an integer has 32 bits.
-using JsonNode = rapidjson::Value;
+using JsonNode = JsonDocument::ValueType;
 
 /// Throws JsonError for malformed text, nesting too deep and numbers too large.
-rapidjson::Document parse_json(std::string_view text);
+JsonDocument parse_json(std::string_view text);
+
+/// JSON text on its way out: kept whole, or handed on in pieces.
+class JsonOutput {
+ public:
+  /// Keeps all of it.
+  JsonOutput() = default;
+  /// Hands it on; `sink` must outlive it.
+  explicit JsonOutput(const JsonSink& sink) : sink_(&sink) {}
+
+  JsonOutput& operator+=(char c) {
+    text_ += c;
+    return *this;
+  }
+  JsonOutput& operator+=(std::string_view piece) {
+    text_ += piece;
+    hand_on_if_large();
+    return *this;
+  }
+  /// The character that was written last. Something must have been.
+  char back() const { return text_.empty() ? last_ : text_.back(); }
+
+  /// What is kept: all of it without a sink, else what is still to be handed on.
+  std::string take() { return std::move(text_); }
+  /// Hands the rest on.
+  void finish() {
+    if (sink_ != nullptr && !text_.empty()) (*sink_)(text_);
+  }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{64} * 1024;
+
+  void hand_on_if_large() {
+    if (sink_ == nullptr || text_.size() < kPiece) return;
+    last_ = text_.back();
+    (*sink_)(text_);
+    text_.clear();
+  }
+
+  const JsonSink* sink_ = nullptr;
+  std::string text_;
+  char last_ = 0;
+};
 
 /// Reads one field of a record into it.
 struct FieldReader {
@@ -86,16 +152,16 @@ void read_fields(const JsonNode& node, const Place& place, void* record,
                  std::span<const FieldReader> fields);
 
 /// Each appends one value to `text`, or throws JsonError.
-void write_double(std::string& text, double value, const Place& place);
-void write_int32(std::string& text, std::int32_t value);
-void write_text(std::string& text, std::string_view value, const Place& place);
-void write_blob(std::string& text, const bond::blob& value);
-void write_enumeration(std::string& text, std::int32_t value,
+void write_double(JsonOutput& text, double value, const Place& place);
+void write_int32(JsonOutput& text, std::int32_t value);
+void write_text(JsonOutput& text, std::string_view value, const Place& place);
+void write_blob(JsonOutput& text, const bond::blob& value);
+void write_enumeration(JsonOutput& text, std::int32_t value,
                        std::span<const EnumeratorNumber> enumerators);
 /// Appends the comma that parts an element from the one before it; call it before the element.
-void write_separator(std::string& text);
+void write_separator(JsonOutput& text);
 /// Appends `"name":` for a name that needs no escaping.
-void write_name(std::string& text, std::string_view name);
+void write_name(JsonOutput& text, std::string_view name);
 
 /// "korvane.Batch_korvane.model.cad.Rebar" of "korvane.Batch<korvane.model.cad.Rebar>".
 std::string component_name(std::string_view type_name);
@@ -203,10 +269,10 @@ void read_value(const JsonNode& node, T& value, const Place& place) {
 }
 
 template <class T>
-void write_value(std::string& text, const T& value, const Place& place);
+void write_value(JsonOutput& text, const T& value, const Place& place);
 
 template <bond::Described T>
-void write_fields(std::string& text, const T& record, const Place& place) {
+void write_fields(JsonOutput& text, const T& record, const Place& place) {
   if constexpr (bond::DescribedWithBase<T>) {
     write_fields<typename bond::Describe<T>::base>(text, record, place);
   }
@@ -218,7 +284,7 @@ void write_fields(std::string& text, const T& record, const Place& place) {
 }
 
 template <class T>
-void write_value(std::string& text, const T& value, const Place& place) {
+void write_value(JsonOutput& text, const T& value, const Place& place) {
   if constexpr (bond::is_nullable_v<T>) {
     value.hasvalue() ? write_value(text, value.value(), place) : void(text += "null");
   } else if constexpr (bond::is_maybe_v<T>) {
@@ -264,7 +330,7 @@ template <class M>
 std::string schema_members(JsonSchemas& schemas);
 
 template <bond::Described T>
-void write_properties(std::string& text, JsonSchemas& schemas) {
+void write_properties(JsonOutput& text, JsonSchemas& schemas) {
   if constexpr (bond::DescribedWithBase<T>) {
     write_properties<typename bond::Describe<T>::base>(text, schemas);
   }
@@ -317,7 +383,7 @@ std::string schema_members(JsonSchemas& schemas) {
 
 template <class T>
 T from_json(std::string_view text) {
-  const rapidjson::Document document = detail::parse_json(text);
+  const detail::JsonDocument document = detail::parse_json(text);
   T record{};
   detail::read_value(document, record, detail::Place());
   return record;
@@ -325,18 +391,27 @@ T from_json(std::string_view text) {
 
 template <class T>
 std::string to_json(const T& record) {
-  std::string text;
+  detail::JsonOutput text;
   detail::write_value(text, record, detail::Place());
-  return text;
+  return text.take();
+}
+
+template <class T>
+void write_json(const T& record, const JsonSink& sink) {
+  detail::JsonOutput text(sink);
+  detail::write_value(text, record, detail::Place());
+  text.finish();
 }
 
 template <class T>
 std::string add_json_schema(JsonSchemas& schemas) {
   std::string name = detail::component_name(bond::type_name<T>());
   if (!schemas.contains(name)) {
-    std::string text = "{\"type\":\"object\",\"properties\":{";
+    detail::JsonOutput text;
+    text += "{\"type\":\"object\",\"properties\":{";
     detail::write_properties<T>(text, schemas);
-    schemas.emplace(name, text + "},\"additionalProperties\":false}");
+    text += "},\"additionalProperties\":false}";
+    schemas.emplace(name, text.take());
   }
   return name;
 }
@@ -347,4 +422,5 @@ std::string add_json_schema(JsonSchemas& schemas) {
 #define KORVANE_MAKE_JSON(...)                                                      \
   template __VA_ARGS__ korvane::encoding::from_json<__VA_ARGS__>(std::string_view); \
   template std::string korvane::encoding::to_json(const __VA_ARGS__&);              \
+  template void korvane::encoding::write_json(const __VA_ARGS__&, const JsonSink&); \
   template std::string korvane::encoding::add_json_schema<__VA_ARGS__>(JsonSchemas&);

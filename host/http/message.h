@@ -1,7 +1,10 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -16,6 +19,11 @@ struct HttpRequest {
   /// The address of the other end, "127.0.0.1:40112".
   std::string peer;
   bool is_encrypted = false;
+  /// It came when there were as many connections as there may be: only a check of the server's
+  /// health is to be answered.
+  bool is_beyond_limit = false;
+  /// Whether the other end has closed the connection. Any thread may ask while the request lasts.
+  std::function<bool()> has_client_gone = [] { return false; };
 };
 
 struct HttpReply {
@@ -23,7 +31,15 @@ struct HttpReply {
   std::string content_type;
   std::string body;
   /// Further header fields.
-  std::vector<std::pair<std::string, std::string>> fields;
+  std::vector<std::pair<std::string, std::string>> fields = {};
+
+  using Write = std::function<void(std::string_view piece)>;
+  /// A body that is made while it is sent: writes it in pieces, `streamed_bytes` in all. `body` is
+  /// empty then.
+  std::function<void(const Write& write)> stream_body = {};
+  std::uint64_t streamed_bytes = 0;
+
+  std::uint64_t body_bytes() const { return stream_body ? streamed_bytes : body.size(); }
 };
 
 /// Ends a request with an error reply. `what()` is told to the client, so it names nothing that the

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -26,8 +26,17 @@ class HttpExchange {
   /// Decides before the body is read whether to read it. Throws HttpFault to refuse.
   virtual void admit() = 0;
 
+  /// Whom the request is of; empty for nobody in particular. Asked once it is admitted.
+  virtual const std::string& client() const = 0;
+
+  /// Told how many bytes the request's body is about to hold in memory. Throws HttpFault to refuse.
+  virtual void hold_body(std::uint64_t bytes) = 0;
+
   /// Answers the request. Throws HttpFault.
   virtual HttpReply answer(const std::string& body) = 0;
+
+  /// Adds what every reply has, whoever made it.
+  virtual void complete(HttpReply& reply) = 0;
 
   /// Told last, when the reply has been sent, or could not be: `is_sent`.
   virtual void served(const HttpReply& reply, std::chrono::nanoseconds duration, bool is_sent) = 0;
@@ -41,9 +50,9 @@ class HttpHandler {
   /// `request` outlives the exchange. Throws nothing but for memory.
   virtual std::unique_ptr<HttpExchange> begin(const HttpRequest& request) = 0;
 
-  /// Tells of a connection that was answered before there was a request: a header that is no HTTP,
-  /// or a connection too many.
-  virtual void refused(const std::string& peer, const HttpReply& reply) = 0;
+  /// Completes and takes note of the reply on a connection that is answered before there was a
+  /// request: a header that is no HTTP, or a connection too many.
+  virtual void refuse(const std::string& peer, HttpReply& reply) = 0;
 };
 
 struct HttpLimits {
@@ -51,8 +60,9 @@ struct HttpLimits {
   std::size_t header_bytes = 64U << 10U;
   /// The body, counted while it is read.
   std::uint64_t body_bytes = 64U << 20U;
-  /// All bodies that are held at a time.
-  std::uint64_t all_body_bytes = 512U << 20U;
+  /// Connections at a time, three quarters of them of one client. Where there are so many, the
+  /// oldest one that is at rest is closed for a new one, of the client that has most. With none at
+  /// rest a new one is answered a check of the server's health, and nothing else.
   std::size_t connections = 2000;
   /// How long a connection may stay without a request.
   std::chrono::milliseconds idle_time = std::chrono::seconds(60);
@@ -62,15 +72,18 @@ struct HttpLimits {
 
 /// An HTTP/1.1 server: a thread for accepting, and one for each connection.
 ///
-/// Refuses by itself, and closes the connection after: a header that cannot be read 400, one that
-/// is too large 431 (414 for its first line), a request that does not arrive in time 408, a body
-/// that is too large 413, another version 505, a transfer coding that it does not know 501, a
-/// connection too many and a body that does not fit beside all others 503.
+/// Refuses by itself: what request_reader.h names, a request that does not arrive in time 408, a
+/// client's connection too many 429, a connection too many 503. A connection whose request had no
+/// body, or had it read, stays open.
 class HttpServer {
  public:
+  /// Turns a connection that was accepted into an encrypted one. Called on the connection's thread.
+  using Encrypt = std::function<Poco::Net::StreamSocket(const Poco::Net::StreamSocket&)>;
+
   /// Serves the connections that `socket` accepts; it listens already. `handler` outlives the
-  /// server.
-  HttpServer(const Poco::Net::ServerSocket& socket, HttpHandler& handler, const HttpLimits& limits);
+  /// server. Without `encrypt` connections stay plain.
+  HttpServer(const Poco::Net::ServerSocket& socket, HttpHandler& handler, const HttpLimits& limits,
+             Encrypt encrypt = nullptr);
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;
   /// Stops accepting, cuts every connection and waits for their threads.
@@ -86,28 +99,33 @@ class HttpServer {
   std::size_t connections() const;
 
  private:
-  class BodyBytes;
   class Connection;
   class Watch;
 
+  /// What becomes of a connection that has been accepted.
+  enum class Entry { admitted, beyond_limit, refused };
+
   bool is_stopping() const;
   void accept_connections();
-  /// Counts one connection more, unless there are too many.
-  bool enter();
+  /// Counts one connection more.
+  Entry enter();
   /// The connection's thread becomes the socket's only owner.
   void start_connection(std::unique_ptr<Poco::Net::StreamSocket> socket);
   void refuse_connection(Poco::Net::StreamSocket& socket);
-  /// With the lock held.
+  // With the lock held:
   void shut_overdue_connections();
+  /// Closes a connection that is at rest. False when there is none.
+  bool make_room();
+  std::size_t connections_of(const std::string& owner) const;
 
   Poco::Net::ServerSocket socket_;
   HttpHandler& handler_;
   const HttpLimits limits_;
+  const Encrypt encrypt_;
   mutable std::mutex mutex_;
   std::condition_variable connection_has_closed_;
   std::list<Watch*> watches_;
   std::size_t connections_ = 0;
-  std::atomic<std::uint64_t> held_body_bytes_ = 0;
   bool is_stopping_ = false;
   std::thread acceptor_;
 };

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -16,10 +17,23 @@
 namespace korvane::rpc {
 
 template <class T>
+class RecordAsJson : public krv::rpc4::JsonText {
+ public:
+  explicit RecordAsJson(const bond::blob& bytes) : record_(encoding::decode<T>(bytes)) {}
+
+  void write(const encoding::JsonSink& sink) const override { encoding::write_json(record_, sink); }
+
+ private:
+  const T record_;
+};
+
+template <class T>
 constexpr krv::rpc4::Contract contract() {
   return {bond::type_name<T>(),
           [](std::string_view text) { return encoding::encode(encoding::from_json<T>(text)); },
-          [](const bond::blob& bytes) { return encoding::to_json(encoding::decode<T>(bytes)); },
+          [](const bond::blob& bytes) -> std::unique_ptr<krv::rpc4::JsonText> {
+            return std::make_unique<RecordAsJson<T>>(bytes);
+          },
           [](encoding::JsonSchemas& schemas) { return encoding::add_json_schema<T>(schemas); }};
 }
 
@@ -41,6 +55,8 @@ Request decode_request(const bond::blob& bytes) {
     throw krv::rpc4::RequestError(failure.what());
   } catch (const std::overflow_error& failure) {
     throw krv::rpc4::RequestError(failure.what());
+  } catch (const std::bad_alloc&) {
+    throw krv::rpc4::NoMemoryForRequest();
   }
 }
 

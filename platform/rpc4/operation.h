@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+#include <new>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -17,6 +19,9 @@ class RequestError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// There was no memory for the record of a request. Nothing of the call was done.
+class NoMemoryForRequest : public std::bad_alloc {};
+
 /// What a call of an operation may do to what the service keeps. A host decides by it who may call,
 /// and how.
 enum class Effect {
@@ -30,14 +35,27 @@ enum class Effect {
   queries,
 };
 
+/// A record as JSON, decoded once and written as often as asked.
+class JsonText {
+ public:
+  JsonText() = default;
+  JsonText(const JsonText&) = delete;
+  JsonText& operator=(const JsonText&) = delete;
+  virtual ~JsonText() = default;
+
+  /// Hands the text to `sink` in pieces. Throws korvane::encoding::JsonError, behind pieces that
+  /// were handed over, for what JSON cannot say.
+  virtual void write(const korvane::encoding::JsonSink& sink) const = 0;
+};
+
 /// The contract of a request or reply.
 struct Contract {
   /// Qualified: "korvane.model.cad.RevisionRef", "korvane.Batch<korvane.model.cad.Rebar>".
   std::string_view name;
-  /// One record from JSON to Compact Binary and back. Throw korvane::encoding::JsonError, and the
-  /// way back what decoding throws.
+  /// One record from JSON to Compact Binary. Throws korvane::encoding::JsonError.
   bond::blob (*from_json)(std::string_view text);
-  std::string (*to_json)(const bond::blob& bytes);
+  /// The way back. `bytes` may go when it returns. Throws what decoding throws.
+  std::unique_ptr<JsonText> (*json_text)(const bond::blob& bytes);
   /// Adds the contract's JSON Schema and those that it uses; returns the name of its own.
   std::string (*add_schema)(korvane::encoding::JsonSchemas& schemas);
 };
@@ -49,8 +67,8 @@ struct Operation {
   Contract request;
   Contract reply;
   /// Decodes the request from Compact Binary, delivers it to the service that `service` points to
-  /// and encodes the reply. `service` points to the skeleton. Throws RequestError, and what the
-  /// operation throws. One call at a time to each service.
+  /// and encodes the reply. `service` points to the skeleton. Throws RequestError,
+  /// NoMemoryForRequest, and what the operation throws. One call at a time to each service.
   bond::blob (*call)(void* service, const bond::blob& request, const PeerInfo& peer);
 };
 

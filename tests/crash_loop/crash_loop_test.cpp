@@ -122,7 +122,7 @@ class CrashedProject {
     // The first to open the file after the crash is the plugin, as it would be.
     std::vector<std::string> found;
     {
-      EmbeddedProject project(plugin_folder(), file_);
+      EmbeddedProject project(plugin_folder(), file_, EmbeddedProject::IfMissing::make);
       Batch<model::cad::Sheet> sheets;
       project.service().list_sheets({}, sheets);
     }
@@ -142,7 +142,7 @@ class CrashedProject {
 
  private:
   void apply(std::uint32_t count) {
-    EmbeddedProject project(plugin_folder(), wanted_file_);
+    EmbeddedProject project(plugin_folder(), wanted_file_, EmbeddedProject::IfMissing::make);
     model::table::GET_TABLE fast;
     fast.kind = "sql:raw";
     fast.params["query"].value_string.set("pragma synchronous = off");

@@ -297,15 +297,6 @@ TEST_F(UntrustedFile, KeepsNoLargeSchemaInMemoryBetweenCalls) {
   EXPECT_LT(sqlite3_memory_used() - before, 80 * kMegabyte);
 }
 
-TEST_F(UntrustedFile, ThatIsNoDatabaseIsToldApart) {
-  std::ofstream(file()) << std::string(4096, 'x');
-  PlainDoor door(file());
-  const SqlFence fence(for_anything(kAmple));
-  EXPECT_ANY_THROW(door.run("select id from sheet"));
-  EXPECT_TRUE(fence.met_no_database());
-  EXPECT_EQ(fence.stopped(), std::nullopt);
-}
-
 // --- Locks of other programs.
 
 class Locks : public Fenced {

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "platform/rpc4/failure.h"
 #include "tests/support/store_test.h"
 
 namespace korvane::test {
@@ -89,10 +90,10 @@ TEST_F(Prepared, TakesIdsUpToTheEndsOf32Bits) {
 TEST_F(Prepared, RefusesAnIdBeyond32BitsWithTableAndValue) {
   auto select = prepare("select 2147483648, -2147483649");
   ASSERT_TRUE(select.step());
-  EXPECT_THAT([&] { select.id(0, "sheet"); }, ::testing::ThrowsMessage<std::out_of_range>(
+  EXPECT_THAT([&] { select.id(0, "sheet"); }, ::testing::ThrowsMessage<krv::rpc4::UnusableRow>(
                                                   "sheet: the id 2147483648 does not fit 32 bits"));
   EXPECT_THAT([&] { select.id(1, "sheet"); },
-              ::testing::ThrowsMessage<std::out_of_range>(
+              ::testing::ThrowsMessage<krv::rpc4::UnusableRow>(
                   "sheet: the id -2147483649 does not fit 32 bits"));
 }
 

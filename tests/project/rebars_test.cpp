@@ -13,6 +13,7 @@
 
 #include "model/plugins/korvane.model.cad.project/schedule_columns.h"
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
+#include "platform/rpc4/failure.h"
 #include "tests/project/failure.h"
 #include "tests/support/connection_watch.h"
 #include "tests/support/store_test.h"
@@ -311,7 +312,7 @@ TEST_F(AddRebar, RefusesATreatmentWhoseRowHasAnIdBeyond32Bits) {
   EndTreatment stored;
   stored.type = "a";
   EXPECT_THAT([&] { add({bar_with(stored, stored)}); },
-              ::testing::ThrowsMessage<std::out_of_range>(
+              ::testing::ThrowsMessage<krv::rpc4::UnusableRow>(
                   "end_treatment: the id 4294967297 does not fit 32 bits"));
   EXPECT_EQ(count("rebar"), 0);
 }

@@ -14,6 +14,7 @@
 #include "bond/exception.h"
 #include "model/plugins/korvane.model.cad.project/transaction_scope.h"
 #include "platform/log/log.h"
+#include "platform/rpc4/failure.h"
 #include "tests/project/failure.h"
 #include "tests/support/store_test.h"
 
@@ -142,7 +143,7 @@ TYPED_TEST(RowContract, AnIdBeyond32BitsIsRefusedWithItsTableAndValue) {
   this->put(3, "u-3");
   this->run_plainly("update " + this->table() + " set id = 4294967297");
   const auto is_refused =
-      ThrowsMessage<std::out_of_range>(this->table() + ": the id 4294967297 does not fit 32 bits");
+      ThrowsMessage<krv::rpc4::UnusableRow>(this->table() + ": the id 4294967297 does not fit 32 bits");
   auto out = this->record(5, "before");
   EXPECT_THAT([&] { this->get(by_uid<typename TestFixture::Reference>("u-3"), out); }, is_refused);
   EXPECT_EQ(out, this->record(5, "before"));

@@ -3,6 +3,8 @@
 #include <deque>
 #include <string>
 #include <sys/resource.h>
+#include <thread>
+#include <vector>
 
 #include "tests/server/server_suite.h"
 
@@ -268,24 +270,71 @@ class ConnectionCap : public ServerTest {
  protected:
   ConnectionCap() : ServerTest(with({.connections = 2})) {}
 
+  double server_connections() {
+    // Asked on a connection of its own, there would be one more.
+    return static_cast<double>(server().server().connections());
+  }
   static HttpAnswer live(RawConnection& connection) {
     connection.send(header("GET /healthz/live"));
     return connection.read_answer();
   }
 };
 
-TEST_F(ConnectionCap, RefusesAConnectionTooMany) {
+TEST_F(ConnectionCap, ClosesTheOldestOneAtRestForANewOne) {
   auto first = connect();
-  auto second = connect();
   EXPECT_EQ(live(first).status, 200);
+  auto second = connect();
   EXPECT_EQ(live(second).status, 200);
   auto third = connect();
-  const HttpAnswer answer = third.read_answer();
+  EXPECT_EQ(live(third).status, 200);
+  EXPECT_EQ(first.read_all(), "");
+  EXPECT_EQ(live(second).status, 200);
+}
+
+TEST_F(ConnectionCap, ClosesOneWhoseRequestIsNotLetInYet) {
+  auto first = connect();
+  first.send("GET /v1 HT");
+  auto second = connect();
+  second.send("GET /v1 HT");
+  wait_until([&] { return server_connections() == 2; });
+  auto third = connect();
+  EXPECT_EQ(live(third).status, 200);
+}
+
+TEST_F(ConnectionCap, TellsOfItsHealthWhenAllAreBusyAndRefusesElse) {
+  std::vector<RawConnection> busy;
+  for (std::size_t i = 0; i < 2; ++i) {
+    busy.push_back(connect());
+    busy.back().send(call_text(probe_id(i), "sleep", R"({"value_int32":1500})"));
+  }
+  std::this_thread::sleep_for(200ms);
+  auto asks = connect();
+  EXPECT_EQ(live(asks).status, 200);
+  EXPECT_EQ(asks.read_all(), "");
+  auto calls = connect();
+  calls.send(header("GET /v1"));
+  const HttpAnswer answer = calls.read_answer();
   EXPECT_EQ(answer.status, 503);
   EXPECT_EQ(answer.detail(), "too many connections");
   EXPECT_EQ(answer.fields.at("retry-after"), "1");
-  EXPECT_EQ(third.read_all(), "");
-  EXPECT_EQ(live(first).status, 200);
+  EXPECT_EQ(calls.read_all(), "");
+  for (RawConnection& connection : busy) EXPECT_EQ(connection.read_answer().status, 200);
+}
+
+TEST(ConnectionsOfOneToken, LeaveSomeToOthers) {
+  const TemporaryFolder folder;
+  host::TokenFile file(folder.file("tokens.json"));
+  const std::string office = file.add("office", {host::Scope::read});
+  const std::string site = file.add("site", {host::Scope::read});
+  const TestServer server(with({.connections = 4}), host::Tokens::load(folder.file("tokens.json")));
+  std::deque<HttpClient> clients;
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(clients.emplace_back(server.port(), bearer(office)).get("/v1").status, 200);
+  }
+  const HttpAnswer answer = server.client_of(office).get("/v1");
+  EXPECT_EQ(answer.status, 429);
+  EXPECT_EQ(answer.detail(), "too many connections of \"office\" at a time");
+  EXPECT_EQ(server.client_of(site).get("/v1").status, 200);
 }
 
 TEST_F(ConnectionCap, HasRoomAgainWhenOneHasGone) {

@@ -1,36 +1,42 @@
-// Calls to live services: one at a time to each, in parallel to different ones, and bounded.
+// Calls in turns: one at a time in each queue, in parallel in different ones, by clients, and
+// bounded.
 
 #include "host/delivery.h"
 
 #include <atomic>
 #include <future>
 #include <latch>
+#include <memory>
 #include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/server/probe_service.h"
-
 namespace korvane::host {
 namespace {
 
-using krv::rpc4::Live;
-using krv::rpc4::LiveService;
-using test::ProbeService;
 using namespace std::chrono_literals;
+using testing::ElementsAre;
 
 using Reason = NotDelivered::Reason;
+using Turn = Delivery::Turn;
 
-bond::blob nothing(const LiveService&) { return {}; }
+const Delivery::Caller kOffice{"office"};
+const Delivery::Caller kSite{"site"};
 
-/// A call that holds its service until it is told to go.
+bond::blob nothing(const Turn&) { return {}; }
+
+/// A call that holds its queue until it is told to go.
 class HeldCall {
  public:
-  HeldCall(Delivery& delivery, const std::string& id)
-      : done_(std::async(std::launch::async, [this, &delivery, id] {
-          return delivery.deliver(id, [this](const LiveService&) {
+  HeldCall(Delivery& delivery, const std::string& queue, const Delivery::Caller& caller = kOffice)
+      : done_(std::async(std::launch::async, [this, &delivery, queue, caller] {
+          return delivery.deliver(queue, caller, [this](const Turn&) {
             has_begun_.set_value();
             may_go_.get_future().wait();
             return bond::blob();
@@ -63,55 +69,21 @@ void wait_for_depth(const Delivery& delivery, std::size_t depth) {
 }
 
 TEST(Delivery, ReturnsWhatTheWorkReturns) {
-  const Live<ProbeService> service("a");
   Delivery delivery({});
   const bond::blob result =
-      delivery.deliver("a", [](const LiveService&) { return bond::blob("reply", 5); });
+      delivery.deliver("a", kOffice, [](const Turn&) { return bond::blob("reply", 5); });
   EXPECT_EQ(std::string(result.content(), result.size()), "reply");
 }
 
 TEST(Delivery, PassesOnWhatTheWorkThrows) {
-  const Live<ProbeService> service("a");
   Delivery delivery({});
-  EXPECT_THROW(
-      delivery.deliver("a", [](const LiveService&) -> bond::blob { throw std::out_of_range("x"); }),
-      std::out_of_range);
+  EXPECT_THROW(delivery.deliver("a", kOffice,
+                                [](const Turn&) -> bond::blob { throw std::out_of_range("x"); }),
+               std::out_of_range);
   EXPECT_EQ(delivery.depth(), 0U);
 }
 
-TEST(Delivery, GivesTheWorkTheNewestServiceOfThatId) {
-  const Live<ProbeService> older("a");
-  const Live<ProbeService> newer("a");
-  Delivery delivery({});
-  delivery.deliver("a", [&](const LiveService& service) {
-    EXPECT_EQ(service.service, static_cast<const void*>(&newer));
-    return bond::blob();
-  });
-}
-
-TEST(Delivery, RefusesAnIdThatIsNotLive) {
-  Delivery delivery({});
-  std::string text;
-  EXPECT_EQ(refusal([&] { delivery.deliver("gone", nothing); }, &text), Reason::not_live);
-  EXPECT_EQ(text, "no service gone");
-}
-
-TEST(Delivery, RefusesACallWhoseServiceWentWhileItWaited) {
-  auto service = std::make_unique<Live<ProbeService>>("a");
-  Delivery delivery({});
-  HeldCall held(delivery, "a");
-  held.wait_until_it_runs();
-  auto waiting = std::async(std::launch::async,
-                            [&] { return refusal([&] { delivery.deliver("a", nothing); }); });
-  wait_for_depth(delivery, 2);
-  service.reset();
-  held.let_go();
-  held.result();
-  EXPECT_EQ(waiting.get(), Reason::not_live);
-}
-
-TEST(Delivery, RunsCallsToOneServiceInTheOrderInWhichTheyCame) {
-  const Live<ProbeService> service("a");
+TEST(Delivery, RunsTheCallsOfAClientInAQueueInTheOrderInWhichTheyCame) {
   Delivery delivery({});
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
@@ -119,7 +91,7 @@ TEST(Delivery, RunsCallsToOneServiceInTheOrderInWhichTheyCame) {
   std::vector<std::future<bond::blob>> calls;
   for (int i = 0; i < 8; ++i) {
     calls.push_back(std::async(std::launch::async, [&, i] {
-      return delivery.deliver("a", [&, i](const LiveService&) {
+      return delivery.deliver("a", kOffice, [&, i](const Turn&) {
         order.push_back(i);
         return bond::blob();
       });
@@ -129,62 +101,106 @@ TEST(Delivery, RunsCallsToOneServiceInTheOrderInWhichTheyCame) {
   held.let_go();
   held.result();
   for (auto& call : calls) call.get();
-  EXPECT_THAT(order, ::testing::ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
+  EXPECT_THAT(order, ElementsAre(0, 1, 2, 3, 4, 5, 6, 7));
 }
 
-TEST(Delivery, RunsCallsToDifferentServicesInParallel) {
-  const Live<ProbeService> a("a");
-  const Live<ProbeService> b("b");
+TEST(Delivery, LetsClientsTakeTurnsInAQueueHoweverManyCallsTheyHave) {
+  Delivery delivery({});
+  HeldCall held(delivery, "a");
+  held.wait_until_it_runs();
+  std::vector<std::string> order;
+  std::vector<std::future<bond::blob>> calls;
+  const auto call = [&](const Delivery::Caller& caller) {
+    calls.push_back(std::async(std::launch::async, [&] {
+      return delivery.deliver("a", caller, [&](const Turn&) {
+        order.push_back(caller.client);
+        return bond::blob();
+      });
+    }));
+    wait_for_depth(delivery, calls.size() + 1);
+  };
+  for (int i = 0; i < 4; ++i) call(kOffice);
+  for (int i = 0; i < 2; ++i) call(kSite);
+  held.let_go();
+  held.result();
+  for (auto& one : calls) one.get();
+  EXPECT_THAT(order, ElementsAre("office", "site", "office", "site", "office", "office"));
+}
+
+TEST(Delivery, RunsCallsInDifferentQueuesInParallel) {
   Delivery delivery({});
   // Each call waits for the other: run one after the other they would never end.
   std::latch both(2);
-  const auto meet = [&](const LiveService&) {
+  const auto meet = [&](const Turn&) {
     both.arrive_and_wait();
     return bond::blob();
   };
-  auto first = std::async(std::launch::async, [&] { return delivery.deliver("a", meet); });
-  delivery.deliver("b", meet);
+  auto first = std::async(std::launch::async, [&] { return delivery.deliver("a", kOffice, meet); });
+  delivery.deliver("b", kOffice, meet);
   first.get();
 }
 
-TEST(Delivery, ALongCallToOneServiceDoesNotHoldUpAnother) {
-  const Live<ProbeService> a("a");
-  const Live<ProbeService> b("b");
+TEST(Delivery, ALongCallInOneQueueDoesNotHoldUpAnother) {
   DeliveryLimits limits;
-  limits.workers = 1;  // two at least are made
+  limits.workers = 1;  // three at least are made
   Delivery delivery(limits);
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
-  for (int i = 0; i < 10; ++i) delivery.deliver("b", nothing);
+  for (int i = 0; i < 10; ++i) delivery.deliver("b", kOffice, nothing);
   held.let_go();
   held.result();
 }
 
-TEST(Delivery, RefusesACallTooManyForOneService) {
-  const Live<ProbeService> a("a");
-  const Live<ProbeService> b("b");
+TEST(Delivery, LeavesThreadsToOtherClients) {
   DeliveryLimits limits;
-  limits.waiting_calls = 2;
+  limits.workers = 4;
+  Delivery delivery(limits);
+  std::vector<std::unique_ptr<HeldCall>> held;
+  for (const char* const queue : {"a", "b", "c"}) {
+    held.push_back(std::make_unique<HeldCall>(delivery, queue));
+    held.back()->wait_until_it_runs();
+  }
+  // A fourth of the same client waits, with a thread at rest.
+  HeldCall fourth(delivery, "d");
+  wait_for_depth(delivery, 4);
+  for (int i = 0; i < 10; ++i) delivery.deliver("e", kSite, nothing);
+  // Behind that one in its queue, another client goes first.
+  delivery.deliver("d", kSite, nothing);
+  held.front()->let_go();
+  fourth.wait_until_it_runs();
+  fourth.let_go();
+  fourth.result();
+  held[1]->let_go();
+  held[2]->let_go();
+  for (auto& call : held) call->result();
+}
+
+TEST(Delivery, RefusesACallTooManyInAQueue) {
+  DeliveryLimits limits;
+  limits.waiting_calls = 4;
   Delivery delivery(limits);
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
   std::vector<std::future<bond::blob>> waiting;
-  for (std::size_t i = 0; i < 2; ++i) {
+  const auto wait_as = [&](const Delivery::Caller& caller) {
     waiting.push_back(
-        std::async(std::launch::async, [&] { return delivery.deliver("a", nothing); }));
-    wait_for_depth(delivery, i + 2);
-  }
+        std::async(std::launch::async, [&] { return delivery.deliver("a", caller, nothing); }));
+    wait_for_depth(delivery, waiting.size() + 1);
+  };
+  for (int i = 0; i < 3; ++i) wait_as(kOffice);
   std::string text;
-  EXPECT_EQ(refusal([&] { delivery.deliver("a", nothing); }, &text), Reason::queue_full);
+  // One client never fills it.
+  EXPECT_EQ(refusal([&] { delivery.deliver("a", kOffice, nothing); }, &text), Reason::queue_full);
   EXPECT_EQ(text, "too many calls wait for a");
-  EXPECT_EQ(refusal([&] { delivery.deliver("b", nothing); }), std::nullopt);
+  wait_as(kSite);
+  EXPECT_EQ(refusal([&] { delivery.deliver("a", kSite, nothing); }), Reason::queue_full);
+  EXPECT_EQ(refusal([&] { delivery.deliver("b", kOffice, nothing); }), std::nullopt);
   held.let_go();
   held.result();
   for (auto& call : waiting) call.get();
 }
 
 TEST(Delivery, GivesUpACallWhoseTurnDoesNotComeInTime) {
-  const Live<ProbeService> service("a");
   DeliveryLimits limits;
   limits.waiting_time = 20ms;
   Delivery delivery(limits);
@@ -194,7 +210,7 @@ TEST(Delivery, GivesUpACallWhoseTurnDoesNotComeInTime) {
   std::string text;
   EXPECT_EQ(refusal(
                 [&] {
-                  delivery.deliver("a", [&](const LiveService&) {
+                  delivery.deliver("a", kOffice, [&](const Turn&) {
                     has_run = true;
                     return bond::blob();
                   });
@@ -204,12 +220,47 @@ TEST(Delivery, GivesUpACallWhoseTurnDoesNotComeInTime) {
   EXPECT_EQ(text, "the call waited too long for a");
   held.let_go();
   held.result();
-  delivery.deliver("a", nothing);
+  delivery.deliver("a", kOffice, nothing);
   EXPECT_FALSE(has_run);
 }
 
-TEST(Delivery, CallsThatWereGivenUpLeaveTheServiceToOneCallAtATime) {
-  const Live<ProbeService> service("a");
+TEST(Delivery, DropsAWaitingCallWhoseCallerHasGone) {
+  Delivery delivery({});
+  HeldCall held(delivery, "a");
+  held.wait_until_it_runs();
+  std::atomic<bool> has_gone = false;
+  bool has_run = false;
+  const Delivery::Caller caller{"site", [&] { return has_gone.load(); }};
+  auto waiting = std::async(std::launch::async, [&] {
+    return refusal([&] {
+      delivery.deliver("a", caller, [&](const Turn&) {
+        has_run = true;
+        return bond::blob();
+      });
+    });
+  });
+  wait_for_depth(delivery, 2);
+  has_gone = true;
+  EXPECT_EQ(waiting.get(), Reason::caller_gone);
+  EXPECT_EQ(delivery.depth(), 1U);
+  held.let_go();
+  held.result();
+  EXPECT_FALSE(has_run);
+}
+
+TEST(Delivery, FinishesACallThatHasBegunWhoseCallerHasGone) {
+  Delivery delivery({});
+  std::atomic<bool> has_gone = false;
+  const bond::blob result =
+      delivery.deliver("a", {"site", [&] { return has_gone.load(); }}, [&](const Turn&) {
+        has_gone = true;
+        std::this_thread::sleep_for(500ms);
+        return bond::blob("done", 4);
+      });
+  EXPECT_EQ(result.size(), 4U);
+}
+
+TEST(Delivery, CallsThatWereGivenUpLeaveTheQueueToOneCallAtATime) {
   DeliveryLimits limits;
   limits.waiting_time = 1ms;
   Delivery delivery(limits);
@@ -217,10 +268,11 @@ TEST(Delivery, CallsThatWereGivenUpLeaveTheServiceToOneCallAtATime) {
   std::atomic<int> overlaps = 0;
   std::vector<std::thread> clients;
   for (int i = 0; i < 8; ++i) {
-    clients.emplace_back([&] {
+    clients.emplace_back([&, i] {
+      const Delivery::Caller& caller = i % 2 == 0 ? kOffice : kSite;
       for (int n = 0; n < 200; ++n) {
         refusal([&] {
-          delivery.deliver("a", [&](const LiveService&) {
+          delivery.deliver("a", caller, [&](const Turn&) {
             if (++running != 1) ++overlaps;
             std::this_thread::sleep_for(500us);
             --running;
@@ -236,28 +288,83 @@ TEST(Delivery, CallsThatWereGivenUpLeaveTheServiceToOneCallAtATime) {
 }
 
 TEST(Delivery, WaitsForACallThatHasBegunHoweverLongItTakes) {
-  const Live<ProbeService> service("a");
   DeliveryLimits limits;
   limits.waiting_time = 1ms;
   Delivery delivery(limits);
-  const bond::blob result = delivery.deliver("a", [](const LiveService&) {
+  const bond::blob result = delivery.deliver("a", kOffice, [](const Turn&) {
     std::this_thread::sleep_for(30ms);
     return bond::blob("done", 4);
   });
   EXPECT_EQ(result.size(), 4U);
 }
 
+TEST(Delivery, LetsOthersGoOnWhenACallGivesWayAndThenRunsItAgain) {
+  Delivery delivery({});
+  std::vector<std::string> order;
+  std::latch runs(1);
+  auto patient = std::async(std::launch::async, [&] {
+    bool has_tried = false;
+    return delivery.deliver("a", kOffice, [&](const Turn& turn) {
+      if (std::exchange(has_tried, true)) {
+        order.emplace_back("patient");
+        return bond::blob("done", 4);
+      }
+      runs.count_down();
+      while (!turn.others_wait()) std::this_thread::yield();
+      throw GiveWay();
+    });
+  });
+  runs.wait();
+  delivery.deliver("a", kSite, [&](const Turn&) {
+    order.emplace_back("other");
+    return bond::blob();
+  });
+  EXPECT_EQ(patient.get().size(), 4U);
+  EXPECT_THAT(order, ElementsAre("other", "patient"));
+  EXPECT_EQ(delivery.depth(), 0U);
+}
+
+TEST(Delivery, DropsACallThatGivesWayWhenTheServerStops) {
+  Delivery delivery({});
+  std::latch runs(1);
+  std::latch may_give_way(1);
+  auto patient = std::async(std::launch::async, [&] {
+    return refusal([&] {
+      delivery.deliver("a", kOffice, [&](const Turn&) -> bond::blob {
+        runs.count_down();
+        may_give_way.wait();
+        throw GiveWay();
+      });
+    });
+  });
+  runs.wait();
+  EXPECT_FALSE(delivery.drain(1ms));
+  may_give_way.count_down();
+  EXPECT_EQ(patient.get(), Reason::stopping);
+}
+
+TEST(Delivery, KnowsHowLongItsOldestCallHasBeenThere) {
+  Delivery delivery({});
+  EXPECT_EQ(delivery.age_of_oldest(), 0ns);
+  HeldCall held(delivery, "a");
+  held.wait_until_it_runs();
+  std::this_thread::sleep_for(20ms);
+  EXPECT_GE(delivery.age_of_oldest(), 20ms);
+  held.let_go();
+  held.result();
+  EXPECT_EQ(delivery.age_of_oldest(), 0ns);
+}
+
 TEST(Delivery, DrainsWhatRunsAndWaits) {
-  const Live<ProbeService> service("a");
-  const Live<ProbeService> other("b");
   Delivery delivery({});
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
-  auto waiting = std::async(std::launch::async,
-                            [&] { return refusal([&] { delivery.deliver("a", nothing); }); });
+  auto waiting = std::async(std::launch::async, [&] {
+    return refusal([&] { delivery.deliver("a", kOffice, nothing); });
+  });
   wait_for_depth(delivery, 2);
   auto drained = std::async(std::launch::async, [&] { return delivery.drain(10s); });
-  while (refusal([&] { delivery.deliver("b", nothing); }) != Reason::stopping) {
+  while (refusal([&] { delivery.deliver("b", kOffice, nothing); }) != Reason::stopping) {
     std::this_thread::yield();
   }
   held.let_go();
@@ -267,12 +374,12 @@ TEST(Delivery, DrainsWhatRunsAndWaits) {
 }
 
 TEST(Delivery, DropsWhatWaitsWhenTheTimeForDrainingIsOver) {
-  const Live<ProbeService> service("a");
   Delivery delivery({});
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
-  auto waiting = std::async(std::launch::async,
-                            [&] { return refusal([&] { delivery.deliver("a", nothing); }); });
+  auto waiting = std::async(std::launch::async, [&] {
+    return refusal([&] { delivery.deliver("a", kOffice, nothing); });
+  });
   wait_for_depth(delivery, 2);
   EXPECT_FALSE(delivery.drain(1ms));
   EXPECT_EQ(waiting.get(), Reason::stopping);
@@ -280,31 +387,34 @@ TEST(Delivery, DropsWhatWaitsWhenTheTimeForDrainingIsOver) {
   held.result();
 }
 
-TEST(Delivery, NeverOverlapsCallsToOneServiceUnderLoad) {
-  constexpr std::size_t kServices = 4;
-  std::vector<std::unique_ptr<Live<ProbeService>>> services;
-  for (std::size_t i = 0; i < kServices; ++i) {
-    services.push_back(std::make_unique<Live<ProbeService>>(test::probe_id(i)));
-  }
+TEST(Delivery, NeverOverlapsCallsInOneQueueUnderLoad) {
+  constexpr std::size_t kQueues = 4;
+  constexpr int kCalls = 300;
+  struct Queue {
+    std::atomic<bool> is_busy = false;
+    int count = 0;  // plain memory, so that a thread sanitizer notices as well
+  };
+  std::array<Queue, kQueues> queues;
+  std::atomic<int> overlaps = 0;
   Delivery delivery({});
   std::vector<std::thread> clients;
   for (std::size_t i = 0; i < 16; ++i) {
     clients.emplace_back([&, i] {
-      for (int n = 0; n < 300; ++n) {
-        delivery.deliver(test::probe_id(i % kServices), [](const LiveService& live) {
-          Variant reply;
-          static_cast<ProbeService*>(live.service)->count({}, reply, {});
+      const Delivery::Caller caller{std::to_string(i % 3)};
+      for (int n = 0; n < kCalls; ++n) {
+        Queue& queue = queues.at(i % kQueues);
+        delivery.deliver(std::to_string(i % kQueues), caller, [&](const Turn&) {
+          if (queue.is_busy.exchange(true)) ++overlaps;
+          ++queue.count;
+          queue.is_busy = false;
           return bond::blob();
         });
       }
     });
   }
   for (std::thread& client : clients) client.join();
-  for (const auto& service : services) {
-    Variant reply;
-    service->count({}, reply, {});
-    EXPECT_EQ(*reply.value_int32, 4 * 300 + 1);
-  }
+  EXPECT_EQ(overlaps, 0);
+  for (const Queue& queue : queues) EXPECT_EQ(queue.count, 4 * kCalls);
 }
 
 }  // namespace

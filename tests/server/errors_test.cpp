@@ -192,13 +192,85 @@ TEST_F(ErrorsTest, ANumberThatNoCellHoldsIsABadRequest) {
   EXPECT_EQ(answer.status, 400) << answer.body;
 }
 
-TEST_F(ErrorsTest, AFileThatIsNoDatabaseIsAnErrorOfTheServer) {
+TEST_F(ErrorsTest, AFileThatIsNoDatabaseIsNamedAsNoProject) {
   std::ofstream(server().file("text.db")) << std::string(4096, 'x');
-  const HttpAnswer opened = client().call(kManager, "open", {{"filename", "text.db"}});
-  const HttpAnswer answer =
-      opened.status == 200 ? client().call(opened.json().at("service_id"), "list_sheets") : opened;
-  EXPECT_EQ(answer.status, 500);
-  EXPECT_THAT(answer.detail(), HasSubstr("file is not a database"));
+  const std::string id = server().open("text.db");
+  for (const HttpAnswer& answer :
+       {client().call(id, "list_sheets"), client().call(id, "create_sheet"),
+        client().call(id, "query_table", sql_request("select id from sheet")),
+        client().get("/v1/projects/text.db/list_sheets")}) {
+    EXPECT_EQ(answer.status, 422);
+    EXPECT_THAT(answer.detail(),
+                StartsWith("\"text.db\" is not a korvane project: Corrupt image: file is not"));
+  }
+}
+
+TEST_F(ErrorsTest, AFileWithoutTheTablesOfAProjectIsNamedAsNone) {
+  std::ofstream(server().file("empty.db"));
+  const HttpAnswer answer = client().get("/v1/projects/empty.db/list_sheets");
+  EXPECT_EQ(answer.status, 422);
+  EXPECT_EQ(answer.detail(),
+            "\"empty.db\" is not a korvane project: Invalid SQL statement: no such table: sheet");
+  // In a query the client's own SQL is to blame.
+  EXPECT_EQ(client()
+                .call(server().open("empty.db"), "query_table", sql_request("select id from sheet"))
+                .status,
+            400);
+}
+
+TEST_F(ErrorsTest, ARowWhoseIdHasMoreThan32BitsIsNamed) {
+  const std::string id = server().open("project.db");
+  PlainConnection(server().file("project.db"), PlainConnection::Mode::kWrite)
+      .run("insert into sheet (id, raw) values (4294967297, x'00')");
+  const HttpAnswer answer = client().call(id, "list_sheets");
+  EXPECT_EQ(answer.status, 422);
+  EXPECT_EQ(answer.detail(), "sheet: the id 4294967297 does not fit 32 bits");
+}
+
+TEST_F(ErrorsTest, SeveralStatementsInOneQueryAreRefusedAndNoneIsRun) {
+  const std::string id = server().open("project.db");
+  for (const char* const sql :
+       {"insert into sheet (uid) values ('a'); select 1", "select 1; select 2",
+        "delete from sheet; -- and\n drop table sheet"}) {
+    const HttpAnswer answer = client().call(id, "query_table", sql_request(sql));
+    EXPECT_EQ(answer.status, 400) << sql;
+    EXPECT_EQ(answer.detail(), "expected one statement of SQL, found several");
+  }
+  EXPECT_EQ(client().call(id, "list_sheets").json().at("items").size(), 0U);
+  EXPECT_EQ(client().call(id, "query_table", sql_request("select 1; -- one")).status, 200);
+}
+
+TEST_F(ErrorsTest, WhatFollowsTheRecordOfARequestIsRefusedAndNothingIsDone) {
+  const std::string id = server().open("project.db");
+  client().call(id, "create_sheet", {{"uid", "kept"}});
+  client().call(id, "update_project", {{"item", {{"properties", {{"k", {{"value_int32", 1}}}}}}}});
+  const std::string marshal("CB\x01\x00", 4);
+  const std::string record("\x02\x00\x00", 3);  // reset_schema: false
+  const HttpAnswer answer = client().call_binary(id, "clear", marshal + record);
+  EXPECT_EQ(answer.status, 400);
+  EXPECT_EQ(answer.detail(),
+            "3 bytes follow the request's record; expected bare Compact Binary version 1, without "
+            "the header of Marshal, and nothing after it");
+  EXPECT_EQ(client().call_binary(id, "update_project", marshal + std::string("\x00", 1)).status,
+            400);
+  EXPECT_EQ(client().call_binary(id, "create_sheet", std::string("\x00\x00", 2)).detail(),
+            "1 byte follows the request's record; expected bare Compact Binary version 1, without "
+            "the header of Marshal, and nothing after it");
+  EXPECT_EQ(client().call_binary(kManager, "open", marshal + std::string("\x00", 1)).status, 400);
+  EXPECT_EQ(client().call(id, "list_sheets").json().at("items").size(), 1U);
+  EXPECT_EQ(client().call(id, "get_project").json().at("properties").size(), 1U);
+}
+
+TEST_F(ErrorsTest, AnotherVersionOfCompactBinaryIsNotSpoken) {
+  const std::string path = path_of(kProbe, "count");
+  const std::string record("\x00", 1);
+  const auto send = [&](const std::string& type, const std::string& accept) {
+    return client().send("POST", path, record, {{"Content-Type", type}, {"Accept", accept}});
+  };
+  EXPECT_EQ(send(kCompactBinary + "; version=1", kCompactBinary + ";version=1").status, 200);
+  EXPECT_EQ(send(kCompactBinary + "; Version=\"1\"", "*/*").status, 200);
+  EXPECT_EQ(send(kCompactBinary + "; version=2", "*/*").status, 415);
+  EXPECT_EQ(send(kCompactBinary, kCompactBinary + ";version=2").status, 406);
 }
 
 TEST_F(ErrorsTest, AProbesFailureIsToldByItsText) {

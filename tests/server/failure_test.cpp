@@ -18,6 +18,7 @@
 #include "bond/exception.h"
 #include "contracts/encoding/json.h"
 #include "host/delivery.h"
+#include "platform/rpc4/failure.h"
 
 namespace korvane::host {
 namespace {
@@ -35,7 +36,13 @@ constexpr std::array kEffects = {Effect::reads, Effect::writes, Effect::opens, E
 
 template <class Failure>
 HttpFault fault(const Failure& failure, Effect effect = Effect::writes) {
-  return fault_of(std::make_exception_ptr(failure), effect);
+  return fault_of(std::make_exception_ptr(failure), {effect});
+}
+
+/// Of a call to a project.
+template <class Failure>
+HttpFault fault_of_project(const Failure& failure, Effect effect, bool is_database = true) {
+  return fault_of(std::make_exception_ptr(failure), {effect, "a.db", is_database});
 }
 
 template <class Failure>
@@ -63,17 +70,45 @@ TEST(FaultOf, ATableThatIsLockedIsTriedAgainLater) {
 
 TEST(FaultOf, ACallThatWasNotDeliveredIsTriedAgainLater) {
   using Reason = NotDelivered::Reason;
-  for (const Reason reason : {Reason::queue_full, Reason::waited_too_long, Reason::stopping}) {
+  for (const Reason reason :
+       {Reason::queue_full, Reason::waited_too_long, Reason::caller_gone, Reason::stopping}) {
     const HttpFault not_delivered = fault(NotDelivered(reason, "the text"));
     expect_retry_later(not_delivered);
     EXPECT_STREQ(not_delivered.what(), "the text");
   }
 }
 
-TEST(FaultOf, AServiceThatIsNotLiveIsNotFound) {
-  const HttpFault gone = fault(NotDelivered(NotDelivered::Reason::not_live, "no service x"));
-  EXPECT_EQ(gone.status, 404);
-  EXPECT_THAT(gone.fields, IsEmpty());
+TEST(FaultOf, NoMemoryIsTriedAgainLater) {
+  for (const Effect effect : kEffects) {
+    expect_retry_later(fault(std::bad_alloc(), effect));
+    expect_retry_later(fault(krv::rpc4::NoMemoryForRequest(), effect));
+    expect_retry_later(fault(sqlite::NoMemoryException("out of memory"), effect));
+  }
+}
+
+TEST(FaultOf, AFileWithoutTheTablesOfAProjectIsNamedAsNone) {
+  const sqlite::InvalidSQLStatementException failure("no such table: sheet");
+  for (const Effect effect : {Effect::reads, Effect::writes, Effect::opens}) {
+    const HttpFault none = fault_of_project(failure, effect);
+    EXPECT_EQ(none.status, 422);
+    EXPECT_STREQ(none.what(),
+                 "\"a.db\" is not a korvane project: Invalid SQL statement: no such table: sheet");
+  }
+  EXPECT_EQ(fault_of_project(failure, Effect::queries).status, 400);
+}
+
+TEST(FaultOf, AFileThatIsNoDatabaseIsNamedAsNone) {
+  const sqlite::CorruptImageException failure("file is not a database");
+  for (const Effect effect : kEffects) {
+    const HttpFault none = fault_of_project(failure, effect, false);
+    EXPECT_EQ(none.status, 422);
+    EXPECT_THAT(none.what(), HasSubstr("\"a.db\" is not a korvane project: "));
+    EXPECT_EQ(fault_of_project(failure, effect).status, 500);
+  }
+}
+
+TEST(FaultOf, ARowThatNoReplyCanHoldIsOfTheFile) {
+  expect_status_of_every_effect(krv::rpc4::UnusableRow("sheet: the id 4294967297 …"), 422);
 }
 
 TEST(FaultOf, AConstraintIsAConflict) {
@@ -93,7 +128,6 @@ TEST(FaultOf, ALibrarysFailureIsAnErrorOfTheServer) {
   expect_status_of_every_effect(std::range_error("failed to get_sheet"), 500);
   expect_status_of_every_effect(std::system_error(std::make_error_code(std::errc::io_error)), 500);
   expect_status_of_every_effect(std::out_of_range("subscript"), 500);
-  expect_status_of_every_effect(std::bad_alloc(), 500);
   expect_status_of_every_effect(sqlite::DatabaseFullException("disk"), 500);
   expect_status_of_every_effect(sqlite::ReadOnlyException("file"), 500);
   expect_status_of_every_effect(Poco::Data::NotConnectedException("file"), 500);

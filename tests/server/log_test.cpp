@@ -54,7 +54,7 @@ TEST_F(LogTest, HasALineForARequestWithItsFields) {
   EXPECT_LT(line.at("milliseconds"), 10'000.0);
   EXPECT_EQ(line.at("request_bytes"), body.size());
   EXPECT_EQ(line.at("reply_bytes"), answer.body.size());
-  EXPECT_EQ(line.size(), 9U) << line;
+  EXPECT_EQ(line.size(), 10U) << line;
 }
 
 TEST_F(LogTest, HasALineForEachRequest) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -22,7 +23,10 @@ class LoggedServer {
                         std::optional<host::Tokens> tokens = std::nullopt,
                         krv::log::severity_level minimum = krv::log::trace) {
     boost::log::core::get()->set_logging_enabled(true);
-    sink_ = std::make_unique<host::JsonLogSink>(minimum, text_);
+    sink_ = std::make_unique<host::JsonLogSink>(minimum, [text = text_](std::string_view piece) {
+      *text += piece;
+      return piece.size();
+    });
     server_ = std::make_unique<TestServer>(limits, std::move(tokens));
   }
   LoggedServer(const LoggedServer&) = delete;
@@ -36,7 +40,7 @@ class LoggedServer {
     if (server_) server_->end();
     sink_.reset();
     boost::log::core::get()->set_logging_enabled(false);
-    return text_.str();
+    return *text_;
   }
 
   /// The same, line by line.
@@ -55,7 +59,8 @@ class LoggedServer {
   }
 
  private:
-  std::ostringstream text_;
+  /// Written on the log's thread, which ends with the sink.
+  std::shared_ptr<std::string> text_ = std::make_shared<std::string>();
   std::unique_ptr<host::JsonLogSink> sink_;
   std::unique_ptr<TestServer> server_;
 };

@@ -1,6 +1,8 @@
 // Too much at a time: calls wait for their service, some are told to come again.
 
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/server/server_suite.h"
@@ -63,24 +65,34 @@ class ShortQueue : public Queueing {
   ShortQueue() : Queueing(limits()) {}
 };
 
+/// A call that holds the probe for a while.
+class SleepingCall {
+ public:
+  SleepingCall(std::uint16_t port, std::chrono::milliseconds time) : connection_(port) {
+    connection_.send(
+        call_text(kProbe, "sleep", R"({"value_int32":)" + std::to_string(time.count()) + "}"));
+  }
+  HttpAnswer answer() { return connection_.read_answer(); }
+
+ private:
+  RawConnection connection_;
+};
+
 TEST_F(ShortQueue, ACallTooManyIsToldToComeAgain) {
-  BusyProject busy(server());
+  SleepingCall runs(server().port(), 1500ms);
   wait_for_calls(1);
-  // That call may still be waiting for a thread, and then the next one is too many.
-  std::vector<RawConnection> others;
+  // It has a thread before long: until then the next one is too many itself.
+  std::unique_ptr<SleepingCall> waits;
   wait_until([&] {
-    others.push_back(call_behind(busy));
+    waits = std::make_unique<SleepingCall>(server().port(), 1ms);
+    std::this_thread::sleep_for(20ms);
     return metric_now("korvane_queued_calls") == 2;
   });
-  expect_try_again(client().call(busy.id(), "create_sheet"), 503,
-                   "too many calls wait for " + busy.id());
-  EXPECT_EQ(client().call(kProbe, "count").status, 200);
-  busy.let_go();
-  EXPECT_EQ(busy.answer().status, 200);
-  int served = 0;
-  for (RawConnection& other : others) served += other.read_answer().status == 200 ? 1 : 0;
-  EXPECT_EQ(served, 1);
-  EXPECT_EQ(sheets_in(client().call(busy.id(), "list_sheets")), 1U);
+  expect_try_again(client().call(kProbe, "count"), 503, "too many calls wait for " + kProbe);
+  EXPECT_EQ(client().call(probe_id(1), "count").status, 200);
+  EXPECT_EQ(runs.answer().status, 200);
+  EXPECT_EQ(waits->answer().status, 200);
+  EXPECT_EQ(client().call(kProbe, "count").json().at("value_int32"), 3);
 }
 
 class ShortWait : public Queueing {
@@ -94,13 +106,45 @@ class ShortWait : public Queueing {
 };
 
 TEST_F(ShortWait, ACallThatWaitsTooLongIsToldToComeAgainAndNotRun) {
-  BusyProject busy(server());
+  SleepingCall runs(server().port(), 1000ms);
   wait_for_calls(1);
-  expect_try_again(client().call(busy.id(), "create_sheet"), 503,
-                   "the call waited too long for " + busy.id());
-  busy.let_go();
-  EXPECT_EQ(busy.answer().status, 200);
-  EXPECT_EQ(sheets_in(client().call(busy.id(), "list_sheets")), 1U);
+  std::this_thread::sleep_for(50ms);
+  expect_try_again(client().call(kProbe, "count"), 503, "the call waited too long for " + kProbe);
+  EXPECT_EQ(runs.answer().status, 200);
+  EXPECT_EQ(client().call(kProbe, "count").json().at("value_int32"), 2);
+}
+
+TEST_F(Queueing, AWriteThatWaitsForALockLetsReadsGoOn) {
+  const std::string id = server().open("busy.db");
+  PlainConnection other(server().file("busy.db"), PlainConnection::Mode::kWrite);
+  other.run("begin immediate");
+  auto writer = connect();
+  writer.send(call_text(id, "create_sheet", "{}"));
+  wait_for_calls(1);
+  for (int i = 0; i < 5; ++i) {
+    const auto begin = Clock::now();
+    EXPECT_EQ(client().call(id, "list_sheets").status, 200);
+    EXPECT_LT(Clock::now() - begin, 1s);
+  }
+  EXPECT_FALSE(writer.has_answer_within(0ms));
+  other.run("commit");
+  EXPECT_EQ(writer.read_answer().status, 200);
+  EXPECT_EQ(client().call(id, "list_sheets").json().at("items").size(), 1U);
+}
+
+TEST_F(Queueing, AWaitingCallWhoseConnectionHasGoneIsNotRun) {
+  SleepingCall runs(server().port(), 1500ms);
+  wait_for_calls(1);
+  std::this_thread::sleep_for(50ms);
+  {
+    auto gone = connect();
+    gone.send(call_text(kProbe, "count", "{}"));
+    wait_for_calls(2);
+    gone.close();
+  }
+  wait_for_calls(1);
+  EXPECT_EQ(runs.answer().status, 200);
+  EXPECT_EQ(client().call(kProbe, "count").json().at("value_int32"), 2);
 }
 
 host::ModelServerLimits two_requests_per_client() {
@@ -143,6 +187,110 @@ TEST_F(RequestsOfOneClient, CountNoMoreWhenTheyAreRefused) {
   wait_until([&] { return HalfRequest(server().port()).first_answer().status == 100; });
   EXPECT_LT(Clock::now() - start, 900ms);
   EXPECT_EQ(first.finish().status, 200);
+}
+
+/// A server with two readers.
+class TwoClients : public ::testing::Test {
+ protected:
+  explicit TwoClients(const host::ModelServerLimits& limits = {}) {
+    const host::Scopes scopes = {host::Scope::read, host::Scope::write};
+    office_ = "Authorization: Bearer " + file_.add("office", scopes) + "\r\n";
+    site_ = file_.add("site", scopes);
+    server_ = std::make_unique<TestServer>(limits, host::Tokens::load(path()));
+  }
+
+  std::string path() const { return folder_.file("tokens.json"); }
+  TestServer& server() { return *server_; }
+  HttpClient site() const { return server_->client_of(site_); }
+  /// A call of the office's, which is not waited for.
+  RawConnection office_call(const std::string& service, const std::string& operation,
+                            const std::string& body) const {
+    RawConnection connection(server_->port());
+    connection.send(call_header(service, operation, office_ + content_length(body.size())) + body);
+    return connection;
+  }
+  /// One of the office's whose body is `length` blanks, of which only `sent` are sent.
+  RawConnection office_call(const std::string& service, const std::string& operation,
+                            std::size_t length, std::size_t sent) const {
+    RawConnection connection(server_->port());
+    connection.send(call_header(service, operation, office_ + content_length(length)) +
+                    std::string(sent, ' '));
+    return connection;
+  }
+  double held_bodies() const {
+    return metric(site().get("/metrics").body, "korvane_held_bytes{for=\"bodies\"}");
+  }
+
+ private:
+  TemporaryFolder folder_;
+  host::TokenFile file_{path()};
+  std::string office_;
+  std::string site_;
+  std::unique_ptr<TestServer> server_;
+};
+
+TEST_F(TwoClients, TakeTurnsInAProjectHoweverManyCallsOneHas) {
+  std::vector<RawConnection> calls;
+  for (int i = 0; i < 20; ++i) {
+    calls.push_back(office_call(kProbe, "sleep", R"({"value_int32":100})"));
+  }
+  std::this_thread::sleep_for(50ms);
+  HttpClient client = site();
+  for (int i = 0; i < 3; ++i) {
+    const auto begin = Clock::now();
+    EXPECT_EQ(client.call(kProbe, "count").status, 200);
+    EXPECT_LT(Clock::now() - begin, 1s);
+  }
+  for (RawConnection& call : calls) EXPECT_EQ(call.read_answer().status, 200);
+}
+
+TEST_F(TwoClients, DoNotHoldUpEachOtherOnDifferentProjects) {
+  std::vector<RawConnection> calls;
+  for (std::size_t i = 1; i < 16; ++i) {
+    calls.push_back(office_call(probe_id(i), "sleep", R"({"value_int32":1000})"));
+  }
+  std::this_thread::sleep_for(50ms);
+  HttpClient client = site();
+  const auto begin = Clock::now();
+  for (int i = 0; i < 10; ++i) EXPECT_EQ(client.call(kProbe, "count").status, 200);
+  EXPECT_LT(Clock::now() - begin, 900ms);
+  for (RawConnection& call : calls) EXPECT_EQ(call.read_answer().status, 200);
+}
+
+TEST_F(TwoClients, LeaveEachOtherPlacesInTheQueue) {
+  std::vector<RawConnection> calls;
+  for (int i = 0; i < 70; ++i) {
+    calls.push_back(office_call(kProbe, "sleep", R"({"value_int32":20})"));
+  }
+  std::this_thread::sleep_for(100ms);
+  EXPECT_EQ(site().call(kProbe, "count").status, 200);
+  int refused = 0;
+  for (RawConnection& call : calls) refused += call.read_answer().status == 503 ? 1 : 0;
+  EXPECT_GT(refused, 0);
+}
+
+class TwoClientsAndFewBodies : public TwoClients {
+ protected:
+  static host::ModelServerLimits limits() {
+    host::ModelServerLimits limits;
+    limits.all_body_bytes = 400'000;
+    return limits;
+  }
+  TwoClientsAndFewBodies() : TwoClients(limits()) {}
+};
+
+TEST_F(TwoClientsAndFewBodies, LeaveEachOtherRoomForBodies) {
+  constexpr std::size_t kLength = 60'000;
+  std::vector<RawConnection> senders;
+  for (int i = 0; i < 5; ++i) senders.push_back(office_call(kProbe, "count", kLength, kLength - 1));
+  wait_until([&] { return held_bodies() == 5 * kLength; });
+  RawConnection sixth = office_call(kProbe, "count", kLength, kLength - 1);
+  expect_try_again(sixth.read_answer(), 503, "too many bodies of requests are held at a time");
+  EXPECT_EQ(site()
+                .send("POST", path_of(kProbe, "count"), std::string(kLength - 2, ' ') + "{}",
+                      {{"Content-Type", kJson}})
+                .status,
+            200);
 }
 
 TEST(RequestsOfOneToken, AreNotThoseOfAnother) {

@@ -247,7 +247,7 @@ TEST_F(HeadTest, HasTheHeaderOfGetAndNoBody) {
 
 TEST_F(HeadTest, OfAFailureHasNoBodyEither) {
   auto connection = connect();
-  connection.send(header("HEAD /nowhere"));
+  connection.send(header("HEAD /nowhere", "Connection: close\r\n"));
   const std::string head = connection.read_all();
   EXPECT_THAT(head, StartsWith("HTTP/1.1 404 "));
   EXPECT_TRUE(head.ends_with("\r\n\r\n"));

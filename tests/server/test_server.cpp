@@ -153,6 +153,12 @@ void TestServer::end() {
   plugins_.clear();
 }
 
+bool TestServer::reload(std::chrono::milliseconds deadline) {
+  return server_->begin_run(deadline, [&] {
+    for (const auto& plugin : plugins_) plugin->restart();
+  });
+}
+
 std::string TestServer::open(const std::string& filename) const {
   return client().call(kManager, "open", {{"filename", filename}}).json().at("service_id");
 }

@@ -113,6 +113,8 @@ class TestServer {
   std::string open(const std::string& filename) const;
   /// Stops the server and its plugins. The files stay.
   void end();
+  /// Restarts the plugins, as a server does when it is told to. False when calls still run.
+  bool reload(std::chrono::milliseconds deadline = std::chrono::seconds(10));
 
  private:
   TemporaryFolder folder_;

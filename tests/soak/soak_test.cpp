@@ -147,7 +147,8 @@ class Client {
   }
 
   void connect() {
-    project_ = std::make_unique<RemoteProject>(server_.url(), "", project_file(number_));
+    project_ = std::make_unique<RemoteProject>(server_.url(), "", project_file(number_),
+                                               RemoteProject::IfMissing::make);
     http_ = std::make_unique<HttpClient>(server_.port());
     service_ = http_->call(kManager, "open", {{"filename", project_file(number_)}})
                    .json()

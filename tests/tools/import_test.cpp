@@ -30,7 +30,8 @@ class ImportSchedule : public testing::Test {
     if (!project_) {
       const boost::filesystem::path plugin(KORVANE_PLUGIN_FILE);
       project_ =
-          std::make_unique<EmbeddedProject>(plugin.parent_path(), folder_.file("project.db"));
+          std::make_unique<EmbeddedProject>(plugin.parent_path(), folder_.file("project.db"),
+                                            EmbeddedProject::IfMissing::make);
     }
     return project_->service();
   }

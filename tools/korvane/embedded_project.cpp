@@ -1,10 +1,13 @@
 #include "tools/korvane/embedded_project.h"
 
+#include <filesystem>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include <boost/dll/runtime_symbol_info.hpp>
 
+#include "host/project_root.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/rpc4/directory.h"
 
@@ -14,8 +17,28 @@ using model::cad::Project_Service;
 using model::cad::ProjectManager_Metadata;
 using model::cad::ProjectManager_Service;
 
+namespace {
+
+/// Looks at the file as it will be opened: SQLite takes "a.db/" for a.db.
+void require_project(const std::string& filename, EmbeddedProject::IfMissing if_missing) {
+  std::error_code failure;
+  const std::filesystem::file_status status = std::filesystem::status(filename, failure);
+  if (status.type() == std::filesystem::file_type::not_found) {
+    if (if_missing == EmbeddedProject::IfMissing::make) return;
+    throw std::runtime_error("no project " + filename);
+  }
+  const bool is_file = std::filesystem::is_regular_file(status);
+  const bool is_empty = is_file && std::filesystem::file_size(filename, failure) == 0;
+  if (is_file && !is_empty && !host::begins_as_database(filename)) {
+    throw std::runtime_error("\"" + filename + "\" is not a korvane project: it is no database");
+  }
+}
+
+}  // namespace
+
 EmbeddedProject::EmbeddedProject(const boost::filesystem::path& plugin_folder,
-                                 const std::string& filename) {
+                                 const std::string& filename, IfMissing if_missing) {
+  require_project(filename, if_missing);
   for (const auto& library : host::find_plugins(plugin_folder)) {
     plugins_.push_back(std::make_unique<host::Plugin>(library));
   }

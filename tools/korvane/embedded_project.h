@@ -15,9 +15,15 @@ namespace korvane::tool {
 /// them to open the file. Closed with the object.
 class EmbeddedProject {
  public:
-  /// Opens `filename`, which is made if it is not there. Throws std::runtime_error when the folder
-  /// holds no plugin that opens projects, and what loading and opening throw.
-  EmbeddedProject(const boost::filesystem::path& plugin_folder, const std::string& filename);
+  /// What becomes of a file that is not there.
+  enum class IfMissing { fail, make };
+
+  /// Opens `filename`. Throws std::runtime_error "no project <filename>" for one that is missing
+  /// and is not to be made, "\"<filename>\" is not a korvane project: …" for a file that is no
+  /// database, when the folder holds no plugin that opens projects, and what loading and opening
+  /// throw.
+  EmbeddedProject(const boost::filesystem::path& plugin_folder, const std::string& filename,
+                  IfMissing if_missing);
 
   model::cad::Project_Service& service() { return *service_; }
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <CLI/CLI.hpp>
+#include <Poco/Data/SQLite/SQLiteException.h>
 #include <Poco/Exception.h>
 
 #include "host/tokens.h"
@@ -51,16 +52,35 @@ struct Options {
   std::vector<Scope> scopes;
 };
 
+/// What a command does with a project. One that reads never makes it.
+enum class Purpose { reading, writing };
+
 /// Calls `use` with the project: on the server that is named, else opened in this process.
 template <class Use>
-void with_project(const Options& options, Use use) {
+void with_project(const Options& options, Purpose purpose, Use use) {
   if (options.server) {
-    RemoteProject project(*options.server, options.token, options.project);
+    using IfMissing = RemoteProject::IfMissing;
+    RemoteProject project(*options.server, options.token, options.project,
+                          purpose == Purpose::writing ? IfMissing::make : IfMissing::fail);
     use(project);
-  } else {
-    EmbeddedProject project(options.plugins, options.project);
-    use(project.service());
+    return;
   }
+  using IfMissing = EmbeddedProject::IfMissing;
+  EmbeddedProject project(options.plugins, options.project,
+                          purpose == Purpose::writing ? IfMissing::make : IfMissing::fail);
+  try {
+    use(project.service());
+  } catch (const Poco::Data::SQLite::InvalidSQLStatementException& failure) {
+    // The store's own SQL does not fit the file.
+    throw std::runtime_error("\"" + options.project +
+                             "\" is not a korvane project: " + failure.displayText());
+  }
+}
+
+/// Throws unless all that was printed has gone out.
+void require_output() {
+  std::cout.flush();
+  if (!std::cout) throw std::runtime_error("cannot write to the standard output");
 }
 
 /// Results go to stdout, all that is said about them to stderr.
@@ -68,7 +88,7 @@ void run_import(const Options& options) {
   const korvane::tool::ScheduleFile schedule =
       korvane::tool::read_schedule(options.file, {options.sheet, options.revision});
   for (const std::string& remark : schedule.remarks) std::cerr << remark << '\n';
-  with_project(options, [&](Project_Service& project) {
+  with_project(options, Purpose::writing, [&](Project_Service& project) {
     const auto revisions = korvane::tool::store_schedule(project, schedule);
     for (const auto& revision : revisions) {
       std::cerr << "imported " << format_count(revision.bars, "bar mark") << ", "
@@ -91,7 +111,7 @@ void run_import(const Options& options) {
 }
 
 void run_show(const Options& options) {
-  with_project(options, [&](Project_Service& project) {
+  with_project(options, Purpose::reading, [&](Project_Service& project) {
     korvane::tool::show_project(project, options.revision ? &*options.revision : nullptr,
                                 std::cout);
   });
@@ -99,7 +119,15 @@ void run_show(const Options& options) {
 
 void run_token_add(const Options& options) {
   const std::set<Scope> scopes(options.scopes.begin(), options.scopes.end());
-  std::cout << korvane::host::TokenFile(options.token_file).add(options.client, scopes) << '\n';
+  korvane::host::TokenFile file(options.token_file);
+  std::cout << file.add(options.client, scopes) << '\n';
+  try {
+    require_output();
+  } catch (const std::exception&) {
+    // Nobody has seen it, and nobody can any more.
+    file.remove(options.client);
+    throw;
+  }
   std::cerr << "made a token for \"" << options.client << "\"; it is not shown again\n";
 }
 
@@ -151,15 +179,25 @@ void add_serve_options(CLI::App& command, korvane::tool::ServeOptions& serve) {
   const auto add_count = [&](const char* name, auto& count, const char* text) {
     command.add_option(name, count, text)->check(CLI::PositiveNumber)->capture_default_str();
   };
-  add_count("--open-projects", limits.open_projects, "Projects that may be open");
-  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least 2");
+  command
+      .add_option("--open-projects", serve.open_projects,
+                  "Projects that may be open; by default as many as the process's limit of "
+                  "descriptors allows, up to " +
+                      std::to_string(limits.open_projects))
+      ->check(CLI::PositiveNumber);
+  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least 3");
   add_count("--waiting-calls", limits.delivery.waiting_calls, "Calls that may wait for a project");
   add_count("--connections", limits.http.connections, "Connections at a time");
   add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");
   add_count("--body-bytes", limits.http.body_bytes, "Size of a request's body");
-  add_count("--all-body-bytes", limits.http.all_body_bytes, "Size of all bodies at a time");
+  add_count("--all-body-bytes", limits.all_body_bytes, "Size of all bodies at a time");
+  add_count("--record-bytes", limits.record_bytes, "Memory that one request may become");
+  add_count("--all-record-bytes", limits.all_record_bytes, "Memory of all requests at work");
+  add_count("--all-reply-bytes", limits.all_reply_bytes, "Memory of all replies on their way");
   add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
   add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
+  command.add_flag("--unfenced-sql", limits.is_sql_unfenced,
+                   "Let the scope sql do everything: other files, pragmas, transactions");
   add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");
   add_seconds(command, "--call-time", limits.call.time, "Time of any other call, from its turn on");
   add_seconds(command, "--idle-time", limits.http.idle_time, "Time of a connection at rest");
@@ -249,13 +287,10 @@ int run(int argc, char** argv) {
 
   try {
     app.parse(argc, argv);
-    // On a server its name means another file.
-    const std::string fault = CLI::ExistingFile(options.project);
-    if (show->parsed() && !options.server && !fault.empty()) {
-      throw CLI::ValidationError("PROJECT", fault);
-    }
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kWrongUsage;
+    if (app.exit(error) != 0) return kWrongUsage;
+    require_output();  // the help that was asked for
+    return kDone;
   }
   if (serve->parsed()) {
     options.serve.plugins = options.plugins;
@@ -270,6 +305,7 @@ int run(int argc, char** argv) {
   if (import->parsed()) run_import(options);
   if (show->parsed()) run_show(options);
   if (schema->parsed()) run_schema(options);
+  require_output();
   return kDone;
 }
 

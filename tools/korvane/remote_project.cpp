@@ -67,10 +67,9 @@ class RemoteProject::Server {
   }
 
   template <class Reply, class Request>
-  Reply call(const std::string& service_id, std::string_view operation, const Request& request) {
+  Reply call(const std::string& path, const Request& request) {
     const bond::blob body = encoding::encode(request);
-    const std::string reply =
-        post(host::operation_path(service_id, operation), {body.content(), body.size()});
+    const std::string reply = post(path, {body.content(), body.size()});
     return encoding::decode<Reply>(reply.data(), static_cast<std::uint32_t>(reply.size()));
   }
 
@@ -99,33 +98,22 @@ class RemoteProject::Server {
   std::unique_ptr<HTTPClientSession> session_;
 };
 
-namespace {
-
-model::OpenProjectRequest open_request(const std::string& filename) {
+RemoteProject::RemoteProject(const std::string& url, const std::string& token,
+                             const std::string& filename, IfMissing if_missing)
+    : Project_Service(filename), server_(std::make_unique<Server>(url, token)) {
+  if (if_missing == IfMissing::fail) return;
   model::OpenProjectRequest request;
   request.filename = filename;
-  return request;
+  server_->call<model::OpenProjectResponse>(
+      host::operation_path(std::string(ProjectManager_Metadata::GlobalInstanceID), "open"),
+      request);
 }
-
-}  // namespace
-
-RemoteProject::RemoteProject(const std::string& url, const std::string& token,
-                             const std::string& filename)
-    : RemoteProject(std::make_unique<Server>(url, token), filename) {}
-
-RemoteProject::RemoteProject(std::unique_ptr<Server> server, const std::string& filename)
-    : Project_Service(server
-                          ->call<model::OpenProjectResponse>(
-                              std::string(ProjectManager_Metadata::GlobalInstanceID), "open",
-                              open_request(filename))
-                          .service_id),
-      server_(std::move(server)) {}
 
 RemoteProject::~RemoteProject() = default;
 
-#define CALL_REMOTELY(name, Request, Reply, effect)         \
-  void RemoteProject::name(Request request, Reply& reply) { \
-    reply = server_->call<Reply>(id(), #name, request);     \
+#define CALL_REMOTELY(name, Request, Reply, effect)                         \
+  void RemoteProject::name(Request request, Reply& reply) {                 \
+    reply = server_->call<Reply>(host::project_path(id(), #name), request); \
   }
 KORVANE_PROJECT_OPERATIONS(CALL_REMOTELY)
 #undef CALL_REMOTELY

@@ -18,6 +18,8 @@ struct ServeOptions {
   std::optional<std::string> tls_key;
   std::vector<std::string> host_names;
   host::ModelServerLimits limits;
+  /// As many as the process's limit of descriptors allows, up to thousands.
+  std::optional<std::size_t> open_projects;
   std::chrono::milliseconds stop_time = std::chrono::seconds(20);
   bool is_verbose = false;
 };
@@ -26,6 +28,9 @@ struct ServeOptions {
 /// logs on stderr, a JSON object a line. Makes the folder the process's current directory. A second
 /// signal ends the process at once, and so does the end of `stop_time` while a call still runs: no
 /// plugin can be stopped beside it, and SQLite takes back what it had not committed.
+///
+/// SIGHUP has tokens and certificate read anew and the plugins restarted, which closes the
+/// projects. What cannot be read stays as it was, and the log says so.
 ///
 /// Called once, from the program's first thread and before there are others. Throws
 /// std::runtime_error for what keeps it from starting.

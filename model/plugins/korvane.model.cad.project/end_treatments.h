@@ -25,7 +25,7 @@ class EndTreatments {
 
   /// The id of the row of `treatment`, which is inserted if there is none. Throws the data layer's
   /// exceptions; Poco::Data::ExtractException "value already extracted" if several rows match, and
-  /// std::out_of_range for a row whose id has more than 32 bits.
+  /// krv::rpc4::UnusableRow for a row whose id has more than 32 bits.
   std::int32_t find_or_insert(const EndTreatment& treatment);
 
  private:

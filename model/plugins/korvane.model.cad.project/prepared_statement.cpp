@@ -1,10 +1,11 @@
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 
 #include <limits>
-#include <stdexcept>
 
 #include <Poco/Data/SQLite/Utility.h>
 #include <sqlite3.h>
+
+#include "platform/rpc4/failure.h"
 
 namespace korvane::model::cad {
 
@@ -79,7 +80,7 @@ std::int32_t PreparedStatement::id(int column, std::string_view table) const {
   using Limits = std::numeric_limits<std::int32_t>;
   const std::int64_t value = sqlite3_column_int64(statement_.get(), column);
   if (value < Limits::min() || value > Limits::max()) {
-    throw std::out_of_range(std::string(table) + ": the id " + std::to_string(value) +
+    throw krv::rpc4::UnusableRow(std::string(table) + ": the id " + std::to_string(value) +
                             " does not fit 32 bits");
   }
   return static_cast<std::int32_t>(value);

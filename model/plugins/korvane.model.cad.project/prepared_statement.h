@@ -64,7 +64,7 @@ class PreparedStatement {
   std::string_view text(int column) const;
   std::string_view bytes(int column) const;
   /// The id of a row of `table`; NULL is 0. Another program can make one that no reference holds:
-  /// throws std::out_of_range "<table>: the id <value> does not fit 32 bits".
+  /// throws krv::rpc4::UnusableRow "<table>: the id <value> does not fit 32 bits".
   std::int32_t id(int column, std::string_view table) const;
 
  private:

@@ -75,7 +75,7 @@ inline Poco::Data::Range one_row() { return {0, 1, false}; }
 /// Fetches one record by `ref.id` and, if that is not set or misses, by `ref.uid`. Returns whether
 /// there was a row; `out` then holds its record with `id` and `uid` from the row, and is untouched
 /// otherwise. Set values are looked up as they are: -1, 0 and the empty text mean nothing special.
-/// Throws std::out_of_range for a row whose id no reference holds, here and below.
+/// Throws krv::rpc4::UnusableRow for a row whose id no reference holds, here and below.
 template <class T, class Ref>
 bool get_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref, T& out) {
   if (ref.id) {

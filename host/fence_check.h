@@ -1,0 +1,17 @@
+#pragma once
+
+#include <functional>
+
+namespace korvane::host {
+
+/// Makes sure that fences hold on the connections that `run_sql` uses: that SQL to attach a
+/// database, run inside a fence for reading, is refused by it. Throws std::runtime_error "the SQL
+/// fence does not hold on the data layer's connections: …". They would be those of another SQLite
+/// than the host's own, or opened past the fence.
+void require_fence(const std::function<void(const char* sql)>& run_sql);
+
+/// The same for the sessions that the data layer's library makes, as plugins use them. For the
+/// start of a server, before it loads a plugin.
+void require_fence_on_data_layer();
+
+}  // namespace korvane::host

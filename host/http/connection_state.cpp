@@ -1,0 +1,50 @@
+#include "host/http/connection_state.h"
+
+#include <sys/socket.h>
+
+namespace korvane::host {
+
+void ConnectionState::begin_idle() {
+  is_idle_ = is_at_rest_ = true;
+  since_ = Clock::now();
+  deadline_.reset();
+}
+
+void ConnectionState::begin_reading(std::chrono::milliseconds time) {
+  is_idle_ = false;
+  how_ = SHUT_RD;
+  deadline_ = Clock::now() + time;
+}
+
+bool ConnectionState::admit(const std::string& client) {
+  is_at_rest_ = false;
+  if (client.empty() || client == owner_) return false;
+  owner_ = client;
+  return true;
+}
+
+void ConnectionState::begin_answering() { deadline_.reset(); }
+
+void ConnectionState::begin_writing(std::chrono::milliseconds time) {
+  is_at_rest_ = false;
+  how_ = SHUT_RDWR;
+  deadline_ = Clock::now() + time;
+}
+
+void ConnectionState::shut_if_idle() {
+  if (is_idle_) shut();
+}
+
+void ConnectionState::shut() {
+  is_shut_ = true;
+  ::shutdown(descriptor_, SHUT_RDWR);
+}
+
+void ConnectionState::shut_if_overdue(Clock::time_point now) {
+  if (!deadline_ || now < *deadline_) return;
+  deadline_.reset();
+  is_overdue_ = true;
+  ::shutdown(descriptor_, how_);
+}
+
+}  // namespace korvane::host

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace korvane::host {
+
+/// What is known of a connection from outside its thread, which shuts it where it is idle or
+/// overdue. The descriptor is shut, not closed: the connection's thread is woken by it, and it
+/// alone closes it. Used with the server's lock held.
+class ConnectionState {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  ConnectionState(int descriptor, std::string address)
+      : descriptor_(descriptor), owner_(std::move(address)) {}
+
+  /// Between requests.
+  void begin_idle();
+  /// From the first byte of a request.
+  void begin_reading(std::chrono::milliseconds time);
+  /// The request is let in. The connection is `client`'s from now on; with an empty name it stays
+  /// whose it is. Returns whether its owner is another one than before.
+  bool admit(const std::string& client);
+  void begin_answering();
+  void begin_writing(std::chrono::milliseconds time);
+
+  /// The client, or the address as long as no client is known.
+  const std::string& owner() const { return owner_; }
+  bool is_overdue() const { return is_overdue_; }
+  /// Whether nothing is lost but time when it is shut: between requests, or in one that is not let
+  /// in yet.
+  bool is_at_rest() const { return is_at_rest_ && !is_shut_; }
+  Clock::time_point at_rest_since() const { return since_; }
+
+  void shut_if_idle();
+  void shut();
+  void shut_if_overdue(Clock::time_point now);
+
+ private:
+  int descriptor_;
+  std::string owner_;
+  bool is_idle_ = true;
+  bool is_at_rest_ = true;
+  bool is_overdue_ = false;
+  bool is_shut_ = false;
+  int how_ = 0;
+  Clock::time_point since_ = Clock::now();
+  std::optional<Clock::time_point> deadline_;
+};
+
+}  // namespace korvane::host

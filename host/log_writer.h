@@ -1,0 +1,43 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace korvane::host {
+
+/// Writes lines on a thread of its own, so that nobody waits for whoever reads them: a full disk
+/// and a reader that has stopped cost lines and nothing else. As long as lines are lost they are
+/// counted, and the number goes out before the next line that gets through. Any thread may write.
+class LogWriter {
+ public:
+  /// Puts `text` out; returns how many of its bytes it has. May take any time, throws nothing.
+  using Output = std::function<std::size_t(std::string_view text)>;
+  /// The line that says that `lines` were lost, without its end.
+  using LossLine = std::function<std::string(std::uint64_t lines)>;
+
+  LogWriter(Output output, LossLine loss_line);
+  LogWriter(const LogWriter&) = delete;
+  LogWriter& operator=(const LogWriter&) = delete;
+  /// Waits a second at most until what is queued is out. An output that still hangs then is left to
+  /// itself: it must not refer to anything that goes.
+  ~LogWriter();
+
+  /// Queues `line`, which has no end yet. Never waits: with 8 MiB queued the line is lost.
+  void write(std::string line);
+
+  /// Lines that were lost since the start of the process, of all writers.
+  static std::uint64_t lost();
+
+ private:
+  struct Shared;
+  std::shared_ptr<Shared> shared_;
+};
+
+/// Puts text out to a file descriptor.
+LogWriter::Output output_to(int descriptor);
+
+}  // namespace korvane::host

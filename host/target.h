@@ -1,0 +1,39 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace korvane::host {
+
+/// The target of a request taken apart. What is malformed, and a parameter that nobody asked for,
+/// is refused with HttpFault 400.
+class Target {
+ public:
+  explicit Target(const std::string& uri);
+
+  /// As it came.
+  const std::string& path() const { return path_; }
+
+  /// The parts of the path between slashes, percent-decoded: a part may hold slashes itself.
+  std::vector<std::string> segments() const;
+
+  /// The value of a parameter, decoded; nothing where it is not given. Throws when it is given
+  /// twice.
+  std::optional<std::string> parameter(const std::string& name) const;
+  /// Throws for a parameter that is none of `known`.
+  void refuse_parameters_but(const std::vector<std::string>& known) const;
+
+ private:
+  struct Parameter {
+    std::string name;
+    std::string encoded_value;
+  };
+
+  std::vector<Parameter> parameters() const;
+
+  std::string path_;
+  std::string query_;
+};
+
+}  // namespace korvane::host
