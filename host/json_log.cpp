@@ -67,6 +67,8 @@ class JsonBackend
                       .dump());
   }
 
+  void flush_lines(std::chrono::milliseconds patience) { writer_.flush(patience); }
+
  private:
   static std::string loss_line(std::uint64_t lines) {
     return Json{
@@ -85,12 +87,14 @@ LineCollector::~LineCollector() { collected_lines = nullptr; }
 
 struct JsonLogSink::Impl {
   using Sink = boost::log::sinks::synchronous_sink<JsonBackend>;
+  boost::shared_ptr<JsonBackend> backend;
   boost::shared_ptr<Sink> sink;
 };
 
 JsonLogSink::JsonLogSink(severity_level minimum, LogWriter::Output output)
     : impl_(std::make_unique<Impl>()) {
-  impl_->sink = boost::make_shared<Impl::Sink>(boost::make_shared<JsonBackend>(std::move(output)));
+  impl_->backend = boost::make_shared<JsonBackend>(std::move(output));
+  impl_->sink = boost::make_shared<Impl::Sink>(impl_->backend);
   impl_->sink->set_filter([minimum](const boost::log::attribute_value_set& values) {
     return severity_of(values) >= minimum;
   });
@@ -98,6 +102,10 @@ JsonLogSink::JsonLogSink(severity_level minimum, LogWriter::Output output)
 }
 
 JsonLogSink::~JsonLogSink() { boost::log::core::get()->remove_sink(impl_->sink); }
+
+void JsonLogSink::flush(std::chrono::milliseconds patience) {
+  impl_->backend->flush_lines(patience);
+}
 
 void log_object(const std::string& object) {
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::request) << krv::log::widen(object);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <memory>
 #include <string>
@@ -43,6 +44,9 @@ class JsonLogSink {
   JsonLogSink(const JsonLogSink&) = delete;
   JsonLogSink& operator=(const JsonLogSink&) = delete;
   ~JsonLogSink();
+
+  /// Waits until the lines that were logged are out, for `patience` at most.
+  void flush(std::chrono::milliseconds patience);
 
  private:
   struct Impl;

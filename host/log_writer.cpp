@@ -59,6 +59,7 @@ struct LogWriter::Shared {
       lock.lock();
       // Counted until it is out, so that a line that hangs fills its part of the queue.
       bytes -= line.size() + kBytesOfLine;
+      if (bytes == 0) has_changed.notify_all();
     }
     has_ended = true;
     has_changed.notify_all();
@@ -107,6 +108,11 @@ void LogWriter::write(std::string line) {
   shared_->bytes += size;
   shared_->lines.push_back(std::move(line));
   shared_->has_changed.notify_all();
+}
+
+void LogWriter::flush(std::chrono::milliseconds patience) {
+  std::unique_lock lock(shared_->mutex);
+  shared_->has_changed.wait_for(lock, patience, [&] { return shared_->bytes == 0; });
 }
 
 std::uint64_t LogWriter::lost() { return lost_lines; }

@@ -29,6 +29,9 @@ class LogWriter {
   /// Queues `line`, which has no end yet. Never waits: with 8 MiB queued the line is lost.
   void write(std::string line);
 
+  /// Waits until what is queued is out, for `patience` at most.
+  void flush(std::chrono::milliseconds patience);
+
   /// Lines that were lost since the start of the process, of all writers.
   static std::uint64_t lost();
 

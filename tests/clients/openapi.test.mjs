@@ -33,13 +33,24 @@ test('/openapi.json', async (t) => {
     assert.equal(new Set(ids).size, ids.length);
   });
 
-  await t.test('has the paths and methods of /v1, and no others', async () => {
+  await t.test('has the paths and methods of /v1, those by address, and no others', async () => {
     const {services} = (await client.get('/v1')).body;
-    const served = services.flatMap(({operations}) => operations)
+    const byId = services.flatMap(({operations}) => operations)
       .map(({path, methods}) => `${path.replace(id, '{service_id}')} ${methods.join()}`);
+    const byAddress = byId.filter((entry) => entry.includes('{service_id}'))
+      .map((entry) => entry.replace('{service_id}', 'projects/{file}'));
+    assert.equal(byAddress.length, 41);
+    const served = [...byId, ...byAddress, '/v1/projects GET,HEAD'];
+    const methods = ({get, post}) => [...get ? ['GET', 'HEAD'] : [], ...post ? ['POST'] : []];
     const described = Object.entries(document.paths)
-      .map(([path, {get}]) => `${path} ${get ? 'GET,HEAD,POST' : 'POST'}`);
+      .map(([path, item]) => `${path} ${methods(item).join()}`);
     assert.deepEqual(described.sort(), served.sort());
+  });
+
+  await t.test('describes the list of projects', async () => {
+    const {body} = await client.get('/v1/projects');
+    assert.equal(body.projects[0].file, 'project.db');
+    client.check(document.paths['/v1/projects'].get.responses[200], body);
   });
 
   await t.test('has schemas that tell a wrong value from a right one', () => {

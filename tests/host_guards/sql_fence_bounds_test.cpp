@@ -128,9 +128,9 @@ TEST_P(Bounds, LowerTheLimitsOfWhatIsParsed) {
   for (int i = 0; i < 300; ++i) deep = "(" + deep + " + 1)";
   std::string arguments = "coalesce(null";
   for (int i = 0; i < 100; ++i) arguments += ", null";
-  const std::vector<std::string> too_much = {
-      compound, "select " + deep, "select " + arguments + ")",
-      "select 1 /* " + std::string(1'100'000, ' ') + " */"};
+  const std::vector<std::string> too_much = {compound, "select " + deep,
+                                             "select " + arguments + ")",
+                                             "select 1 /* " + std::string(1'100'000, ' ') + " */"};
   for (const std::string& sql : too_much) {
     EXPECT_ANY_THROW(opened->run(sql)) << sql.substr(0, 50);
     EXPECT_ANY_THROW(verdict(*opened, sql)) << sql.substr(0, 50);
@@ -156,16 +156,15 @@ struct Attempt {
 };
 void PrintTo(const Attempt& attempt, std::ostream* out) { *out << attempt.sql; }
 
-class Changes : public Fenced,
-                public testing::WithParamInterface<std::tuple<Attempt, DoorKind>> {};
+class Changes : public Fenced, public testing::WithParamInterface<std::tuple<Attempt, DoorKind>> {};
 
 TEST_P(Changes, StayWithinTheFileAndEndWithTheStatement) {
   const auto& [attempt, kind] = GetParam();
   const auto opened = kind.make(file());
-  const std::string expected = attempt.refused[0] == '\0'
-                                   ? ""
-                                   : std::string("a call may change its project only: ") +
-                                         attempt.refused + " is refused";
+  const std::string expected =
+      attempt.refused[0] == '\0'
+          ? ""
+          : std::string("a call may change its project only: ") + attempt.refused + " is refused";
   EXPECT_EQ(verdict(*opened, attempt.sql, for_changes(kAmple)), expected);
   for (const auto& [name, bytes] : contents()) EXPECT_EQ(name, "project.db");
   // Nothing of it is in the way of others.
@@ -183,15 +182,13 @@ INSTANTIATE_TEST_SUITE_P(
             Attempt{"CreateTableAsSelect", "create table t as select * from sheet", ""},
             Attempt{"CreateIndex", "create index i on sheet (raw)", ""},
             Attempt{"CreateView", "create view v as select 1 as a", ""},
-            Attempt{"CreateTrigger",
-                    "create trigger g after delete on sheet begin select 1; end", ""},
+            Attempt{"CreateTrigger", "create trigger g after delete on sheet begin select 1; end",
+                    ""},
             Attempt{"CreateVirtualTable", "create virtual table f using fts5 (a)", ""},
             Attempt{"AlterTable", "alter table sheet add column extra", ""},
             Attempt{"RenameColumn", "alter table sheet rename column raw to cooked", ""},
-            Attempt{"DropTable", "drop table mountingpart", ""},
-            Attempt{"Vacuum", "vacuum", ""},
-            Attempt{"Analyze", "analyze", ""},
-            Attempt{"Reindex", "reindex", ""},
+            Attempt{"DropTable", "drop table mountingpart", ""}, Attempt{"Vacuum", "vacuum", ""},
+            Attempt{"Analyze", "analyze", ""}, Attempt{"Reindex", "reindex", ""},
             Attempt{"IntegrityCheck", "pragma integrity_check", ""},
             Attempt{"TableInfo", "pragma table_info (sheet)", ""},
             Attempt{"TableInfoAsFunction", "select name from pragma_table_info('sheet')", ""},
@@ -259,9 +256,10 @@ TEST_F(UntrustedFile, IsOpenedWithoutTrustInItsSchemaAndWithItsPagesChecked) {
   EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW);
   EXPECT_EQ(sqlite3_column_int(statement, 0), 1);
   sqlite3_finalize(statement);
-  EXPECT_NE(sqlite3_exec(connection, "pragma writable_schema = on; update sqlite_master set sql = ''",
-                         nullptr, nullptr, nullptr),
-            SQLITE_OK);
+  EXPECT_NE(
+      sqlite3_exec(connection, "pragma writable_schema = on; update sqlite_master set sql = ''",
+                   nullptr, nullptr, nullptr),
+      SQLITE_OK);
   sqlite3_close(connection);
 }
 

@@ -185,7 +185,8 @@ std::vector<Case> readings() {
       allowed("Scalars",
               "select abs(-1), coalesce(null, 1), hex('a'), ifnull(1, 2), instr('abc', 'b'), "
               "length('a'), lower('A'), upper('a'), printf('%05d', 1), quote('a'), "
-              "replace('a', 'a', 'b'), round(1.5), substr('abc', 2), trim(' a ', ' '), typeof(1), unicode('a'), "
+              "replace('a', 'a', 'b'), round(1.5), substr('abc', 2), trim(' a ', ' '), typeof(1), "
+              "unicode('a'), "
               "zeroblob(10), random(), iif(1, 2, 3), nullif(1, 2), sqlite_version()"),
       allowed("Dates", "select date('now'), strftime('%s', 'now'), current_timestamp"),
       allowed("Mathematics", "select sqrt(2), pi(), floor(1.5), pow(2, 3)"),

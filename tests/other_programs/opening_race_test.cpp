@@ -41,8 +41,8 @@ struct Board {
 };
 
 Board& make_board() {
-  void* const memory = mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE,
-                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  void* const memory =
+      mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) throw std::bad_alloc();
   return *new (memory) Board;
 }
@@ -115,9 +115,9 @@ TEST(OpeningOneNewNameAtOnce, LosesNothingThatWasAcknowledged) {
         ++rounds_that_one_came_too_early_in;
         EXPECT_EQ(its.acknowledged, 0) << "round " << round;
       }
-      const Rows rows = plain_rows(file_of(folder, round),
-                                   "select uid from material where uid like '" +
-                                       std::to_string(opener) + "-%' order by uid");
+      const Rows rows =
+          plain_rows(file_of(folder, round), "select uid from material where uid like '" +
+                                                 std::to_string(opener) + "-%' order by uid");
       Rows expected;
       for (int row = 0; row < its.acknowledged; ++row) expected.push_back({uid_of(opener, row)});
       ASSERT_EQ(rows, expected) << "round " << round;

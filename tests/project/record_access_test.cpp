@@ -142,8 +142,8 @@ TYPED_TEST(RowContract, AUidWithAZeroByteComesBackWhole) {
 TYPED_TEST(RowContract, AnIdBeyond32BitsIsRefusedWithItsTableAndValue) {
   this->put(3, "u-3");
   this->run_plainly("update " + this->table() + " set id = 4294967297");
-  const auto is_refused =
-      ThrowsMessage<krv::rpc4::UnusableRow>(this->table() + ": the id 4294967297 does not fit 32 bits");
+  const auto is_refused = ThrowsMessage<krv::rpc4::UnusableRow>(
+      this->table() + ": the id 4294967297 does not fit 32 bits");
   auto out = this->record(5, "before");
   EXPECT_THAT([&] { this->get(by_uid<typename TestFixture::Reference>("u-3"), out); }, is_refused);
   EXPECT_EQ(out, this->record(5, "before"));

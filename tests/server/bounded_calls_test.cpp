@@ -80,7 +80,8 @@ TEST_F(BoundedCall, ThatReadsRowsWithoutEndIsStopped) {
 TEST_F(BoundedCall, ThatReadsTooManyBytesIsStopped) {
   run_plainly(
       endless_sheets("i as id, '' as uid, cast(x'00' || zeroblob(5000) as blob) as raw", "true"));
-  expect_stopped(call("list_sheets"), "give values of 134217728 bytes each and " + std::to_string(kBytes) + " in all");
+  expect_stopped(call("list_sheets"),
+                 "give values of 134217728 bytes each and " + std::to_string(kBytes) + " in all");
   expect_the_rest_works();
 }
 

@@ -29,9 +29,8 @@ class ImportSchedule : public testing::Test {
   Project_Service& project() {
     if (!project_) {
       const boost::filesystem::path plugin(KORVANE_PLUGIN_FILE);
-      project_ =
-          std::make_unique<EmbeddedProject>(plugin.parent_path(), folder_.file("project.db"),
-                                            EmbeddedProject::IfMissing::make);
+      project_ = std::make_unique<EmbeddedProject>(plugin.parent_path(), folder_.file("project.db"),
+                                                   EmbeddedProject::IfMissing::make);
     }
     return project_->service();
   }

@@ -25,15 +25,16 @@ inline std::string text_of(const std::string& filename) {
 }
 
 /// Runs korvane in a shell to its end, which leaves what it prints in `folder`. `environment` is
-/// what stands before the command, such as "NAME=value".
+/// what stands before the command, such as "NAME=value"; `output` is where its standard output goes
+/// instead.
 inline Outcome run_program(const TemporaryFolder& folder, const std::string& arguments,
-                           const std::string& environment = "") {
-  const std::string out = folder.file("out");
+                           const std::string& environment = "", const std::string& output = "") {
+  const std::string out = output.empty() ? folder.file("out") : output;
   const std::string err = folder.file("err");
   const std::string command =
       environment + " " + KORVANE_PROGRAM + " " + arguments + " >" + out + " 2>" + err;
   const int status = std::system(command.c_str());
-  return {WEXITSTATUS(status), text_of(out), text_of(err)};
+  return {WEXITSTATUS(status), output.empty() ? text_of(out) : "", text_of(err)};
 }
 
 }  // namespace korvane::test

@@ -3,6 +3,7 @@
 #include "tests/tools/program.h"
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -15,6 +16,7 @@ namespace {
 
 using test::Outcome;
 using test::text_of;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
 
@@ -71,8 +73,59 @@ TEST_F(Program, AWrongChecksumIsRefusedAndMakesNoProject) {
 
 TEST_F(Program, ShowNeverMakesAProject) {
   const Outcome outcome = run("show " + project());
-  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.err, "korvane: no project " + project() + "\n");
+  EXPECT_EQ(outcome.out, "");
   EXPECT_FALSE(std::filesystem::exists(project()));
+}
+
+TEST_F(Program, AFileThatIsNoDatabaseIsNoProject) {
+  std::ofstream(project()) << "Dear all,\n\nplease find enclosed the schedule.\n";
+  for (const std::string& command :
+       {"show " + project(), "import " KORVANE_EXAMPLES "/guideline.abs --project " + project()}) {
+    const Outcome outcome = run(command);
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, EndsWith("korvane: \"" + project() +
+                                      "\" is not a korvane project: it is no database\n"));
+  }
+}
+
+TEST_F(Program, ADatabaseWithoutTheTablesOfAProjectIsNone) {
+  std::ofstream(project()).close();
+  const Outcome outcome = run("show " + project());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("\"" + project() + "\" is not a korvane project: "));
+  EXPECT_THAT(outcome.err, HasSubstr("no such table"));
+}
+
+TEST_F(Program, ImportUnderAnotherSpellingOfAProjectLosesNothing) {
+  const std::string import = "import " KORVANE_EXAMPLES "/guideline.abs --project ";
+  EXPECT_EQ(run(import + project()).exit_code, 0);
+  const Outcome again = run(import + project() + "/");
+  EXPECT_EQ(again.exit_code, 1);
+  EXPECT_THAT(again.err, HasSubstr("has 19 schedule lines already"));
+  EXPECT_EQ(run("show " + project()).exit_code, 0);
+}
+
+TEST_F(Program, OutputThatCannotBeWrittenIsAFailure) {
+  EXPECT_EQ(run("import " KORVANE_EXAMPLES "/guideline.abs --project " + project()).exit_code, 0);
+  for (const std::string& command :
+       {"show " + project(), std::string("schema"), std::string("--help"), std::string("--version"),
+        "token list --tokens " + folder_.file("tokens.json")}) {
+    const std::string file = folder_.file("tokens.json");
+    if (command.starts_with("token")) run("token add other --scope read --tokens " + file);
+    const Outcome outcome = test::run_program(folder_, command, "", "/dev/full");
+    EXPECT_EQ(outcome.exit_code, 1) << command;
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to the standard output")) << command;
+  }
+}
+
+TEST_F(Program, ATokenThatCouldNotBePrintedIsNotMade) {
+  const std::string file = folder_.file("tokens.json");
+  const std::string add = "token add office --scope read --tokens " + file;
+  EXPECT_EQ(test::run_program(folder_, add, "", "/dev/full").exit_code, 1);
+  EXPECT_EQ(run("token list --tokens " + file).out, "");
+  EXPECT_EQ(run(add).exit_code, 0);
 }
 
 TEST_F(Program, AProjectInAMissingFolderFailsAtOnceWithTheReason) {

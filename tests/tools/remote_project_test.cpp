@@ -246,9 +246,23 @@ TEST(RemoteProject, TokenIsTakenFromTheCommandLineOrTheEnvironment) {
   const Outcome without = test::run_program(folder, show);
   EXPECT_EQ(without.exit_code, 1);
   EXPECT_THAT(without.err, HasSubstr(": 401 expected a bearer token"));
+  EXPECT_EQ(test::run_program(folder, "import " KORVANE_EXAMPLES
+                                      "/guideline.abs --project project.db --server " +
+                                          server.url() + " --token " + token)
+                .exit_code,
+            0);
   EXPECT_EQ(test::run_program(folder, show + " --token " + token).exit_code, 0);
   EXPECT_EQ(test::run_program(folder, show, "KORVANE_TOKEN=" + token).exit_code, 0);
   EXPECT_EQ(test::run_program(folder, show + " --token x", "KORVANE_TOKEN=" + token).exit_code, 1);
+}
+
+TEST(RemoteProject, IsNeverMadeByACommandThatReads) {
+  const test::TemporaryFolder folder;
+  const ServedFolder server;
+  const Outcome outcome = test::run_program(folder, "show typo.db --server " + server.url());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr(": 404 no project typo.db"));
+  EXPECT_FALSE(std::filesystem::exists(server.file("typo.db")));
 }
 
 }  // namespace

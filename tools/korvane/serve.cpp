@@ -198,8 +198,8 @@ void serve(const ServeOptions& options) {
   host::keep_freed_memory();
   host::install_sql_fence();
   const Signals signals;
-  const host::JsonLogSink log(options.is_verbose ? krv::log::trace : krv::log::request,
-                              host::output_to(STDERR_FILENO));
+  host::JsonLogSink log(options.is_verbose ? krv::log::trace : krv::log::request,
+                        host::output_to(STDERR_FILENO));
   const SocketAddress address = parse_address(options.listen);
   Reloadable reloadable(options, address);
   host::Gate gate = reloadable.gate();
@@ -230,6 +230,7 @@ void serve(const ServeOptions& options) {
   host::log_event("stopping: no new requests are taken");
   if (!server.stop(options.stop_time)) {
     host::log_event("calls still run at the end of the time for stopping");
+    log.flush(std::chrono::seconds(1));
     std::_Exit(EXIT_FAILURE);
   }
 }
