@@ -9,7 +9,7 @@
 #include <boost/log/attributes/value_extraction.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/sinks/basic_sink_backend.hpp>
-#include <boost/log/sinks/sync_frontend.hpp>
+#include <boost/log/sinks/unlocked_frontend.hpp>
 #include <boost/make_shared.hpp>
 #include <nlohmann/json.hpp>
 
@@ -86,7 +86,7 @@ LineCollector::LineCollector(CollectedLines& lines) { collected_lines = &lines; 
 LineCollector::~LineCollector() { collected_lines = nullptr; }
 
 struct JsonLogSink::Impl {
-  using Sink = boost::log::sinks::synchronous_sink<JsonBackend>;
+  using Sink = boost::log::sinks::unlocked_sink<JsonBackend>;
   boost::shared_ptr<JsonBackend> backend;
   boost::shared_ptr<Sink> sink;
 };

@@ -16,13 +16,6 @@ void ConnectionState::begin_reading(std::chrono::milliseconds time) {
   deadline_ = Clock::now() + time;
 }
 
-bool ConnectionState::admit(const std::string& client) {
-  is_at_rest_ = false;
-  if (client.empty() || client == owner_) return false;
-  owner_ = client;
-  return true;
-}
-
 void ConnectionState::begin_answering() { deadline_.reset(); }
 
 void ConnectionState::begin_writing(std::chrono::milliseconds time) {

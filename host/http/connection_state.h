@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <optional>
-#include <string>
-#include <utility>
 
 namespace korvane::host {
 
@@ -14,21 +12,17 @@ class ConnectionState {
  public:
   using Clock = std::chrono::steady_clock;
 
-  ConnectionState(int descriptor, std::string address)
-      : descriptor_(descriptor), owner_(std::move(address)) {}
+  explicit ConnectionState(int descriptor) : descriptor_(descriptor) {}
 
   /// Between requests.
   void begin_idle();
   /// From the first byte of a request.
   void begin_reading(std::chrono::milliseconds time);
-  /// The request is let in. The connection is `client`'s from now on; with an empty name it stays
-  /// whose it is. Returns whether its owner is another one than before.
-  bool admit(const std::string& client);
+  /// The request is let in.
+  void admit() { is_at_rest_ = false; }
   void begin_answering();
   void begin_writing(std::chrono::milliseconds time);
 
-  /// The client, or the address as long as no client is known.
-  const std::string& owner() const { return owner_; }
   bool is_overdue() const { return is_overdue_; }
   /// Whether nothing is lost but time when it is shut: between requests, or in one that is not let
   /// in yet.
@@ -41,7 +35,6 @@ class ConnectionState {
 
  private:
   int descriptor_;
-  std::string owner_;
   bool is_idle_ = true;
   bool is_at_rest_ = true;
   bool is_overdue_ = false;

@@ -19,6 +19,8 @@ namespace {
 
 constexpr std::size_t kLineBytes = 8U << 10U;
 constexpr std::size_t kTargetBytes = 16U << 10U;
+/// Each takes many times its length in memory, and is compared with all before it.
+constexpr std::size_t kFields = 100;
 /// The memory of a body doubles as it comes, up to where its sender has shown to mean it.
 constexpr std::uint64_t kFirstRoom = 64U << 10U;
 constexpr std::uint64_t kEarnest = 1U << 20U;
@@ -26,19 +28,21 @@ constexpr std::uint64_t kEarnest = 1U << 20U;
 /// Reads up to the blank line that ends a header.
 std::string read_header_text(Stream& stream, std::size_t limit) {
   std::string header;
-  const std::string_view crlf = "\r\n";
+  const auto is_whole_line = [&] { return header.ends_with('\n'); };
+  bool is_first_line = true;
   while (!header.ends_with("\n\r\n") && !header.ends_with("\n\n")) {
-    const char byte = stream.read_byte();
-    if (header.empty() && crlf.find(byte) != std::string_view::npos) continue;
-    header += byte;
-    const bool is_first_line = header.size() > kTargetBytes && header.find('\n') == header.npos;
-    if (is_first_line && kTargetBytes < limit) {
+    const std::size_t size = header.size();
+    stream.read_some_of_line(header, limit + 1 - size);
+    if (size == 0) header.erase(0, header.find_first_not_of("\r\n"));
+    const std::size_t line_bytes = header.size() - (is_whole_line() ? 1 : 0);
+    if (is_first_line && line_bytes > kTargetBytes && kTargetBytes < limit) {
       throw HttpFault(414,
                       "the request line is longer than " + std::to_string(kTargetBytes) + " bytes");
     }
     if (header.size() > limit) {
       throw HttpFault(431, "the header is longer than " + std::to_string(limit) + " bytes");
     }
+    if (is_whole_line()) is_first_line = false;
   }
   return header;
 }
@@ -184,6 +188,9 @@ HTTPRequest read_lines(std::string_view header) {
     if (line.empty()) return head;
     if (std::any_of(line.begin(), line.end(), is_control)) {
       throw HttpFault(400, "control character in the header");
+    }
+    if (head.size() == kFields) {
+      throw HttpFault(431, "the header has more than " + std::to_string(kFields) + " fields");
     }
     is_first ? read_request_line(line, head) : read_field(line, head);
   }

@@ -14,8 +14,8 @@
 namespace korvane::host {
 
 /// Reads the header of a request: 400 for one that is malformed or names its host, its sender or
-/// its body's form more than once, 414 for a first line that is too long and 431 for a header that
-/// is, 505 for another version of HTTP.
+/// its body's form more than once, 414 for a first line that is too long, 431 for a header that is
+/// or has more than 100 fields, 505 for another version of HTTP.
 Poco::Net::HTTPRequest read_request_header(Stream& stream, std::size_t header_bytes);
 
 /// Whether a body follows the header.

@@ -37,7 +37,7 @@ constexpr std::chrono::milliseconds kLingerTime{1000};
 constexpr std::chrono::milliseconds kBriefTime{2000};
 /// Connections beyond the limit: those that others make room for, and those that only ask how the
 /// server is.
-constexpr std::size_t kSpareConnections = 16;
+constexpr std::size_t kSpareConnections = 64;
 /// Smaller bodies leave together with their header.
 constexpr std::size_t kSmallBody = 64U << 10U;
 
@@ -82,24 +82,49 @@ bool is_closed(int descriptor) {
 class HttpServer::Watch {
  public:
   Watch(HttpServer& server, int descriptor, const std::string& address)
-      : state(descriptor, address), server_(server) {
+      : state(descriptor), server_(server) {
     const std::lock_guard lock(server_.mutex_);
+    const auto owner = server_.connections_of_owners_.try_emplace(address).first;
     server_.watches_.push_back(this);
     place_ = std::prev(server_.watches_.end());
+    enter(owner);
   }
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
   ~Watch() {
     const std::lock_guard lock(server_.mutex_);
+    leave();
     server_.watches_.erase(place_);
   }
 
-  /// With the server's lock held.
+  // With the server's lock held:
   ConnectionState state;
+  /// The connections of its owner.
+  std::size_t siblings() const { return owner_->second; }
+  /// It is the client's from now on; with an empty name it stays whose it is. Returns whether its
+  /// owner is another one than before.
+  bool become(const std::string& client) {
+    if (client.empty() || client == owner_->first) return false;
+    const auto owner = server_.connections_of_owners_.try_emplace(client).first;
+    leave();
+    enter(owner);
+    return true;
+  }
 
  private:
+  using Owners = std::map<std::string, std::size_t>;
+
+  void enter(Owners::iterator owner) {
+    owner_ = owner;
+    ++owner_->second;
+  }
+  void leave() {
+    if (--owner_->second == 0) server_.connections_of_owners_.erase(owner_);
+  }
+
   HttpServer& server_;
   std::list<Watch*>::iterator place_;
+  Owners::iterator owner_;
 };
 
 /// One connection, in its own thread.
@@ -191,6 +216,7 @@ class HttpServer::Connection {
     exchange->served(reply, Clock::now() - started_, is_sent);
     reply = {};        // it may hold what is counted among its client's
     exchange.reset();  // and so may this
+    request = {};      // as long as nothing is read, it is all that the connection holds
     if (is_sent && is_body_left) linger();
     return is_sent && keeps_alive;
   }
@@ -198,8 +224,8 @@ class HttpServer::Connection {
   /// The connection is the client's from now on. Throws HttpFault 429 if it has too many.
   void enter_as(const std::string& client) {
     const bool is_too_many = with_state([&](ConnectionState& state) {
-      const bool is_new = state.admit(client);
-      return is_new && server_.connections_of(client) > share_of(limits().connections);
+      state.admit();
+      return watch_.become(client) && watch_.siblings() > share_of(limits().connections);
     });
     if (!is_too_many) return;
     throw HttpFault(429, "too many connections of \"" + client + "\" at a time",
@@ -313,6 +339,7 @@ bool HttpServer::is_stopping() const {
 
 void HttpServer::accept_connections() {
   block_broken_pipe_signal();
+  Clock::time_point next_look = Clock::now() + kTick;
   while (!is_stopping()) {
     try {
       const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
@@ -325,6 +352,8 @@ void HttpServer::accept_connections() {
       // The other end has gone already, or descriptors or threads have run out: others will end.
       std::this_thread::sleep_for(kTick);
     }
+    if (Clock::now() < next_look) continue;
+    next_look = Clock::now() + kTick;
     const std::lock_guard lock(mutex_);
     shut_overdue_connections();
   }
@@ -376,28 +405,17 @@ void HttpServer::refuse_connection(StreamSocket& socket) {
 }
 
 bool HttpServer::make_room() {
-  std::map<std::string_view, std::size_t> counts;
-  for (const Watch* const watch : watches_) ++counts[watch->state.owner()];
   Watch* chosen = nullptr;
-  std::size_t most = 0;
   for (Watch* const watch : watches_) {
     if (!watch->state.is_at_rest()) continue;
-    const std::size_t count = counts[watch->state.owner()];
-    const bool is_older =
-        chosen == nullptr || watch->state.at_rest_since() < chosen->state.at_rest_since();
-    if (count < most || (count == most && !is_older)) continue;
-    chosen = watch;
-    most = count;
+    const auto rank = [](const Watch* one) {
+      return std::pair(one->siblings(), -one->state.at_rest_since().time_since_epoch());
+    };
+    if (chosen == nullptr || rank(watch) > rank(chosen)) chosen = watch;
   }
   if (chosen == nullptr) return false;
   chosen->state.shut();
   return true;
-}
-
-std::size_t HttpServer::connections_of(const std::string& owner) const {
-  return static_cast<std::size_t>(
-      std::count_if(watches_.begin(), watches_.end(),
-                    [&](const Watch* watch) { return watch->state.owner() == owner; }));
 }
 
 void HttpServer::shut_overdue_connections() {

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -116,7 +117,6 @@ class HttpServer {
   void shut_overdue_connections();
   /// Closes a connection that is at rest. False when there is none.
   bool make_room();
-  std::size_t connections_of(const std::string& owner) const;
 
   Poco::Net::ServerSocket socket_;
   HttpHandler& handler_;
@@ -125,6 +125,8 @@ class HttpServer {
   mutable std::mutex mutex_;
   std::condition_variable connection_has_closed_;
   std::list<Watch*> watches_;
+  /// How many each owner has: a client, or an address as long as no client is known.
+  std::map<std::string, std::size_t> connections_of_owners_;
   std::size_t connections_ = 0;
   bool is_stopping_ = false;
   std::thread acceptor_;

@@ -1,7 +1,6 @@
 #include "host/http/stream.h"
 
 #include <algorithm>
-#include <array>
 
 #include <Poco/Exception.h>
 #include <Poco/Timespan.h>
@@ -25,32 +24,44 @@ bool Stream::has_data(std::chrono::milliseconds time) {
   return or_end([&] {
     const Poco::Timespan timespan(
         std::chrono::duration_cast<std::chrono::microseconds>(time).count());
-    return buffered() > 0 || socket().available() > 0 ||
-           socket().poll(timespan, Poco::Net::Socket::SELECT_READ);
+    return !arrived_.empty() || socket_.available() > 0 ||
+           socket_.poll(timespan, Poco::Net::Socket::SELECT_READ);
   });
 }
 
+std::string_view Stream::arrived() {
+  if (arrived_.empty()) {
+    const int count = or_end(
+        [&] { return socket_.receiveBytes(buffer_.data(), static_cast<int>(buffer_.size())); });
+    if (count <= 0) throw ConnectionEnd();
+    arrived_ = {buffer_.data(), static_cast<std::size_t>(count)};
+  }
+  return arrived_;
+}
+
 char Stream::read_byte() {
-  // A byte FF looks like the end: what is buffered tells.
-  or_end([&] { return peek(); });
-  if (buffered() == 0) throw ConnectionEnd();
-  return static_cast<char>(get());
+  const char byte = arrived().front();
+  arrived_.remove_prefix(1);
+  return byte;
 }
 
 std::size_t Stream::read_some(std::string& text, std::size_t bytes) {
-  std::array<char, 16U << 10U> block;
-  const auto length = static_cast<std::streamsize>(std::min(bytes, block.size()));
-  const int count = or_end([&] { return read(block.data(), length); });
-  if (count <= 0) throw ConnectionEnd();
-  text.append(block.data(), static_cast<std::size_t>(count));
-  return static_cast<std::size_t>(count);
+  const std::string_view piece = arrived().substr(0, bytes);
+  text += piece;
+  arrived_.remove_prefix(piece.size());
+  return piece.size();
+}
+
+std::size_t Stream::read_some_of_line(std::string& text, std::size_t bytes) {
+  const std::size_t end = arrived().find('\n');
+  return read_some(text, end == std::string_view::npos ? bytes : std::min(bytes, end + 1));
 }
 
 void Stream::write_all(std::string_view text) {
   while (!text.empty()) {
     constexpr std::size_t kBlock = 1U << 20U;
-    const auto length = static_cast<std::streamsize>(std::min(text.size(), kBlock));
-    const int count = or_end([&] { return write(text.data(), length); });
+    const auto length = static_cast<int>(std::min(text.size(), kBlock));
+    const int count = or_end([&] { return socket_.sendBytes(text.data(), length); });
     if (count <= 0) throw ConnectionEnd();
     text.remove_prefix(static_cast<std::size_t>(count));
   }

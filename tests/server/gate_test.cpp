@@ -37,9 +37,10 @@ TEST_F(OtherSites, TheServersNamesAreAccepted) {
 }
 
 TEST_F(OtherSites, AnotherNameIsMisdirected) {
-  for (const char* const host :
-       {"elsewhere.example", "localhost.example", "elsewhere.example:8420", "cad.example.example",
-        "127.0.0.1.example", "[elsewhere.example]", "[", ":8420", ""}) {
+  for (const char* const host : {"elsewhere.example", "localhost.example", "elsewhere.example:8420",
+                                 "cad.example.example", "127.0.0.1.example", "[elsewhere.example]",
+                                 "[::1].elsewhere.example", "[::1]:8420.elsewhere.example",
+                                 "[::1]8420", "localhost:", "localhost:8420x", "[", ":8420", ""}) {
     const HttpAnswer answer = get({{"Host", host}});
     EXPECT_EQ(answer.status, 421) << host;
     EXPECT_THAT(answer.detail(),

@@ -162,6 +162,17 @@ TEST_F(ChunkedBodies, AChunkLongerThanItsSizeIsRefused) {
                  "a chunk is longer than its size");
 }
 
+TEST_F(ChunkedBodies, AControlCharacterInALineIsRefused) {
+  for (const std::string& body :
+       {std::string("2;a\0b\r\n{}\r\n0\r\n\r\n", 18), std::string("2\n0\r\n{}\r\n0\r\n\r\n"),
+        std::string("2\r0\r\n{}\r\n0\r\n\r\n"),
+        std::string("2\r\n{}\r\n0\r\nField: \x1B[2J\r\n\r\n")}) {
+    expect_refusal(call_header(kProbe, "count", kChunkedField) + body, 400,
+                   "control character in a line of the chunked body");
+  }
+  EXPECT_EQ(count(), 1);
+}
+
 TEST_F(ChunkedBodies, AnEndlessLineIsRefused) {
   expect_refusal(call_header(kProbe, "count", kChunkedField) + "2;" + std::string(9000, 'x'), 400,
                  "a line of the chunked body is too long");
@@ -253,8 +264,14 @@ TEST_F(HeaderLimits, ALargeHeaderIsTaken) {
 
 TEST_F(HeaderLimits, LongAndManyFieldsAreTaken) {
   std::string fields = "Field: " + std::string(30'000, 'x') + "\r\n";
-  for (int i = 0; i < 1000; ++i) fields += "F: x\r\n";
+  for (int i = 0; i < 90; ++i) fields += "F: x\r\n";
   EXPECT_EQ(answer_to(header("GET /v1", fields)).status, 200);
+}
+
+TEST_F(HeaderLimits, TooManyFieldsAreRefused) {
+  std::string fields;
+  for (int i = 0; i < 100; ++i) fields += "F: x\r\n";
+  expect_refusal(header("GET /v1", fields), 431, "the header has more than 100 fields");
 }
 
 class SmallHeaderLimit : public ServerTest {
@@ -329,6 +346,45 @@ TEST_F(Framing, AnUnknownTransferCodingIsRefused) {
   EXPECT_EQ(count(), 1);
 }
 
+TEST_F(Framing, ATransferCodingOfHttp10IsRefused) {
+  expect_refusal("POST " + path_of(kProbe, "count") +
+                     " HTTP/1.0\r\nHost: localhost\r\nContent-Type: application/json\r\n" +
+                     kChunkedField + "\r\n" + chunked("{}", 2),
+                 400, "Transfer-Encoding is of HTTP/1.1; expected a Content-Length");
+  EXPECT_EQ(count(), 1);
+}
+
+TEST_F(Framing, ACompressedBodyIsRefusedAndToldWhatIsNot) {
+  for (const char* const coding : {"gzip", "br", "deflate, gzip"}) {
+    const HttpAnswer answer = last_answer_to(
+        call_header(kProbe, "count",
+                    std::string("Content-Encoding: ") + coding + "\r\n" + content_length(2)) +
+        "{}");
+    EXPECT_EQ(answer.status, 415);
+    EXPECT_EQ(answer.detail(), "the Content-Encoding is not supported; expected none");
+    EXPECT_EQ(answer.fields.at("accept-encoding"), "identity");
+  }
+  EXPECT_EQ(
+      answer_to(call_header(kProbe, "count", "Content-Encoding: identity\r\n" + content_length(2)) +
+                "{}")
+          .status,
+      200);
+}
+
+TEST_F(Framing, AnotherExpectationThanToContinueIsRefused) {
+  expect_refusal(call_header(kProbe, "count", "Expect: 200-ok\r\n" + content_length(2)) + "{}", 417,
+                 "the only expectation known is 100-continue");
+  EXPECT_EQ(count(), 1);
+}
+
+TEST_F(Framing, ARefusalWithoutABodyToReadLeavesTheConnectionOpen) {
+  EXPECT_EQ(answer_to(header("GET /nowhere")).status, 404);
+  EXPECT_EQ(answer_to(header("DELETE /v1")).status, 405);
+  EXPECT_EQ(answer_to(header("POST " + path_of(kProbe, "count"))).status, 415);
+  EXPECT_EQ(answer_to(call_text(kProbe, "count", "no JSON")).status, 400);
+  EXPECT_EQ(answer_to(header("POST /nowhere", content_length(0))).status, 404);
+}
+
 TEST_F(Framing, ARefusedCallsBodyIsNotTakenForARequest) {
   const std::string inner = call_text(kProbe, "count", "{}");
   const HttpAnswer answer = last_answer_to(
@@ -386,6 +442,14 @@ TEST_F(Headers, AMissingHostIsRefused) {
 TEST_F(Headers, TwoHostsAreRefused) {
   expect_refusal(header("GET /v1", "host: localhost\r\n"), 400,
                  "expected one Host field in the header");
+}
+
+TEST_F(Headers, WhatNamesTheSenderOrTheFormTwiceIsRefused) {
+  for (const char* const field : {"Authorization", "Content-Type", "Origin"}) {
+    const std::string name = field;
+    expect_refusal(header("GET /v1", name + ": a\r\n" + name + ": a\r\n"), 400,
+                   "expected no more than one " + name + " in the header");
+  }
 }
 
 TEST_F(Headers, AMalformedFieldIsRefused) {

@@ -20,9 +20,12 @@ std::filesystem::path proc(const Poco::ProcessHandle& process, const char* name)
 
 }  // namespace
 
-ServedProgram::ServedProgram(const std::string& root) {
-  const std::string command =
-      "exec " KORVANE_PROGRAM " serve --listen 127.0.0.1:0 --root '" + root + "' 2>/dev/null";
+ServedProgram::ServedProgram(const Options& options) {
+  const std::string limit =
+      options.data_limit == 0 ? "" : "ulimit -d " + std::to_string(options.data_limit) + " && ";
+  const std::string command = limit +
+                              "exec " KORVANE_PROGRAM " serve --listen 127.0.0.1:0 --root '" +
+                              options.root + "' " + options.arguments + " 2>" + options.log;
   Poco::Pipe output;
   process_ = std::make_unique<Poco::ProcessHandle>(
       Poco::Process::launch("/bin/sh", {"-c", command}, nullptr, &output, nullptr));
@@ -51,9 +54,24 @@ std::size_t ServedProgram::resident_bytes() const {
   return resident_pages * static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
 }
 
+std::size_t ServedProgram::peak_resident_bytes() const {
+  std::ifstream status(proc(*process_, "status"));
+  const std::string name = "VmHWM:";
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with(name)) return std::stoul(line.substr(name.size())) * 1024;
+  }
+  throw std::runtime_error("the server has gone");
+}
+
 std::size_t ServedProgram::open_files() const {
   const std::filesystem::directory_iterator files(proc(*process_, "fd"));
   return static_cast<std::size_t>(std::distance(begin(files), end(files)));
+}
+
+void ServedProgram::kill() {
+  const auto process = std::move(process_);
+  Poco::Process::kill(*process);
+  process->wait();
 }
 
 int ServedProgram::stop() {

@@ -9,12 +9,23 @@
 
 namespace korvane::test {
 
-/// `korvane serve` in a process of its own, on a free port of the loopback. Its log is dropped. It
-/// is stopped when it goes.
+/// `korvane serve` in a process of its own, on a free port of the loopback. It is stopped when it
+/// goes.
 class ServedProgram {
  public:
+  struct Options {
+    std::string root;
+    /// Further ones of the command line.
+    std::string arguments = {};
+    /// Where its log goes.
+    std::string log = "/dev/null";
+    /// KiB of data that the process may have; none where it is 0.
+    std::size_t data_limit = 0;
+  };
+
   /// Throws std::runtime_error when it does not start.
-  explicit ServedProgram(const std::string& root);
+  explicit ServedProgram(const Options& options);
+  explicit ServedProgram(const std::string& root) : ServedProgram(Options{root}) {}
   ServedProgram(const ServedProgram&) = delete;
   ServedProgram& operator=(const ServedProgram&) = delete;
   ~ServedProgram();
@@ -25,11 +36,15 @@ class ServedProgram {
 
   /// Bytes of it that are in memory.
   std::size_t resident_bytes() const;
+  /// The most that ever were.
+  std::size_t peak_resident_bytes() const;
   /// Files and connections that it has open.
   std::size_t open_files() const;
 
   /// Ends it as its users do, and returns its exit code.
   int stop();
+  /// Ends it at once.
+  void kill();
 
  private:
   std::unique_ptr<Poco::ProcessHandle> process_;

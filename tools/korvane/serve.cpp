@@ -69,7 +69,7 @@ SocketAddress parse_address(const std::string& listen) {
 }
 
 Poco::Net::ServerSocket listen_on(const SocketAddress& address) {
-  constexpr int kBacklog = 1024;
+  constexpr int kBacklog = 4096;
   try {
     Poco::Net::ServerSocket socket;
     // Left to itself, Poco lets a second server listen on the same port.
