@@ -7,7 +7,7 @@ import {connect} from 'node:net';
 import {join} from 'node:path';
 import {test} from 'node:test';
 import {binary, json, manager, problem} from './client.mjs';
-import {run, Server, temporaryFolder} from './server.mjs';
+import {makeCertificate, run, Server, temporaryFolder} from './server.mjs';
 
 /** Runs curl; gives the status, the type and the body of the last reply, and what it tells. */
 async function curl(args, options = {}) {
@@ -126,14 +126,7 @@ test('bodies', async (t) => {
 
 test('TLS', async (t) => {
   const folder = temporaryFolder(t);
-  const certificate = join(folder, 'certificate.pem');
-  const key = join(folder, 'key.pem');
-  const made = await run(
-    ['req', '-x509', '-newkey', 'ec', '-pkeyopt', 'ec_paramgen_curve:prime256v1', '-nodes', '-days', '2',
-      '-subj', '/CN=localhost', '-addext', 'subjectAltName=DNS:localhost,IP:127.0.0.1',
-      '-keyout', key, '-out', certificate],
-    {command: 'openssl'});
-  assert.equal(made.code, 0, made.err);
+  const {certificate, key} = await makeCertificate(folder, 'certificate');
   const server = await Server.start(t, temporaryFolder(t), '--tls-cert', certificate, '--tls-key', key);
   assert.match(server.url, /^https:\/\/127\.0\.0\.1:\d+$/);
   const open = [...withJson('{"filename":"project.db"}'), url(server, manager, 'open')];
@@ -180,6 +173,21 @@ test('TLS', async (t) => {
       `${server.url}/v1`]);
     assert.equal(old.code, 35);
     assert.match(old.err, /alert protocol version/);
+  });
+
+  await t.test('of 1.2 the ciphers that keep secrets secret are taken, others refused', async (t) => {
+    const rsa = await makeCertificate(folder, 'rsa', ['rsa:2048']);
+    const other = await Server.start(t, temporaryFolder(t), '--tls-cert', rsa.certificate, '--tls-key', rsa.key);
+    const call = (ciphers) => curl(['--cacert', rsa.certificate, '--tls-max', '1.2', '--ciphers',
+      `${ciphers}:@SECLEVEL=0`, `${other.url}/v1`]);
+    for (const good of ['ECDHE-RSA-AES128-GCM-SHA256', 'ECDHE-RSA-CHACHA20-POLY1305']) {
+      assert.equal((await call(good)).status, 200, good);
+    }
+    for (const bad of ['ECDHE-RSA-AES128-SHA', 'AES128-SHA', 'AES128-GCM-SHA256', 'AES256-SHA256']) {
+      const refused = await call(bad);
+      assert.equal(refused.code, 35, bad);
+      assert.match(refused.err, /handshake failure/);
+    }
   });
 
   await t.test('a key that belongs to another certificate keeps it from starting', async () => {

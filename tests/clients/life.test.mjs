@@ -40,6 +40,49 @@ test('SIGINT ends it as well', async (t) => {
   assert.deepEqual(await server.ended, {code: 0, signal: null});
 });
 
+test('SIGUSR1 and SIGUSR2 leave it alone', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t));
+  const client = await Client.of(server);
+  for (const signal of ['SIGUSR1', 'SIGUSR2', 'SIGPIPE']) {
+    server.signal(signal);
+    assert.equal((await client.get('/v1')).status, 200, signal);
+  }
+  assert.deepEqual(await server.stop(), {code: 0, signal: null});
+});
+
+test('a file that may grow no more fails the write and not the server', async (t) => {
+  const root = temporaryFolder(t);
+  const server = await Server.startFrom('ulimit -f 200;', t, root);  // KiB, or half of that
+  const client = await Client.of(server);
+  const id = await client.open('project.db');
+  let refused;
+  let stored = 0;
+  for (; !refused && stored < 100; ++stored) {
+    const reply = await client.call(id, 'create_sheet', {comment: 'x'.repeat(20_000)});
+    if (reply.status !== 200) refused = reply;
+  }
+  assert.ok(refused.status >= 500, JSON.stringify(refused.body));
+  assert.equal((await client.value(id, 'list_sheets')).items.length, stored - 1);
+  assert.deepEqual(await server.stop(), {code: 0, signal: null});
+});
+
+test('it says how many projects may be open, as its limit of descriptors has it', async (t) => {
+  const said = async (limit, ...options) => {
+    const server = await Server.startFrom(`ulimit -n ${limit};`, t, temporaryFolder(t), ...options);
+    await until(() => server.output.includes('projects open'), 'its second line');
+    return Number(server.output.match(/^up to (\d+) projects open at a time$/m)[1]);
+  };
+  assert.equal(await said(20_000), 2000);
+  const few = await said(3000);
+  assert.ok(few > 500 && few < 1000, String(few));
+  assert.equal(await said(20_000, '--open-projects', '12000'), 12_000);
+
+  const refused = await run(['-c', 'ulimit -n 1000; exec "$0" "$@"', program, 'serve',
+                             '--root', temporaryFolder(t), '--listen', '127.0.0.1:0'], {command: 'sh'});
+  assert.equal(refused.code, 1);
+  assert.match(refused.err, /^korvane: the process may have 1000 descriptors, and \d+ are needed: expected /m);
+});
+
 test('it greets with its folder and address', async (t) => {
   const root = temporaryFolder(t);
   const server = await Server.start(t, root);

@@ -42,6 +42,19 @@ export function run(args, {command = program, input, env = {}} = {}) {
   });
 }
 
+/** Makes a certificate for localhost and its key, of the kind that `openssl req -newkey` calls so.
+ * Gives their files. */
+export async function makeCertificate(folder, name, kind = ['ec', '-pkeyopt', 'ec_paramgen_curve:prime256v1']) {
+  const certificate = join(folder, `${name}.pem`);
+  const key = join(folder, `${name}-key.pem`);
+  const {code, err} = await run(
+    ['req', '-x509', '-newkey', ...kind, '-nodes', '-days', '2', '-subj', '/CN=localhost',
+      '-addext', 'subjectAltName=DNS:localhost,IP:127.0.0.1', '-keyout', key, '-out', certificate],
+    {command: 'openssl'});
+  if (code !== 0) throw new Error(err);
+  return {certificate, key};
+}
+
 /** `korvane serve`, on a free port unless its options say otherwise. */
 export class Server {
   /** The log, a line an element. */
@@ -50,16 +63,23 @@ export class Server {
 
   /** Starts it on `root` and waits for its address; it stops with `context`. */
   static async start(context, root, ...options) {
-    const server = new Server(root, options);
+    return Server.startFrom('', context, root, ...options);
+  }
+
+  /** The same from a shell, in which `command` stands before it: "ulimit -f 100;", or "exec 2>log;". */
+  static async startFrom(command, context, root, ...options) {
+    const server = new Server(command, root, options);
     context.after(() => server.stop());
     await server.#address();
     return server;
   }
 
-  constructor(root, options) {
+  constructor(command, root, options) {
     this.root = root;
     const listen = options.includes('--listen') ? [] : ['--listen', '127.0.0.1:0'];
-    this.child = spawn(program, ['serve', '--root', root, ...listen, ...options]);
+    const args = ['serve', '--root', root, ...listen, ...options];
+    this.child = command ? spawn('sh', ['-c', `${command} exec "$0" "$@"`, program, ...args])
+      : spawn(program, args);
     running.add(this.child);
     createInterface({input: this.child.stderr}).on('line', (line) => this.log.push(line));
     this.child.stdout.on('data', (data) => { this.output += data; });
