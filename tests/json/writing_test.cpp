@@ -1,7 +1,9 @@
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 #include <string>
+#include <string_view>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -155,6 +157,34 @@ TEST(WritingJson, RefusesAKeyThatIsNotUtf8AndNamesItInUtf8) {
   sheet.properties["a\xE4"];
   EXPECT_EQ(refusal_of(sheet),
             "properties[\"a\xEF\xBF\xBD\"]: text that is not UTF-8 cannot be written as JSON");
+}
+
+TEST(WritingJson, InPiecesIsTheSameTextAndNoneIsLarge) {
+  cad::Sheet sheet;
+  sheet.name = std::string(200, '"');
+  sheet.comment = "H\xC3\xB6he";
+  korvane::Batch<cad::Sheet> batch;
+  batch.items.assign(2000, sheet);
+  std::string text;
+  std::size_t largest = 0;
+  std::size_t pieces = 0;
+  korvane::encoding::write_json(batch, [&](std::string_view piece) {
+    text += piece;
+    largest = std::max(largest, piece.size());
+    ++pieces;
+  });
+  EXPECT_TRUE(text == to_json(batch));
+  EXPECT_GT(pieces, 5U);
+  EXPECT_LT(largest, 100'000U);
+}
+
+TEST(WritingJson, InPiecesRefusesWhatCannotBeWrittenAsInOne) {
+  korvane::Batch<cad::Sheet> batch;
+  batch.items.resize(2000);
+  batch.items.back().name = "\xFF";
+  const auto ignore = [](std::string_view) {};
+  EXPECT_EQ(json_error([&] { korvane::encoding::write_json(batch, ignore); }), refusal_of(batch));
+  EXPECT_THAT(refusal_of(batch), testing::StartsWith("items[1999].name: "));
 }
 
 }  // namespace

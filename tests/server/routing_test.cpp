@@ -475,5 +475,39 @@ TEST_F(MetricsTest, TellHowManyConnectionsThereAre) {
   wait_until([&] { return metric(metrics(), "korvane_connections") == 1; });
 }
 
+TEST_F(MetricsTest, TellOfTheProcessAndWhatWasBuilt) {
+  const std::string text = metrics();
+  for (const char* const series : {"process_cpu_seconds_total", "process_resident_memory_bytes",
+                                   "process_virtual_memory_bytes", "process_open_fds",
+                                   "process_max_fds", "process_start_time_seconds"}) {
+    EXPECT_GT(metric(text, series), 0) << series;
+  }
+  EXPECT_LT(metric(text, "process_open_fds"), metric(text, "process_max_fds"));
+  EXPECT_THAT(text,
+              testing::ContainsRegex("\nkorvane_build_info\\{.*version=\"[0-9.]+\".*\\} 1\n"));
+}
+
+TEST_F(MetricsTest, TellHowOldTheOldestCallIs) {
+  EXPECT_EQ(metric(metrics(), "korvane_oldest_call_seconds"), 0);
+  BusyProject busy(server());
+  wait_for_calls(1);
+  std::this_thread::sleep_for(60ms);
+  EXPECT_GE(metric(metrics(), "korvane_oldest_call_seconds"), 0.05);
+  busy.let_go();
+  EXPECT_EQ(busy.answer().status, 200);
+}
+
+TEST_F(MetricsTest, TellWhatIsHeldForBodiesRecordsAndReplies) {
+  const std::string text = metrics();
+  for (const char* const kind : {"bodies", "records", "replies"}) {
+    EXPECT_EQ(metric(text, std::string("korvane_held_bytes{for=\"") + kind + "\"}"), 0) << kind;
+  }
+  auto connection = connect();
+  connection.send(call_header(kProbe, "count", content_length(50'000)) + std::string(40'000, ' '));
+  wait_until([&] { return metric(metrics(), "korvane_held_bytes{for=\"bodies\"}") >= 40'000; });
+  connection.close();
+  wait_until([&] { return metric(metrics(), "korvane_held_bytes{for=\"bodies\"}") == 0; });
+}
+
 }  // namespace
 }  // namespace korvane::test
