@@ -1,4 +1,5 @@
-// Calls over HTTP on the loopback, beside the same operation in this process in the same run.
+// Calls over HTTP on the loopback, to the program in a process of its own, beside the same
+// operation in this process in the same run. KORVANE_BENCH_PROGRAM names another program to call.
 //
 //   SmallRead/InProcess    get_sheet through the skeleton
 //   SmallRead/Binary       the same by POST, Compact Binary both ways, one kept connection
@@ -10,6 +11,7 @@
 // work.
 
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
@@ -19,22 +21,20 @@
 #include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
-#include <Poco/Net/ServerSocket.h>
 #include <Poco/StreamCopier.h>
 #include <benchmark/benchmark.h>
-#include <sqlite3.h>
 
 #include "bench/bench.h"
 #include "bench/report.h"
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
-#include "host/model_server.h"
 #include "host/openapi.h"
 #include "host/plugin.h"
 #include "host/representation.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/project_rpc/project_service.h"
 #include "platform/rpc4/directory.h"
+#include "tests/soak/served_program.h"
 
 namespace korvane::bench {
 namespace {
@@ -66,76 +66,6 @@ class Client {
   Poco::Net::HTTPClientSession session_;
 };
 
-/// A server in this process with one project: a sheet, and a revision for the bars.
-class Server {
- public:
-  Server() : folder_(scratch_folder() / "served") {
-    std::filesystem::create_directories(folder_);
-    std::filesystem::current_path(folder_);
-    host::install_sql_fence();
-    plugin_ = std::make_unique<host::Plugin>(KORVANE_PLUGIN_FILE);
-    const Poco::Net::ServerSocket socket(Poco::Net::SocketAddress("127.0.0.1", 0));
-    client_ = std::make_unique<Client>(socket.address().port());
-    server_ =
-        std::make_unique<host::ModelServer>(socket, host::Gate(std::nullopt, {}),
-                                            host::ProjectRoot(folder_), host::ModelServerLimits());
-    auto* const manager =
-        krv::rpc4::find_service<ProjectManager_Service>(ProjectManager_Metadata::GlobalInstanceID);
-    model::OpenProjectRequest request;
-    request.filename = "bench.db";
-    model::OpenProjectResponse response;
-    manager->open(request, response, {});
-    project_ = krv::rpc4::find_service<Project_Service>(response.service_id);
-    fill();
-  }
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
-  ~Server() {
-    server_.reset();
-    plugin_.reset();
-    std::filesystem::current_path("/");
-    std::filesystem::remove_all(folder_);
-    // Takes the fence away again: the connections of other scenarios shall not be asked.
-    sqlite3_reset_auto_extension();
-  }
-
-  Project_Service& project() { return *project_; }
-  const SheetRef& sheet() const { return sheet_; }
-  const Batch<Rebar>& batch() const { return batch_; }
-
-  void remove_bars() {
-    GenericReply reply;
-    project_->clear_for_revision(revision_, reply);
-  }
-
-  std::string post(std::string_view operation, std::string_view body, Representation form) {
-    return client_->post(host::operation_path(project_->id(), operation), body, form);
-  }
-
- private:
-  void fill() {
-    project_->create_sheet({}, sheet_);
-    Revision revision;
-    revision.sheet_id = sheet_.id.value();
-    project_->create_revision(revision, revision_);
-    MaterialRef material;
-    project_->create_material({}, material);
-    Rebar bar = typical<Rebar>();
-    bar.rev_id = revision_.id.value();
-    bar.material_id.set(material.id.value());
-    batch_.items.assign(kBars, bar);
-  }
-
-  std::filesystem::path folder_;
-  std::unique_ptr<host::Plugin> plugin_;
-  std::unique_ptr<host::ModelServer> server_;
-  std::unique_ptr<Client> client_;
-  Project_Service* project_ = nullptr;
-  SheetRef sheet_;
-  RevisionRef revision_;
-  Batch<Rebar> batch_;
-};
-
 template <class T>
 std::string body_of(const T& request, Representation form) {
   if (form == Representation::json) return encoding::to_json(request);
@@ -143,45 +73,138 @@ std::string body_of(const T& request, Representation form) {
   return {bytes.content(), bytes.size()};
 }
 
+/// A project with a sheet, and a revision for the bars.
+struct Content {
+  SheetRef sheet;
+  RevisionRef revision;
+  Batch<Rebar> batch;
+
+  explicit Content(Project_Service& project) {
+    project.create_sheet({}, sheet);
+    Revision empty;
+    empty.sheet_id = sheet.id.value();
+    project.create_revision(empty, revision);
+    MaterialRef material;
+    project.create_material({}, material);
+    Rebar bar = typical<Rebar>();
+    bar.rev_id = revision.id.value();
+    bar.material_id.set(material.id.value());
+    batch.items.assign(kBars, bar);
+  }
+};
+
+/// The plugin in this process, with a project open in a fresh folder.
+class InProcess {
+ public:
+  InProcess() {
+    std::filesystem::create_directories(folder_);
+    std::filesystem::current_path(folder_);
+    plugin_ = std::make_unique<host::Plugin>(KORVANE_PLUGIN_FILE);
+    auto* const manager =
+        krv::rpc4::find_service<ProjectManager_Service>(ProjectManager_Metadata::GlobalInstanceID);
+    model::OpenProjectRequest request;
+    request.filename = kFile;
+    model::OpenProjectResponse response;
+    manager->open(request, response, {});
+    project_ = krv::rpc4::find_service<Project_Service>(response.service_id);
+    content_ = std::make_unique<Content>(*project_);
+  }
+  InProcess(const InProcess&) = delete;
+  InProcess& operator=(const InProcess&) = delete;
+  ~InProcess() {
+    plugin_.reset();
+    std::filesystem::current_path("/");
+    std::filesystem::remove_all(folder_);
+  }
+
+  static constexpr const char* kFile = "bench.db";
+
+  const std::filesystem::path& folder() const { return folder_; }
+  Project_Service& project() { return *project_; }
+  const Content& content() const { return *content_; }
+  /// Closes the project; its file stays.
+  void close() { plugin_.reset(); }
+
+ private:
+  std::filesystem::path folder_ = scratch_folder() / "served";
+  std::unique_ptr<host::Plugin> plugin_;
+  Project_Service* project_ = nullptr;
+  std::unique_ptr<Content> content_;
+};
+
+/// The same content behind the program, which serves it from a process of its own.
+class Served {
+ public:
+  Served() {
+    store_.close();
+    const char* const other = std::getenv("KORVANE_BENCH_PROGRAM");
+    test::ServedProgram::Options options{.root = store_.folder().string()};
+    if (other != nullptr) options.program = other;
+    program_ = std::make_unique<test::ServedProgram>(options);
+    client_ = std::make_unique<Client>(program_->port());
+    model::OpenProjectRequest request;
+    request.filename = InProcess::kFile;
+    const std::string reply = client_->post(
+        host::operation_path(std::string(ProjectManager_Metadata::GlobalInstanceID), "open"),
+        encoding::to_json(request), Representation::json);
+    service_ = encoding::from_json<model::OpenProjectResponse>(reply).service_id;
+  }
+
+  const Content& content() const { return store_.content(); }
+
+  std::string post(std::string_view operation, std::string_view body, Representation form) {
+    return client_->post(host::operation_path(service_, operation), body, form);
+  }
+
+ private:
+  InProcess store_;
+  std::unique_ptr<test::ServedProgram> program_;
+  std::unique_ptr<Client> client_;
+  std::string service_;
+};
+
 void read_in_process(benchmark::State& state) {
-  Server server;
+  InProcess store;
   for (auto _ : state) {
     Sheet sheet;
-    server.project().get_sheet(server.sheet(), sheet);
+    store.project().get_sheet(store.content().sheet, sheet);
     benchmark::DoNotOptimize(sheet);
   }
   state.SetItemsProcessed(state.iterations());
 }
 
 void read_over_http(benchmark::State& state, Representation form) {
-  Server server;
-  const std::string body = body_of(server.sheet(), form);
+  Served server;
+  const std::string body = body_of(server.content().sheet, form);
   for (auto _ : state) benchmark::DoNotOptimize(server.post("get_sheet", body, form));
   state.SetItemsProcessed(state.iterations());
 }
 
 /// Only the adding is timed; the revision is emptied in between.
-template <class Add>
-void add_batches(benchmark::State& state, Server& server, Add add) {
+template <class Add, class Clear>
+void add_batches(benchmark::State& state, Add add, Clear clear) {
   for (auto _ : state) {
     state.SetIterationTime(wall_seconds_of(add));
-    server.remove_bars();
+    clear();
   }
   state.SetItemsProcessed(state.iterations());
 }
 
 void add_in_process(benchmark::State& state) {
-  Server server;
-  add_batches(state, server, [&] {
-    GenericReply reply;
-    server.project().add_rebar(server.batch(), reply);
-  });
+  InProcess store;
+  GenericReply reply;
+  add_batches(
+      state, [&] { store.project().add_rebar(store.content().batch, reply); },
+      [&] { store.project().clear_for_revision(store.content().revision, reply); });
 }
 
 void add_over_http(benchmark::State& state, Representation form) {
-  Server server;
-  const std::string body = body_of(server.batch(), form);
-  add_batches(state, server, [&] { server.post("add_rebar", body, form); });
+  Served server;
+  const std::string body = body_of(server.content().batch, form);
+  const std::string revision = body_of(server.content().revision, form);
+  add_batches(
+      state, [&] { server.post("add_rebar", body, form); },
+      [&] { server.post("clear_for_revision", revision, form); });
 }
 
 BENCHMARK(read_in_process)->Name("SmallRead/InProcess")->UseRealTime();

@@ -49,14 +49,30 @@ class CallMemory {
   std::uint64_t live() const { return live_ > 0 ? static_cast<std::uint64_t>(live_) : 0; }
   std::uint64_t peak() const { return static_cast<std::uint64_t>(peak_); }
 
-  /// For the allocators: takes note of `bytes` that the calling thread is about to take. False when
-  /// it may not.
-  static bool take(std::size_t bytes) noexcept;
+  // For the allocators, which every call comes by: short and inline.
+
+  /// Whether anything is counted on the calling thread.
+  static bool is_counting() noexcept { return current_ != nullptr; }
+  /// Takes note of `bytes` that the calling thread is about to take. False when it may not.
+  static bool take(std::size_t bytes) noexcept {
+    if (current_ == nullptr) return true;
+    CallMemory& memory = *current_;
+    const std::int64_t wanted = memory.live_ + static_cast<std::int64_t>(bytes);
+    if (wanted > memory.granted_ && !memory.ask_for(wanted)) return false;
+    memory.live_ = wanted;
+    if (wanted > memory.peak_) memory.peak_ = wanted;
+    return true;
+  }
   /// Takes note of `bytes` that the calling thread has given back.
-  static void give_back(std::size_t bytes) noexcept;
+  static void give_back(std::size_t bytes) noexcept {
+    if (current_ != nullptr) current_->live_ -= static_cast<std::int64_t>(bytes);
+  }
 
  private:
-  bool take_here(std::int64_t bytes) noexcept;
+  static inline constinit thread_local CallMemory* current_ = nullptr;
+
+  /// Has the holding make room for so many bytes altogether.
+  bool ask_for(std::int64_t wanted) noexcept;
 
   const std::uint64_t limit_;
   MemoryPool::Holding holding_;

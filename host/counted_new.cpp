@@ -12,13 +12,16 @@ namespace {
 
 using korvane::host::CallMemory;
 
-/// Asked for before it is taken: a claim of gigabytes must not reach the system.
+/// A claim of gigabytes must not reach the system: what is large is asked for before it is taken.
+constexpr std::size_t kLarge = std::size_t{64} * 1024;
+
 void* try_allocate(std::size_t size) noexcept {
-  if (!CallMemory::take(size)) return nullptr;
+  if (!CallMemory::is_counting()) return std::malloc(size == 0 ? 1 : size);
+  const std::size_t asked = size > kLarge ? size : 0;
+  if (!CallMemory::take(asked)) return nullptr;
   void* const memory = std::malloc(size == 0 ? 1 : size);
-  const std::size_t surplus = memory == nullptr ? 0 : malloc_usable_size(memory) - size;
-  if (memory != nullptr && CallMemory::take(surplus)) return memory;
-  CallMemory::give_back(size);
+  if (memory != nullptr && CallMemory::take(malloc_usable_size(memory) - asked)) return memory;
+  CallMemory::give_back(asked);
   std::free(memory);
   return nullptr;
 }
@@ -29,7 +32,7 @@ void* allocate(std::size_t size) {
 }
 
 void release(void* memory) noexcept {
-  CallMemory::give_back(malloc_usable_size(memory));
+  if (CallMemory::is_counting()) CallMemory::give_back(malloc_usable_size(memory));
   std::free(memory);
 }
 

@@ -14,7 +14,7 @@ void* allocate(int size) {
   void* const memory = standard.xMalloc(size);
   // What it takes beyond what was asked for is given back with it, and so counts as well.
   const int surplus = memory == nullptr ? 0 : standard.xSize(memory) - size;
-  if (memory != nullptr && observer.take(surplus)) return memory;
+  if (memory != nullptr && (surplus == 0 || observer.take(surplus))) return memory;
   observer.give_back(size);
   if (memory != nullptr) standard.xFree(memory);
   return nullptr;

@@ -361,9 +361,15 @@ void HttpServer::accept_connections() {
 }
 
 HttpServer::Entry HttpServer::enter() {
-  const std::lock_guard lock(mutex_);
-  if (connections_ >= limits_.connections + kSpareConnections) return Entry::refused;
+  std::unique_lock lock(mutex_);
   const bool has_room = connections_ < limits_.connections || make_room();
+  const auto is_below_all = [&] {
+    return connections_ < limits_.connections + kSpareConnections;
+  };
+  // Those that were shut to make room need a moment to go.
+  const bool may_enter =
+      has_room ? connection_has_closed_.wait_for(lock, kTick, is_below_all) : is_below_all();
+  if (!may_enter) return Entry::refused;
   ++connections_;
   return has_room ? Entry::admitted : Entry::beyond_limit;
 }

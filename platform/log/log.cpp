@@ -1,5 +1,6 @@
 #include "platform/log/log.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <iostream>
 
@@ -101,8 +102,12 @@ Logger& get_global_log() {
 
 std::wstring widen(std::string_view text) {
   static_assert(sizeof(wchar_t) == 4 || sizeof(wchar_t) == 2);
-  std::wstring wide;
-  wide.reserve(text.size());
+  // Most texts are of ASCII from end to end, and every line comes by here.
+  const auto* const ascii_end = std::find_if(
+      text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) >= 0x80; });
+  std::wstring wide(text.begin(), ascii_end);
+  text.remove_prefix(wide.size());
+  wide.reserve(wide.size() + text.size());
   while (!text.empty()) {
     char32_t code = take_code_point(text);
     if (sizeof(wchar_t) == 2 && code > 0xFFFF) {
@@ -116,9 +121,14 @@ std::wstring widen(std::string_view text) {
 }
 
 std::string narrow(std::wstring_view text) {
-  std::string utf8;
+  const auto* const ascii_end =
+      std::find_if(text.begin(), text.end(), [](wchar_t c) { return c < 0 || c >= 0x80; });
+  const auto ascii_size = static_cast<std::size_t>(ascii_end - text.begin());
+  std::string utf8(ascii_size, '\0');
+  std::transform(text.begin(), ascii_end, utf8.begin(),
+                 [](wchar_t c) { return static_cast<char>(c); });
   utf8.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = ascii_size; i < text.size(); ++i) {
     auto code = static_cast<char32_t>(text[i]);
     if (sizeof(wchar_t) == 2 && code >= 0xD800 && code <= 0xDBFF && i + 1 < text.size()) {
       const auto low = static_cast<char32_t>(text[i + 1]);

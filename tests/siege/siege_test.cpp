@@ -95,8 +95,10 @@ class Siege : public ::testing::Test {
     attacker_ = bearer(tokens_.add("attacker", scopes));
     office_ = bearer(tokens_.add("office", host::all_scopes()));
     server_ = std::make_unique<ServedProgram>(ServedProgram::Options{
-        root_.path().string(), "--tokens " + folder_.file("tokens.json") + " " + arguments, log,
-        KORVANE_IS_INSTRUMENTED ? 0 : data_limit(connections)});
+        .root = root_.path().string(),
+        .arguments = "--tokens " + folder_.file("tokens.json") + " " + arguments,
+        .log = log,
+        .data_limit = KORVANE_IS_INSTRUMENTED ? 0 : data_limit(connections)});
     make_project("office.db");
     make_project("attacked.db");
   }

@@ -23,9 +23,9 @@ std::filesystem::path proc(const Poco::ProcessHandle& process, const char* name)
 ServedProgram::ServedProgram(const Options& options) {
   const std::string limit =
       options.data_limit == 0 ? "" : "ulimit -d " + std::to_string(options.data_limit) + " && ";
-  const std::string command = limit +
-                              "exec " KORVANE_PROGRAM " serve --listen 127.0.0.1:0 --root '" +
-                              options.root + "' " + options.arguments + " 2>" + options.log;
+  const std::string command = limit + "exec " + options.program +
+                              " serve --listen 127.0.0.1:0 --root '" + options.root + "' " +
+                              options.arguments + " 2>" + options.log;
   Poco::Pipe output;
   process_ = std::make_unique<Poco::ProcessHandle>(
       Poco::Process::launch("/bin/sh", {"-c", command}, nullptr, &output, nullptr));

@@ -17,6 +17,7 @@ class ServedProgram {
     std::string root;
     /// Further ones of the command line.
     std::string arguments = {};
+    std::string program = KORVANE_PROGRAM;
     /// Where its log goes.
     std::string log = "/dev/null";
     /// KiB of data that the process may have; none where it is 0.

@@ -105,14 +105,14 @@ void Project_Service_Impl::make_tables() {
   session_->commit();
 }
 
-void Project_Service_Impl::build_schema(const bool* reset_schema) {
+void Project_Service_Impl::build_schema(bool reset_schema) {
   session_->begin();
-  if (reset_schema == nullptr || *reset_schema) create_tables(project_schema(), *session_);
+  if (reset_schema) create_tables(project_schema(), *session_);
   session_->commit();
 }
 
 void Project_Service_Impl::clear(ClearProjectRequest request, GenericReply&) {
-  build_schema(&request.reset_schema);
+  build_schema(request.reset_schema);
 }
 
 void Project_Service_Impl::create_material(Material request, MaterialRef& reply) {

@@ -39,9 +39,9 @@ class Project_Service_Impl : public Project_Service {
   /// back here.
   void make_tables();
 
-  /// Drops and makes the ten tables in one transaction. With `reset_schema` pointing to false the
-  /// transaction is opened and closed and nothing else happens. A failure is not rolled back here.
-  void build_schema(const bool* reset_schema);
+  /// Drops and makes the ten tables in one transaction. With `reset_schema` false the transaction
+  /// is opened and closed and nothing else happens. A failure is not rolled back here.
+  void build_schema(bool reset_schema);
 
   std::unique_ptr<Poco::Data::Session> session_;
   std::string filename_;
