@@ -12,6 +12,8 @@
 #include "host/failure.h"
 #include "host/heap.h"
 #include "host/openapi.h"
+#include "host/reply_body.h"
+#include "host/shortened.h"
 #include "host/statements.h"
 #include "platform/project_rpc/make_skeleton.h"
 #include "platform/project_rpc/open_project.h"
@@ -28,38 +30,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// Replies up to here leave in one piece, and do not count among those that are held.
-constexpr std::uint64_t kSmallReply = 64U << 10U;
-
 constexpr const char* kRunField = "Korvane-Run";
-
-std::set<std::string> live_ids() {
-  std::set<std::string> ids;
-  for (const LiveService& service : krv::rpc4::live_services()) ids.insert(service.id);
-  return ids;
-}
-
-const Operation* opening_operation(const LiveService& service) {
-  for (const Operation& operation : service.definition->operations) {
-    if (operation.effect == Effect::opens) return &operation;
-  }
-  return nullptr;
-}
-
-LiveService find_manager() {
-  for (const LiveService& service : krv::rpc4::live_services()) {
-    if (opening_operation(service) != nullptr) return service;
-  }
-  return {};
-}
-
-/// The fence ends a query that gives too many rows for what is cut off afterwards; it must let
-/// those through that are to be answered with, and one more to tell that there are more.
-CallLimits with_room_for_rows(CallLimits limits) {
-  const auto answered = static_cast<std::int64_t>(limits.query_rows);
-  limits.query.rows = std::max(limits.query.rows, answered + 1);
-  return limits;
-}
 
 std::string media_type_names() {
   return std::string(media_type(Representation::json)) + " or " +
@@ -77,51 +48,7 @@ bool is_of_request(const std::exception_ptr& failure) {
   }
 }
 
-/// A body of `bytes`, which are kept as long as it is on its way.
-void set_body(HttpReply& reply, bond::blob bytes) {
-  if (bytes.size() <= kSmallReply) {
-    reply.body.assign(bytes.content(), bytes.size());
-    return;
-  }
-  reply.streamed_bytes = bytes.size();
-  reply.stream_body = [bytes = std::move(bytes)](const HttpReply::Write& write) {
-    write({bytes.content(), bytes.size()});
-  };
-}
-
-/// A body that is written as JSON while it leaves. Written once before, to nobody, it tells its
-/// length, and whether JSON can say it at all.
-void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::JsonText> text) {
-  std::uint64_t length = 1;
-  text->write([&](std::string_view piece) {
-    length += piece.size();
-    if (length <= kSmallReply) reply.body += piece;
-  });
-  if (length <= kSmallReply) {
-    reply.body += '\n';
-    return;
-  }
-  reply.body = {};
-  reply.streamed_bytes = length;
-  reply.stream_body = [text = std::move(text)](const HttpReply::Write& write) {
-    text->write(write);
-    write("\n");
-  };
-}
-
 }  // namespace
-
-CallRoom::CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
-                   std::size_t most_projects)
-    : root(project_root),
-      limits(with_room_for_rows(call_limits)),
-      permanent_services(live_ids()),
-      manager(find_manager().id),
-      open_operation(manager.empty() ? nullptr : opening_operation(find_manager())),
-      records("records of requests", call_limits.all_record_bytes),
-      replies("replies", call_limits.all_reply_bytes),
-      projects(project_root, most_projects),
-      delivery(call_limits.delivery) {}
 
 Call::Call(CallRoom& room, const HttpRequest& request, const Target& target, const Client& client,
            Callee callee, const std::string& operation)
@@ -211,12 +138,23 @@ bool Call::may_create() const {
   return create == "true" && operation_->effect == Effect::writes;
 }
 
-/// Runs `action` with its memory counted, and refuses what takes too much.
+FailedCall Call::failed_call() const {
+  return {operation_->effect, file_, file_.empty() || begins_as_database(file_)};
+}
+
+/// Runs `action` with its memory counted, and refuses what takes too much. A failure becomes an
+/// HttpFault while its text, which can be as long as the request, still counts.
 template <class Action>
 auto Call::counted(bool is_of_request, Action action) -> decltype(action()) {
   try {
     const CallMemory::Scope scope(*memory_);
-    return action();
+    try {
+      return action();
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (...) {
+      throw fault_of(std::current_exception(), failed_call());
+    }
   } catch (const std::bad_alloc&) {
     refuse_memory(is_of_request);
   }
@@ -232,8 +170,7 @@ HttpReply Call::answer(const std::string& body) {
   } catch (...) {
     note_freed_memory(memory_->peak());
     memory_.reset();
-    const bool is_database = file_.empty() || begins_as_database(file_);
-    throw fault_of(std::current_exception(), {operation_->effect, file_, is_database});
+    throw fault_of(std::current_exception(), failed_call());
   }
 }
 
@@ -279,11 +216,7 @@ std::string Call::resolve() {
     return callee_.service_id;
   }
   if (callee_.file->empty()) throw HttpFault(400, "expected the name of a project's file");
-  try {
-    file_ = room_.root.confine(*callee_.file);
-  } catch (const ConfinementError& refusal) {
-    throw HttpFault(400, refusal.what());
-  }
+  file_ = room_.root.confine(*callee_.file);
   const std::optional<std::string> open = room_.projects.service_of(file_);
   if (!room_.root.exists(file_)) {
     if (open) {
@@ -298,11 +231,9 @@ std::string Call::resolve() {
 }
 
 bond::blob Call::open_named_file(const bond::blob& request) {
-  try {
+  counted(true, [&] {
     file_ = room_.root.confine(rpc::decode_request<model::OpenProjectRequest>(request).filename);
-  } catch (const ConfinementError& refusal) {
-    throw HttpFault(400, refusal.what());
-  }
+  });
   const bool would_make_it = !file_.empty() && !room_.root.exists(file_);
   if (would_make_it && !room_.projects.is_open(file_)) require_scope(client_, {Scope::write});
   return open_project(file_);
@@ -358,7 +289,7 @@ bond::blob Call::run_in_turn(const std::string& service_id, const SqlFenceLimits
   if (fence.gave_way()) throw GiveWay();
   if (memory_->refusal() != CallMemory::Refusal::none) refuse_memory(is_of_request(failure));
   if (stop) throw HttpFault(*stop == FenceStop::refused ? 403 : 422, fence.reason());
-  std::rethrow_exception(failure);
+  return counted(false, [&]() -> bond::blob { std::rethrow_exception(failure); });
 }
 
 /// A link can be made and followed by anyone, so that a GET never writes, whoever sends it.
@@ -368,8 +299,9 @@ bool Call::is_fenced_query() const {
 }
 
 SqlFenceLimits Call::sql_limits() const {
-  if (is_fenced_query()) return room_.limits.query;
-  SqlFenceLimits limits = room_.limits.call;
+  SqlFenceLimits limits = is_fenced_query() ? room_.limits.query : room_.limits.call;
+  if (operation_->effect == Effect::queries) limits.statements = 1;
+  if (is_fenced_query()) return limits;
   if (operation_->effect == Effect::queries && !room_.limits.is_sql_unfenced) {
     limits.access = SqlAccess::changes;
   }
@@ -395,20 +327,18 @@ HttpReply Call::answered(bond::blob bytes) {
   HttpReply reply;
   reply.content_type = media_type(reply_form_);
   const std::uint64_t size = bytes.size();
-  try {
-    counted(false, [&] {
-      if (is_fenced_query()) cut_rows(bytes, reply);
-      if (reply_form_ == Representation::compact_binary) {
-        return set_body(reply, std::move(bytes));
-      }
-      std::shared_ptr<const krv::rpc4::JsonText> text = operation_->reply.json_text(bytes);
-      bytes = {};
+  counted(false, [&] {
+    if (is_fenced_query()) cut_rows(bytes, reply);
+    if (reply_form_ == Representation::compact_binary) return set_body(reply, std::move(bytes));
+    std::shared_ptr<const krv::rpc4::JsonText> text = operation_->reply.json_text(bytes);
+    bytes = {};
+    try {
       set_json_body(reply, std::move(text));
-    });
-  } catch (const encoding::JsonError& failure) {
-    throw HttpFault(406, std::string(failure.what()) + "; ask for " +
-                             std::string(media_type(Representation::compact_binary)));
-  }
+    } catch (const encoding::JsonError& failure) {
+      throw HttpFault(406, shortened(failure.what()) + "; ask for " +
+                               std::string(media_type(Representation::compact_binary)));
+    }
+  });
   if (!reply.stream_body) return reply;
   // From here on it counts among the replies, as long as it is on its way.
   auto holding = std::make_shared<MemoryPool::Holding>(room_.replies, client_.name);

@@ -1,12 +1,14 @@
 #include "host/exchange.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
 #include <nlohmann/json.hpp>
 
+#include "host/call_memory.h"
 #include "host/json_log.h"
 #include "host/openapi.h"
 #include "host/representation.h"
@@ -56,11 +58,6 @@ std::string live_services_text() {
 
 HttpReply json(std::string text) {
   return {200, std::string(media_type(Representation::json)), std::move(text)};
-}
-
-/// The detail of a problem document.
-std::string detail_of(const HttpReply& problem) {
-  return nlohmann::json::parse(problem.body).value("detail", "");
 }
 
 }  // namespace
@@ -162,12 +159,16 @@ HttpReply ModelServer::Exchange::made_in_turn(const char* queue,
                                               const std::function<std::string()>& make) {
   CallRoom& room = server_.room_;
   auto text = std::make_shared<std::string>();
+  CallMemory memory(room.records, client_.name, room.limits.record_bytes);
   const Delivery::Caller caller{client_.name, request_.has_client_gone};
   try {
     room.delivery.deliver(queue, caller, [&](const Delivery::Turn&) {
+      const CallMemory::Scope scope(memory);
       *text = make();
       return bond::blob();
     });
+  } catch (const std::bad_alloc&) {
+    throw HttpFault(503, "there is no memory for " + std::string(queue), {{"Retry-After", "1"}});
   } catch (const NotDelivered& failure) {
     throw HttpFault(503, failure.what(), {{"Retry-After", "1"}});
   }
@@ -180,9 +181,14 @@ HttpReply ModelServer::Exchange::made_in_turn(const char* queue,
 }
 
 HttpReply ModelServer::Exchange::call(const std::string& body) {
-  HttpReply reply = call_->answer(body);
-  body_.reset();
-  return reply;
+  try {
+    HttpReply reply = call_->answer(body);
+    body_.reset();
+    return reply;
+  } catch (...) {
+    body_.reset();
+    throw;
+  }
 }
 
 void ModelServer::Exchange::complete(HttpReply& reply) {
@@ -203,7 +209,7 @@ void ModelServer::Exchange::served(const HttpReply& reply, std::chrono::nanoseco
                {"milliseconds", std::chrono::duration<double, std::milli>(duration).count()},
                {"request_bytes", body_bytes_},
                {"reply_bytes", reply.body_bytes()}};
-  if (reply.content_type == "application/problem+json") line["detail"] = detail_of(reply);
+  if (!reply.detail.empty()) line["detail"] = reply.detail;
   if (!is_sent) line["sent"] = false;
   if (call_) {
     for (const LogLine& logged : call_->lines().lines) {

@@ -10,6 +10,7 @@
 
 #include "contracts/encoding/json.h"
 #include "host/delivery.h"
+#include "host/project_root.h"
 #include "platform/rpc4/failure.h"
 
 namespace korvane::host {
@@ -41,7 +42,8 @@ bool is_query_at_fault(const std::exception& failure) {
 }
 
 int status_of(const std::exception& failure, krv::rpc4::Effect effect) {
-  if (is_one_of<encoding::JsonError, krv::rpc4::RequestError>(failure)) return kBadRequest;
+  if (is_one_of<encoding::JsonError, krv::rpc4::RequestError, ConfinementError>(failure))
+    return kBadRequest;
   if (is_one_of<sqlite::ConstraintViolationException>(failure)) return kConflict;
   if (is_one_of<krv::rpc4::UnusableRow>(failure)) return kUnprocessable;
   if (effect == krv::rpc4::Effect::queries && is_query_at_fault(failure)) return kBadRequest;

@@ -20,7 +20,8 @@ struct FailedCall {
 /// What the failure of a call is to an HTTP client, with its own text as detail:
 ///
 /// - a miss ("failed to get_…") and a service that is not live 404
-/// - missing or malformed input, and in a query SQL that the database does not take 400
+/// - missing or malformed input, a file name that is refused, and in a query SQL that the database
+///   does not take 400
 /// - a constraint violation 409
 /// - a file that is no database, or without the tables of a project, 422 "\"<file>\" is not a
 ///   korvane project: …"; an id in it that has more than 32 bits 422

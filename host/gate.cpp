@@ -6,6 +6,8 @@
 #include <Poco/Net/IPAddress.h>
 #include <Poco/String.h>
 
+#include "host/shortened.h"
+
 namespace korvane::host {
 
 namespace {
@@ -26,6 +28,9 @@ bool is_address(const std::string& name) {
   return Poco::Net::IPAddress::tryParse(name, address);
 }
 
+/// Longer names are cut in a refusal, which anybody can have made as often as they want.
+constexpr std::size_t kLongestQuote = 120;
+
 const std::vector<std::pair<std::string, std::string>> kAskForToken = {
     {"WWW-Authenticate", "Bearer realm=\"korvane\""}};
 
@@ -44,13 +49,14 @@ bool Gate::is_own_name(const std::string& host) const {
 void Gate::refuse_other_sites(const HttpRequest& request) const {
   const std::string host = request.head.getHost();
   if (!is_own_name(host)) {
-    throw HttpFault(
-        421, "this server does not go by the name \"" + host + "\"; --host-name tells it another");
+    throw HttpFault(421, "this server does not go by the name \"" + shortened(host, kLongestQuote) +
+                             "\"; --host-name tells it another");
   }
   const std::string own_origin = (request.is_encrypted ? "https://" : "http://") + host;
   const std::string origin = request.head.get("Origin", own_origin);
   if (Poco::icompare(origin, own_origin) != 0) {
-    throw HttpFault(403, "requests of pages from \"" + origin + "\" are refused");
+    throw HttpFault(
+        403, "requests of pages from \"" + shortened(origin, kLongestQuote) + "\" are refused");
   }
   const std::string site = request.head.get("Sec-Fetch-Site", "none");
   if (site != "none" && site != "same-origin") {

@@ -13,6 +13,8 @@
 #include <boost/make_shared.hpp>
 #include <nlohmann/json.hpp>
 
+#include "host/shortened.h"
+
 namespace korvane::host {
 
 using krv::log::severity_level;
@@ -21,7 +23,7 @@ using Json = nlohmann::ordered_json;
 namespace {
 
 constexpr std::size_t kMostLines = 100;
-constexpr std::size_t kMostBytesOfMessage = std::size_t{4} * 1024;
+constexpr std::size_t kMostCharacters = std::size_t{4} * 1024 + 1;
 
 thread_local CollectedLines* collected_lines = nullptr;
 
@@ -32,14 +34,8 @@ severity_level severity_of(const boost::log::attribute_value_set& values) {
 
 /// The message of a line, cut where it is too long.
 std::string message_of(std::wstring_view text) {
-  std::string message = krv::log::narrow(text.substr(0, kMostBytesOfMessage));
-  if (message.size() <= kMostBytesOfMessage && text.size() <= kMostBytesOfMessage) return message;
-  std::size_t end = std::min(message.size(), kMostBytesOfMessage);
-  const auto is_inside_character = [&] {
-    return end < message.size() && (static_cast<unsigned char>(message[end]) & 0xC0U) == 0x80U;
-  };
-  while (is_inside_character()) --end;
-  return message.substr(0, end) + "…";
+  // A character has a byte at least; one more shows that there is more.
+  return shortened(krv::log::narrow(text.substr(0, kMostCharacters)));
 }
 
 void collect(severity_level severity, std::wstring_view text) {

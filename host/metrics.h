@@ -33,9 +33,8 @@ class Metrics {
     std::uint64_t lost_log_lines = 0;
   };
 
-  /// With what the system knows of the process (`process_…`, as Prometheus's own clients name it)
-  /// and what was built.
-
+  /// All of it, with what the system knows of the process (`process_…`, as Prometheus's own clients
+  /// name it) and what was built.
   std::string text(const Levels& levels);
 
  private:

@@ -25,6 +25,9 @@ using krv::rpc4::LiveService;
 
 namespace {
 
+/// How long the threads of connections that were cut may take to notice.
+constexpr std::chrono::milliseconds kTimeToEnd{1000};
+
 /// Projects by their files first, then the services that are live at the start by their ids, last
 /// those that get an id when they are opened.
 std::vector<DescribedService> described_services() {
@@ -84,7 +87,9 @@ bool ModelServer::stop(std::chrono::milliseconds deadline) {
   http_.stop_accepting();
   // A connection that is open has a request in work: its call may be still to come.
   http_.wait_for_connections(time_left());
-  return room_.delivery.drain(time_left());
+  if (!room_.delivery.drain(time_left())) return false;
+  http_.cut_connections();
+  return http_.wait_for_connections(kTimeToEnd);
 }
 
 void ModelServer::set_gate(Gate gate) {
@@ -96,8 +101,9 @@ void ModelServer::set_gate(Gate gate) {
 bool ModelServer::begin_run(std::chrono::milliseconds deadline,
                             const std::function<void()>& restart_plugins) {
   return room_.runs.renew(deadline, [&] {
-    restart_plugins();
+    // Whichever plugins have been restarted when one fails: what was open may be so no more.
     room_.projects.forget_all();
+    restart_plugins();
   });
 }
 
@@ -108,10 +114,8 @@ std::unique_ptr<HttpExchange> ModelServer::begin(const HttpRequest& request) {
 void ModelServer::refuse(const std::string& peer, HttpReply& reply) {
   reply.fields.emplace_back("Korvane-Run", room_.runs.id());
   metrics_.served("refused", reply.status, std::chrono::nanoseconds(0));
-  const Json line = {{"time", log_time()},
-                     {"peer", peer},
-                     {"status", reply.status},
-                     {"detail", nlohmann::json::parse(reply.body).value("detail", "")}};
+  const Json line = {
+      {"time", log_time()}, {"peer", peer}, {"status", reply.status}, {"detail", reply.detail}};
   log_object(line.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
@@ -142,14 +146,16 @@ bool ModelServer::is_stopping() const {
 }
 
 std::string ModelServer::project_list() {
-  Json projects = Json::array();
+  std::string text = R"({"projects":[)";
   for (const ProjectFile& file : root_.list()) {
-    projects.push_back({{"file", file.name},
-                        {"size", file.size},
-                        {"changed", time_text(file.changed)},
-                        {"is_open", room_.projects.is_open(file.name)}});
+    if (text.back() != '[') text += ',';
+    text += Json{{"file", file.name},
+                 {"size", file.size},
+                 {"changed", time_text(file.changed)},
+                 {"is_open", room_.projects.is_open(file.name)}}
+                .dump();
   }
-  return Json{{"projects", std::move(projects)}}.dump() + "\n";
+  return text + "]}\n";
 }
 
 std::string ModelServer::metrics_text() {

@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstddef>
-#include <fstream>
+#include <fcntl.h>
 #include <locale>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <vector>
 
 #include <boost/algorithm/string/predicate.hpp>
@@ -149,9 +151,13 @@ class Confinement {
 
 bool begins_as_database(const fs::path& file) {
   std::array<char, kMagic.size()> bytes{};
-  std::ifstream stream(file, std::ios::binary);
-  stream.read(bytes.data(), bytes.size());
-  return stream && std::string_view(bytes.data(), bytes.size()) == kMagic;
+  // A pipe that has taken the file's place would be waited for.
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const ssize_t size = ::read(descriptor, bytes.data(), bytes.size());
+  ::close(descriptor);
+  return size == static_cast<ssize_t>(bytes.size()) &&
+         std::string_view(bytes.data(), bytes.size()) == kMagic;
 }
 
 ProjectRoot::ProjectRoot(const fs::path& folder) {
@@ -173,9 +179,17 @@ bool ProjectRoot::exists(std::string_view confined) const {
 }
 
 void ProjectRoot::remove_if_empty(std::string_view confined) const {
-  std::error_code failure;
   const fs::path file = root_ / confined;
-  if (fs::file_size(file, failure) == 0 && !failure) fs::remove(file, failure);
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return;
+  // The system gives a lease for writing on what nobody else has open, and has others wait until it
+  // is given back. It would tell of them by SIGIO, which ends a process.
+  struct stat status {};
+  if (::fcntl(descriptor, F_SETSIG, SIGURG) == 0 && ::fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0 &&
+      ::fstat(descriptor, &status) == 0 && status.st_size == 0) {
+    ::unlink(file.c_str());
+  }
+  ::close(descriptor);
 }
 
 std::vector<ProjectFile> ProjectRoot::list() const {

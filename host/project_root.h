@@ -55,7 +55,8 @@ class ProjectRoot {
   /// name.
   bool exists(std::string_view confined) const;
 
-  /// Removes the file that `confined` names if it is there and empty.
+  /// Removes the file that `confined` names if it is there and empty, and no other program has it
+  /// open. Where the file system cannot tell, it stays.
   void remove_if_empty(std::string_view confined) const;
 
   /// The SQLite files in the folder and in those below it, by name in order, without following

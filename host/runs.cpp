@@ -1,5 +1,8 @@
 #include "host/runs.h"
 
+#include <algorithm>
+#include <exception>
+
 #include <boost/algorithm/string/erase.hpp>
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
@@ -9,6 +12,9 @@
 namespace korvane::host {
 
 namespace {
+
+/// How long calls are kept out at a time while others run on, and then let in.
+constexpr std::chrono::milliseconds kHush{300};
 
 std::string draw_id() {
   std::string id = boost::uuids::to_string(boost::uuids::random_generator()());
@@ -44,28 +50,35 @@ Runs::Stay::~Stay() {
 }
 
 bool Runs::renew(std::chrono::milliseconds deadline, const std::function<void()>& change) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end = Clock::now() + deadline;
   std::unique_lock lock(mutex_);
-  is_ending_ = true;
   const auto go_on = [&] {
     is_ending_ = false;
     has_changed_.notify_all();
   };
-  if (!has_changed_.wait_for(lock, deadline, [&] { return stays_ == 0; })) {
+  const auto wait_for_quiet = [&](std::chrono::milliseconds time) {
+    return has_changed_.wait_until(lock, std::min(end, Clock::now() + time),
+                                   [&] { return stays_ == 0; });
+  };
+  // By turns, as one long call would keep all others out.
+  for (is_ending_ = true; !wait_for_quiet(kHush); is_ending_ = true) {
     go_on();
-    return false;
+    if (Clock::now() >= end) return false;
+    wait_for_quiet(kHush);
   }
   lock.unlock();
+  std::exception_ptr failure;
   try {
     change();
   } catch (...) {
-    lock.lock();
-    go_on();
-    throw;
+    failure = std::current_exception();
   }
   lock.lock();
   id_ = draw_id();
   is_first_ = false;
   go_on();
+  if (failure) std::rethrow_exception(failure);
   return true;
 }
 

@@ -37,9 +37,9 @@ class Runs {
     Runs& runs_;
   };
 
-  /// Waits until no call stays, lets none in meanwhile, calls `change` and begins a run. False,
-  /// with the run going on, when calls stay still at the end of `deadline`. What `change` throws
-  /// passes, and the run goes on as well.
+  /// Waits until no call stays, calls `change` and begins a run. Meanwhile calls are kept out, but
+  /// for no longer than a moment at a time. False, with the run going on, when calls stay still at
+  /// the end of `deadline`. What `change` throws passes, once the next run has begun.
   bool renew(std::chrono::milliseconds deadline, const std::function<void()>& change);
 
  private:

@@ -8,19 +8,19 @@
 #include <mutex>
 #include <stdexcept>
 #include <string_view>
-#include <thread>
 #include <vector>
 
 #include <sqlite3.h>
 
 #include "host/call_memory.h"
+#include "host/lock_wait.h"
 #include "host/sql_functions.h"
+#include "host/sqlite_files.h"
 #include "host/sqlite_memory.h"
 
 namespace korvane::host {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 
 namespace {
 
@@ -35,9 +35,6 @@ constexpr int kAllocationsPerLook = 16;
 constexpr int kAllocationsPerRefusal = 256;
 
 constexpr std::int64_t kBytesOfNumber = 8;
-
-/// How long a statement waits for a lock before it lets others go on.
-constexpr milliseconds kPoliteWait{50};
 
 /// What idle connections may keep in pages and parsed schemas, all together.
 constexpr std::int64_t kIdleBytes = std::int64_t{64} * 1024 * 1024;
@@ -67,13 +64,6 @@ std::int64_t bytes_of_row(sqlite3_stmt* statement) {
     bytes += has_size ? sqlite3_column_bytes(statement, i) : kBytesOfNumber;
   }
   return bytes;
-}
-
-/// How long to sleep before a lock is tried again: short at first.
-milliseconds pause_before(int attempt) {
-  constexpr std::array kPauses = {1, 2, 5, 10, 15, 20, 25, 25, 25, 50};
-  const auto index = static_cast<std::size_t>(std::max(attempt, 0));
-  return milliseconds(index < kPauses.size() ? kPauses.at(index) : 100);
 }
 
 }  // namespace
@@ -137,12 +127,16 @@ struct SqlFence::Impl {
                     const char* database, const char*) {
     if (current == nullptr || current->is_ending) return SQLITE_OK;
     const SqlAction action{code, text_or_empty(first), text_or_empty(second),
-                           text_or_empty(database), current->is_statement_running};
+                           text_or_empty(database), is_running(static_cast<sqlite3*>(connection))};
     try {
       current->hold(static_cast<sqlite3*>(connection));
       const bool may_end =
           current->limits.access == SqlAccess::everything && is_of_transaction(action);
       if (!may_end && current->is_over()) return SQLITE_DENY;
+      if (!action.is_within_statement && current->statements >= current->limits.statements) {
+        current->refuse("another statement");
+        return SQLITE_DENY;
+      }
       const std::optional<std::string> refused = refused_action(current->limits.access, action);
       if (!refused) return SQLITE_OK;
       current->refuse(*refused);
@@ -161,27 +155,9 @@ struct SqlFence::Impl {
 
   /// The handler for locks: 0 gives up.
   static int blocked(void*, int attempt) {
-    if (current == nullptr) {
-      constexpr int kAttemptsInAMinute = 600;
-      std::this_thread::sleep_for(pause_before(attempt));
-      return attempt < kAttemptsInAMinute ? 1 : 0;
-    }
-    return current->wait_for_lock(attempt) ? 1 : 0;
-  }
-
-  bool wait_for_lock(int attempt) {
-    const auto now = Clock::now();
-    if (attempt == 0) waiting_since = now;
-    if (now - start >= limits.time) has_run_out_at_a_lock = true;
-    if (has_run_out_at_a_lock || lock_waited >= limits.lock_wait) return false;
-    if (now - waiting_since >= kPoliteWait && limits.others_wait && limits.others_wait()) {
-      has_given_way = true;
-      return false;
-    }
-    const milliseconds pause = pause_before(attempt);
-    std::this_thread::sleep_for(pause);
-    lock_waited += pause;
-    return true;
+    const bool goes_on =
+        current == nullptr ? wait_for_lock(attempt) : current->lock_wait.wait(attempt);
+    return goes_on ? 1 : 0;
   }
 
   static int traced(unsigned event, void* context, void* subject, void*) {
@@ -204,11 +180,22 @@ struct SqlFence::Impl {
   /// The statement may be older than the fence, and then no authorizer was asked about it inside.
   void begun(sqlite3* connection, sqlite3_stmt* statement) {
     Held& one = hold(connection);
-    is_statement_running = true;
+    // Asked again by the same for each of its triggers.
+    if (statement != last_begun && !is_running(connection, statement)) ++statements;
+    last_begun = statement;
     if (limits.access != SqlAccess::reads) return;
     const bool writes = sqlite3_stmt_readonly(statement) == 0;
     if (writes) refuse("running a statement that writes");
     if (writes || is_over()) interrupt(one);
+  }
+
+  /// Whether a statement is under way on the connection, or another one than that.
+  static bool is_running(sqlite3* connection, const sqlite3_stmt* besides = nullptr) {
+    sqlite3_stmt* statement = nullptr;
+    while ((statement = sqlite3_next_stmt(connection, statement)) != nullptr) {
+      if (statement != besides && sqlite3_stmt_busy(statement) != 0) return true;
+    }
+    return false;
   }
 
   void row_given(sqlite3* connection, sqlite3_stmt* statement) {
@@ -290,7 +277,7 @@ struct SqlFence::Impl {
   bool is_over() {
     if (is_ending || Clock::now() - start < limits.time) return false;
     // Then it is the lock that is to blame.
-    if (!has_run_out_at_a_lock) stop(FenceStop::too_long);
+    if (!lock_wait.has_taken_all_time()) stop(FenceStop::too_long);
     return true;
   }
 
@@ -327,16 +314,14 @@ struct SqlFence::Impl {
   const SqlFenceLimits limits;
   const Clock::time_point start = Clock::now();
   std::vector<Held> held;
+  std::int64_t statements = 0;
+  const sqlite3_stmt* last_begun = nullptr;
   std::int64_t rows = 0;
   std::int64_t bytes = 0;
   std::int64_t memory = 0;
   int allocations = 0;
   int late_allocations = 0;
-  Clock::time_point waiting_since;
-  milliseconds lock_waited{0};
-  bool has_given_way = false;
-  bool has_run_out_at_a_lock = false;
-  bool is_statement_running = false;
+  LockWait lock_wait{start + limits.time, limits.lock_wait, limits.others_wait};
   /// The fence itself ends what is left open: nothing stops it any more.
   bool is_ending = false;
   std::optional<FenceStop> first_stop;
@@ -382,7 +367,7 @@ std::string SqlFence::reason() const {
   return {};
 }
 
-bool SqlFence::gave_way() const { return impl_->has_given_way; }
+bool SqlFence::gave_way() const { return impl_->lock_wait.has_given_way(); }
 
 void SqlFence::roll_back() {
   impl_->is_ending = true;
@@ -402,6 +387,7 @@ void install_sql_fence() {
   if (result == SQLITE_OK) {
     result = sqlite3_auto_extension(reinterpret_cast<void (*)()>(&SqlFence::Impl::opened));
   }
+  if (result == SQLITE_OK) result = guard_sqlite_files();
   if (result != SQLITE_OK) {
     throw std::runtime_error(
         std::string("cannot install the SQL fence: ") +

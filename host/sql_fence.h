@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,9 @@ struct SqlFenceLimits {
   /// Whether another call could go on in the meantime. Asked while a statement waits for a lock; it
   /// fails then, as for a lock, and `gave_way` says so.
   std::function<bool()> others_wait = {};
+  /// Statements that may be run, not counting those that one of them runs itself, as VACUUM does:
+  /// none is parsed after them.
+  std::int64_t statements = std::numeric_limits<std::int64_t>::max();
 };
 
 enum class FenceStop {
@@ -49,6 +53,7 @@ enum class FenceStop {
 /// file of unknown origin: functions with side effects do not run from its schema
 /// (SQLITE_DBCONFIG_TRUSTED_SCHEMA off), its catalogue cannot be written over
 /// (SQLITE_DBCONFIG_DEFENSIVE), and pages are checked when they are read (PRAGMA cell_size_check).
+/// Beside its database it opens no pipe and deletes no file of others (sqlite_files.h).
 /// A statement may have 1 MiB of text, an expression 250 levels, a compound select 100 terms and a
 /// function 64 arguments.
 /// Outside a fence it works as ever apart from that; its authorizer, progress handler, trace and,

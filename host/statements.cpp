@@ -15,6 +15,24 @@ bool is_word(char c) {
          static_cast<unsigned char>(c) >= 0x80;
 }
 
+/// The length of the variable that `sql` begins with, such as `$name`, `:a::b` and, with anything
+/// but blanks in the parentheses, `@name('x)`.
+std::size_t length_of_variable(std::string_view sql) {
+  std::size_t length = 1;
+  bool has_name = false;
+  for (; length < sql.size(); ++length) {
+    if (is_word(sql[length])) {
+      has_name = true;
+    } else if (sql.substr(length, 2) == "::") {
+      ++length;
+    } else {
+      break;
+    }
+  }
+  if (!has_name || length == sql.size() || sql[length] != '(') return length;
+  return std::min(sql.find_first_of(") \t\n\v\f\r", length), sql.size() - 1) + 1;
+}
+
 /// Takes the next token off `sql`: a word in lower case, one character, or an empty text at the
 /// end. Blanks and comments are skipped; a text or quoted name is one token, `'`.
 std::string take_token(std::string_view& sql) {
@@ -42,7 +60,9 @@ std::string take_token(std::string_view& sql) {
     return "'";
   }
   std::size_t length = 1;
-  if (is_word(first)) {
+  if (std::string_view("$@#:").find(first) != std::string_view::npos) {
+    length = length_of_variable(sql);
+  } else if (is_word(first)) {
     while (length < sql.size() && is_word(sql[length])) ++length;
   }
   std::string token(sql.substr(0, length));

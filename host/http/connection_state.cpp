@@ -19,7 +19,6 @@ void ConnectionState::begin_reading(std::chrono::milliseconds time) {
 void ConnectionState::begin_answering() { deadline_.reset(); }
 
 void ConnectionState::begin_writing(std::chrono::milliseconds time) {
-  is_at_rest_ = false;
   how_ = SHUT_RDWR;
   deadline_ = Clock::now() + time;
 }

@@ -18,14 +18,14 @@ class ConnectionState {
   void begin_idle();
   /// From the first byte of a request.
   void begin_reading(std::chrono::milliseconds time);
-  /// The request is let in.
+  /// The request is let in, for a client that is known.
   void admit() { is_at_rest_ = false; }
   void begin_answering();
   void begin_writing(std::chrono::milliseconds time);
 
   bool is_overdue() const { return is_overdue_; }
-  /// Whether nothing is lost but time when it is shut: between requests, or in one that is not let
-  /// in yet.
+  /// Whether nothing is lost but time when it is shut: between requests, or in one that was not let
+  /// in, yet or at all.
   bool is_at_rest() const { return is_at_rest_ && !is_shut_; }
   Clock::time_point at_rest_since() const { return since_; }
 

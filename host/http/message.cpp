@@ -1,22 +1,50 @@
 #include "host/http/message.h"
 
+#include <sstream>
+
 #include <Poco/Net/HTTPResponse.h>
+#include <Poco/Timestamp.h>
 #include <nlohmann/json.hpp>
 
+#include "host/shortened.h"
+
 namespace korvane::host {
+
+using Poco::Net::HTTPMessage;
+using Poco::Net::HTTPResponse;
+
+std::string header_text(const HttpReply& reply, bool keeps_alive) {
+  HTTPResponse head(HTTPMessage::HTTP_1_1, static_cast<HTTPResponse::HTTPStatus>(reply.status));
+  head.setDate(Poco::Timestamp());
+  head.setKeepAlive(keeps_alive);
+  head.setContentType(reply.content_type);
+  head.setContentLength64(static_cast<Poco::Int64>(reply.body_bytes()));
+  head.set("Cache-Control", "no-store");
+  head.set("X-Content-Type-Options", "nosniff");
+  for (const auto& [name, value] : reply.fields) head.set(name, value);
+  std::ostringstream text;
+  head.write(text);
+  return text.str();
+}
+
+HttpFault::HttpFault(int status_code, std::string_view detail,
+                     std::vector<std::pair<std::string, std::string>> header_fields)
+    : std::runtime_error(shortened(detail)),
+      status(status_code),
+      fields(std::move(header_fields)) {}
 
 HttpReply problem_reply(const HttpFault& fault) {
   const nlohmann::ordered_json problem = {
       {"type", "about:blank"},
-      {"title", Poco::Net::HTTPResponse::getReasonForStatus(
-                    static_cast<Poco::Net::HTTPResponse::HTTPStatus>(fault.status))},
+      {"title",
+       HTTPResponse::getReasonForStatus(static_cast<HTTPResponse::HTTPStatus>(fault.status))},
       {"status", fault.status},
       {"detail", fault.what()},
   };
   // What a client sent comes back in details, and need not be UTF-8.
   return {fault.status, "application/problem+json",
           problem.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n",
-          fault.fields};
+          fault.fields, fault.what()};
 }
 
 }  // namespace korvane::host

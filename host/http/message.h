@@ -32,6 +32,8 @@ struct HttpReply {
   std::string body;
   /// Further header fields.
   std::vector<std::pair<std::string, std::string>> fields = {};
+  /// Of an error, what its problem document says.
+  std::string detail = {};
 
   using Write = std::function<void(std::string_view piece)>;
   /// A body that is made while it is sent: writes it in pieces, `streamed_bytes` in all. `body` is
@@ -42,13 +44,15 @@ struct HttpReply {
   std::uint64_t body_bytes() const { return stream_body ? streamed_bytes : body.size(); }
 };
 
+/// What goes out before the reply's body: the status and the header fields.
+std::string header_text(const HttpReply& reply, bool keeps_alive);
+
 /// Ends a request with an error reply. `what()` is told to the client, so it names nothing that the
-/// client has not sent.
+/// client has not sent. It is cut after 4 KiB: texts of failures repeat what they were given.
 class HttpFault : public std::runtime_error {
  public:
-  HttpFault(int status_code, const std::string& detail,
-            std::vector<std::pair<std::string, std::string>> header_fields = {})
-      : std::runtime_error(detail), status(status_code), fields(std::move(header_fields)) {}
+  HttpFault(int status_code, std::string_view detail,
+            std::vector<std::pair<std::string, std::string>> header_fields = {});
 
   int status;
   std::vector<std::pair<std::string, std::string>> fields;

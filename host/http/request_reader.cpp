@@ -220,7 +220,7 @@ struct BodyFraming {
   std::uint64_t length = 0;
 };
 
-BodyFraming framing_of(const HTTPRequest& head, std::uint64_t limit) {
+BodyFraming framing_of(const HTTPRequest& head) {
   const std::ptrdiff_t lengths = count_fields(head, "Content-Length");
   if (head.has("Transfer-Encoding")) {
     if (lengths != 0 || count_fields(head, "Transfer-Encoding") != 1) {
@@ -237,7 +237,6 @@ BodyFraming framing_of(const HTTPRequest& head, std::uint64_t limit) {
   if (lengths == 0) return {};
   const auto length = parse_number<std::uint64_t>(head.get("Content-Length"), 10);
   if (lengths > 1 || !length) throw HttpFault(400, "expected one number as Content-Length");
-  if (*length > limit) refuse_body(limit);
   return {false, *length};
 }
 
@@ -256,17 +255,20 @@ HTTPRequest read_request_header(Stream& stream, std::size_t header_bytes) {
       throw HttpFault(400, "expected no more than one " + std::string(name) + " in the header");
     }
   }
+  framing_of(head);  // where a request ends that cannot be told, no other can begin
   take_host_of_target(head);
   return head;
 }
 
 bool has_body(const HTTPRequest& head) {
-  return head.has("Transfer-Encoding") || head.get("Content-Length", "0") != "0";
+  const BodyFraming framing = framing_of(head);
+  return framing.is_chunked || framing.length != 0;
 }
 
 std::string read_request_body(Stream& stream, const HTTPRequest& head, const BodyLimits& limits,
                               const HoldBody& hold) {
-  const BodyFraming framing = framing_of(head, limits.body_bytes);
+  const BodyFraming framing = framing_of(head);
+  if (framing.length > limits.body_bytes) refuse_body(limits.body_bytes);
   if (Poco::icompare(head.get("Content-Encoding", "identity"), "identity") != 0) {
     throw HttpFault(415, "the Content-Encoding is not supported; expected none",
                     {{"Accept-Encoding", "identity"}});

@@ -87,7 +87,7 @@ class HttpServer {
              Encrypt encrypt = nullptr);
   HttpServer(const HttpServer&) = delete;
   HttpServer& operator=(const HttpServer&) = delete;
-  /// Stops accepting, cuts every connection and waits for their threads.
+  /// Stops accepting, cuts every connection and waits for their threads, however long one takes.
   ~HttpServer();
 
   /// Stops accepting and closes the idle connections. Those that have begun a request finish it.
@@ -96,6 +96,9 @@ class HttpServer {
   /// Waits until all connections are closed, and shuts those that are overdue meanwhile. Call it
   /// after `stop_accepting`. False when some are left by then.
   bool wait_for_connections(std::chrono::milliseconds deadline);
+
+  /// Cuts the connections that are left. Their threads notice soon.
+  void cut_connections();
 
   std::size_t connections() const;
 

@@ -124,6 +124,8 @@ class Fenced : public testing::Test {
   ~Fenced() override { std::filesystem::current_path(before_); }
 
   std::string file() const { return folder_.file("project.db"); }
+  /// Another in its folder.
+  std::string file(const std::string& name) const { return folder_.file(name); }
 
   std::string sheets() const {
     return *test::plain_rows(file(), "select count(*) from sheet").at(0).at(0);

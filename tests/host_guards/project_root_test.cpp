@@ -336,6 +336,21 @@ TEST_F(Root, SeesWhatIsThereWhenItIsAsked) {
   EXPECT_THROW(root().confine("later.db"), ConfinementError);
 }
 
+TEST_F(Root, RemovesAnEmptyFileThatNobodyHasOpen) {
+  std::ofstream(inside() / "empty.db");
+  std::ofstream(inside() / "full.db") << "x";
+  for (const char* const name : {"empty.db", "full.db", "missing.db"}) root().remove_if_empty(name);
+  EXPECT_FALSE(root().exists("empty.db"));
+  EXPECT_TRUE(root().exists("full.db"));
+}
+
+TEST_F(Root, KeepsAnEmptyFileThatAnotherHasOpen) {
+  std::ofstream(inside() / "empty.db");
+  const std::ifstream another(inside() / "empty.db");
+  root().remove_if_empty("empty.db");
+  EXPECT_TRUE(root().exists("empty.db"));
+}
+
 TEST_F(Root, MayItselfBeReachedByALink) {
   const ProjectRoot linked(inside() / "self" / "link-to-folder");
   EXPECT_EQ(linked.confine("b.db"), "b.db");

@@ -1,10 +1,13 @@
 // Projects by the addresses of their files, and what ids mean from one run to the next.
 
 #include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/server/server_suite.h"
@@ -257,6 +260,39 @@ TEST_F(Reload, LeavesAllAsItWasWhenACallDoesNotFinish) {
   EXPECT_EQ(client().get("/v1").fields.at("korvane-run"), run);
   EXPECT_EQ(sheets("a.db"), 0U);
   EXPECT_EQ(runs.read_answer().status, 200);
+}
+
+TEST_F(Reload, KeepsNobodyWaitingForALongCallOfAnother) {
+  auto runs = connect();
+  runs.send(call_text(kProbe, "sleep", R"({"value_int32":2500})"));
+  wait_for_calls(1);
+  std::atomic<bool> has_ended = false;
+  bool has_reloaded = false;
+  std::thread reloading([&] {
+    has_reloaded = server().reload(1500ms);
+    has_ended = true;
+  });
+  Clock::duration longest{0};
+  while (!has_ended) {
+    const auto begin = Clock::now();
+    EXPECT_EQ(client().get(address("a.db", "list_sheets")).status, 200);
+    longest = std::max(longest, Clock::now() - begin);
+  }
+  reloading.join();
+  EXPECT_FALSE(has_reloaded);
+  EXPECT_LT(longest, 1s);
+  EXPECT_EQ(runs.read_answer().status, 200);
+}
+
+TEST_F(Reload, ThatFailsHalfWayBeginsAnotherRunWithAllProjectsAtTheirAddresses) {
+  EXPECT_EQ(post(address("a.db", "create_sheet")).status, 200);
+  const std::string id = server().open("a.db");
+  const std::string run = client().get("/v1").fields.at("korvane-run");
+  EXPECT_THROW(server().reload_half_way(), std::runtime_error);
+  EXPECT_NE(client().get("/v1").fields.at("korvane-run"), run);
+  EXPECT_EQ(server().open("b.db"), id);
+  EXPECT_EQ(sheets("a.db"), 1U);
+  EXPECT_EQ(sheets("b.db"), 0U);
 }
 
 TEST_F(Addresses, StandFirstInOpenApi) {

@@ -21,6 +21,12 @@ using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
 
+std::string repeated(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
 class ErrorsTest : public ServerTest {
  protected:
   const std::string& project() const { return project_; }
@@ -61,6 +67,25 @@ TEST_F(ErrorsTest, AreProblemDocumentsWhateverTheRequestsForm) {
   const HttpAnswer answer = call_with_record("get_sheet", model::cad::SheetRef{});
   EXPECT_EQ(answer.status, 404);
   EXPECT_EQ(answer.detail(), "failed to get_sheet");
+}
+
+TEST_F(ErrorsTest, RepeatTheFrontOfALongRequestOnly) {
+  const std::string sql = "select '" + std::string(100'000, 'x');
+  const HttpAnswer answer = call("query_table", sql_request(sql));
+  EXPECT_EQ(answer.status, 400);
+  EXPECT_THAT(answer.detail(), HasSubstr("unrecognized token: \"'xxx"));
+  EXPECT_THAT(answer.detail(), ::testing::EndsWith("xxx\u2026"));
+  EXPECT_LT(answer.detail().size(), 4200U);
+}
+
+TEST_F(ErrorsTest, AreCutBetweenCharacters) {
+  for (const char* const padding : {"", "x", "xx"}) {
+    const HttpAnswer answer = call(
+        "query_table", sql_request(std::string("select '") + padding + repeated("\u20ac", 5000)));
+    EXPECT_EQ(answer.status, 400);
+    EXPECT_THAT(answer.detail(), Not(HasSubstr("\uFFFD")));
+    EXPECT_THAT(answer.detail(), ::testing::EndsWith("\u20ac\u2026"));
+  }
 }
 
 TEST_F(ErrorsTest, AMissIsNotFound) {

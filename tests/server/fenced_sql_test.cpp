@@ -142,6 +142,16 @@ TEST_F(SqlTest, WritesWithTheScope) {
   EXPECT_EQ(rows("select uid from sheet order by uid"), Rows({{"c"}, {"d"}}));
 }
 
+TEST_F(SqlTest, AttachesNothingBehindAStatementThatSqliteEndsElsewhere) {
+  for (const char* const sql :
+       {"create virtual table v using fts4(a, $b('x) ); attach '' as o --')",
+        "select $b('x) ; attach '' as o --')",
+        "create table w (a default @x::y(') ); begin --')"}) {
+    EXPECT_EQ(query(master(), sql).status / 100, 4) << sql;
+  }
+  EXPECT_EQ(query(master(), "select * from pragma_database_list").json().at("rows").size(), 1U);
+}
+
 TEST_F(SqlTest, OfOneClientLeavesAnothersAsItWas) {
   EXPECT_EQ(query(reader(), "delete from sheet").status, 403);
   EXPECT_EQ(query(master(), "delete from sheet where uid = 'a'").status, 200);

@@ -325,6 +325,21 @@ TEST_F(Framing, TwoLengthsAreRefusedEvenIfTheyAgree) {
   }
 }
 
+TEST_F(Framing, WhatFollowsTwoLengthsIsNoRequestOfItsOwn) {
+  const std::string hidden = "GET /healthz/live HTTP/1.1\r\nHost: localhost\r\n\r\n";
+  for (const char* const path : {"/healthz/live", "/nothing", "/v1"}) {
+    for (const std::string& lengths : {content_length(0) + content_length(hidden.size()),
+                                       content_length(hidden.size()) + content_length(0)}) {
+      RawConnection connection = connect();
+      connection.send(std::string("GET ") + path + " HTTP/1.1\r\nHost: localhost\r\n" + lengths +
+                      "\r\n" + hidden);
+      const std::string answers = connection.read_all();
+      EXPECT_THAT(answers, ::testing::StartsWith("HTTP/1.1 400 "));
+      EXPECT_EQ(answers.find("live\n"), std::string::npos);
+    }
+  }
+}
+
 TEST_F(Framing, ALengthThatIsNoNumberIsRefused) {
   for (const char* const length : {"-2", "+2", "two", "", "2,2", "2 2", "0x2", "2.0", "2e0",
                                    "18446744073709551616", "=?utf-8?Q?2?="}) {

@@ -31,7 +31,10 @@ TEST(Statements, AreOneUpToItsSemicolonAndWhatSaysNothing) {
         "CREATE TEMP TRIGGER g AFTER INSERT ON t BEGIN SELECT case 1 when 1 then 2 end; END ;",
         "explain create temporary trigger g after insert on t begin select 1; end;",
         "select \"end\"; ",
-        "create table trigger_of (a);"}) {
+        "create table trigger_of (a);",
+        "select $b(;)",
+        "select a$b(';')",
+        "select :a, @b, $c::d(e;f)"}) {
     EXPECT_FALSE(has_several_statements(sql)) << sql;
   }
 }
@@ -43,7 +46,7 @@ TEST(Statements, AreSeveralWhenOneFollows) {
         "create trigger g after insert on t begin select 1; end; select 2",
         "create table trigger_of (a); select 1", "explain select 1; select 2", "select 1; x",
         "create table t (a); create trigger g after insert on t begin select 1; end",
-        "select 1;\xC3\xA4"}) {
+        "select 1;\xC3\xA4", "select $b('x); select 2 --')", "select @a::b(';x); select 2 --'"}) {
     EXPECT_TRUE(has_several_statements(sql)) << sql;
   }
 }

@@ -159,6 +159,13 @@ bool TestServer::reload(std::chrono::milliseconds deadline) {
   });
 }
 
+void TestServer::reload_half_way() {
+  server_->begin_run(std::chrono::seconds(10), [&] {
+    plugins_.front()->restart();
+    throw std::runtime_error("the next plugin does not start");
+  });
+}
+
 std::string TestServer::open(const std::string& filename) const {
   return client().call(kManager, "open", {{"filename", filename}}).json().at("service_id");
 }

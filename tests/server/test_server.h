@@ -115,6 +115,8 @@ class TestServer {
   void end();
   /// Restarts the plugins, as a server does when it is told to. False when calls still run.
   bool reload(std::chrono::milliseconds deadline = std::chrono::seconds(10));
+  /// The same, and fails when the plugin of projects has been restarted. Throws that failure.
+  void reload_half_way();
 
  private:
   TemporaryFolder folder_;

@@ -365,6 +365,29 @@ TEST_F(Siege, ByLargeReplies) {
           [](HttpClient& client) { client.get(path("attacked.db", "list_sheets")); });
 }
 
+TEST_F(Siege, ByFailuresThatRepeatTheirRequest) {
+  start(reading());
+  const std::string request = sql_request("select '" + std::string(kMegabyte - 100, '\x01')).dump();
+  besiege("failures that repeat their request", 24, [&](HttpClient& client) {
+    client.send("POST", path("attacked.db", "query_table"), request, {{"Content-Type", kJson}});
+  });
+}
+
+TEST_F(Siege, ByRefusalsThatNobodyReads) {
+  start(reading(), "", "/dev/null", 2100);
+  // Of nobody in particular: there is no token in it.
+  const std::string request = "GET / HTTP/1.1\r\nHost: " + std::string(4'000, '"') + "\r\n\r\n";
+  besiege("refusals that nobody reads", 8, [&](HttpClient&) {
+    std::vector<RawConnection> unread;
+    for (int i = 0; i < 280; ++i) {
+      RawConnection& connection = unread.emplace_back(port());
+      connection.socket().setReceiveBufferSize(4096);
+      connection.send(request);
+    }
+    std::this_thread::sleep_for(500ms);
+  });
+}
+
 // --- The log.
 
 TEST_F(Siege, ByALogLineForEveryCell) {

@@ -105,6 +105,18 @@ TEST(ReadRecords, TakesBothLineEndsAndPassesOverEmptyLines) {
   EXPECT_EQ(records[2].source, kStraight);
 }
 
+TEST(ReadRecords, WhatCannotBeReadIsNoEnd) {
+  /// Fails in the middle, as a disk does.
+  struct Failing : std::stringbuf {
+    Failing() : std::stringbuf(kStraight + "\n") {}
+    int_type underflow() override { throw std::runtime_error("no more can be read"); }
+  };
+  Failing buffer;
+  std::istream input(&buffer);
+  EXPECT_THAT([&] { read_records(input); },
+              ThrowsMessage<std::runtime_error>("no more can be read"));
+}
+
 TEST(ReadRecords, ACarriageReturnWithoutALineFeedIsRefused) {
   EXPECT_THAT(
       [] { records_of(kStraight + "\r" + kStraight + "\r\n"); },

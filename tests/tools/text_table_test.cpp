@@ -35,6 +35,22 @@ TEST(PrintTextTable, CountsCodePointsAndNotBytes) {
             "1234  b\n");
 }
 
+TEST(Printable, HasNoCharacterThatMovesACursorOrEndsALine) {
+  EXPECT_EQ(printable("a\x1b[2Jb\nc\td\x7f"), "a?[2Jb?c?d?");
+  EXPECT_EQ(printable("\xC2\x9B"
+                      "31m \u00fc \u2026"),
+            "?31m \u00fc \u2026");
+  EXPECT_EQ(printable(std::string_view("\0x", 2)), "?x");
+}
+
+TEST(PrintTextTable, PrintsCellsOnOneLineWhateverTheyHold) {
+  TextTable table({{"name"}});
+  table.add_row({"a\nb\x1b[1m"});
+  std::ostringstream text;
+  table.print(text);
+  EXPECT_EQ(text.str(), "name\n-------\na?b?[1m\n");
+}
+
 TEST(FormatNumber, HasNoNeedlessDigits) {
   EXPECT_EQ(format_number(12), "12");
   EXPECT_EQ(format_number(100), "100");

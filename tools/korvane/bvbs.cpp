@@ -132,6 +132,7 @@ Record parse_record(std::string_view line, std::size_t number) {
 std::vector<Record> read_records(std::istream& input) {
   std::vector<Record> records;
   std::string line;
+  input.exceptions(std::ios::badbit);  // or what cannot be read would pass for the end
   for (std::size_t number = 1; std::getline(input, line); ++number) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.find('\r') != std::string::npos) {

@@ -31,6 +31,7 @@ using korvane::model::cad::Project_Service;
 using korvane::model::cad::RemoteProject;
 using korvane::tool::EmbeddedProject;
 using korvane::tool::format_count;
+using korvane::tool::printable;
 
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
@@ -87,14 +88,15 @@ void require_output() {
 void run_import(const Options& options) {
   const korvane::tool::ScheduleFile schedule =
       korvane::tool::read_schedule(options.file, {options.sheet, options.revision});
-  for (const std::string& remark : schedule.remarks) std::cerr << remark << '\n';
+  for (const std::string& remark : schedule.remarks) std::cerr << printable(remark) << '\n';
   with_project(options, Purpose::writing, [&](Project_Service& project) {
     const auto revisions = korvane::tool::store_schedule(project, schedule);
     for (const auto& revision : revisions) {
       std::cerr << "imported " << format_count(revision.bars, "bar mark") << ", "
                 << format_count(revision.fabrics, "fabric mark") << " and "
                 << format_count(revision.bar_spacers, "bar spacer mark") << " into sheet \""
-                << revision.sheet << "\", revision \"" << revision.revision << "\"\n";
+                << printable(revision.sheet) << "\", revision \"" << printable(revision.revision)
+                << "\"\n";
     }
     if (revisions.empty()) std::cerr << "nothing to import in " << options.file << '\n';
     for (const auto& [group, count] : schedule.passed_over) {
@@ -137,7 +139,7 @@ void run_token_remove(const Options& options) {
 
 void run_token_list(const Options& options) {
   for (const auto& entry : korvane::host::TokenFile(options.token_file).list()) {
-    std::cout << entry.client.name;
+    std::cout << printable(entry.client.name);
     for (const Scope scope : entry.client.scopes)
       std::cout << ' ' << korvane::host::scope_name(scope);
     std::cout << ' ' << entry.created << '\n';
@@ -315,9 +317,9 @@ int main(int argc, char** argv) {
   try {
     return run(argc, argv);
   } catch (const Poco::Exception& failure) {
-    std::cerr << "korvane: " << failure.displayText() << '\n';
+    std::cerr << "korvane: " << printable(failure.displayText()) << '\n';
   } catch (const std::exception& failure) {
-    std::cerr << "korvane: " << failure.what() << '\n';
+    std::cerr << "korvane: " << printable(failure.what()) << '\n';
   }
   return kFailed;
 }

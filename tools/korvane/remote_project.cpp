@@ -1,5 +1,8 @@
 #include "tools/korvane/remote_project.h"
 
+#include <array>
+#include <cstddef>
+#include <istream>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -10,7 +13,6 @@
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPSClientSession.h>
 #include <Poco/Net/NetSSL.h>
-#include <Poco/StreamCopier.h>
 #include <Poco/Timespan.h>
 #include <Poco/URI.h>
 #include <nlohmann/json.hpp>
@@ -29,6 +31,9 @@ namespace {
 
 /// A call may wait for its turn, and then for a file that another program holds.
 const Poco::Timespan kReplyTime(300, 0);
+
+/// More than a server of ours sends.
+constexpr std::size_t kMostReplyBytes = std::size_t{512} << 20U;
 
 std::unique_ptr<HTTPClientSession> make_session(const Poco::URI& uri) {
   if (uri.getScheme() == "http") {
@@ -83,14 +88,26 @@ class RemoteProject::Server {
       if (!token_.empty()) head.setCredentials("Bearer", token_);
       session_->sendRequest(head).write(body.data(), static_cast<std::streamsize>(body.size()));
       HTTPResponse response;
-      std::string reply;
-      Poco::StreamCopier::copyToString(session_->receiveResponse(response), reply);
+      const std::string reply = read_all(session_->receiveResponse(response));
       if (response.getStatus() == HTTPResponse::HTTP_OK) return reply;
       throw std::runtime_error(url_ + ": " + std::to_string(response.getStatus()) + " " +
                                detail_of(reply));
     } catch (const Poco::Exception& failure) {
       throw std::runtime_error("cannot reach " + url_ + ": " + failure.displayText());
     }
+  }
+
+  std::string read_all(std::istream& body) {
+    std::string text;
+    std::array<char, 64U << 10U> piece{};
+    while (body.read(piece.data(), piece.size()).gcount() > 0) {
+      text.append(piece.data(), static_cast<std::size_t>(body.gcount()));
+      if (text.size() <= kMostReplyBytes) continue;
+      session_->reset();  // the rest would be read to its end
+      throw std::runtime_error(url_ + ": the reply is longer than " +
+                               std::to_string(kMostReplyBytes) + " bytes");
+    }
+    return text;
   }
 
   std::string url_;

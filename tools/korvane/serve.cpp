@@ -179,7 +179,7 @@ class Reloadable {
       if (server.begin_run(patience_, restart)) return host::log_event("reloaded");
       host::log_event("reloaded tokens and certificate; projects stay open: calls still run");
     } catch (const std::exception& failure) {
-      host::log_event("reloaded tokens and certificate; projects stay open: " +
+      host::log_event("reloaded tokens and certificate; a plugin goes on as it was: " +
                       host::failure_text(failure));
     }
   }

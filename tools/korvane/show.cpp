@@ -198,8 +198,8 @@ void show_revision(Project_Service& project, std::int32_t rev_id, std::ostream& 
   sheet_ref.id = revision.sheet_id;
   Sheet sheet;
   project.get_sheet(std::move(sheet_ref), sheet);
-  output << "Sheet " << sheet.name << ", revision "
-         << (revision.name.empty() ? "(unnamed)" : revision.name) << '\n';
+  output << "Sheet " << printable(sheet.name) << ", revision "
+         << (revision.name.empty() ? "(unnamed)" : printable(revision.name)) << '\n';
   show_bars(project, rev_id, output);
   show_fabrics(project, rev_id, output);
   show_bar_spacers(project, rev_id, output);

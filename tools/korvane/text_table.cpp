@@ -6,6 +6,8 @@
 #include <sstream>
 #include <utility>
 
+#include "platform/log/log.h"
+
 namespace korvane::tool {
 
 namespace {
@@ -20,7 +22,10 @@ std::size_t width_of(const std::string& text) {
 
 TextTable::TextTable(std::vector<Column> columns) : columns_(std::move(columns)) {}
 
-void TextTable::add_row(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+void TextTable::add_row(std::vector<std::string> cells) {
+  for (std::string& cell : cells) cell = printable(cell);
+  rows_.push_back(std::move(cells));
+}
 
 void TextTable::print(std::ostream& output) const {
   std::vector<std::string> titles;
@@ -49,6 +54,13 @@ void TextTable::print(std::ostream& output) const {
   for (const std::size_t width : widths) rule.emplace_back(width, '-');
   print_row(rule);
   for (const auto& row : rows_) print_row(row);
+}
+
+std::string printable(std::string_view text) {
+  const auto is_control = [](wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); };
+  std::wstring wide = krv::log::widen(text);
+  std::replace_if(wide.begin(), wide.end(), is_control, L'?');
+  return krv::log::narrow(wide);
 }
 
 std::string format_number(double value, int decimals) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace korvane::tool {
@@ -20,7 +21,7 @@ class TextTable {
 
   explicit TextTable(std::vector<Column> columns);
 
-  /// Adds a row of as many cells as there are columns.
+  /// Adds a row of as many cells as there are columns. They are printed as `printable` has them.
   void add_row(std::vector<std::string> cells);
 
   /// Prints titles, a rule and the rows, two blanks between columns and none at a line's end.
@@ -30,6 +31,10 @@ class TextTable {
   std::vector<Column> columns_;
   std::vector<std::vector<std::string>> rows_;
 };
+
+/// `text` for a terminal and for one line of it: control characters, which could move its cursor or
+/// forge a line, and what is no UTF-8 come out as `?` and `\uFFFD`.
+std::string printable(std::string_view text);
 
 /// A number without needless digits: "12", "0.888", "45.58". At most `decimals` digits behind the
 /// point, rounded.

@@ -1,0 +1,195 @@
+#include "host/http/connection.h"
+
+#include <algorithm>
+#include <chrono>
+#include <exception>
+#include <limits>
+#include <memory>
+#include <poll.h>
+#include <string_view>
+#include <sys/resource.h>
+#include <utility>
+
+#include "host/http/request_reader.h"
+
+namespace korvane::host {
+
+using Clock = ConnectionState::Clock;
+using Poco::Net::StreamSocket;
+
+namespace {
+
+/// How long a refused request is still read, so that its sender gets to see the reply.
+constexpr std::chrono::milliseconds kLingerTime{1000};
+/// How long a connection beyond the limit has for its one request.
+constexpr std::chrono::milliseconds kBriefTime{2000};
+/// Smaller bodies leave together with their header.
+constexpr std::size_t kSmallBody = 64U << 10U;
+
+/// What one client may have of `all`.
+std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - all / 4); }
+
+/// Whether the other end has closed its side, or all.
+bool is_closed(int descriptor) {
+  pollfd one{descriptor, POLLRDHUP, 0};
+  return ::poll(&one, 1, 0) == 1 && (one.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
+}
+
+/// Has the calling thread compute when no other wants to, from now on: thousands that are refused
+/// at once would each take its turn of the processor before a client gets one.
+void yield_to_others() {
+  constexpr int kLast = 19;
+  ::setpriority(PRIO_PROCESS, 0, kLast);  // on Linux of the thread alone
+}
+
+}  // namespace
+
+HttpServer::Connection::Connection(HttpServer& server, const StreamSocket& socket,
+                                   bool is_beyond_limit)
+    : server_(server),
+      descriptor_(socket.impl()->sockfd()),
+      is_beyond_limit_(is_beyond_limit),
+      peer_(socket.peerAddress().toString()),
+      watch_(server, descriptor_, peer_.substr(0, peer_.rfind(':'))),
+      stream_(server.encrypt_ ? server.encrypt_(socket) : socket) {
+  stream_.socket().setNoDelay(true);  // a reply's last piece would wait for the others' receipt
+}
+
+void HttpServer::Connection::run() {
+  while (begin_idle() && stream_.has_data(is_beyond_limit_ ? kBriefTime : limits().idle_time)) {
+    started_ = Clock::now();
+    with_state([&](ConnectionState& state) {
+      state.begin_reading(is_beyond_limit_ ? kBriefTime : limits().transfer_time);
+    });
+    if (!serve_request() || is_beyond_limit_) break;
+  }
+}
+
+bool HttpServer::Connection::begin_idle() {
+  return with_state([&](ConnectionState& state) {
+    state.begin_idle();
+    return !server_.is_stopping_;
+  });
+}
+
+bool HttpServer::Connection::is_overdue() {
+  return with_state([](const ConnectionState& state) { return state.is_overdue(); });
+}
+
+bool HttpServer::Connection::serve_request() {
+  HttpRequest request;
+  request.peer = peer_;
+  request.is_encrypted = server_.encrypt_ != nullptr;
+  request.is_beyond_limit = is_beyond_limit_;
+  request.has_client_gone = [this] { return is_closed(descriptor_); };
+  try {
+    request.head = read_request_header(stream_, limits().header_bytes);
+  } catch (const HttpFault& fault) {
+    return refuse(fault);
+  } catch (const ConnectionEnd&) {
+    if (is_overdue()) refuse(overdue());
+    return false;
+  }
+
+  std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
+  bool is_body_left = has_body(request.head);
+  bool may_go_on = true;
+  HttpReply reply;
+  try {
+    admit(*exchange);
+    may_go_on = false;
+    enter_as(exchange->client());
+    may_go_on = true;
+    const std::string body =
+        read_request_body(stream_, request.head, {limits().body_bytes, limits().header_bytes},
+                          [&](std::uint64_t bytes) { exchange->hold_body(bytes); });
+    is_body_left = false;
+    with_state([](ConnectionState& state) { state.begin_answering(); });
+    reply = exchange->answer(body);
+  } catch (const HttpFault& fault) {
+    reply = problem_reply(fault);
+  } catch (const ConnectionEnd&) {
+    reply = problem_reply(is_overdue() ? overdue() : HttpFault(400, "the body broke off"));
+  } catch (const std::exception&) {
+    reply = problem_reply({500, "the request could not be answered"});  // no memory, most likely
+  }
+  exchange->complete(reply);
+  const bool keeps_alive = !is_body_left && may_go_on && !is_beyond_limit_ &&
+                           request.head.getKeepAlive() && !server_.is_stopping();
+  const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
+  exchange->served(reply, Clock::now() - started_, is_sent);
+  reply = {};        // it may hold what is counted among its client's
+  exchange.reset();  // and so may this
+  request = {};      // as long as nothing is read, it is all that the connection holds
+  if (is_sent && is_body_left) linger();
+  return is_sent && keeps_alive;
+}
+
+void HttpServer::Connection::admit(HttpExchange& exchange) {
+  try {
+    exchange.admit();
+  } catch (const HttpFault&) {
+    if (exchange.client().empty()) yield_to_others();
+    throw;
+  }
+}
+
+void HttpServer::Connection::enter_as(const std::string& client) {
+  if (client.empty()) return;  // whoever asks how the server is
+  const bool is_too_many = with_state([&](ConnectionState& state) {
+    state.admit();
+    return watch_.become(client) && watch_.siblings() > share_of(limits().connections);
+  });
+  if (!is_too_many) return;
+  throw HttpFault(429, "too many connections of \"" + client + "\" at a time",
+                  {{"Retry-After", "1"}});
+}
+
+HttpFault HttpServer::Connection::overdue() const {
+  return {408, "the request did not arrive within " +
+                   std::to_string(limits().transfer_time.count()) + " ms"};
+}
+
+bool HttpServer::Connection::refuse(const HttpFault& fault) {
+  HttpReply reply = problem_reply(fault);
+  server_.handler_.refuse(peer_, reply);
+  if (send(reply, false, false)) linger();
+  return false;
+}
+
+bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool is_head_only) {
+  try {
+    with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
+    std::string text = header_text(reply, keeps_alive);
+    const bool is_small = !reply.stream_body && reply.body.size() < kSmallBody;
+    if (is_small && !is_head_only) text += reply.body;
+    stream_.write_all(text);
+    if (is_small || is_head_only) return true;
+    if (reply.stream_body) {
+      reply.stream_body([&](std::string_view piece) { stream_.write_all(piece); });
+    } else {
+      stream_.write_all(reply.body);
+    }
+    return true;
+  } catch (const std::exception&) {
+    return false;  // the other end has gone, or there is no memory for the rest
+  }
+}
+
+void HttpServer::Connection::linger() {
+  stream_.socket().shutdownSend();
+  const auto end = Clock::now() + kLingerTime;
+  std::string ignored;
+  try {
+    for (auto now = Clock::now(); now < end; now = Clock::now()) {
+      const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
+      if (!stream_.has_data(left)) return;
+      stream_.read_some(ignored, std::numeric_limits<std::size_t>::max());
+      ignored.clear();
+    }
+  } catch (const ConnectionEnd&) {
+    return;
+  }
+}
+
+}  // namespace korvane::host

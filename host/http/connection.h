@@ -1,0 +1,113 @@
+#pragma once
+
+#include <cstddef>
+#include <list>
+#include <map>
+#include <mutex>
+#include <string>
+
+#include <Poco/Net/StreamSocket.h>
+
+#include "host/http/connection_state.h"
+#include "host/http/message.h"
+#include "host/http/server.h"
+#include "host/http/stream.h"
+
+namespace korvane::host {
+
+/// The state of a connection, which the server knows as long as this lives.
+class HttpServer::Watch {
+ public:
+  Watch(HttpServer& server, int descriptor, const std::string& address)
+      : state(descriptor), server_(server) {
+    const std::lock_guard lock(server_.mutex_);
+    const auto owner = server_.connections_of_owners_.try_emplace(address).first;
+    server_.watches_.push_back(this);
+    place_ = std::prev(server_.watches_.end());
+    enter(owner);
+  }
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+  ~Watch() {
+    const std::lock_guard lock(server_.mutex_);
+    leave();
+    server_.watches_.erase(place_);
+  }
+
+  // With the server's lock held:
+  ConnectionState state;
+  /// The connections of its owner.
+  std::size_t siblings() const { return owner_->second; }
+  /// It is the client's from now on; with an empty name it stays whose it is. Returns whether its
+  /// owner is another one than before.
+  bool become(const std::string& client) {
+    if (client.empty() || client == owner_->first) return false;
+    const auto owner = server_.connections_of_owners_.try_emplace(client).first;
+    leave();
+    enter(owner);
+    return true;
+  }
+
+ private:
+  using Owners = std::map<std::string, std::size_t>;
+
+  void enter(Owners::iterator owner) {
+    owner_ = owner;
+    ++owner_->second;
+  }
+  void leave() {
+    if (--owner_->second == 0) server_.connections_of_owners_.erase(owner_);
+  }
+
+  HttpServer& server_;
+  std::list<Watch*>::iterator place_;
+  Owners::iterator owner_;
+};
+
+/// One connection, in its own thread.
+class HttpServer::Connection {
+ public:
+  /// `is_beyond_limit`: it may send one request, and soon.
+  Connection(HttpServer& server, const Poco::Net::StreamSocket& socket, bool is_beyond_limit);
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() = default;
+
+  /// Serves its requests. Throws what breaks the connection off.
+  void run();
+
+ private:
+  template <class Action>
+  auto with_state(Action action) {
+    const std::lock_guard lock(server_.mutex_);
+    return action(watch_.state);
+  }
+  const HttpLimits& limits() const { return server_.limits_; }
+
+  /// False when there shall be no more requests.
+  bool begin_idle();
+  bool is_overdue();
+  HttpFault overdue() const;
+
+  /// Serves one request. False when it is the connection's last.
+  bool serve_request();
+  void admit(HttpExchange& exchange);
+  /// The connection is the client's from now on; with an empty name nobody's. Throws HttpFault 429
+  /// if the client has too many.
+  void enter_as(const std::string& client);
+  bool refuse(const HttpFault& fault);
+  bool send(const HttpReply& reply, bool keeps_alive, bool is_head_only);
+  /// Reads on for a while what nobody wants: closing with bytes unread resets the connection, and
+  /// the other end would lose the reply.
+  void linger();
+
+  HttpServer& server_;
+  const int descriptor_;
+  const bool is_beyond_limit_;
+  const std::string peer_;
+  Watch watch_;
+  Stream stream_;
+  ConnectionState::Clock::time_point started_;
+};
+
+}  // namespace korvane::host

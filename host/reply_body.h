@@ -1,0 +1,19 @@
+#pragma once
+
+#include <memory>
+
+#include "bond/blob.h"
+#include "host/http/message.h"
+#include "platform/rpc4/operation.h"
+
+namespace korvane::host {
+
+/// Gives `reply` a body of `bytes`. A large one is not copied: they are kept as long as it is on
+/// its way.
+void set_body(HttpReply& reply, bond::blob bytes);
+
+/// Gives `reply` a body of JSON. A large one is written anew while it leaves, and not held. Throws
+/// encoding::JsonError for what JSON cannot say.
+void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::JsonText> text);
+
+}  // namespace korvane::host
