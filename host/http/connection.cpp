@@ -7,7 +7,6 @@
 #include <memory>
 #include <poll.h>
 #include <string_view>
-#include <sys/resource.h>
 #include <utility>
 
 #include "host/http/request_reader.h"
@@ -33,13 +32,6 @@ std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - al
 bool is_closed(int descriptor) {
   pollfd one{descriptor, POLLRDHUP, 0};
   return ::poll(&one, 1, 0) == 1 && (one.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
-}
-
-/// Has the calling thread compute when no other wants to, from now on: thousands that are refused
-/// at once would each take its turn of the processor before a client gets one.
-void yield_to_others() {
-  constexpr int kLast = 19;
-  ::setpriority(PRIO_PROCESS, 0, kLast);  // on Linux of the thread alone
 }
 
 }  // namespace
@@ -96,7 +88,7 @@ bool HttpServer::Connection::serve_request() {
   bool may_go_on = true;
   HttpReply reply;
   try {
-    admit(*exchange);
+    exchange->admit();
     may_go_on = false;
     enter_as(exchange->client());
     may_go_on = true;
@@ -123,15 +115,6 @@ bool HttpServer::Connection::serve_request() {
   request = {};      // as long as nothing is read, it is all that the connection holds
   if (is_sent && is_body_left) linger();
   return is_sent && keeps_alive;
-}
-
-void HttpServer::Connection::admit(HttpExchange& exchange) {
-  try {
-    exchange.admit();
-  } catch (const HttpFault&) {
-    if (exchange.client().empty()) yield_to_others();
-    throw;
-  }
 }
 
 void HttpServer::Connection::enter_as(const std::string& client) {

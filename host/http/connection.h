@@ -91,7 +91,6 @@ class HttpServer::Connection {
 
   /// Serves one request. False when it is the connection's last.
   bool serve_request();
-  void admit(HttpExchange& exchange);
   /// The connection is the client's from now on; with an empty name nobody's. Throws HttpFault 429
   /// if the client has too many.
   void enter_as(const std::string& client);
