@@ -314,7 +314,10 @@ SqlFenceLimits Call::sql_limits() const {
 
 void Call::refuse_memory(bool is_of_request) const {
   if (memory_->refusal() != CallMemory::Refusal::too_much) {
-    throw HttpFault(503, "too many records of requests are held at a time", {{"Retry-After", "1"}});
+    const bool is_pools = memory_->refusal() == CallMemory::Refusal::no_room;
+    throw HttpFault(503,
+                    is_pools ? "too many records of requests are held at a time" : "out of memory",
+                    {{"Retry-After", "1"}});
   }
   const std::string limit = std::to_string(memory_->limit());
   if (is_of_request) {

@@ -41,15 +41,4 @@ bool CallMemory::ask_for(std::int64_t wanted) noexcept {
   return false;
 }
 
-bool is_new_counted() {
-  MemoryPool pool("bytes of a trial", kSmallestStep * 2);
-  CallMemory memory(pool, "", static_cast<std::uint64_t>(kSmallestStep));
-  const CallMemory::Scope scope(memory);
-  // A volatile pointer: the compiler may leave out a pair of new and delete.
-  char* volatile const block = new char[1000];
-  const bool is_counted = memory.live() >= 1000;
-  delete[] block;
-  return is_counted;
-}
-
 }  // namespace korvane::host

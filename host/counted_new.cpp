@@ -1,5 +1,5 @@
 // The program's `operator new` and `delete`: malloc and free, counted. Linked into every program
-// that takes anything from the host's library and has none of its own.
+// that asks whether they are.
 
 #include <cstddef>
 #include <cstdlib>
@@ -37,6 +37,18 @@ void release(void* memory) noexcept {
 }
 
 }  // namespace
+
+bool korvane::host::is_new_counted() {
+  constexpr std::size_t kTrial = 1000;
+  MemoryPool pool("bytes of a trial", kLarge * 2);
+  CallMemory memory(pool, "", kLarge);
+  const CallMemory::Scope scope(memory);
+  // A volatile pointer: the compiler may leave out a pair of new and delete.
+  char* volatile const block = new char[kTrial];
+  const bool is_counted = memory.live() >= kTrial;
+  delete[] block;
+  return is_counted;
+}
 
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }

@@ -16,6 +16,7 @@
 #include <sqlite3.h>
 
 #include "tests/host_guards/fenced_project.h"
+#include "tests/support/expanding_select.h"
 
 namespace korvane::host {
 namespace {
@@ -34,18 +35,8 @@ SqlFenceLimits with_memory(std::int64_t memory) {
   return limits;
 }
 
-/// A select that SQLite expands to 2^steps while it compiles it.
-std::string doubling(int steps) {
-  std::string sql = "with a0 as (select 1 x)";
-  for (int i = 1; i <= steps; ++i) {
-    const std::string former = "a" + std::to_string(i - 1);
-    sql += ", a" + std::to_string(i) + " as (select l.x from " + former + " l, " + former + " r)";
-  }
-  return sql + " select count(*) from a" + std::to_string(steps);
-}
-
 TEST_P(Bounds, EndAnExpansionThatTakesTooMuchMemory) {
-  EXPECT_EQ(verdict(*door(), doubling(24), with_memory(16 * kMegabyte)),
+  EXPECT_EQ(verdict(*door(), test::expanding_select(24), with_memory(16 * kMegabyte)),
             "a fenced query may have 16777216 bytes of memory for its SQL: it was stopped");
 }
 
@@ -53,7 +44,7 @@ TEST_P(Bounds, EndAnExpansionThatTakesTooMuchTime) {
   SqlFenceLimits limits = with_memory(4096 * kMegabyte);
   limits.time = 100ms;
   const auto begin = std::chrono::steady_clock::now();
-  EXPECT_EQ(stop_of(*door(), doubling(24), limits), FenceStop::too_long);
+  EXPECT_EQ(stop_of(*door(), test::expanding_select(24), limits), FenceStop::too_long);
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 5s);
 }
 
@@ -87,7 +78,7 @@ TEST_P(Bounds, LeaveTheConnectionUsableBehindATransactionThatRanOutOfMemory) {
   {
     SqlFence fence(for_anything(with_memory(16 * kMegabyte)));
     opened->run("begin; insert into sheet (uid) values ('third')");
-    EXPECT_ANY_THROW(opened->run(doubling(24)));
+    EXPECT_ANY_THROW(opened->run(test::expanding_select(24)));
     EXPECT_EQ(fence.stopped(), FenceStop::too_much_memory);
     fence.roll_back();
   }

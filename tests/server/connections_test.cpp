@@ -281,10 +281,13 @@ class ConnectionCap : public ServerTest {
 };
 
 TEST_F(ConnectionCap, ClosesTheOldestOneAtRestForANewOne) {
+  const auto rest = [] { std::this_thread::sleep_for(100ms); };  // the reply comes before it
   auto first = connect();
   EXPECT_EQ(live(first).status, 200);
+  rest();
   auto second = connect();
   EXPECT_EQ(live(second).status, 200);
+  rest();
   auto third = connect();
   EXPECT_EQ(live(third).status, 200);
   EXPECT_EQ(first.read_all(), "");

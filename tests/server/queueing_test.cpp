@@ -260,7 +260,7 @@ TEST_F(TwoClients, DoNotHoldUpEachOtherOnDifferentProjects) {
 TEST_F(TwoClients, LeaveEachOtherPlacesInTheQueue) {
   std::vector<RawConnection> calls;
   for (int i = 0; i < 70; ++i) {
-    calls.push_back(office_call(kProbe, "sleep", R"({"value_int32":20})"));
+    calls.push_back(office_call(kProbe, "sleep", R"({"value_int32":50})"));
   }
   std::this_thread::sleep_for(100ms);
   EXPECT_EQ(site().call(kProbe, "count").status, 200);

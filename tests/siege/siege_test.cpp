@@ -29,6 +29,7 @@
 #include "host/tokens.h"
 #include "tests/server/test_server.h"
 #include "tests/soak/served_program.h"
+#include "tests/support/expanding_select.h"
 #include "tests/support/plain_sqlite.h"
 #include "tests/support/temporary_folder.h"
 
@@ -55,16 +56,6 @@ std::chrono::seconds siege_time() {
 }
 
 host::Scopes reading() { return {host::Scope::read}; }
-
-/// A select that SQLite expands to 2^steps while it compiles it.
-std::string doubling(int steps) {
-  std::string sql = "with a0 as (select 1 x)";
-  for (int i = 1; i <= steps; ++i) {
-    const std::string former = "a" + std::to_string(i - 1);
-    sql += ", a" + std::to_string(i) + " as (select l.x from " + former + " l, " + former + " r)";
-  }
-  return sql + " select count(*) from a" + std::to_string(steps);
-}
 
 /// `count` rows of whatever `columns` says.
 std::string rows_of(const std::string& columns, const std::string& count) {
@@ -221,7 +212,7 @@ class Siege : public ::testing::Test {
 
 TEST_F(Siege, BySelectsThatExpandWhileTheyAreCompiled) {
   start(reading());
-  besiege("expanding selects", 24, [](HttpClient& client) { query(client, doubling(24)); });
+  besiege("expanding selects", 24, [](HttpClient& client) { query(client, expanding_select(24)); });
 }
 
 TEST_F(Siege, ByExpandingSelectsOnManyProjects) {
@@ -229,7 +220,7 @@ TEST_F(Siege, ByExpandingSelectsOnManyProjects) {
   for (int i = 0; i < 24; ++i) make_project("p" + std::to_string(i) + ".db");
   std::atomic<int> next = 0;
   besiege("expanding selects on 24 projects", 24, [&](HttpClient& client) {
-    query(client, doubling(24), "p" + std::to_string(next++ % 24) + ".db");
+    query(client, expanding_select(24), "p" + std::to_string(next++ % 24) + ".db");
   });
 }
 

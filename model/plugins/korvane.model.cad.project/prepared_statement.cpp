@@ -81,7 +81,7 @@ std::int32_t PreparedStatement::id(int column, std::string_view table) const {
   const std::int64_t value = sqlite3_column_int64(statement_.get(), column);
   if (value < Limits::min() || value > Limits::max()) {
     throw krv::rpc4::UnusableRow(std::string(table) + ": the id " + std::to_string(value) +
-                            " does not fit 32 bits");
+                                 " does not fit 32 bits");
   }
   return static_cast<std::int32_t>(value);
 }
