@@ -50,13 +50,13 @@ coverage: build-coverage ## lines and branches of bond/ and of the plugin that t
 	@scripts/coverage.py
 
 torture: build-dev ## kills, failing disks and memory, power cuts, hostile files at length (CRASHES, TORTURE_ROUNDS)
-	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/crash_loop/crash_loop_test
+	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/scenarios/crash_loop/crash_loop_test
 	@for test in torture/failing_disk_test torture/failing_memory_test torture/power_cut_test \
 	    hostile_files/hostile_files_test other_programs/other_programs_test; do \
-	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/$$test || exit 1; done
+	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/scenarios/$$test || exit 1; done
 
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
-	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/soak/soak_test
+	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
 
 bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
@@ -74,7 +74,7 @@ check-format: packages
 	@clang-format --dry-run --Werror $(SOURCES)
 
 lint: build-dev ## clang-tidy over all sources
-	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/dev '^$(CURDIR)/(bench|bond|contracts|host|model|platform|tests|tools)/'
+	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/dev '^$(CURDIR)/(bench|bond|clients|contracts|host|model|platform|schedule|tests|tools)/'
 
 clean: ## remove what was built
 	@rm -rf build

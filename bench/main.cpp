@@ -13,7 +13,7 @@
 #include <boost/log/core.hpp>
 
 #include "bench/report.h"
-#include "host/heap.h"
+#include "host/memory/heap.h"
 
 namespace {
 

@@ -28,13 +28,13 @@
 #include "bench/report.h"
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
-#include "host/openapi.h"
-#include "host/plugin.h"
-#include "host/representation.h"
+#include "host/plugins/plugin.h"
+#include "host/service/openapi.h"
+#include "host/service/representation.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/project_rpc/project_service.h"
 #include "platform/rpc4/directory.h"
-#include "tests/soak/served_program.h"
+#include "tests/scenarios/soak/served_program.h"
 
 namespace korvane::bench {
 namespace {

@@ -14,7 +14,7 @@
 #include "contracts/encoding/json.h"
 #include "fuzz/promise.h"
 #include "fuzz/utf8.h"
-#include "tools/korvane/bvbs.h"
+#include "schedule/bvbs/bvbs.h"
 #include "tools/korvane/import.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include <boost/log/core.hpp>
 #include <gtest/gtest.h>
 
-#include "tests/project_model/project_against_model.h"
+#include "tests/scenarios/project_model/project_against_model.h"
 
 namespace {
 

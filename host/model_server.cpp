@@ -11,10 +11,10 @@
 #include <nlohmann/json.hpp>
 #include <sqlite3.h>
 
-#include "host/call_memory.h"
-#include "host/exchange.h"
-#include "host/json_log.h"
-#include "host/openapi.h"
+#include "host/memory/call_memory.h"
+#include "host/service/exchange.h"
+#include "host/service/openapi.h"
+#include "host/watch/json_log.h"
 #include "platform/project_rpc/project_service.h"
 #include "platform/project_rpc/services.h"
 

@@ -11,12 +11,12 @@
 
 #include <Poco/Net/ServerSocket.h>
 
-#include "host/call.h"
-#include "host/gate.h"
+#include "host/access/gate.h"
+#include "host/access/project_root.h"
 #include "host/http/server.h"
-#include "host/memory_pool.h"
-#include "host/metrics.h"
-#include "host/project_root.h"
+#include "host/memory/memory_pool.h"
+#include "host/service/call.h"
+#include "host/watch/metrics.h"
 
 namespace korvane::host {
 

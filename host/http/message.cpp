@@ -6,7 +6,7 @@
 #include <Poco/Timestamp.h>
 #include <nlohmann/json.hpp>
 
-#include "host/shortened.h"
+#include "host/text/shortened.h"
 
 namespace korvane::host {
 

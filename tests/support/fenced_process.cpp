@@ -1,7 +1,7 @@
 // For programs that use fences for SQL: SQLite takes an allocator only before anything else of it
 // is used, which other sources of tests do while the program starts.
 
-#include "host/sql_fence.h"
+#include "host/access/sql_fence.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 
 #include <boost/dll/runtime_symbol_info.hpp>
 
-#include "host/project_root.h"
+#include "host/access/project_root.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/rpc4/directory.h"
 

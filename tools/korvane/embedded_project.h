@@ -6,7 +6,7 @@
 
 #include <boost/filesystem/path.hpp>
 
-#include "host/plugin.h"
+#include "host/plugins/plugin.h"
 #include "platform/project_rpc/project_service.h"
 
 namespace korvane::tool {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/project_rpc/project_service.h"
-#include "tools/korvane/bvbs_lines.h"
+#include "schedule/bvbs/bvbs_lines.h"
 
 namespace korvane::tool {
 

@@ -14,12 +14,12 @@
 #include <Poco/Data/SQLite/SQLiteException.h>
 #include <Poco/Exception.h>
 
-#include "host/tokens.h"
+#include "clients/cpp/remote_project.h"
+#include "host/access/tokens.h"
 #include "platform/log/log.h"
 #include "platform/project_rpc/schema_files.h"
 #include "tools/korvane/embedded_project.h"
 #include "tools/korvane/import.h"
-#include "tools/korvane/remote_project.h"
 #include "tools/korvane/serve.h"
 #include "tools/korvane/show.h"
 #include "tools/korvane/text_table.h"

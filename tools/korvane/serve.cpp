@@ -15,13 +15,13 @@
 #include <Poco/Exception.h>
 #include <Poco/Net/ServerSocket.h>
 
-#include "host/failure.h"
-#include "host/fence_check.h"
-#include "host/heap.h"
-#include "host/json_log.h"
-#include "host/openapi.h"
-#include "host/plugin.h"
-#include "host/tls.h"
+#include "host/access/fence_check.h"
+#include "host/http/tls.h"
+#include "host/memory/heap.h"
+#include "host/plugins/plugin.h"
+#include "host/service/failure.h"
+#include "host/service/openapi.h"
+#include "host/watch/json_log.h"
 
 namespace korvane::tool {
 

@@ -1,0 +1,225 @@
+#include "host/access/project_root.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <cstddef>
+#include <fcntl.h>
+#include <locale>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <vector>
+
+#include <boost/algorithm/string/predicate.hpp>
+#include <boost/algorithm/string/split.hpp>
+#include <climits>
+
+#include "platform/log/log.h"
+
+namespace korvane::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMostEntries = 100'000;
+
+/// What a file in the format of SQLite begins with (https://www.sqlite.org/fileformat.html).
+constexpr std::string_view kMagic{"SQLite format 3\0", 16};
+
+constexpr std::array<std::string_view, 3> kSideFileEndings = {"-journal", "-wal", "-shm"};
+constexpr std::size_t kLongestName = NAME_MAX - kSideFileEndings[0].size();
+constexpr std::size_t kLongestPath = PATH_MAX - 1 - kSideFileEndings[0].size();
+
+/// Longer names are cut in a failure's text.
+constexpr std::size_t kLongestQuote = 120;
+
+bool is_control(wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
+
+/// `filename` as a failure shows it: control characters and what is no UTF-8 as `?`.
+std::string quoted(std::string_view filename) {
+  std::wstring text = krv::log::widen(filename.substr(0, kLongestQuote * 4));
+  const bool is_cut = text.size() > kLongestQuote;
+  if (is_cut) text.resize(kLongestQuote);
+  std::replace_if(
+      text.begin(), text.end(), [](wchar_t code) { return is_control(code) || code == L'\xFFFD'; },
+      L'?');
+  return '"' + krv::log::narrow(text) + (is_cut ? "…\"" : "\"");
+}
+
+/// One name on its way into the root.
+class Confinement {
+ public:
+  Confinement(const fs::path& root, std::string_view filename) : root_(root), filename_(filename) {}
+
+  std::string run() const {
+    check_text();
+    std::string result = inside(resolve(elements()));
+    check_meaning(result);
+    return result;
+  }
+
+ private:
+  [[noreturn]] void refuse(const std::string& expected) const {
+    throw ConfinementError("file name " + quoted(filename_) + " is refused: expected " + expected);
+  }
+
+  void check_text() const {
+    const std::wstring text = krv::log::widen(filename_);
+    if (krv::log::narrow(text) != filename_) refuse("UTF-8");
+    if (std::any_of(text.begin(), text.end(), is_control)) refuse("no control characters");
+    if (filename_.size() > kLongestPath) {
+      refuse("at most " + std::to_string(kLongestPath) + " bytes");
+    }
+    if (filename_.front() == '/') refuse("a path relative to the project folder");
+    check_meaning(filename_);
+  }
+
+  /// Refuses what SQLite would take for something else than a database's own file. That goes for
+  /// the name sent and for the one returned: "./:memory:" has become one, and so may a link's end.
+  void check_meaning(std::string_view name) const {
+    namespace text = boost::algorithm;
+    const std::locale& ascii = std::locale::classic();
+    if (text::istarts_with(name, "file:", ascii)) refuse("a path, not a URI");
+    if (text::iequals(name, ":memory:", ascii)) refuse("the name of a file");
+    for (const std::string_view ending : kSideFileEndings) {
+      if (text::iends_with(name, ending, ascii)) {
+        refuse("no name that SQLite keeps for itself (" + std::string(ending) + ")");
+      }
+    }
+  }
+
+  std::vector<std::string> elements() const {
+    std::vector<std::string> elements;
+    boost::algorithm::split(elements, filename_, [](char c) { return c == '/'; });
+    if (elements.back().empty() || elements.back() == ".") refuse("a file, not a folder");
+    for (const std::string& element : elements) {
+      if (element == "..") refuse("a path without \"..\"");
+      if (element.size() > kLongestName) {
+        refuse("names of at most " + std::to_string(kLongestName) + " bytes each");
+      }
+    }
+    std::erase_if(elements, [](const std::string& e) { return e.empty() || e == "."; });
+    return elements;
+  }
+
+  /// Follows the path one element at a time, so that nothing outside is ever looked at but the end
+  /// of a link, and that with one answer whether it is there or not.
+  fs::path resolve(const std::vector<std::string>& elements) const {
+    fs::path here = root_;
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+      const bool is_last = i + 1 == elements.size();
+      here /= elements[i];
+      fs::file_type type = type_of(here);
+      if (type == fs::file_type::symlink) {
+        here = end_of_link(here);
+        type = type_of(here);
+      }
+      if (!is_last && type != fs::file_type::directory) refuse("a folder that is there");
+      if (is_last && type == fs::file_type::directory) refuse("a file, not a folder");
+      if (is_last && type != fs::file_type::regular && type != fs::file_type::not_found) {
+        refuse("a regular file");
+      }
+    }
+    return here;
+  }
+
+  fs::file_type type_of(const fs::path& path) const {
+    std::error_code failure;
+    const fs::file_type type = fs::symlink_status(path, failure).type();
+    if (type == fs::file_type::none) refuse("a path that can be looked up");
+    return type;
+  }
+
+  fs::path end_of_link(const fs::path& link) const {
+    std::error_code failure;
+    fs::path end = fs::canonical(link, failure);
+    if (failure || *end.lexically_relative(root_).begin() == "..") {
+      refuse("no link that leads out of the project folder, or nowhere");
+    }
+    return end;
+  }
+
+  std::string inside(const fs::path& path) const { return path.lexically_relative(root_).string(); }
+
+  const fs::path& root_;
+  std::string_view filename_;
+};
+
+}  // namespace
+
+bool begins_as_database(const fs::path& file) {
+  std::array<char, kMagic.size()> bytes{};
+  // A pipe that has taken the file's place would be waited for.
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return false;
+  const ssize_t size = ::read(descriptor, bytes.data(), bytes.size());
+  ::close(descriptor);
+  return size == static_cast<ssize_t>(bytes.size()) &&
+         std::string_view(bytes.data(), bytes.size()) == kMagic;
+}
+
+ProjectRoot::ProjectRoot(const fs::path& folder) {
+  std::error_code failure;
+  root_ = fs::canonical(folder, failure);
+  if (failure || !fs::is_directory(root_, failure)) {
+    throw std::runtime_error("project root " + folder.string() + " is no folder");
+  }
+}
+
+std::string ProjectRoot::confine(std::string_view filename) const {
+  if (filename.empty()) return {};
+  return Confinement(root_, filename).run();
+}
+
+bool ProjectRoot::exists(std::string_view confined) const {
+  std::error_code failure;
+  return !confined.empty() && fs::is_regular_file(root_ / confined, failure);
+}
+
+void ProjectRoot::remove_if_empty(std::string_view confined) const {
+  const fs::path file = root_ / confined;
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return;
+  // The system gives a lease for writing on what nobody else has open, and has others wait until it
+  // is given back. It would tell of them by SIGIO, which ends a process.
+  struct stat status {};
+  if (::fcntl(descriptor, F_SETSIG, SIGURG) == 0 && ::fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0 &&
+      ::fstat(descriptor, &status) == 0 && status.st_size == 0) {
+    ::unlink(file.c_str());
+  }
+  ::close(descriptor);
+}
+
+std::vector<ProjectFile> ProjectRoot::list() const {
+  std::vector<ProjectFile> files;
+  std::error_code failure;
+  int entries = 0;
+  for (fs::recursive_directory_iterator entry(root_, fs::directory_options::skip_permission_denied,
+                                              failure);
+       !failure && entry != fs::recursive_directory_iterator() && entries < kMostEntries;
+       entry.increment(failure), ++entries) {
+    std::error_code ignored;
+    if (!entry->is_regular_file(ignored) || !begins_as_database(entry->path())) continue;
+    const std::string name = entry->path().lexically_relative(root_).string();
+    // A name that cannot be asked for is no project.
+    try {
+      if (confine(name) != name) continue;
+    } catch (const ConfinementError&) {
+      continue;
+    }
+    struct stat status {};
+    if (::stat(entry->path().c_str(), &status) != 0) continue;
+    const auto changed = std::chrono::seconds(status.st_mtim.tv_sec) +
+                         std::chrono::microseconds(status.st_mtim.tv_nsec / 1000);
+    files.push_back({name, static_cast<std::uintmax_t>(status.st_size),
+                     std::chrono::system_clock::time_point(changed)});
+  }
+  std::sort(files.begin(), files.end(), [](const ProjectFile& left, const ProjectFile& right) {
+    return left.name < right.name;
+  });
+  return files;
+}
+
+}  // namespace korvane::host

@@ -1,0 +1,55 @@
+#include "host/service/call_room.h"
+
+#include <algorithm>
+
+namespace korvane::host {
+
+using krv::rpc4::Effect;
+using krv::rpc4::LiveService;
+using krv::rpc4::Operation;
+
+namespace {
+
+std::set<std::string> live_ids() {
+  std::set<std::string> ids;
+  for (const LiveService& service : krv::rpc4::live_services()) ids.insert(service.id);
+  return ids;
+}
+
+const Operation* opening_operation(const LiveService& service) {
+  for (const Operation& operation : service.definition->operations) {
+    if (operation.effect == Effect::opens) return &operation;
+  }
+  return nullptr;
+}
+
+LiveService find_manager() {
+  for (const LiveService& service : krv::rpc4::live_services()) {
+    if (opening_operation(service) != nullptr) return service;
+  }
+  return {};
+}
+
+/// The fence ends a query that gives too many rows for what is cut off afterwards; it must let
+/// those through that are to be answered with, and one more to tell that there are more.
+CallLimits with_room_for_rows(CallLimits limits) {
+  const auto answered = static_cast<std::int64_t>(limits.query_rows);
+  limits.query.rows = std::max(limits.query.rows, answered + 1);
+  return limits;
+}
+
+}  // namespace
+
+CallRoom::CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
+                   std::size_t most_projects)
+    : root(project_root),
+      limits(with_room_for_rows(call_limits)),
+      permanent_services(live_ids()),
+      manager(find_manager().id),
+      open_operation(manager.empty() ? nullptr : opening_operation(find_manager())),
+      records("records of requests", call_limits.all_record_bytes),
+      replies("replies", call_limits.all_reply_bytes),
+      projects(project_root, most_projects),
+      delivery(call_limits.delivery) {}
+
+}  // namespace korvane::host

@@ -1,0 +1,96 @@
+#include "host/service/failure.h"
+
+#include <new>
+#include <string_view>
+#include <typeinfo>
+
+#include <Poco/Data/DataException.h>
+#include <Poco/Data/SQLite/SQLiteException.h>
+#include <Poco/Exception.h>
+
+#include "contracts/encoding/json.h"
+#include "host/access/project_root.h"
+#include "host/service/delivery.h"
+#include "platform/rpc4/failure.h"
+
+namespace korvane::host {
+
+namespace sqlite = Poco::Data::SQLite;
+
+namespace {
+
+constexpr int kBadRequest = 400;
+constexpr int kNotFound = 404;
+constexpr int kConflict = 409;
+constexpr int kUnprocessable = 422;
+constexpr int kInternalError = 500;
+constexpr int kUnavailable = 503;
+
+HttpFault retry_later(const std::string& detail) {
+  return {kUnavailable, detail, {{"Retry-After", "1"}}};
+}
+
+template <class... Failures>
+bool is_one_of(const std::exception& failure) {
+  return ((dynamic_cast<const Failures*>(&failure) != nullptr) || ...);
+}
+
+/// SQL that cannot be compiled, and a result that the reply cannot hold.
+bool is_query_at_fault(const std::exception& failure) {
+  return is_one_of<sqlite::InvalidSQLStatementException, sqlite::ParameterCountMismatchException,
+                   Poco::NotFoundException, Poco::RangeException, Poco::BadCastException>(failure);
+}
+
+int status_of(const std::exception& failure, krv::rpc4::Effect effect) {
+  if (is_one_of<encoding::JsonError, krv::rpc4::RequestError, ConfinementError>(failure))
+    return kBadRequest;
+  if (is_one_of<sqlite::ConstraintViolationException>(failure)) return kConflict;
+  if (is_one_of<krv::rpc4::UnusableRow>(failure)) return kUnprocessable;
+  if (effect == krv::rpc4::Effect::queries && is_query_at_fault(failure)) return kBadRequest;
+  // The services' own failures are of this very class; what derives from it is a library's.
+  if (typeid(failure) == typeid(std::runtime_error)) {
+    return std::string_view(failure.what()).starts_with("failed to get_") ? kNotFound : kBadRequest;
+  }
+  return kInternalError;
+}
+
+/// Whether the file is to blame: it is no database, or the store's own SQL cannot be compiled on
+/// it.
+bool is_no_project(const std::exception& failure, const FailedCall& call) {
+  if (call.file.empty()) return false;
+  if (is_one_of<sqlite::CorruptImageException>(failure)) return !call.is_database;
+  return call.effect != krv::rpc4::Effect::queries &&
+         is_one_of<sqlite::InvalidSQLStatementException>(failure);
+}
+
+}  // namespace
+
+std::string failure_text(const std::exception& failure) {
+  const auto* const told = dynamic_cast<const Poco::Exception*>(&failure);
+  return told != nullptr ? told->displayText() : failure.what();
+}
+
+HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call) {
+  try {
+    std::rethrow_exception(failure);
+  } catch (const HttpFault& fault) {
+    return fault;
+  } catch (const NotDelivered& undelivered) {
+    return retry_later(undelivered.what());
+  } catch (const std::exception& other) {
+    if (is_one_of<sqlite::DBLockedException, sqlite::TableLockedException,
+                  sqlite::NoMemoryException>(other)) {
+      return retry_later(failure_text(other));
+    }
+    if (is_one_of<std::bad_alloc>(other)) return retry_later("out of memory");
+    if (is_no_project(other, call)) {
+      return {kUnprocessable,
+              "\"" + call.file + "\" is not a korvane project: " + failure_text(other)};
+    }
+    return {status_of(other, call.effect), failure_text(other)};
+  } catch (...) {
+    return {kInternalError, "a failure of an unknown kind"};
+  }
+}
+
+}  // namespace korvane::host

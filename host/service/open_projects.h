@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "bond/blob.h"
+#include "host/access/project_root.h"
+#include "platform/rpc4/directory.h"
+
+namespace korvane::host {
+
+/// The projects that the server has open, by file. Files are named as `ProjectRoot::confine`
+/// returns them. Every function may be called from every thread but `open`.
+class OpenProjects {
+ public:
+  /// At most `most` are open at a time; `root` must outlive it.
+  OpenProjects(const ProjectRoot& root, std::size_t most) : root_(root), most_(most) {}
+
+  std::size_t most() const { return most_; }
+  std::size_t size() const;
+  bool is_open(const std::string& file) const;
+  /// The id of the open project's service.
+  std::optional<std::string> service_of(const std::string& file) const;
+  /// The file of the open project that a service answers for.
+  std::optional<std::string> file_of(const std::string& service_id) const;
+
+  /// Has `manager` open the file through its operation `open`, and returns that operation's reply.
+  /// When opening a new name fails, an empty file that it leaves is removed, unless another program
+  /// may be at work on it. Throws HttpFault 503 when as many projects as may be are open, and what
+  /// opening throws. In the manager's turn.
+  bond::blob open(const krv::rpc4::LiveService& manager, const krv::rpc4::Operation& operation,
+                  const std::string& file, const krv::rpc4::PeerInfo& peer);
+
+  /// They have been closed.
+  void forget_all();
+
+ private:
+  const ProjectRoot& root_;
+  const std::size_t most_;
+  mutable std::mutex mutex_;
+  /// The ids of the services by the file that each was opened for.
+  std::map<std::string, std::string> services_;
+};
+
+}  // namespace korvane::host

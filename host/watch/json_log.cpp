@@ -1,0 +1,119 @@
+#include "host/watch/json_log.h"
+
+#include <string_view>
+#include <utility>
+
+#include <Poco/DateTimeFormat.h>
+#include <Poco/DateTimeFormatter.h>
+#include <Poco/Timestamp.h>
+#include <boost/log/attributes/value_extraction.hpp>
+#include <boost/log/core.hpp>
+#include <boost/log/sinks/basic_sink_backend.hpp>
+#include <boost/log/sinks/unlocked_frontend.hpp>
+#include <boost/make_shared.hpp>
+#include <nlohmann/json.hpp>
+
+#include "host/text/shortened.h"
+
+namespace korvane::host {
+
+using krv::log::severity_level;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+constexpr std::size_t kMostLines = 100;
+constexpr std::size_t kMostCharacters = std::size_t{4} * 1024 + 1;
+
+thread_local CollectedLines* collected_lines = nullptr;
+
+severity_level severity_of(const boost::log::attribute_value_set& values) {
+  const auto severity = boost::log::extract<severity_level>("Severity", values);
+  return severity ? severity.get() : krv::log::trace;
+}
+
+/// The message of a line, cut where it is too long.
+std::string message_of(std::wstring_view text) {
+  // A character has a byte at least; one more shows that there is more.
+  return shortened(krv::log::narrow(text.substr(0, kMostCharacters)));
+}
+
+void collect(severity_level severity, std::wstring_view text) {
+  if (collected_lines->lines.size() < kMostLines) {
+    collected_lines->lines.push_back({severity, message_of(text)});
+  } else {
+    ++collected_lines->left_out;
+  }
+}
+
+class JsonBackend
+    : public boost::log::sinks::basic_sink_backend<boost::log::sinks::concurrent_feeding> {
+ public:
+  explicit JsonBackend(LogWriter::Output output) : writer_(std::move(output), &loss_line) {}
+
+  void consume(const boost::log::record_view& record) {
+    const severity_level severity = severity_of(record.attribute_values());
+    const auto text = boost::log::extract<std::wstring>("Message", record);
+    const std::wstring_view message = text ? std::wstring_view(text.get()) : std::wstring_view();
+    if (severity == krv::log::request) return writer_.write(krv::log::narrow(message));
+    if (collected_lines != nullptr) return collect(severity, message);
+    writer_.write(Json{{"time", log_time()},
+                       {"severity", static_cast<int>(severity)},
+                       {"message", message_of(message)}}
+                      .dump());
+  }
+
+  void flush_lines(std::chrono::milliseconds patience) { writer_.flush(patience); }
+
+ private:
+  static std::string loss_line(std::uint64_t lines) {
+    return Json{
+        {"time", log_time()}, {"message", "lines of the log were lost"}, {"lost_lines", lines}}
+        .dump();
+  }
+
+  LogWriter writer_;
+};
+
+}  // namespace
+
+LineCollector::LineCollector(CollectedLines& lines) { collected_lines = &lines; }
+
+LineCollector::~LineCollector() { collected_lines = nullptr; }
+
+struct JsonLogSink::Impl {
+  using Sink = boost::log::sinks::unlocked_sink<JsonBackend>;
+  boost::shared_ptr<JsonBackend> backend;
+  boost::shared_ptr<Sink> sink;
+};
+
+JsonLogSink::JsonLogSink(severity_level minimum, LogWriter::Output output)
+    : impl_(std::make_unique<Impl>()) {
+  impl_->backend = boost::make_shared<JsonBackend>(std::move(output));
+  impl_->sink = boost::make_shared<Impl::Sink>(impl_->backend);
+  impl_->sink->set_filter([minimum](const boost::log::attribute_value_set& values) {
+    return severity_of(values) >= minimum;
+  });
+  boost::log::core::get()->add_sink(impl_->sink);
+}
+
+JsonLogSink::~JsonLogSink() { boost::log::core::get()->remove_sink(impl_->sink); }
+
+void JsonLogSink::flush(std::chrono::milliseconds patience) {
+  impl_->backend->flush_lines(patience);
+}
+
+void log_object(const std::string& object) {
+  BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::request) << krv::log::widen(object);
+}
+
+void log_event(const std::string& message) {
+  log_object(Json{{"time", log_time()}, {"message", message}}.dump());
+}
+
+std::string log_time() {
+  return Poco::DateTimeFormatter::format(Poco::Timestamp(),
+                                         Poco::DateTimeFormat::ISO8601_FRAC_FORMAT);
+}
+
+}  // namespace korvane::host

@@ -1,0 +1,146 @@
+#include "schedule/bvbs/bvbs.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+
+#include "platform/log/log.h"
+
+namespace korvane::bvbs {
+
+namespace {
+
+constexpr std::size_t kGroupLength = 4;
+
+bool is_capital(char c) { return c >= 'A' && c <= 'Z'; }
+bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
+
+/// The letters of Windows-1252 from 0x80 to 0x9F; 0 where it has none. All others are Latin-1.
+constexpr std::array<wchar_t, 32> kWindows1252 = {
+    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
+    0x2039, 0x0152, 0,      0x017D, 0,      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
+    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+
+std::string utf8_from_windows1252(std::string_view text) {
+  std::wstring wide;
+  wide.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool special = byte >= 0x80 && byte < 0xA0;
+    const wchar_t letter = special ? kWindows1252[byte - 0x80U] : static_cast<wchar_t>(byte);
+    wide += letter == 0 && special ? L'\xFFFD' : letter;
+  }
+  return krv::log::narrow(wide);
+}
+
+std::string quoted(std::string_view text) { return '"' + utf8_from_windows1252(text) + '"'; }
+
+/// Throws unless the number behind the C is the one that the record's characters give.
+void verify_checksum(std::string_view line, std::size_t c_position, std::size_t number) {
+  std::string_view stated_text = line.substr(c_position + 1);
+  if (!stated_text.empty() && stated_text.back() == '@') stated_text.remove_suffix(1);
+  std::int32_t stated = 0;
+  const char* const end = stated_text.data() + stated_text.size();
+  const auto [rest, error] = std::from_chars(stated_text.data(), end, stated);
+  if (error != std::errc() || rest != end) {
+    throw RecordError(number, "the checksum block C holds " + quoted(stated_text) +
+                                  ", expected a number from 65 to 96");
+  }
+  const std::int32_t computed = checksum(line.substr(0, c_position + 1));
+  if (stated != computed) {
+    throw RecordError(number, "wrong checksum: the record states " + std::to_string(stated) +
+                                  ", its characters give " + std::to_string(computed));
+  }
+}
+
+/// Takes a block off the front of `text`, which begins with the block's letter.
+Block take_block(std::string_view& text, std::size_t number) {
+  Block block{text.front(), {}};
+  text.remove_prefix(1);
+  while (!text.empty() && !is_capital(text.front())) {
+    if (!is_lower(text.front())) {
+      throw RecordError(number, std::string("block ") + block.letter +
+                                    ": expected a field, found " +
+                                    quoted(text.substr(0, text.find('@'))));
+    }
+    const std::size_t end = text.find('@');
+    if (end == std::string_view::npos) {
+      throw RecordError(number, std::string("block ") + block.letter + ": field " + text.front() +
+                                    " does not end in @");
+    }
+    block.fields.push_back({text.front(), utf8_from_windows1252(text.substr(1, end - 1))});
+    text.remove_prefix(end + 1);
+  }
+  return block;
+}
+
+}  // namespace
+
+std::optional<std::string_view> Block::find(char field) const {
+  for (const Field& candidate : fields) {
+    if (candidate.letter == field) return candidate.value;
+  }
+  return std::nullopt;
+}
+
+const Block* Record::find(char block) const {
+  for (const Block& candidate : blocks) {
+    if (candidate.letter == block) return &candidate;
+  }
+  return nullptr;
+}
+
+std::int32_t checksum(std::string_view text) {
+  std::uint32_t sum = 0;
+  for (const char c : text) sum += static_cast<unsigned char>(c);
+  return 96 - static_cast<std::int32_t>(sum % 32);
+}
+
+Record parse_record(std::string_view line, std::size_t number) {
+  const bool has_group =
+      line.size() > kGroupLength && line[kGroupLength] == '@' && line.substr(0, 2) == "BF";
+  if (!has_group) {
+    throw RecordError(number, "expected a record that begins with its group such as BF2D@, found " +
+                                  quoted(line.substr(0, 8)));
+  }
+  if (line.find("@H") == std::string_view::npos) {
+    throw RecordError(number, "no header block H");
+  }
+  // The last one: private text may hold an "@C" of its own.
+  const std::size_t checksum_at = line.rfind("@C");
+  if (checksum_at == std::string_view::npos) {
+    throw RecordError(number, "no checksum block C");
+  }
+  verify_checksum(line, checksum_at + 1, number);
+
+  Record record{number,
+                std::string(line.substr(0, kGroupLength)),
+                {},
+                utf8_from_windows1252(line),
+                std::any_of(line.begin(), line.end(), [](char c) { return (c & 0x80) != 0; })};
+  std::string_view rest = line.substr(kGroupLength + 1, checksum_at - kGroupLength);
+  while (!rest.empty() && rest.front() != 'P') {
+    if (!is_capital(rest.front())) {
+      throw RecordError(number,
+                        "expected a block, found " + quoted(rest.substr(0, rest.find('@'))));
+    }
+    record.blocks.push_back(take_block(rest, number));
+  }
+  return record;
+}
+
+std::vector<Record> read_records(std::istream& input) {
+  std::vector<Record> records;
+  std::string line;
+  input.exceptions(std::ios::badbit);  // or what cannot be read would pass for the end
+  for (std::size_t number = 1; std::getline(input, line); ++number) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.find('\r') != std::string::npos) {
+      throw RecordError(number, "a carriage return without a line feed behind it");
+    }
+    if (!line.empty()) records.push_back(parse_record(line, number));
+  }
+  return records;
+}
+
+}  // namespace korvane::bvbs

@@ -1,0 +1,151 @@
+#include "host/watch/log_writer.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace korvane::host {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+
+std::string loss_line(std::uint64_t lines) { return std::to_string(lines) + " lost"; }
+
+/// Where lines go, which can hang and fail.
+struct Place {
+  std::mutex mutex;
+  std::condition_variable has_changed;
+  std::string text;
+  bool hangs = false;
+  bool fails = false;
+
+  static LogWriter::Output output(const std::shared_ptr<Place>& place) {
+    return [place](std::string_view piece) {
+      std::unique_lock lock(place->mutex);
+      place->has_changed.wait(lock, [&] { return !place->hangs; });
+      if (place->fails) return std::size_t{0};
+      place->text += piece;
+      return piece.size();
+    };
+  }
+
+  void set(bool does_hang, bool does_fail) {
+    const std::lock_guard lock(mutex);
+    hangs = does_hang;
+    fails = does_fail;
+    has_changed.notify_all();
+  }
+  std::string now() {
+    const std::lock_guard lock(mutex);
+    return text;
+  }
+};
+
+class LogWriterTest : public testing::Test {
+ protected:
+  std::unique_ptr<LogWriter> writer() const {
+    return std::make_unique<LogWriter>(Place::output(place_), &loss_line);
+  }
+  void wait_until_written(const std::string& end) const {
+    for (int i = 0; i < 1000 && !place_->now().ends_with(end); ++i) {
+      std::this_thread::sleep_for(5ms);
+    }
+    EXPECT_TRUE(place_->now().ends_with(end)) << place_->now();
+  }
+
+  std::shared_ptr<Place> place_ = std::make_shared<Place>();
+};
+
+TEST_F(LogWriterTest, WritesLinesInOrderAndAllBeforeItGoes) {
+  auto log = writer();
+  for (int i = 0; i < 3; ++i) log->write(std::to_string(i));
+  log.reset();
+  EXPECT_EQ(place_->now(), "0\n1\n2\n");
+}
+
+TEST_F(LogWriterTest, NeverWaitsForItsReaderAndTellsWhatWasLost) {
+  place_->set(true, false);
+  auto log = writer();
+  const std::uint64_t lost_before = LogWriter::lost();
+  const auto begin = std::chrono::steady_clock::now();
+  // 16 MiB, where 8 have room.
+  for (int i = 0; i < 16 * 1024; ++i) log->write(std::string(1000, 'x'));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 2s);
+  const std::uint64_t lost = LogWriter::lost() - lost_before;
+  EXPECT_GT(lost, 7000U);
+  EXPECT_LT(lost, 9000U);
+  place_->set(false, false);
+  const std::string told = std::to_string(lost) + " lost\n";
+  for (int i = 0; i < 1000 && place_->now().find(told) == std::string::npos; ++i) {
+    std::this_thread::sleep_for(5ms);
+  }
+  log->write("next");
+  log.reset();
+  EXPECT_NE(place_->now().find(told), std::string::npos);
+  EXPECT_TRUE(place_->now().ends_with("next\n"));
+}
+
+TEST_F(LogWriterTest, RecoversWhenItsPlaceDoes) {
+  auto log = writer();
+  log->write("before");
+  wait_until_written("before\n");
+  place_->set(false, true);
+  const std::uint64_t lost_before = LogWriter::lost();
+  for (int i = 0; i < 5; ++i) log->write("lost");
+  while (LogWriter::lost() != lost_before + 5) std::this_thread::yield();
+  place_->set(false, false);
+  log->write("after");
+  log.reset();
+  EXPECT_EQ(place_->now(), "before\n5 lost\nafter\n");
+}
+
+TEST_F(LogWriterTest, GoesWithinASecondThoughItsReaderHangs) {
+  place_->set(true, false);
+  auto log = writer();
+  log->write("never read");
+  const auto begin = std::chrono::steady_clock::now();
+  log.reset();
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, 3s);
+  place_->set(false, false);
+}
+
+TEST(LogOutput, BeginsANewLineBehindOneThatWentOutByHalf) {
+  std::vector<std::string> pieces;
+  {
+    LogWriter log(
+        [&](std::string_view text) {
+          pieces.emplace_back(text);
+          return pieces.size() == 1 ? 3 : text.size();
+        },
+        &loss_line);
+    log.write("broken");
+    log.write("whole");
+  }
+  EXPECT_THAT(pieces, ElementsAre("broken\n", "\n1 lost\n", "whole\n"));
+}
+
+TEST(LogOutput, SaysHowMuchADescriptorTook) {
+  EXPECT_EQ(output_to(-1)("text"), 0U);
+  const int full = open("/dev/full", O_WRONLY);
+  EXPECT_EQ(output_to(full)("text"), 0U);
+  close(full);
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  EXPECT_EQ(output_to(ends[1])("text"), 4U);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+}  // namespace
+}  // namespace korvane::host

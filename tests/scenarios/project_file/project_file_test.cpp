@@ -1,0 +1,97 @@
+// Project files of earlier builds, opened by this one.
+
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+
+#include "model/plugins/korvane.model.cad.project/schema.h"
+#include "tests/scenarios/project_file/project_contents.h"
+#include "tests/support/temporary_folder.h"
+
+namespace korvane::test {
+namespace {
+
+using namespace model::cad;
+
+class ProjectFile : public testing::TestWithParam<const char*> {
+ protected:
+  ProjectFile() {
+    std::filesystem::copy_file(name() + ".db", file_);
+    // Nothing of a file that is checked in is ever written to.
+    std::filesystem::permissions(file_, std::filesystem::perms::owner_write,
+                                 std::filesystem::perm_options::add);
+  }
+
+  static std::string name() {
+    return std::string(KORVANE_TEST_DATA "/project_files/") + GetParam();
+  }
+
+  /// The one number that a query gives, by plain SQLite.
+  std::int64_t number(const std::string& sql) const {
+    sqlite3* connection = nullptr;
+    sqlite3_stmt* statement = nullptr;
+    EXPECT_EQ(sqlite3_open_v2(file_.c_str(), &connection, SQLITE_OPEN_READONLY, nullptr),
+              SQLITE_OK);
+    EXPECT_EQ(sqlite3_prepare_v2(connection, sql.c_str(), -1, &statement, nullptr), SQLITE_OK);
+    EXPECT_EQ(sqlite3_step(statement), SQLITE_ROW) << sql;
+    const std::int64_t result = sqlite3_column_int64(statement, 0);
+    sqlite3_finalize(statement);
+    sqlite3_close(connection);
+    return result;
+  }
+
+  const SchemaBuilder schema_ = project_schema();
+  TemporaryFolder folder_;
+  std::string file_ = folder_.file("project.db");
+};
+
+TEST_P(ProjectFile, EveryRecordReadsAsItWasWritten) {
+  const std::vector<std::string> expected = lines_of(name() + ".txt");
+  Project_Service_Impl project(0, file_);
+  EXPECT_THAT(project_contents(project), testing::ElementsAreArray(expected));
+  EXPECT_GE(expected.size(), 13U);
+}
+
+TEST_P(ProjectFile, EveryTableHasRows) {
+  for (const TableSpec& table : schema_.tables()) {
+    EXPECT_GT(number("select count(*) from " + table.name), 0) << table.name;
+  }
+}
+
+TEST_P(ProjectFile, ItsTablesAreThoseOfANewProject) {
+  for (const TableSpec& table : schema_.tables()) {
+    EXPECT_EQ(
+        number("select count(*) from sqlite_master where sql = '" + create_table_sql(table) + "'"),
+        1)
+        << table.name;
+  }
+}
+
+TEST_P(ProjectFile, TakesNewBarsBesideTheOld) {
+  Project_Service_Impl project(0, file_);
+  RevisionRef ref;
+  ref.id = 1;
+  Batch<Rebar> bars;
+  project.get_rebars(ref, bars);
+  GenericReply reply;
+  project.add_rebar(bars, reply);
+  Batch<Rebar> twice;
+  project.get_rebars(ref, twice);
+  EXPECT_EQ(twice.items.size(), 2 * bars.items.size());
+  // Their end treatments are those that are there.
+  EXPECT_EQ(number("select count(*) from end_treatment"), 2);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfVersion, ProjectFile, testing::Values("0.1.0"), [](const auto& version) {
+  std::string name = version.param;
+  for (char& c : name) {
+    if (c == '.') c = '_';
+  }
+  return name;
+});
+
+}  // namespace
+}  // namespace korvane::test

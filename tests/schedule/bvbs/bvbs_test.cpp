@@ -1,0 +1,139 @@
+#include "schedule/bvbs/bvbs.h"
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace korvane::bvbs {
+namespace {
+
+using testing::HasSubstr;
+using testing::StartsWith;
+using testing::ThrowsMessage;
+
+/// `text`, which ends in the C of the checksum, with the number that belongs there.
+std::string with_checksum(const std::string& text) {
+  return text + std::to_string(checksum(text)) + "@";
+}
+
+std::vector<Record> records_of(const std::string& text) {
+  std::istringstream input(text);
+  return read_records(input);
+}
+
+const std::string kStraight = with_checksum("BF2D@Hj@r@i@p1@l200@n1@e0.178@d12@g@s@v@Gl200@w0@C");
+
+TEST(Checksum, IsNinetySixLessTheSumModuloThirtyTwo) {
+  EXPECT_EQ(checksum("abcde@C"), 78);
+  EXPECT_EQ(checksum("BF2D@C"), 95);
+}
+
+TEST(ParseRecord, SplitsBlocksAtACapitalBehindTheAt) {
+  const Record record =
+      parse_record(with_checksum("BF2D@HjA B@p1@Gl400@w90@l600@w0@MaLenton@bA12@c1@n@o@p@C"), 1);
+  EXPECT_EQ(record.group, "BF2D");
+  ASSERT_EQ(record.blocks.size(), 3U);
+  EXPECT_EQ(record.find('H')->find('j'), "A B");
+  EXPECT_EQ(record.find('G')->fields.size(), 4U);
+  // A value may hold capitals: only an @ before one ends the block.
+  EXPECT_EQ(record.find('M')->find('b'), "A12");
+  EXPECT_EQ(record.find('M')->find('n'), "");
+}
+
+TEST(ParseRecord, AFieldThatIsLeftOutIsNotFound) {
+  const Record record = parse_record(kStraight, 1);
+  EXPECT_EQ(record.find('H')->find('m'), std::nullopt);
+  EXPECT_EQ(record.find('M'), nullptr);
+}
+
+TEST(ParseRecord, PrivateTextRunsToTheLastChecksumAndMayHoldAnother) {
+  const Record record = parse_record(with_checksum("BF2D@Hp1@Gl200@w0@PtSEGOPT;o0@C12@Xfree@C"), 1);
+  EXPECT_EQ(record.find('X'), nullptr);
+  EXPECT_THAT(record.source, HasSubstr("@C12@Xfree@C"));
+}
+
+TEST(ParseRecord, AWrongChecksumNamesLineStatedAndComputedValue) {
+  EXPECT_THAT([] { parse_record("BF2D@Hp1@Gl200@w0@C70@", 7); },
+              ThrowsMessage<RecordError>("line 7: wrong checksum: the record states 70, its "
+                                         "characters give " +
+                                         std::to_string(checksum("BF2D@Hp1@Gl200@w0@C"))));
+}
+
+TEST(ParseRecord, AChecksumThatIsNoNumberIsRefused) {
+  EXPECT_THAT([] { parse_record("BF2D@Hp1@Gl200@w0@Cx1@", 2); },
+              ThrowsMessage<RecordError>("line 2: the checksum block C holds \"x1\", expected a "
+                                         "number from 65 to 96"));
+}
+
+TEST(ParseRecord, WhatDoesNotBeginWithAGroupIsRefused) {
+  EXPECT_THAT([] { parse_record("# a comment", 3); },
+              ThrowsMessage<RecordError>("line 3: expected a record that begins with its group "
+                                         "such as BF2D@, found \"# a comm\""));
+}
+
+TEST(ParseRecord, AMissingHeaderIsRefused) {
+  EXPECT_THAT([] { parse_record(with_checksum("BF2D@Gl200@w0@C"), 4); },
+              ThrowsMessage<RecordError>("line 4: no header block H"));
+}
+
+TEST(ParseRecord, AMissingChecksumIsRefused) {
+  EXPECT_THAT([] { parse_record("BF2D@Hp1@Gl200@w0@", 5); },
+              ThrowsMessage<RecordError>("line 5: no checksum block C"));
+}
+
+TEST(ParseRecord, WhatIsNoFieldIsNamedWithItsBlock) {
+  EXPECT_THAT([] { parse_record(with_checksum("BF2D@Hp1@Gl200@;0@C"), 6); },
+              ThrowsMessage<RecordError>("line 6: block G: expected a field, found \";0\""));
+}
+
+TEST(ParseRecord, WhatIsQuotedInARefusalIsUtf8) {
+  EXPECT_THAT([] { parse_record("BF2D@Hp1@Cx\xFC", 2); },
+              ThrowsMessage<RecordError>(HasSubstr("the checksum block C holds \"xü\"")));
+  EXPECT_THAT([] { parse_record(with_checksum("BF2D@Hp1@\xFC@C"), 6); },
+              ThrowsMessage<RecordError>("line 6: block H: expected a field, found \"ü\""));
+  EXPECT_THAT([] { parse_record(with_checksum("BF2D@\xFC@Hp1@C"), 6); },
+              ThrowsMessage<RecordError>("line 6: expected a block, found \"ü\""));
+}
+
+TEST(ReadRecords, TakesBothLineEndsAndPassesOverEmptyLines) {
+  const auto records = records_of(kStraight + "\r\n\r\n" + kStraight + "\n" + kStraight);
+  ASSERT_EQ(records.size(), 3U);
+  EXPECT_EQ(records[1].line, 3U);
+  EXPECT_EQ(records[2].source, kStraight);
+}
+
+TEST(ReadRecords, WhatCannotBeReadIsNoEnd) {
+  /// Fails in the middle, as a disk does.
+  struct Failing : std::stringbuf {
+    Failing() : std::stringbuf(kStraight + "\n") {}
+    int_type underflow() override { throw std::runtime_error("no more can be read"); }
+  };
+  Failing buffer;
+  std::istream input(&buffer);
+  EXPECT_THAT([&] { read_records(input); },
+              ThrowsMessage<std::runtime_error>("no more can be read"));
+}
+
+TEST(ReadRecords, ACarriageReturnWithoutALineFeedIsRefused) {
+  EXPECT_THAT(
+      [] { records_of(kStraight + "\r" + kStraight + "\r\n"); },
+      ThrowsMessage<RecordError>("line 1: a carriage return without a line feed behind it"));
+}
+
+TEST(ReadRecords, BytesBeyondAsciiAreWindows1252) {
+  const auto records = records_of(with_checksum("BF2D@Hj\xFC \x80@p1@Gl200@w0@C"));
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].find('H')->find('j'), "ü €");
+  EXPECT_THAT(records[0].source, StartsWith("BF2D@Hjü €@"));
+}
+
+TEST(ReadRecords, EveryPublishedRecordOfTheGuidelineHasItsChecksum) {
+  std::ifstream input(KORVANE_EXAMPLES "/guideline.abs", std::ios::binary);
+  EXPECT_EQ(read_records(input).size(), 21U);
+}
+
+}  // namespace
+}  // namespace korvane::bvbs

@@ -1,0 +1,173 @@
+// The program itself, as a person runs it.
+
+#include "tests/tools/korvane/program.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/temporary_folder.h"
+
+namespace korvane {
+namespace {
+
+using test::Outcome;
+using test::text_of;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+class Program : public testing::Test {
+ protected:
+  Outcome run(const std::string& arguments) { return test::run_program(folder_, arguments); }
+  std::string project() const { return folder_.file("project.db"); }
+  std::string import_guideline() const {
+    return "import " KORVANE_EXAMPLES "/guideline.abs --project " + project();
+  }
+
+  test::TemporaryFolder folder_;
+};
+
+TEST_F(Program, ImportPrintsTheScheduleAndWhatItHasStored) {
+  const Outcome outcome = run(import_guideline());
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.out, text_of(KORVANE_TEST_DATA "/tools/guideline.txt"));
+  EXPECT_THAT(outcome.err,
+              HasSubstr("imported 16 bar marks, 3 fabric marks and 0 bar spacer marks into sheet "
+                        "\"417\", revision \"a\"\n"));
+}
+
+TEST_F(Program, ShowPrintsWhatTheImportPrinted) {
+  const Outcome imported = run(import_guideline());
+  const Outcome shown = run("show " + project());
+  EXPECT_EQ(shown.exit_code, 0);
+  EXPECT_EQ(shown.out, imported.out);
+}
+
+TEST_F(Program, ShowOfOneRevisionLeavesOutTheOthers) {
+  run(import_guideline());
+  run(import_guideline() + " --revision b");
+  const Outcome shown = run("show " + project() + " --revision b");
+  EXPECT_THAT(shown.out, StartsWith("Sheet 417, revision b\n\n16 bar marks:\n"));
+  EXPECT_THAT(shown.out, testing::Not(HasSubstr("revision a")));
+}
+
+TEST_F(Program, ShowOfAnUnknownRevisionFails) {
+  run(import_guideline());
+  const Outcome shown = run("show " + project() + " --revision z");
+  EXPECT_EQ(shown.exit_code, 1);
+  EXPECT_EQ(shown.err, "korvane: no revision \"z\" in this project\n");
+}
+
+TEST_F(Program, AWrongChecksumIsRefusedAndMakesNoProject) {
+  const Outcome outcome =
+      run("import " KORVANE_EXAMPLES "/bad-checksum.abs --project " + project());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.err,
+            "korvane: line 1: wrong checksum: the record states 81, its characters give 91\n");
+  EXPECT_FALSE(std::filesystem::exists(project()));
+}
+
+TEST_F(Program, ShowNeverMakesAProject) {
+  const Outcome outcome = run("show " + project());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.err, "korvane: no project " + project() + "\n");
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_FALSE(std::filesystem::exists(project()));
+}
+
+TEST_F(Program, AFileThatIsNoDatabaseIsNoProject) {
+  std::ofstream(project()) << "Dear all,\n\nplease find enclosed the schedule.\n";
+  for (const std::string& command :
+       {"show " + project(), "import " KORVANE_EXAMPLES "/guideline.abs --project " + project()}) {
+    const Outcome outcome = run(command);
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, EndsWith("korvane: \"" + project() +
+                                      "\" is not a korvane project: it is no database\n"));
+  }
+}
+
+TEST_F(Program, ADatabaseWithoutTheTablesOfAProjectIsNone) {
+  std::ofstream(project()).close();
+  const Outcome outcome = run("show " + project());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("\"" + project() + "\" is not a korvane project: "));
+  EXPECT_THAT(outcome.err, HasSubstr("no such table"));
+}
+
+TEST_F(Program, ImportUnderAnotherSpellingOfAProjectLosesNothing) {
+  const std::string import = "import " KORVANE_EXAMPLES "/guideline.abs --project ";
+  EXPECT_EQ(run(import + project()).exit_code, 0);
+  const Outcome again = run(import + project() + "/");
+  EXPECT_EQ(again.exit_code, 1);
+  EXPECT_THAT(again.err, HasSubstr("has 19 schedule lines already"));
+  EXPECT_EQ(run("show " + project()).exit_code, 0);
+}
+
+TEST_F(Program, OutputThatCannotBeWrittenIsAFailure) {
+  EXPECT_EQ(run("import " KORVANE_EXAMPLES "/guideline.abs --project " + project()).exit_code, 0);
+  for (const std::string& command :
+       {"show " + project(), std::string("schema"), std::string("--help"), std::string("--version"),
+        "token list --tokens " + folder_.file("tokens.json")}) {
+    const std::string file = folder_.file("tokens.json");
+    if (command.starts_with("token")) run("token add other --scope read --tokens " + file);
+    const Outcome outcome = test::run_program(folder_, command, "", "/dev/full");
+    EXPECT_EQ(outcome.exit_code, 1) << command;
+    EXPECT_THAT(outcome.err, HasSubstr("cannot write to the standard output")) << command;
+  }
+}
+
+TEST_F(Program, ATokenThatCouldNotBePrintedIsNotMade) {
+  const std::string file = folder_.file("tokens.json");
+  const std::string add = "token add office --scope read --tokens " + file;
+  EXPECT_EQ(test::run_program(folder_, add, "", "/dev/full").exit_code, 1);
+  EXPECT_EQ(run("token list --tokens " + file).out, "");
+  EXPECT_EQ(run(add).exit_code, 0);
+}
+
+TEST_F(Program, AProjectInAMissingFolderFailsAtOnceWithTheReason) {
+  const Outcome outcome =
+      run("import " KORVANE_EXAMPLES "/guideline.abs --project " + folder_.file("missing/p.db"));
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("unable to open database file"));
+}
+
+TEST_F(Program, WrongUsageExitsWithTwo) {
+  EXPECT_EQ(run("").exit_code, 2);
+  EXPECT_EQ(run("import").exit_code, 2);
+  EXPECT_EQ(run("show --no-such-option x").exit_code, 2);
+}
+
+TEST_F(Program, HelpOfEachSubcommandEndsInAnExample) {
+  for (const char* subcommand : {"import", "show", "schema"}) {
+    const Outcome outcome = run(std::string(subcommand) + " --help");
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_THAT(outcome.out, HasSubstr(std::string("Example:\n  korvane ") + subcommand));
+  }
+}
+
+TEST_F(Program, VerboseShowsThePluginsTraceLines) {
+  const Outcome outcome = run("--verbose " + import_guideline());
+  EXPECT_THAT(outcome.err, HasSubstr("[0] Starting ProjectManager_Service_Impl\n"));
+  EXPECT_THAT(outcome.err, HasSubstr("[0] " + project() + ": exists=0\n"));
+}
+
+TEST_F(Program, SchemaWritesTheFilesThatItPrints) {
+  const Outcome printed = run("schema");
+  EXPECT_EQ(run("schema --output " + folder_.file("contracts")).exit_code, 0);
+  EXPECT_THAT(printed.out, HasSubstr("// korvane.services.bond\n" +
+                                     text_of(folder_.file("contracts/korvane.services.bond"))));
+}
+
+TEST_F(Program, AFolderWithoutAPluginIsNamed) {
+  const Outcome outcome = run("--plugins " + folder_.path().string() + " " + import_guideline());
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_EQ(outcome.err.substr(outcome.err.find("korvane:")),
+            "korvane: no plugin in " + folder_.path().string() + " opens projects\n");
+}
+
+}  // namespace
+}  // namespace korvane
