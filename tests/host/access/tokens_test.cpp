@@ -121,6 +121,16 @@ TEST_F(TokensTest, CompareByTheSha256OfWhatTheyAreGiven) {
   EXPECT_EQ(tokens().find("abd"), std::nullopt);
 }
 
+TEST_F(TokensTest, CompareEveryCharacterOfTheSha256) {
+  for (std::size_t i = 0; i < kDigestOfAbc.size(); ++i) {
+    std::string digest = kDigestOfAbc;
+    digest[i] = digest[i] == '0' ? '1' : '0';
+    write(R"({"tokens": [{"name": "a", "sha256": ")" + digest +
+          R"(", "scopes": ["read"], "created": "2024-05-31"}]})");
+    EXPECT_EQ(tokens().find("abc"), std::nullopt) << digest;
+  }
+}
+
 TEST_F(TokensTest, OfNoFileKnowNobody) {
   EXPECT_EQ(Tokens().find(""), std::nullopt);
   EXPECT_EQ(Tokens().find("krv_"), std::nullopt);

@@ -175,6 +175,41 @@ TEST(Delivery, LeavesThreadsToOtherClients) {
   for (auto& call : held) call->result();
 }
 
+TEST(Delivery, LetsAQueueThatHadItsTurnWaitAfterTheOthers) {
+  DeliveryLimits limits;
+  limits.workers = 3;
+  Delivery delivery(limits);
+  // One thread is left to the queues "a" and "b".
+  HeldCall first(delivery, "c", {"first"});
+  HeldCall second(delivery, "d", {"second"});
+  first.wait_until_it_runs();
+  second.wait_until_it_runs();
+  HeldCall held(delivery, "a", {"third"});
+  held.wait_until_it_runs();
+  std::vector<std::string> order;
+  const auto note = [&](const std::string& queue, const Delivery::Caller& caller) {
+    return std::async(std::launch::async, [&, queue, caller] {
+      return delivery.deliver(queue, caller, [&](const Turn&) {
+        order.push_back(queue);
+        return bond::blob();
+      });
+    });
+  };
+  auto in_a = note("a", kOffice);
+  wait_for_depth(delivery, 4);
+  auto in_b = note("b", kSite);
+  wait_for_depth(delivery, 5);
+  held.let_go();
+  held.result();
+  in_a.get();
+  in_b.get();
+  EXPECT_THAT(order, ElementsAre("b", "a"));
+  first.let_go();
+  second.let_go();
+  first.result();
+  second.result();
+}
+
 TEST(Delivery, RefusesACallTooManyInAQueue) {
   DeliveryLimits limits;
   limits.waiting_calls = 4;
