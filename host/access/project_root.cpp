@@ -25,9 +25,6 @@ namespace fs = std::filesystem;
 
 constexpr int kMostEntries = 100'000;
 
-/// What a file in the format of SQLite begins with (https://www.sqlite.org/fileformat.html).
-constexpr std::string_view kMagic{"SQLite format 3\0", 16};
-
 constexpr std::array<std::string_view, 3> kSideFileEndings = {"-journal", "-wal", "-shm"};
 constexpr std::size_t kLongestName = NAME_MAX - kSideFileEndings[0].size();
 constexpr std::size_t kLongestPath = PATH_MAX - 1 - kSideFileEndings[0].size();
@@ -148,17 +145,6 @@ class Confinement {
 };
 
 }  // namespace
-
-bool begins_as_database(const fs::path& file) {
-  std::array<char, kMagic.size()> bytes{};
-  // A pipe that has taken the file's place would be waited for.
-  const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor < 0) return false;
-  const ssize_t size = ::read(descriptor, bytes.data(), bytes.size());
-  ::close(descriptor);
-  return size == static_cast<ssize_t>(bytes.size()) &&
-         std::string_view(bytes.data(), bytes.size()) == kMagic;
-}
 
 ProjectRoot::ProjectRoot(const fs::path& folder) {
   std::error_code failure;

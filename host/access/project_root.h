@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/project_rpc/project_file.h"
+
 namespace korvane::host {
 
 /// A file name that a client may not open. The text names it and what was expected, as valid UTF-8
@@ -17,8 +19,7 @@ class ConfinementError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Whether the file can be read and begins as SQLite's files do.
-bool begins_as_database(const std::filesystem::path& file);
+using rpc::begins_as_database;
 
 /// A project file as the folder knows it.
 struct ProjectFile {

@@ -1,6 +1,5 @@
 #include "host/service/openapi.h"
 
-#include <Poco/URI.h>
 #include <nlohmann/json.hpp>
 
 #include "bond/describe.h"
@@ -197,15 +196,6 @@ std::string openapi_document(const std::vector<DescribedService>& services) {
   return document.dump() + "\n";
 }
 
-bool is_served_by_get(const Operation& operation) {
-  return operation.effect == Effect::reads || operation.effect == Effect::queries;
-}
-
-std::vector<std::string> methods_of(const Operation& operation) {
-  if (is_served_by_get(operation)) return {"GET", "HEAD", "POST"};
-  return {"POST"};
-}
-
 std::string_view effect_name(Effect effect) {
   switch (effect) {
     case Effect::reads:
@@ -218,16 +208,6 @@ std::string_view effect_name(Effect effect) {
       break;
   }
   return "queries";
-}
-
-std::string project_path(const std::string& file, std::string_view operation) {
-  std::string segment;
-  Poco::URI::encode(file, "/?#&+;=%", segment);
-  return "/v1/projects/" + segment + "/" + std::string(operation);
-}
-
-std::string operation_path(const std::string& service_segment, std::string_view operation) {
-  return "/v1/" + service_segment + "/" + std::string(operation);
 }
 
 }  // namespace korvane::host

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/rpc4/http.h"
 #include "platform/rpc4/operation.h"
 
 namespace korvane::host {
@@ -27,19 +28,12 @@ struct DescribedService {
 /// the descriptions of their contracts.
 std::string openapi_document(const std::vector<DescribedService>& services);
 
-/// Whether the operation is served by GET as well: it never changes anything.
-bool is_served_by_get(const krv::rpc4::Operation& operation);
-
-/// The methods that an operation is served by: "GET", "HEAD", "POST", or the last alone.
-std::vector<std::string> methods_of(const krv::rpc4::Operation& operation);
+using krv::rpc4::is_served_by_get;
+using krv::rpc4::methods_of;
+using krv::rpc4::operation_path;
+using krv::rpc4::project_path;
 
 /// "reads", "writes", "opens" or "queries".
 std::string_view effect_name(krv::rpc4::Effect effect);
-
-/// The path of an operation of the project in a file, whose name becomes one segment of it.
-std::string project_path(const std::string& file, std::string_view operation);
-
-/// The path of an operation, from the id of its service as a segment of the path.
-std::string operation_path(const std::string& service_segment, std::string_view operation);
 
 }  // namespace korvane::host

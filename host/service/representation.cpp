@@ -9,6 +9,8 @@
 #include <Poco/NumberParser.h>
 #include <Poco/String.h>
 
+#include "platform/rpc4/http.h"
+
 namespace korvane::host {
 
 namespace {
@@ -49,8 +51,8 @@ double weight(const std::vector<std::string>& accept, Representation representat
 }  // namespace
 
 std::string_view media_type(Representation representation) {
-  return representation == Representation::json ? "application/json"
-                                                : "application/x-bond-compact-binary";
+  return representation == Representation::json ? krv::rpc4::kJsonMediaType
+                                                : krv::rpc4::kCompactBinaryMediaType;
 }
 
 std::optional<Representation> representation_of(const std::string& content_type) {

@@ -1,0 +1,50 @@
+#include "platform/rpc4/http.h"
+
+namespace krv::rpc4 {
+
+namespace {
+
+/// All others are percent-encoded, also those that a segment may hold as they are (RFC 3986,
+/// section 3.3).
+bool stands_for_itself(char c) {
+  const bool is_letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+  const bool is_digit = c >= '0' && c <= '9';
+  return is_letter || is_digit || std::string_view("-._~:@").find(c) != std::string_view::npos;
+}
+
+std::string percent_encoded(std::string_view text) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string encoded;
+  for (const char c : text) {
+    if (stands_for_itself(c)) {
+      encoded += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    encoded += '%';
+    encoded += kDigits[byte >> 4U];
+    encoded += kDigits[byte & 0x0FU];
+  }
+  return encoded;
+}
+
+}  // namespace
+
+bool is_served_by_get(const Operation& operation) {
+  return operation.effect == Effect::reads || operation.effect == Effect::queries;
+}
+
+std::vector<std::string> methods_of(const Operation& operation) {
+  if (is_served_by_get(operation)) return {"GET", "HEAD", "POST"};
+  return {"POST"};
+}
+
+std::string project_path(std::string_view file, std::string_view operation) {
+  return "/v1/projects/" + percent_encoded(file) + "/" + std::string(operation);
+}
+
+std::string operation_path(std::string_view service_segment, std::string_view operation) {
+  return "/v1/" + std::string(service_segment) + "/" + std::string(operation);
+}
+
+}  // namespace krv::rpc4

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/rpc4/operation.h"
+
+/// How operations are reached over HTTP: what a server and its clients must agree on.
+namespace krv::rpc4 {
+
+/// The media types of the two forms in which a record crosses the network.
+inline constexpr std::string_view kJsonMediaType = "application/json";
+inline constexpr std::string_view kCompactBinaryMediaType = "application/x-bond-compact-binary";
+
+/// Whether the operation is served by GET as well: it never changes anything.
+bool is_served_by_get(const Operation& operation);
+
+/// The methods that an operation is served by: "GET", "HEAD", "POST", or the last alone.
+std::vector<std::string> methods_of(const Operation& operation);
+
+/// The path of an operation of the project in `file`, whose name is percent-encoded into one
+/// segment: "/v1/projects/a%2Fb.db/list_sheets".
+std::string project_path(std::string_view file, std::string_view operation);
+
+/// The path of an operation of the service whose id is the segment `service_segment`:
+/// "/v1/korvane.model.cad.Project:1/list_sheets". The segment is taken as it is.
+std::string operation_path(std::string_view service_segment, std::string_view operation);
+
+}  // namespace krv::rpc4
