@@ -9,6 +9,7 @@
 
 #include <Poco/Exception.h>
 #include <Poco/Net/Context.h>
+#include <Poco/Net/HTTPClientSession.h>
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPSClientSession.h>
@@ -18,31 +19,40 @@
 #include <nlohmann/json.hpp>
 
 #include "contracts/encoding/record_codec.h"
-#include "host/service/openapi.h"
-#include "host/service/representation.h"
 #include "platform/project_rpc/project_manager_service.h"
+#include "platform/rpc4/http.h"
 
-namespace korvane::model::cad {
+namespace korvane::client {
 
 using Poco::Net::HTTPClientSession;
 using Poco::Net::HTTPResponse;
 
 namespace {
 
-/// A call may wait for its turn, and then for a file that another program holds.
 const Poco::Timespan kReplyTime(300, 0);
 
-/// More than a server of ours sends.
+/// More than a server sends.
 constexpr std::size_t kMostReplyBytes = std::size_t{512} << 20U;
 
-std::unique_ptr<HTTPClientSession> make_session(const Poco::URI& uri) {
+[[noreturn]] void refuse_address(const std::string& url) {
+  throw std::runtime_error("\"" + url + "\" is not the address of a server: expected " +
+                           "http://HOST:PORT or https://HOST:PORT");
+}
+
+Poco::URI parse_address(const std::string& url) {
+  try {
+    return Poco::URI(url);
+  } catch (const Poco::SyntaxException&) {
+    refuse_address(url);
+  }
+}
+
+std::unique_ptr<HTTPClientSession> make_session(const std::string& url) {
+  const Poco::URI uri = parse_address(url);
   if (uri.getScheme() == "http") {
     return std::make_unique<HTTPClientSession>(uri.getHost(), uri.getPort());
   }
-  if (uri.getScheme() != "https") {
-    throw std::runtime_error("\"" + uri.toString() + "\" is no address of a server: expected " +
-                             "http://HOST:PORT or https://HOST:PORT");
-  }
+  if (uri.getScheme() != "https") refuse_address(url);
   Poco::Net::initializeSSL();
   Poco::Net::Context::Params parameters;
   parameters.verificationMode = Poco::Net::Context::VERIFY_RELAXED;
@@ -52,7 +62,7 @@ std::unique_ptr<HTTPClientSession> make_session(const Poco::URI& uri) {
       new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, parameters));
 }
 
-/// The text of a problem document, or of whatever else has answered.
+/// The text of a problem document, or the beginning of whatever else has come.
 std::string detail_of(const std::string& body) {
   const auto problem = nlohmann::json::parse(body, nullptr, false);
   if (problem.is_object() && problem.contains("detail") && problem["detail"].is_string()) {
@@ -66,7 +76,7 @@ std::string detail_of(const std::string& body) {
 class RemoteProject::Server {
  public:
   Server(std::string url, std::string token)
-      : url_(std::move(url)), token_(std::move(token)), session_(make_session(Poco::URI(url_))) {
+      : url_(std::move(url)), token_(std::move(token)), session_(make_session(url_)) {
     session_->setKeepAlive(true);
     session_->setTimeout(kReplyTime);
   }
@@ -83,7 +93,7 @@ class RemoteProject::Server {
     try {
       Poco::Net::HTTPRequest head(Poco::Net::HTTPRequest::HTTP_POST, path,
                                   Poco::Net::HTTPMessage::HTTP_1_1);
-      head.setContentType(std::string(host::media_type(host::Representation::compact_binary)));
+      head.setContentType(std::string(krv::rpc4::kCompactBinaryMediaType));
       head.setContentLength64(static_cast<Poco::Int64>(body.size()));
       if (!token_.empty()) head.setCredentials("Bearer", token_);
       session_->sendRequest(head).write(body.data(), static_cast<std::streamsize>(body.size()));
@@ -103,7 +113,7 @@ class RemoteProject::Server {
     while (body.read(piece.data(), piece.size()).gcount() > 0) {
       text.append(piece.data(), static_cast<std::size_t>(body.gcount()));
       if (text.size() <= kMostReplyBytes) continue;
-      session_->reset();  // the rest would be read to its end
+      session_->reset();  // else the rest would be read to its end
       throw std::runtime_error(url_ + ": the reply is longer than " +
                                std::to_string(kMostReplyBytes) + " bytes");
     }
@@ -122,17 +132,16 @@ RemoteProject::RemoteProject(const std::string& url, const std::string& token,
   model::OpenProjectRequest request;
   request.filename = filename;
   server_->call<model::OpenProjectResponse>(
-      host::operation_path(std::string(ProjectManager_Metadata::GlobalInstanceID), "open"),
-      request);
+      krv::rpc4::operation_path(ProjectManager_Metadata::GlobalInstanceID, "open"), request);
 }
 
 RemoteProject::~RemoteProject() = default;
 
-#define CALL_REMOTELY(name, Request, Reply, effect)                         \
-  void RemoteProject::name(Request request, Reply& reply) {                 \
-    reply = server_->call<Reply>(host::project_path(id(), #name), request); \
+#define CALL_REMOTELY(name, Request, Reply, effect)                              \
+  void RemoteProject::name(Request request, Reply& reply) {                      \
+    reply = server_->call<Reply>(krv::rpc4::project_path(id(), #name), request); \
   }
 KORVANE_PROJECT_OPERATIONS(CALL_REMOTELY)
 #undef CALL_REMOTELY
 
-}  // namespace korvane::model::cad
+}  // namespace korvane::client

@@ -10,7 +10,7 @@
 #include <Poco/Data/Statement.h>
 
 #include "host/access/sql_fence.h"
-#include "host/service/failure.h"
+#include "host/plugins/failure_text.h"
 
 namespace korvane::host {
 

@@ -9,7 +9,7 @@
 #include <boost/dll/library_info.hpp>
 #include <boost/filesystem/operations.hpp>
 
-#include "host/service/failure.h"
+#include "host/plugins/failure_text.h"
 #include "platform/log/log.h"
 
 namespace korvane::host {
@@ -25,7 +25,7 @@ bool has_plugin_record(const boost::filesystem::path& file) {
   try {
     return !record_names(file).empty();
   } catch (const std::exception&) {
-    return false;  // no library at all
+    return false;  // not a library
   }
 }
 

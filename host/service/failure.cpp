@@ -10,6 +10,7 @@
 
 #include "contracts/encoding/json.h"
 #include "host/access/project_root.h"
+#include "host/plugins/failure_text.h"
 #include "host/service/delivery.h"
 #include "platform/rpc4/failure.h"
 
@@ -64,11 +65,6 @@ bool is_no_project(const std::exception& failure, const FailedCall& call) {
 }
 
 }  // namespace
-
-std::string failure_text(const std::exception& failure) {
-  const auto* const told = dynamic_cast<const Poco::Exception*>(&failure);
-  return told != nullptr ? told->displayText() : failure.what();
-}
 
 HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call) {
   try {

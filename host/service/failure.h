@@ -29,7 +29,4 @@ struct FailedCall {
 /// - all else 500
 HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call);
 
-/// The whole text of a failure: Poco's exceptions keep the better half of it to themselves.
-std::string failure_text(const std::exception& failure);
-
 }  // namespace korvane::host

@@ -299,7 +299,7 @@ test('bearer tokens', async (t) => {
     const ended = await run(['serve', '--root', folder, '--listen', '0.0.0.0:0']);
     assert.equal(ended.code, 1);
     assert.equal(ended.out, '');
-    assert.match(ended.err, /^korvane: on 0\.0\.0\.0:0 others than this machine's users could come in: expected --tokens/);
+    assert.match(ended.err, /^korvane: users of other machines could connect to 0\.0\.0\.0:0: expected --tokens/);
     const open = await Server.start(t, folder, '--listen', '0.0.0.0:0', '--tokens', tokens);
     const local = open.url.replace('0.0.0.0', '127.0.0.1');
     assert.equal((await curl(['-H', `Authorization: Bearer ${secrets.reader}`, `${local}/v1`])).status, 200);

@@ -7,11 +7,11 @@
 
 #include <boost/dll/runtime_symbol_info.hpp>
 
-#include "host/access/project_root.h"
+#include "platform/project_rpc/project_file.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/rpc4/directory.h"
 
-namespace korvane::tool {
+namespace korvane::tools {
 
 using model::cad::Project_Service;
 using model::cad::ProjectManager_Metadata;
@@ -19,7 +19,7 @@ using model::cad::ProjectManager_Service;
 
 namespace {
 
-/// Looks at the file as it will be opened: SQLite takes "a.db/" for a.db.
+/// Looks at the file as it will be opened: to SQLite "a.db/" is a.db.
 void require_project(const std::string& filename, EmbeddedProject::IfMissing if_missing) {
   std::error_code failure;
   const std::filesystem::file_status status = std::filesystem::status(filename, failure);
@@ -29,8 +29,8 @@ void require_project(const std::string& filename, EmbeddedProject::IfMissing if_
   }
   const bool is_file = std::filesystem::is_regular_file(status);
   const bool is_empty = is_file && std::filesystem::file_size(filename, failure) == 0;
-  if (is_file && !is_empty && !host::begins_as_database(filename)) {
-    throw std::runtime_error("\"" + filename + "\" is not a korvane project: it is no database");
+  if (is_file && !is_empty && !rpc::begins_as_database(filename)) {
+    throw std::runtime_error("\"" + filename + "\" is not a korvane project: it is not a database");
   }
 }
 
@@ -61,4 +61,4 @@ boost::filesystem::path default_plugin_folder() {
   return boost::dll::program_location().parent_path().parent_path() / "plugins";
 }
 
-}  // namespace korvane::tool
+}  // namespace korvane::tools

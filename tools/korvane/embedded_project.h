@@ -9,22 +9,27 @@
 #include "host/plugins/plugin.h"
 #include "platform/project_rpc/project_service.h"
 
-namespace korvane::tool {
+namespace korvane::tools {
 
-/// A project file opened in this process: loads the plugins of a folder and asks the manager among
-/// them to open the file. Closed with the object.
+/// A project file opened in this process: loads the plugins of a folder and has their manager open
+/// the file. Destroying the object closes the file. One at a time in a process.
 class EmbeddedProject {
  public:
-  /// What becomes of a file that is not there.
+  /// What becomes of a file that is missing.
   enum class IfMissing { fail, make };
 
-  /// Opens `filename`. Throws std::runtime_error "no project <filename>" for one that is missing
-  /// and is not to be made, "\"<filename>\" is not a korvane project: …" for a file that is no
-  /// database, when the folder holds no plugin that opens projects, and what loading and opening
-  /// throw.
+  /// Opens `filename`. Throws std::runtime_error
+  ///
+  /// - "no project <filename>" for one that is missing, with `IfMissing::fail`
+  /// - "\"<filename>\" is not a korvane project: it is not a database" for a file with other
+  /// content
+  /// - "no plugin in <plugin_folder> opens projects"
+  ///
+  /// and what finding and loading the plugins and opening the file throw.
   EmbeddedProject(const boost::filesystem::path& plugin_folder, const std::string& filename,
                   IfMissing if_missing);
 
+  /// Lives as long as this object.
   model::cad::Project_Service& service() { return *service_; }
 
  private:
@@ -32,7 +37,7 @@ class EmbeddedProject {
   model::cad::Project_Service* service_ = nullptr;
 };
 
-/// Where the plugins lie beside this program: `plugins` in the folder above the program's own.
+/// The folder of the plugins beside this program: `plugins` in the folder above the program's own.
 boost::filesystem::path default_plugin_folder();
 
-}  // namespace korvane::tool
+}  // namespace korvane::tools

@@ -1,286 +1,76 @@
-#include "tools/korvane/import.h"
+#include <iostream>
+#include <memory>
+#include <string>
+#include <vector>
 
-#include <exception>
-#include <filesystem>
-#include <fstream>
-#include <functional>
-#include <stdexcept>
-#include <utility>
-
-#include "tools/korvane/revision_ref.h"
+#include "schedule/bvbs/schedule.h"
+#include "tools/korvane/commands.h"
+#include "tools/korvane/print_project.h"
+#include "tools/korvane/project_options.h"
+#include "tools/korvane/standard_output.h"
+#include "tools/korvane/store_schedule.h"
 #include "tools/korvane/text_table.h"
 
-namespace korvane::tool {
+namespace korvane::tools {
 
-using namespace model::cad;
+using model::cad::Project_Service;
+using schedule::bvbs::Schedule;
 
 namespace {
 
-/// Takes back what an import has made, last thing first, unless the import is whole.
-class Undo {
- public:
-  Undo() = default;
-  Undo(const Undo&) = delete;
-  Undo& operator=(const Undo&) = delete;
-  ~Undo() {
-    for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
-      try {
-        (*step)();
-      } catch (const std::exception&) {
-        // The failure that led here is the one to be told; what is left behind is an empty entry.
-        continue;
-      }
-    }
-  }
-
-  void add(std::function<void()> step) { steps_.push_back(std::move(step)); }
-  void forget() { steps_.clear(); }
-
- private:
-  std::vector<std::function<void()>> steps_;
+struct ImportOptions {
+  std::string file;
+  ProjectOptions project;
+  schedule::bvbs::ScheduleNames names;
 };
 
-/// Finds catalogue and structure entries by name, and makes those that are missing.
-class Names {
- public:
-  Names(Project_Service& project, Undo& undo) : project_(project), undo_(undo) {
-    Batch<Material> materials;
-    project_.list_materials({}, materials);
-    for (Material& material : materials.items) {
-      materials_.emplace(material.identity.name, std::move(material));
-    }
-    Batch<FabricType> types;
-    project_.list_fabric_type({}, types);
-    for (FabricType& type : types.items) fabric_types_.emplace(type.type_name, std::move(type));
-    Batch<Sheet> sheets;
-    project_.list_sheets({}, sheets);
-    for (const Sheet& sheet : sheets.items) sheets_.emplace(sheet.name, sheet.id);
-    Batch<Revision> revisions;
-    project_.list_revisions({}, revisions);
-    for (const Revision& revision : revisions.items) {
-      revisions_.emplace(std::pair(revision.sheet_id, revision.name), revision.id);
-    }
+void report_import(const std::vector<ImportedRevision>& revisions, const Schedule& schedule,
+                   const std::string& file) {
+  for (const ImportedRevision& revision : revisions) {
+    std::cerr << "imported " << format_count(revision.bars, "bar mark") << ", "
+              << format_count(revision.fabrics, "fabric mark") << " and "
+              << format_count(revision.bar_spacers, "bar spacer mark") << " into sheet \""
+              << printable(revision.sheet) << "\", revision \"" << printable(revision.revision)
+              << "\"\n";
   }
-
-  const Material& material(const std::string& name) {
-    return find_or_make(materials_, name, [&] {
-      Material material;
-      material.identity.name = name;
-      make(material, &Project_Service::create_material, &Project_Service::delete_material);
-      return material;
-    });
+  if (revisions.empty()) std::cerr << "nothing to import in " << file << '\n';
+  for (const auto& [group, count] : schedule.skipped) {
+    std::cerr << "skipped " << format_count(count, group + " record")
+              << ": a project has no place for them\n";
   }
-
-  /// A type that is there keeps its own dimensions, whatever `wanted` says.
-  const FabricType& fabric_type(FabricType wanted, const std::string& steel) {
-    return find_or_make(fabric_types_, wanted.type_name, [&] {
-      wanted.material = material(steel);
-      make(wanted, &Project_Service::create_fabric_type, &Project_Service::delete_fabric_type);
-      return wanted;
-    });
-  }
-
-  std::int32_t sheet(const std::string& name) {
-    return find_or_make(sheets_, name, [&] {
-      Sheet sheet;
-      sheet.name = name;
-      make(sheet, &Project_Service::create_sheet, &Project_Service::delete_sheet);
-      return sheet.id;
-    });
-  }
-
-  std::int32_t revision(std::int32_t sheet_id, const std::string& name) {
-    return find_or_make(revisions_, std::pair(sheet_id, name), [&] {
-      Revision revision;
-      revision.sheet_id = sheet_id;
-      revision.name = name;
-      make(revision, &Project_Service::create_revision, &Project_Service::delete_revision);
-      return revision.id;
-    });
-  }
-
- private:
-  template <class Key, class Value, class Make>
-  static const Value& find_or_make(std::map<Key, Value>& known, const Key& key, Make make) {
-    const auto found = known.find(key);
-    if (found != known.end()) return found->second;
-    return known.emplace(key, make()).first->second;
-  }
-
-  /// Creates `record` and gives it the id and uid of its row.
-  template <class T, class Ref>
-  void make(T& record, void (Project_Service::*create)(T, Ref&),
-            void (Project_Service::*remove)(Ref, GenericReply&)) {
-    Ref ref;
-    (project_.*create)(record, ref);
-    record.id = ref.id.value();
-    record.uid = ref.uid.value();
-    undo_.add([&project = project_, remove, ref = std::move(ref)] {
-      GenericReply reply;
-      (project.*remove)(ref, reply);
-    });
-  }
-
-  Project_Service& project_;
-  Undo& undo_;
-  std::map<std::string, Material> materials_;
-  std::map<std::string, FabricType> fabric_types_;
-  std::map<std::string, std::int32_t> sheets_;
-  std::map<std::pair<std::int32_t, std::string>, std::int32_t> revisions_;
-};
-
-/// The revisions that an import fills. Each must be empty before.
-class FilledRevisions {
- public:
-  FilledRevisions(Project_Service& project, Names& names) : project_(project), names_(names) {}
-
-  /// Gives `item` its revision and sheet, and counts it there.
-  template <class T>
-  void place(T& item, const bvbs::Drawing& drawing, std::size_t ImportedRevision::*count) {
-    item.sheet_id = names_.sheet(drawing.sheet);
-    item.rev_id = names_.revision(item.sheet_id, drawing.revision);
-    const auto [entry, is_new] = filled_.try_emplace(
-        item.rev_id, ImportedRevision{item.rev_id, drawing.sheet, drawing.revision, 0, 0, 0});
-    if (is_new) require_empty(entry->second);
-    ++(entry->second.*count);
-  }
-
-  /// From here on a failure clears the content first, before the entries that it refers to go.
-  void clear_when_undone(Undo& undo) const {
-    for (const auto& [id, revision] : filled_) {
-      undo.add([&project = project_, rev_id = id] {
-        GenericReply reply;
-        project.clear_for_revision(revision_ref(rev_id), reply);
-      });
-    }
-  }
-
-  std::vector<ImportedRevision> take() {
-    std::vector<ImportedRevision> result;
-    for (auto& [id, revision] : filled_) result.push_back(std::move(revision));
-    return result;
-  }
-
- private:
-  void require_empty(const ImportedRevision& revision) {
-    Batch<Rebar> bars;
-    project_.get_rebars(revision_ref(revision.id), bars);
-    FabricRef fabric_ref;
-    fabric_ref.rev_id = revision.id;
-    Fabrics fabrics;
-    project_.get_all_fabrics_for_revision(std::move(fabric_ref), fabrics);
-    BarSpacers spacers;
-    project_.get_all_barspacers_for_revision(revision_ref(revision.id), spacers);
-    const std::size_t lines =
-        bars.items.size() + fabrics.fabrics.size() + spacers.barspacers.size();
-    if (lines == 0) return;
-    throw std::runtime_error("revision \"" + revision.revision + "\" of sheet \"" + revision.sheet +
-                             "\" has " + format_count(lines, "schedule line") +
-                             " already; name another one with --revision");
-  }
-
-  Project_Service& project_;
-  Names& names_;
-  std::map<std::int32_t, ImportedRevision> filled_;
-};
-
-void keep_project_name(Project_Service& project, const std::string& name, Undo& undo) {
-  if (name.empty()) return;
-  UpdateProject before;
-  project.get_project({}, before.item);
-  if (before.item.properties.count("project") != 0) return;
-  UpdateProject update = before;
-  update.item.properties["project"].value_string.set(name);
-  GenericReply reply;
-  project.update_project(std::move(update), reply);
-  undo.add([&project, before = std::move(before)] {
-    GenericReply ignored;
-    project.update_project(before, ignored);
-  });
 }
 
-/// Puts the names that were given in place of the record's own.
-void name_drawing(bvbs::Drawing& drawing, const ScheduleNames& names, const std::string& filename) {
-  if (drawing.sheet.empty()) drawing.sheet = std::filesystem::path(filename).stem().string();
-  if (names.sheet) drawing.sheet = *names.sheet;
-  if (names.revision) drawing.revision = *names.revision;
+void import(const ImportOptions& options, const CommonOptions& common) {
+  const Schedule schedule = schedule::bvbs::read_schedule_file(options.file, options.names);
+  for (const std::string& remark : schedule.remarks) std::cerr << printable(remark) << '\n';
+  with_project(options.project, common, Purpose::writing, [&](Project_Service& project) {
+    const std::vector<ImportedRevision> revisions = store_schedule(project, schedule);
+    report_import(revisions, schedule, options.file);
+    bool is_first = true;
+    for (const ImportedRevision& revision : revisions) {
+      if (!is_first) std::cout << '\n';
+      is_first = false;
+      print_revision(project, revision.id, std::cout);
+    }
+  });
+  require_output();
 }
 
 }  // namespace
 
-ScheduleFile read_schedule(const std::string& filename, const ScheduleNames& names) {
-  std::ifstream input(filename, std::ios::binary);
-  if (!input) throw std::runtime_error("cannot read " + filename);
-  ScheduleFile schedule;
-  for (const bvbs::Record& record : bvbs::read_records(input)) {
-    const auto remark = [&](const char* text) {
-      schedule.remarks.push_back("line " + std::to_string(record.line) + ": " + text);
-    };
-    const auto add = [&](auto& lines, auto line) {
-      name_drawing(line.drawing, names, filename);
-      lines.push_back(std::move(line));
-    };
-    if (record.group == "BF2D" || record.group == "BF3D" || record.group == "BFWE") {
-      bvbs::BarLine bar = bvbs::read_bar(record);
-      if (bar.weight_was_total) remark("the stated weight was taken as that of all pieces");
-      if (bar.item.bar_type_mass_per_length == 0) {
-        remark("no weight is stated; the mass per metre is 0");
-      }
-      add(schedule.bars, std::move(bar));
-    } else if (record.group == "BFMA") {
-      add(schedule.fabrics, bvbs::read_fabric(record));
-    } else if (record.group == "BFAU") {
-      add(schedule.bar_spacers, bvbs::read_bar_spacer(record));
-    } else {
-      ++schedule.passed_over[record.group];
-      continue;
-    }
-    if (record.has_foreign_letters) remark("letters beyond ASCII were taken as Windows-1252");
-  }
-  return schedule;
+Command add_import(CLI::App& program) {
+  const auto options = std::make_shared<ImportOptions>();
+  CLI::App* const command = program.add_subcommand(
+      "import", "Store the bar schedule of a BVBS file (.abs) in a project, and print it");
+  command->add_option("FILE", options->file, "The BVBS file")->required()->check(CLI::ExistingFile);
+  command->add_option("--project", options->project.file, "The project file; made if it is missing")
+      ->required();
+  command->add_option("--sheet", options->names.sheet, "Sheet name, instead of the records' own");
+  command->add_option("--revision", options->names.revision,
+                      "Revision name, instead of the records' own");
+  add_server_options(*command, options->project);
+  command->footer("Example:\n  korvane import examples/guideline.abs --project guideline.db");
+  return {command, [options](const CommonOptions& common) { import(*options, common); }};
 }
 
-std::vector<ImportedRevision> store_schedule(Project_Service& project,
-                                             const ScheduleFile& schedule) {
-  Undo undo;
-  Names names(project, undo);
-  FilledRevisions revisions(project, names);
-  std::string project_name;
-  const auto note_project = [&](const bvbs::Drawing& drawing) {
-    if (project_name.empty()) project_name = drawing.project;
-  };
-
-  Batch<Rebar> bars;
-  for (const bvbs::BarLine& line : schedule.bars) {
-    Rebar& bar = bars.items.emplace_back(line.item);
-    revisions.place(bar, line.drawing, &ImportedRevision::bars);
-    bar.material_id.set(names.material(line.drawing.steel).id);
-    note_project(line.drawing);
-  }
-  Batch<Fabric> fabrics;
-  for (const bvbs::FabricLine& line : schedule.fabrics) {
-    Fabric& fabric = fabrics.items.emplace_back(line.item);
-    revisions.place(fabric, line.drawing, &ImportedRevision::fabrics);
-    fabric.fabric_type = names.fabric_type(line.item.fabric_type, line.drawing.steel);
-    note_project(line.drawing);
-  }
-  Batch<BarSpacer> spacers;
-  for (const bvbs::BarSpacerLine& line : schedule.bar_spacers) {
-    revisions.place(spacers.items.emplace_back(line.item), line.drawing,
-                    &ImportedRevision::bar_spacers);
-    note_project(line.drawing);
-  }
-
-  keep_project_name(project, project_name, undo);
-  revisions.clear_when_undone(undo);
-  // Bars go last, and nothing that may fail behind them. What went before can be cleared again
-  // without touching the end treatments that other revisions share.
-  GenericReply reply;
-  project.add_fabric(std::move(fabrics), reply);
-  project.add_barspacer(std::move(spacers), reply);
-  project.add_rebar(std::move(bars), reply);
-  undo.forget();
-  return revisions.take();
-}
-
-}  // namespace korvane::tool
+}  // namespace korvane::tools

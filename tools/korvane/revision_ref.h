@@ -4,7 +4,7 @@
 
 #include "contracts/cad/revision.h"
 
-namespace korvane::tool {
+namespace korvane::tools {
 
 /// Names a revision by its id, the one way that the reads by revision take.
 inline model::cad::RevisionRef revision_ref(std::int32_t id) {
@@ -13,4 +13,4 @@ inline model::cad::RevisionRef revision_ref(std::int32_t id) {
   return ref;
 }
 
-}  // namespace korvane::tool
+}  // namespace korvane::tools

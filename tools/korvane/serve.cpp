@@ -1,16 +1,20 @@
-#include "tools/korvane/serve.h"
-
 #include <algorithm>
+#include <chrono>
 #include <csignal>
+#include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <stdexcept>
+#include <string>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 #include <Poco/Exception.h>
 #include <Poco/Net/ServerSocket.h>
@@ -18,17 +22,33 @@
 #include "host/access/fence_check.h"
 #include "host/http/tls.h"
 #include "host/memory/heap.h"
+#include "host/model_server.h"
+#include "host/plugins/failure_text.h"
 #include "host/plugins/plugin.h"
-#include "host/service/failure.h"
-#include "host/service/openapi.h"
 #include "host/watch/json_log.h"
+#include "platform/rpc4/http.h"
+#include "tools/korvane/commands.h"
+#include "tools/korvane/text_table.h"
 
-namespace korvane::tool {
+namespace korvane::tools {
 
 using Plugins = std::vector<std::unique_ptr<host::Plugin>>;
 using Poco::Net::SocketAddress;
 
 namespace {
+
+struct ServeOptions {
+  std::string root = ".";
+  std::string listen = "127.0.0.1:8420";
+  std::optional<std::string> tokens;
+  std::optional<std::string> tls_certificate;
+  std::optional<std::string> tls_key;
+  std::vector<std::string> host_names;
+  host::ModelServerLimits limits;
+  /// In place of the limit's own, which gives way to the process's limit of descriptors.
+  std::optional<std::size_t> open_projects;
+  std::chrono::milliseconds stop_time = std::chrono::seconds(20);
+};
 
 /// The signals that a server is driven by, blocked in every thread: one thread waits for them.
 class Signals {
@@ -40,7 +60,7 @@ class Signals {
     awaited_ = ends_;
     sigaddset(&awaited_, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &awaited_, nullptr);
-    // These would end the process; a file that may grow no more is an error of its write.
+    // These would end the process; a file that may not grow any more makes its write fail.
     for (const int ignored : {SIGUSR1, SIGUSR2, SIGXFSZ}) std::signal(ignored, SIG_IGN);
   }
 
@@ -50,7 +70,7 @@ class Signals {
     return signal;
   }
 
-  /// From here on one that ends the process does so at once.
+  /// From now on a signal that ends the process does so at once.
   void let_through() const { pthread_sigmask(SIG_UNBLOCK, &ends_, nullptr); }
 
  private:
@@ -63,7 +83,7 @@ SocketAddress parse_address(const std::string& listen) {
     return SocketAddress(listen);
   } catch (const Poco::Exception& failure) {
     throw std::runtime_error("cannot listen on \"" + listen +
-                             "\": expected an address and a port, " + "such as 127.0.0.1:8420 (" +
+                             "\": expected an address and a port, such as 127.0.0.1:8420 (" +
                              failure.displayText() + ")");
   }
 }
@@ -82,7 +102,7 @@ Poco::Net::ServerSocket listen_on(const SocketAddress& address) {
   }
 }
 
-/// Relative paths are those of the start: the server changes its folder.
+/// Relative paths are those of the start: the server changes its current directory.
 std::optional<std::string> absolute(const std::optional<std::string>& path) {
   if (!path) return std::nullopt;
   return std::filesystem::absolute(*path).string();
@@ -92,9 +112,8 @@ std::optional<host::Tokens> read_tokens(const std::optional<std::string>& file,
                                         const SocketAddress& address) {
   if (file) return host::Tokens::load(*file);
   if (!address.host().isLoopback()) {
-    throw std::runtime_error("on " + address.toString() +
-                             " others than this machine's users could come in: expected --tokens "
-                             "(korvane token makes them)");
+    throw std::runtime_error("users of other machines could connect to " + address.toString() +
+                             ": expected --tokens (korvane token makes them)");
   }
   return std::nullopt;
 }
@@ -113,8 +132,8 @@ std::size_t raise_descriptor_limit() {
   return static_cast<std::size_t>(limit.rlim_cur);
 }
 
-/// How many projects may be open: a descriptor each, beside those of connections, of journals and
-/// temporary files of the calls that run, and of the process itself.
+/// How many projects may be open. Each takes a descriptor; connections, the journals and temporary
+/// files of running calls, and the process itself take others.
 std::size_t most_projects(const ServeOptions& options, std::size_t descriptors) {
   constexpr std::size_t kOfProcess = 100;
   constexpr std::size_t kOfCall = 4;
@@ -130,7 +149,7 @@ std::size_t most_projects(const ServeOptions& options, std::size_t descriptors) 
   return options.open_projects.value_or(std::min(room, options.limits.open_projects));
 }
 
-/// Two lines to try the server with, on the first project of its folder.
+/// Prints two lines to try the server with, on the first project of its folder.
 void print_examples(const std::string& url, const std::filesystem::path& root) {
   std::vector<std::string> projects;
   for (const auto& entry : std::filesystem::directory_iterator(root)) {
@@ -139,10 +158,10 @@ void print_examples(const std::string& url, const std::filesystem::path& root) {
   if (projects.empty()) return;
   const std::string name = *std::min_element(projects.begin(), projects.end());
   std::cout << "\n  curl -s " << url << "/v1/projects\n  curl -s " << url
-            << host::project_path(name, "list_sheets") << "\n\n";
+            << krv::rpc4::project_path(name, "list_sheets") << "\n\n";
 }
 
-/// What SIGHUP has done anew.
+/// What SIGHUP renews.
 class Reloadable {
  public:
   Reloadable(const ServeOptions& options, const SocketAddress& address)
@@ -163,7 +182,8 @@ class Reloadable {
     return [&tls = *tls_](const Poco::Net::StreamSocket& socket) { return tls.encrypt(socket); };
   }
 
-  /// Tokens that were removed are refused from then on, whatever keeps the plugins.
+  /// Tokens that were removed are refused from then on, whether or not the plugins can be
+  /// restarted.
   void reload(host::ModelServer& server, Plugins& plugins) {
     try {
       host::Gate next = gate();
@@ -192,13 +212,20 @@ class Reloadable {
   std::unique_ptr<host::TlsCertificate> tls_;
 };
 
-}  // namespace
-
-void serve(const ServeOptions& options) {
+/// Serves the projects in a folder until SIGTERM or SIGINT comes: prints the address on stdout and
+/// logs on stderr, a JSON object a line. Makes the folder the process's current directory. A second
+/// signal ends the process at once. So does the end of `stop_time` while a call still runs: no
+/// plugin can be stopped beside it, and SQLite takes back what was not committed.
+///
+/// SIGHUP has tokens and certificate read anew and the plugins restarted, which closes the
+/// projects. What cannot be read stays as it was, and the log says so.
+///
+/// Called once, from the program's first thread and before there are others.
+void serve(const ServeOptions& options, const CommonOptions& common) {
   host::keep_freed_memory();
   host::install_sql_fence();
   const Signals signals;
-  host::JsonLogSink log(options.is_verbose ? krv::log::trace : krv::log::request,
+  host::JsonLogSink log(common.is_verbose ? krv::log::trace : krv::log::request,
                         host::output_to(STDERR_FILENO));
   const SocketAddress address = parse_address(options.listen);
   Reloadable reloadable(options, address);
@@ -207,8 +234,8 @@ void serve(const ServeOptions& options) {
   host::ModelServerLimits limits = options.limits;
   limits.open_projects = most_projects(options, raise_descriptor_limit());
   host::require_fence_on_data_layer();
-  Plugins plugins = host::load_plugins(options.plugins);
-  if (plugins.empty()) throw std::runtime_error("no plugin in " + options.plugins + " can be used");
+  Plugins plugins = host::load_plugins(common.plugins);
+  if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
   const Poco::Net::ServerSocket socket = listen_on(address);
   const std::string url =
       (options.tls_certificate ? "https://" : "http://") + socket.address().toString();
@@ -235,4 +262,81 @@ void serve(const ServeOptions& options) {
   }
 }
 
-}  // namespace korvane::tool
+void add_seconds(CLI::App& command, const std::string& name, std::chrono::milliseconds& time,
+                 const std::string& text) {
+  const auto set = [&time](const double& seconds) {
+    time = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
+  };
+  const std::chrono::duration<double> standard = time;
+  command.add_option_function<double>(name, set, text + ", in seconds")
+      ->check(CLI::PositiveNumber)
+      ->default_str(format_number(standard.count()));
+}
+
+void add_access_options(CLI::App& command, ServeOptions& options) {
+  command.add_option("--root", options.root, "Folder that the projects are confined to")
+      ->check(CLI::ExistingDirectory)
+      ->capture_default_str();
+  command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
+      ->capture_default_str();
+  command.add_option("--tokens", options.tokens, "File of the bearer tokens that are accepted");
+  auto* const certificate =
+      command.add_option("--tls-cert", options.tls_certificate, "Certificate chain, PEM");
+  auto* const key = command.add_option("--tls-key", options.tls_key, "Private key, PEM");
+  certificate->needs(key);
+  key->needs(certificate);
+  command.add_option(
+      "--host-name", options.host_names,
+      "Name that clients reach this server by, in addition to localhost and addresses");
+}
+
+/// The defaults are those of the limits themselves.
+void add_limit_options(CLI::App& command, ServeOptions& options) {
+  host::ModelServerLimits& limits = options.limits;
+  const auto add_count = [&](const char* name, auto& count, const char* text) {
+    command.add_option(name, count, text)->check(CLI::PositiveNumber)->capture_default_str();
+  };
+  command
+      .add_option("--open-projects", options.open_projects,
+                  "Projects that may be open; by default as many as the process's limit of "
+                  "descriptors allows, up to " +
+                      std::to_string(limits.open_projects))
+      ->check(CLI::PositiveNumber);
+  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least 3");
+  add_count("--waiting-calls", limits.delivery.waiting_calls, "Calls that may wait for a project");
+  add_count("--connections", limits.http.connections, "Connections at a time");
+  add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");
+  add_count("--body-bytes", limits.http.body_bytes, "Size of a request's body");
+  add_count("--all-body-bytes", limits.all_body_bytes, "Size of all bodies at a time");
+  add_count("--record-bytes", limits.record_bytes, "Memory that one request may take");
+  add_count("--all-record-bytes", limits.all_record_bytes,
+            "Memory that all requests together may take");
+  add_count("--all-reply-bytes", limits.all_reply_bytes,
+            "Memory that all replies together may take");
+  add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
+  add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
+  command.add_flag("--unfenced-sql", limits.is_sql_unfenced,
+                   "Let the scope sql do everything: other files, pragmas, transactions");
+  add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");
+  add_seconds(command, "--call-time", limits.call.time, "Time of any other call, from its turn on");
+  add_seconds(command, "--idle-time", limits.http.idle_time, "Time of an idle connection");
+  add_seconds(command, "--transfer-time", limits.http.transfer_time,
+              "Time for a request to arrive, and for a reply to leave");
+  add_seconds(command, "--waiting-time", limits.delivery.waiting_time,
+              "Time that a call may wait for its turn");
+  add_seconds(command, "--stop-time", options.stop_time, "Time for running calls when stopping");
+}
+
+}  // namespace
+
+Command add_serve(CLI::App& program) {
+  const auto options = std::make_shared<ServeOptions>();
+  CLI::App* const command =
+      program.add_subcommand("serve", "Serve the projects of a folder over HTTP");
+  add_access_options(*command, *options);
+  add_limit_options(*command, *options);
+  command->footer("Example:\n  korvane serve --root projects --listen 127.0.0.1:8420");
+  return {command, [options](const CommonOptions& common) { serve(*options, common); }};
+}
+
+}  // namespace korvane::tools

@@ -8,7 +8,7 @@
 
 #include "platform/log/log.h"
 
-namespace korvane::tool {
+namespace korvane::tools {
 
 namespace {
 
@@ -78,4 +78,4 @@ std::string format_count(std::size_t count, const std::string& noun) {
   return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
-}  // namespace korvane::tool
+}  // namespace korvane::tools

@@ -1,269 +1,181 @@
-// The command line on a project that a server keeps: nothing but the place differs.
+#include "clients/cpp/remote_project.h"
 
 #include <filesystem>
-#include <map>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
-#include <Poco/Pipe.h>
-#include <Poco/PipeStream.h>
-#include <Poco/Process.h>
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/StreamSocket.h>
+#include <Poco/Timespan.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/support/plain_sqlite.h"
-#include "tests/support/temporary_folder.h"
-#include "tests/tools/korvane/program.h"
+#include "tests/tools/korvane/served_folder.h"
 
-namespace korvane {
+namespace korvane::client {
 namespace {
 
-using test::Outcome;
-using test::plain_rows;
+using test::ServedFolder;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::SizeIs;
 using testing::StartsWith;
+using testing::ThrowsMessage;
+using IfMissing = RemoteProject::IfMissing;
 
-/// The program that serves a fresh folder.
-class ServedFolder {
+SheetRef create_sheet(RemoteProject& project, const std::string& name) {
+  Sheet sheet;
+  sheet.name = name;
+  SheetRef ref;
+  project.create_sheet(sheet, ref);
+  return ref;
+}
+
+std::vector<Sheet> sheets_of(RemoteProject& project) {
+  Batch<Sheet> sheets;
+  project.list_sheets({}, sheets);
+  return sheets.items;
+}
+
+/// A server that answers a connection with each of its replies in turn, whatever the request is.
+class ScriptedServer {
  public:
-  explicit ServedFolder(const std::string& options = "")
-      : process_(
-            Poco::Process::launch("/bin/sh", {"-c", command(options)}, nullptr, &out_, nullptr)) {
-    Poco::PipeInputStream output(out_);
-    std::string line;
-    std::getline(output, line);
-    url_ = line.substr(line.rfind(' ') + 1);
-  }
-  ServedFolder(const ServedFolder&) = delete;
-  ServedFolder& operator=(const ServedFolder&) = delete;
-  ~ServedFolder() { stop(); }
+  explicit ScriptedServer(std::vector<std::string> replies)
+      : socket_(Poco::Net::SocketAddress("127.0.0.1", 0)),
+        thread_([this, replies = std::move(replies)] { answer(replies); }) {}
+  ~ScriptedServer() { stop(); }
 
-  const std::string& url() const { return url_; }
-  std::string file(const std::string& name) const { return folder_.file(name); }
+  std::string url() const { return "http://" + socket_.address().toString(); }
 
-  void stop() {
-    if (std::exchange(is_stopped_, true)) return;
-    Poco::Process::requestTermination(process_.id());
-    EXPECT_EQ(process_.wait(), 0) << test::text_of(logs_.file("log"));
+  /// The heads of the requests, when all replies have been taken.
+  const std::vector<std::string>& requests() {
+    stop();
+    return requests_;
   }
 
  private:
-  std::string command(const std::string& options) const {
-    return std::string("exec ") + KORVANE_PROGRAM + " serve --root " + folder_.path().string() +
-           " --listen 127.0.0.1:0 " + options + " 2>" + logs_.file("log");
-  }
-
-  test::TemporaryFolder folder_;
-  test::TemporaryFolder logs_;
-  Poco::Pipe out_;
-  Poco::ProcessHandle process_;
-  std::string url_;
-  bool is_stopped_ = false;
-};
-
-std::vector<std::string> tables_of(const std::string& file) {
-  std::vector<std::string> names;
-  for (const auto& row : plain_rows(file,
-                                    "select name from sqlite_master where type = 'table' "
-                                    "and name not like 'sqlite_%' order by name")) {
-    names.push_back(*row[0]);
-  }
-  return names;
-}
-
-bool has_uids(const std::string& file, const std::string& table) {
-  const std::string sql = "select 1 from pragma_table_info('" + table + "') where name = 'uid'";
-  return !plain_rows(file, sql).empty();
-}
-
-/// The random names of the records, each with the record that it names. Hexadecimal ones too, as
-/// they stand in bytes.
-std::map<std::string, std::string> random_names(const std::string& file) {
-  std::map<std::string, std::string> names;
-  for (const std::string& table : tables_of(file)) {
-    if (!has_uids(file, table)) continue;
-    for (const auto& row : plain_rows(file, "select id, uid from " + table)) {
-      const std::string record = "<uid of " + table + " " + *row[0] + ">";
-      names[*row[1]] = record;
-      names[test::hex(row[1]->data(), row[1]->size())] = record;
-    }
-  }
-  return names;
-}
-
-/// All rows of a table, whose cells name records instead of showing random names.
-test::Rows comparable_rows(const std::string& file, const std::string& table) {
-  const auto names = random_names(file);
-  test::Rows rows = plain_rows(file, "select * from " + table + " order by id");
-  for (test::Row& row : rows) {
-    for (test::CellText& cell : row) {
-      if (!cell) continue;
-      for (const auto& [name, record] : names) {
-        for (std::size_t at = cell->find(name); at != std::string::npos; at = cell->find(name)) {
-          cell->replace(at, name.size(), record);
-        }
+  void answer(const std::vector<std::string>& replies) {
+    const Poco::Timespan patience(20, 0);
+    for (const std::string& reply : replies) {
+      if (!socket_.poll(patience, Poco::Net::Socket::SELECT_READ)) return;
+      Poco::Net::StreamSocket connection = socket_.acceptConnection();
+      std::string request;
+      std::vector<char> piece(1024);
+      while (request.find("\r\n\r\n") == std::string::npos) {
+        const int size = connection.receiveBytes(piece.data(), static_cast<int>(piece.size()));
+        if (size <= 0) break;
+        request.append(piece.data(), static_cast<std::size_t>(size));
       }
+      requests_.push_back(request.substr(0, request.find("\r\n\r\n")));
+      connection.sendBytes(reply.data(), static_cast<int>(reply.size()));
     }
   }
-  return rows;
-}
 
-class RemoteImport : public testing::TestWithParam<const char*> {
- protected:
-  Outcome run(const std::string& arguments, const std::string& environment = "") const {
-    return test::run_program(folder_, arguments, environment);
+  void stop() {
+    if (thread_.joinable()) thread_.join();
   }
-  std::string local_file() const { return folder_.file("project.db"); }
-  std::string served_file() const { return server_.file("project.db"); }
-  std::string import_command() const {
-    return std::string("import " KORVANE_EXAMPLES "/") + GetParam() + " --project ";
-  }
-  Outcome import_locally() const { return run(import_command() + local_file()); }
-  Outcome import_remotely() const { return run(import_command() + "project.db" + on_server()); }
-  std::string on_server() const { return " --server " + server_.url(); }
 
-  test::TemporaryFolder folder_;
-  ServedFolder server_;
+  Poco::Net::ServerSocket socket_;
+  std::vector<std::string> requests_;
+  std::thread thread_;
 };
 
-TEST_P(RemoteImport, PrintsWhatAnImportIntoAFilePrints) {
-  const Outcome local = import_locally();
-  const Outcome remote = import_remotely();
-  EXPECT_EQ(remote.exit_code, 0);
-  EXPECT_EQ(remote.out, local.out);
-  EXPECT_EQ(remote.err, local.err);
-  EXPECT_THAT(remote.out, HasSubstr("bar marks:\n"));
+std::string http_reply(const std::string& status, const std::string& body) {
+  return "HTTP/1.1 " + status +
+         "\r\nConnection: close\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" +
+         body;
 }
 
-TEST_P(RemoteImport, StoresTheSameRowsButForRandomNames) {
-  import_locally();
-  import_remotely();
-  server_.stop();
-  EXPECT_EQ(tables_of(served_file()), tables_of(local_file()));
-  EXPECT_THAT(tables_of(local_file()), SizeIs(10));
-  EXPECT_NE(random_names(served_file()), random_names(local_file()));
-  for (const std::string& table : tables_of(local_file())) {
-    EXPECT_EQ(comparable_rows(served_file(), table), comparable_rows(local_file(), table)) << table;
-  }
-}
-
-// A fabric's bytes are left out here: they hold a copy of its type with that one's random name.
-TEST_P(RemoteImport, StoresTheSameBytesOfBarsAndSpacersAndParts) {
-  import_locally();
-  import_remotely();
-  server_.stop();
-  for (const std::string table : {"rebar", "barspacer", "mountingpart"}) {
-    const std::string sql = "select raw from " + table + " order by id";
-    EXPECT_EQ(plain_rows(served_file(), sql), plain_rows(local_file(), sql)) << table;
-  }
-  EXPECT_NE(plain_rows(local_file(), "select raw from rebar"), test::Rows());
-}
-
-TEST_P(RemoteImport, IsShownAsAFileIs) {
-  import_locally();
-  import_remotely();
-  const Outcome local = run("show " + local_file());
-  const Outcome remote = run("show project.db" + on_server());
-  EXPECT_EQ(remote.exit_code, 0);
-  EXPECT_EQ(remote.out, local.out);
-  EXPECT_EQ(remote.err, local.err);
-}
-
-TEST_P(RemoteImport, IntoARevisionThatHasContentFailsAsInAFile) {
-  import_locally();
-  import_remotely();
-  const Outcome local = import_locally();
-  const Outcome remote = import_remotely();
-  EXPECT_EQ(local.exit_code, 1);
-  EXPECT_EQ(remote.exit_code, 1);
-  EXPECT_EQ(remote.err, local.err);
-  EXPECT_THAT(remote.err, HasSubstr("korvane: "));
-  EXPECT_THAT(remote.out, IsEmpty());
-  server_.stop();
-  const std::string count = "select count(*) from rebar";
-  EXPECT_EQ(plain_rows(served_file(), count), plain_rows(local_file(), count));
-}
-
-INSTANTIATE_TEST_SUITE_P(Examples, RemoteImport, testing::Values("guideline.abs", "shapes.abs"),
-                         [](const auto& example) {
-                           const std::string name = example.param;
-                           return name.substr(0, name.find('.'));
-                         });
-
-TEST(RemoteProject, UnknownRevisionFailsAsInAFile) {
-  const test::TemporaryFolder folder;
+TEST(RemoteProject, KeepsWhatItsOperationsStore) {
   const ServedFolder server;
-  const std::string on_server = " --server " + server.url();
-  test::run_program(folder,
-                    "import " KORVANE_EXAMPLES "/guideline.abs --project project.db" + on_server);
-  const Outcome shown = test::run_program(folder, "show project.db --revision z" + on_server);
-  EXPECT_EQ(shown.exit_code, 1);
-  EXPECT_EQ(shown.err, "korvane: no revision \"z\" in this project\n");
+  RemoteProject project(server.url(), "", "a b/../tower.db", IfMissing::fail);
+  EXPECT_EQ(project.id(), "a b/../tower.db");
+  RemoteProject tower(server.url(), "", "tower 1.db", IfMissing::make);
+  const SheetRef ref = create_sheet(tower, "S1");
+  EXPECT_EQ(ref.id.value(), 1);
+  RemoteProject again(server.url(), "", "tower 1.db", IfMissing::fail);
+  ASSERT_EQ(sheets_of(again).size(), 1U);
+  EXPECT_EQ(sheets_of(again)[0].name, "S1");
 }
 
-TEST(RemoteProject, FileOutsideTheServersFolderIsRefusedWithItsText) {
-  const test::TemporaryFolder folder;
+TEST(RemoteProject, IsMadeByTheConstructorOnlyIfAsked) {
   const ServedFolder server;
-  const Outcome shown = test::run_program(folder, "show ../project.db --server " + server.url());
-  EXPECT_EQ(shown.exit_code, 1);
-  EXPECT_THAT(shown.err, StartsWith("korvane: " + server.url() +
-                                    ": 400 file name \"../project.db\" is refused: expected "));
+  const RemoteProject made(server.url(), "", "made.db", IfMissing::make);
+  EXPECT_TRUE(std::filesystem::exists(server.file("made.db")));
+  RemoteProject missing(server.url(), "", "missing.db", IfMissing::fail);
+  EXPECT_THAT([&] { sheets_of(missing); },
+              ThrowsMessage<std::runtime_error>(server.url() + ": 404 no project missing.db"));
+  EXPECT_FALSE(std::filesystem::exists(server.file("missing.db")));
 }
 
-TEST(RemoteProject, ServerThatCannotBeReachedIsNamed) {
-  const test::TemporaryFolder folder;
-  ServedFolder server;
-  server.stop();
-  const Outcome shown = test::run_program(folder, "show project.db --server " + server.url());
-  EXPECT_EQ(shown.exit_code, 1);
-  EXPECT_THAT(shown.out, IsEmpty());
-  EXPECT_THAT(shown.err, StartsWith("korvane: cannot reach " + server.url() + ": "));
-  EXPECT_THAT(shown.err, HasSubstr("Connection refused"));
+TEST(RemoteProject, CanBeUsedAfterARefusalThatLeftTheReplyUnchanged) {
+  const ServedFolder server;
+  RemoteProject project(server.url(), "", "tower.db", IfMissing::make);
+  Sheet sheet;
+  sheet.name = "as it was";
+  SheetRef unknown;
+  unknown.id = 7;
+  EXPECT_THAT([&] { project.get_sheet(unknown, sheet); },
+              ThrowsMessage<std::runtime_error>(StartsWith(server.url() + ": 404 ")));
+  EXPECT_EQ(sheet.name, "as it was");
+  create_sheet(project, "S1");
+  EXPECT_EQ(sheets_of(project).size(), 1U);
 }
 
-TEST(RemoteProject, AddressThatIsNoneIsNamed) {
-  const test::TemporaryFolder folder;
-  for (const std::string address : {"ftp://127.0.0.1:1", "127.0.0.1:1", "server"}) {
-    const Outcome shown = test::run_program(folder, "show project.db --server " + address);
-    EXPECT_EQ(shown.exit_code, 1) << address;
-    EXPECT_THAT(shown.err, StartsWith("korvane: ")) << address;
-    EXPECT_THAT(shown.err, HasSubstr(address)) << address;
+TEST(RemoteProject, PostsCompactBinaryToThePathOfItsFileWithTheToken) {
+  ScriptedServer server({http_reply("200 OK", std::string(1, '\0'))});
+  RemoteProject project(server.url(), "krv_x", "a/tower 1.db", IfMissing::fail);
+  EXPECT_THAT(sheets_of(project), IsEmpty());
+  const std::string& head = server.requests().at(0);
+  EXPECT_THAT(head, StartsWith("POST /v1/projects/a%2Ftower%201.db/list_sheets HTTP/1.1\r\n"));
+  EXPECT_THAT(head, HasSubstr("Content-Type: application/x-bond-compact-binary"));
+  EXPECT_THAT(head, HasSubstr("Authorization: Bearer krv_x"));
+}
+
+TEST(RemoteProject, WithoutATokenSendsNone) {
+  ScriptedServer server({http_reply("200 OK", std::string(1, '\0'))});
+  RemoteProject project(server.url(), "", "tower.db", IfMissing::fail);
+  sheets_of(project);
+  EXPECT_THAT(server.requests().at(0), testing::Not(HasSubstr("Authorization")));
+}
+
+TEST(RemoteProject, NamesTheDetailOfAProblemOrTheBeginningOfAnotherReply) {
+  ScriptedServer server({http_reply("503 Busy", R"({"detail": "too many calls wait"})"),
+                         http_reply("502 Bad Gateway", std::string(300, 'x')),
+                         http_reply("500 Error", R"({"detail": 5})")});
+  RemoteProject project(server.url(), "", "tower.db", IfMissing::fail);
+  const auto read = [&] { sheets_of(project); };
+  EXPECT_THAT(read, ThrowsMessage<std::runtime_error>(server.url() + ": 503 too many calls wait"));
+  EXPECT_THAT(read,
+              ThrowsMessage<std::runtime_error>(server.url() + ": 502 " + std::string(200, 'x')));
+  EXPECT_THAT(read, ThrowsMessage<std::runtime_error>(server.url() + R"(: 500 {"detail": 5})"));
+}
+
+TEST(RemoteProject, ConnectsAnewAfterAConnectionThatBroke) {
+  ScriptedServer server({"", http_reply("200 OK", std::string(1, '\0'))});
+  RemoteProject project(server.url(), "", "tower.db", IfMissing::fail);
+  EXPECT_THAT([&] { sheets_of(project); },
+              ThrowsMessage<std::runtime_error>(StartsWith("cannot reach " + server.url() + ": ")));
+  EXPECT_NO_THROW(sheets_of(project));
+}
+
+TEST(RemoteProject, RefusesAReplyThatIsNotARecord) {
+  // A list of five records that ends before the first.
+  ScriptedServer server({http_reply("200 OK", "\x0B\x0A\x05")});
+  RemoteProject project(server.url(), "", "tower.db", IfMissing::fail);
+  EXPECT_THROW(sheets_of(project), std::exception);
+}
+
+TEST(RemoteProject, RefusesWhatIsNotAnAddress) {
+  for (const std::string url : {"ftp://127.0.0.1:1", "127.0.0.1:1", "server", "http://x:y", ""}) {
+    EXPECT_THAT([&] { RemoteProject(url, "", "tower.db", IfMissing::fail); },
+                ThrowsMessage<std::runtime_error>("\"" + url +
+                                                  "\" is not the address of a server: expected "
+                                                  "http://HOST:PORT or https://HOST:PORT"));
   }
-}
-
-TEST(RemoteProject, TokenIsTakenFromTheCommandLineOrTheEnvironment) {
-  const test::TemporaryFolder folder;
-  const std::string tokens = folder.file("tokens.json");
-  std::string token =
-      test::run_program(folder, "token add office --scope read write --tokens " + tokens).out;
-  token.erase(token.find('\n'));
-  const ServedFolder server("--tokens " + tokens);
-  const std::string show = "show project.db --server " + server.url();
-
-  const Outcome without = test::run_program(folder, show);
-  EXPECT_EQ(without.exit_code, 1);
-  EXPECT_THAT(without.err, HasSubstr(": 401 expected a bearer token"));
-  EXPECT_EQ(test::run_program(folder, "import " KORVANE_EXAMPLES
-                                      "/guideline.abs --project project.db --server " +
-                                          server.url() + " --token " + token)
-                .exit_code,
-            0);
-  EXPECT_EQ(test::run_program(folder, show + " --token " + token).exit_code, 0);
-  EXPECT_EQ(test::run_program(folder, show, "KORVANE_TOKEN=" + token).exit_code, 0);
-  EXPECT_EQ(test::run_program(folder, show + " --token x", "KORVANE_TOKEN=" + token).exit_code, 1);
-}
-
-TEST(RemoteProject, IsNeverMadeByACommandThatReads) {
-  const test::TemporaryFolder folder;
-  const ServedFolder server;
-  const Outcome outcome = test::run_program(folder, "show typo.db --server " + server.url());
-  EXPECT_EQ(outcome.exit_code, 1);
-  EXPECT_THAT(outcome.err, HasSubstr(": 404 no project typo.db"));
-  EXPECT_FALSE(std::filesystem::exists(server.file("typo.db")));
 }
 
 }  // namespace
-}  // namespace korvane
+}  // namespace korvane::client

@@ -32,7 +32,7 @@ std::string load_failure(const boost::filesystem::path& library) {
   return "loaded";
 }
 
-/// A folder with a file of no library in it.
+/// A folder with a file that is not a library.
 class FindPlugins : public testing::Test {
  protected:
   FindPlugins() {
@@ -54,18 +54,18 @@ TEST(LoadedPlugin, ManagerIsFoundByItsIdWhileThePluginLives) {
   EXPECT_EQ(live_manager(), nullptr);
 }
 
-TEST(LoadedPlugin, LoadsAgainAfterItHasGone) {
+TEST(LoadedPlugin, CanBeLoadedAgainAfterwards) {
   { const Plugin first(kPluginFile); }
   const Plugin second(kPluginFile);
   EXPECT_NE(live_manager(), nullptr);
 }
 
-TEST(LoadedPlugin, AFileThatIsNoLibraryIsNamedInTheFailure) {
+TEST(LoadedPlugin, AFileThatIsNotALibraryIsNamedInTheFailure) {
   EXPECT_THAT(load_failure("/dev/null"), testing::StartsWith("cannot load plugin /dev/null: "));
 }
 
 TEST(LoadedPlugin, ALibraryWithoutARecordIsRefusedUnloaded) {
-  // Any library will do that is there and is no plugin: the one that the skeletons are in.
+  // Any library without a record will do: that of the skeletons.
   const boost::filesystem::path library =
       kPluginFile.parent_path().parent_path() / "lib" / "libkorvane.model.cad.Project_rpc.so";
   ASSERT_TRUE(boost::filesystem::exists(library));
@@ -73,7 +73,7 @@ TEST(LoadedPlugin, ALibraryWithoutARecordIsRefusedUnloaded) {
               testing::EndsWith("expected one symbol in section modsvc, found 0"));
 }
 
-TEST_F(FindPlugins, FindsTheLibraryByItsSectionAndPassesOverTheRest) {
+TEST_F(FindPlugins, FindsTheLibraryByItsSectionAndSkipsTheRest) {
   EXPECT_THAT(find_plugins(kPluginFile.parent_path()), testing::ElementsAre(kPluginFile));
   EXPECT_THAT(find_plugins(folder_), testing::IsEmpty());
 }

@@ -169,11 +169,6 @@ TEST(FaultOf, WhatIsNoExceptionIsAnErrorOfTheServer) {
   EXPECT_STREQ(unknown.what(), "a failure of an unknown kind");
 }
 
-TEST(FailureText, HasBothHalvesOfPocosExceptions) {
-  EXPECT_EQ(failure_text(Poco::NotFoundException("column x")), "Not found: column x");
-  EXPECT_EQ(failure_text(std::runtime_error("id or uid required")), "id or uid required");
-}
-
 TEST(ProblemReply, HasATitleForEveryStatusThatIsAnswered) {
   for (const int status : {400, 401, 403, 404, 405, 406, 408, 409, 413, 414, 415, 421, 422, 429,
                            431, 500, 501, 503, 505}) {

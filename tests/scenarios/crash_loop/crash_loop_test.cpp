@@ -1,10 +1,10 @@
 // A process that writes to a project is killed again and again. After each kill the file must hold
 // all that was acknowledged, at most one operation more, and nothing by halves. What it should hold
-// is told by a second project that had the same operations in this process and was never killed.
+// is seen in a second project that had the same operations in this process and was never killed.
 //
-//     KORVANE_CRASHES=10000      kills, 100 unless told
-//     KORVANE_CRASH_SEED=12345   replays a run's operations; when the kills fall, the machine
-//     decides
+//     KORVANE_CRASHES=10000      kills, 100 by default
+//     KORVANE_CRASH_SEED=12345   replays a run's operations; the machine decides when the
+//     kills come
 
 #include <array>
 #include <chrono>
@@ -33,7 +33,7 @@
 namespace korvane::test {
 namespace {
 
-using tool::EmbeddedProject;
+using tools::EmbeddedProject;
 
 /// After so many kills the next project is begun: what is wanted of one grows too long to apply.
 constexpr int kCrashesOfAProject = 10;
@@ -48,7 +48,7 @@ std::string plugin_folder() {
   return std::filesystem::path(KORVANE_PLUGIN_FILE).parent_path().string();
 }
 
-/// The process that writes. It is killed when it goes.
+/// The process that writes. Destroying the object kills it.
 class Writer {
  public:
   Writer(const std::string& project, const std::string& journal, std::uint32_t seed,
@@ -101,7 +101,7 @@ std::vector<std::string> dump(const std::string& file) {
   return lines;
 }
 
-/// A project that is killed, and the one that tells what it should hold.
+/// A project whose writer is killed, and the one that shows what it should hold.
 class CrashedProject {
  public:
   explicit CrashedProject(std::uint32_t seed) : seed_(seed) {}

@@ -21,8 +21,8 @@ namespace {
 
 void run(char** arguments) {
   boost::log::core::get()->set_logging_enabled(false);
-  korvane::tool::EmbeddedProject project(arguments[1], arguments[2],
-                                         korvane::tool::EmbeddedProject::IfMissing::make);
+  korvane::tools::EmbeddedProject project(arguments[1], arguments[2],
+                                          korvane::tools::EmbeddedProject::IfMissing::make);
   const int journal = ::open(arguments[3], O_WRONLY | O_CREAT | O_APPEND, 0600);
   const auto seed = static_cast<std::uint32_t>(std::stoul(arguments[4]));
   auto index = static_cast<std::uint32_t>(std::stoul(arguments[5]));

@@ -9,18 +9,18 @@
 
 namespace korvane::test {
 
-/// `korvane serve` in a process of its own, on a free port of the loopback. It is stopped when it
-/// goes.
+/// `korvane serve` in a process of its own, on a free port of the loopback. Destroying the object
+/// stops it.
 class ServedProgram {
  public:
   struct Options {
     std::string root;
-    /// Further ones of the command line.
+    /// Further arguments of the command line.
     std::string arguments = {};
     std::string program = KORVANE_PROGRAM;
-    /// Where its log goes.
+    /// File for its log.
     std::string log = "/dev/null";
-    /// KiB of data that the process may have; none where it is 0.
+    /// KiB of data that the process may have; 0 is no limit.
     std::size_t data_limit = 0;
   };
 

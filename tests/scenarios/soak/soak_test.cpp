@@ -2,7 +2,7 @@
 // that ask for what is not there, that break off and come back. What it holds in memory and open
 // files must not grow, and every answer must be right to the end.
 //
-//     KORVANE_SOAK_SECONDS=3600    ten unless told
+//     KORVANE_SOAK_SECONDS=3600    10 by default
 //     KORVANE_SOAK_SEED=12345      replays the choices of each client
 
 #include <algorithm>
@@ -32,6 +32,7 @@ namespace korvane::test {
 namespace {
 
 using namespace model::cad;
+using client::RemoteProject;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kClients = 16;

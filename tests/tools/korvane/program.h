@@ -25,7 +25,7 @@ inline std::string text_of(const std::string& filename) {
 }
 
 /// Runs korvane in a shell to its end, which leaves what it prints in `folder`. `environment` is
-/// what stands before the command, such as "NAME=value"; `output` is where its standard output goes
+/// put before the command, such as "NAME=value"; `output` is a file for its standard output
 /// instead.
 inline Outcome run_program(const TemporaryFolder& folder, const std::string& arguments,
                            const std::string& environment = "", const std::string& output = "") {

@@ -4,11 +4,13 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "schedule/bvbs/record.h"
 #include "tests/support/temporary_folder.h"
 
 namespace korvane {
@@ -79,18 +81,18 @@ TEST_F(Program, ShowNeverMakesAProject) {
   EXPECT_FALSE(std::filesystem::exists(project()));
 }
 
-TEST_F(Program, AFileThatIsNoDatabaseIsNoProject) {
+TEST_F(Program, AFileThatIsNotADatabaseIsNotAProject) {
   std::ofstream(project()) << "Dear all,\n\nplease find enclosed the schedule.\n";
   for (const std::string& command :
        {"show " + project(), "import " KORVANE_EXAMPLES "/guideline.abs --project " + project()}) {
     const Outcome outcome = run(command);
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_THAT(outcome.err, EndsWith("korvane: \"" + project() +
-                                      "\" is not a korvane project: it is no database\n"));
+                                      "\" is not a korvane project: it is not a database\n"));
   }
 }
 
-TEST_F(Program, ADatabaseWithoutTheTablesOfAProjectIsNone) {
+TEST_F(Program, ADatabaseWithoutTheTablesIsNotAProject) {
   std::ofstream(project()).close();
   const Outcome outcome = run("show " + project());
   EXPECT_EQ(outcome.exit_code, 1);
@@ -110,7 +112,8 @@ TEST_F(Program, ImportUnderAnotherSpellingOfAProjectLosesNothing) {
 TEST_F(Program, OutputThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(run("import " KORVANE_EXAMPLES "/guideline.abs --project " + project()).exit_code, 0);
   for (const std::string& command :
-       {"show " + project(), std::string("schema"), std::string("--help"), std::string("--version"),
+       {"show " + project(), import_guideline() + " --revision b", std::string("schema"),
+        std::string("--help"), std::string("--version"),
         "token list --tokens " + folder_.file("tokens.json")}) {
     const std::string file = folder_.file("tokens.json");
     if (command.starts_with("token")) run("token add other --scope read --tokens " + file);
@@ -142,10 +145,22 @@ TEST_F(Program, WrongUsageExitsWithTwo) {
 }
 
 TEST_F(Program, HelpOfEachSubcommandEndsInAnExample) {
-  for (const char* subcommand : {"import", "show", "schema"}) {
-    const Outcome outcome = run(std::string(subcommand) + " --help");
+  for (const std::string subcommand :
+       {"import", "show", "schema", "serve", "token", "token add", "token remove", "token list"}) {
+    const Outcome outcome = run(subcommand + " --help");
     EXPECT_EQ(outcome.exit_code, 0);
-    EXPECT_THAT(outcome.out, HasSubstr(std::string("Example:\n  korvane ") + subcommand));
+    EXPECT_THAT(outcome.out, HasSubstr("Example:\n  korvane " + subcommand)) << subcommand;
+  }
+}
+
+TEST_F(Program, HelpFitsATerminalOfEightyColumns) {
+  for (const std::string subcommand : {"", "import", "show", "schema", "serve", "token",
+                                       "token add", "token remove", "token list"}) {
+    std::istringstream help(run("--plugins p " + subcommand + " --help").out);
+    for (std::string line; std::getline(help, line);) {
+      if (line.starts_with("  --plugins")) continue;  // its default is this machine's own
+      EXPECT_LE(line.size(), 80U) << line;
+    }
   }
 }
 
@@ -160,6 +175,53 @@ TEST_F(Program, SchemaWritesTheFilesThatItPrints) {
   EXPECT_EQ(run("schema --output " + folder_.file("contracts")).exit_code, 0);
   EXPECT_THAT(printed.out, HasSubstr("// korvane.services.bond\n" +
                                      text_of(folder_.file("contracts/korvane.services.bond"))));
+}
+
+TEST_F(Program, ASchemaFileThatCannotBeWrittenIsAFailureThatNamesIt) {
+  const std::filesystem::path folder = folder_.file("contracts");
+  EXPECT_EQ(run("schema --output " + folder.string()).exit_code, 0);
+  // A full disk, for the smallest file and for one that no buffer holds, and a folder in its place.
+  for (const std::string name : {"korvane.model.bond", "korvane.model.cad.bond"}) {
+    const std::filesystem::path file = folder / name;
+    ASSERT_TRUE(std::filesystem::remove(file)) << name;
+    std::filesystem::create_symlink("/dev/full", file);
+    const Outcome full = run("schema --output " + folder.string());
+    EXPECT_EQ(full.exit_code, 1) << name;
+    EXPECT_EQ(full.err, "korvane: cannot write " + file.string() + "\n");
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    const Outcome folder_in_place = run("schema --output " + folder.string());
+    EXPECT_EQ(folder_in_place.exit_code, 1) << name;
+    EXPECT_EQ(folder_in_place.err, "korvane: cannot write " + file.string() + "\n");
+    std::filesystem::remove(file);
+  }
+}
+
+TEST_F(Program, ASchemaFolderThatCannotBeMadeIsAFailureThatNamesIt) {
+  std::ofstream(folder_.file("file")) << "not a folder";
+  const Outcome outcome = run("schema --output " + folder_.file("file"));
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, StartsWith("korvane: "));
+  EXPECT_THAT(outcome.err, HasSubstr(folder_.file("file")));
+}
+
+TEST_F(Program, AnImportNamesTheRecordsThatItSkips) {
+  const std::string file = folder_.file("girder.abs");
+  const std::string girder = "BFGT@Hj@r@i@p1@l2356@n1@e4.3@mKT@h90@C";
+  std::ofstream(file) << girder << schedule::bvbs::checksum(girder) << "@\n";
+  const Outcome outcome = run("import " + file + " --project " + project());
+  EXPECT_EQ(outcome.exit_code, 0);
+  EXPECT_EQ(outcome.err, "nothing to import in " + file +
+                             "\nskipped 1 BFGT record: a project has no place for them\n");
+}
+
+TEST_F(Program, AnUnknownScopeIsWrongUsage) {
+  const std::string add = "token add office --tokens " + folder_.file("tokens.json") + " --scope ";
+  EXPECT_EQ(run(add + "read admin").exit_code, 2);
+  EXPECT_FALSE(std::filesystem::exists(folder_.file("tokens.json")));
+  EXPECT_EQ(run(add + "read write sql").exit_code, 0);
+  EXPECT_THAT(run("token list --tokens " + folder_.file("tokens.json")).out,
+              StartsWith("office read write sql 20"));
 }
 
 TEST_F(Program, AFolderWithoutAPluginIsNamed) {

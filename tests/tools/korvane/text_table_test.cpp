@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace korvane::tool {
+namespace korvane::tools {
 namespace {
 
 using Align = TextTable::Align;
@@ -60,4 +60,4 @@ TEST(FormatNumber, HasNoNeedlessDigits) {
 }
 
 }  // namespace
-}  // namespace korvane::tool
+}  // namespace korvane::tools

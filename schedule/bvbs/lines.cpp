@@ -1,4 +1,4 @@
-#include "schedule/bvbs/bvbs_lines.h"
+#include "schedule/bvbs/lines.h"
 
 #include <algorithm>
 #include <charconv>
@@ -6,7 +6,7 @@
 #include <optional>
 #include <string_view>
 
-namespace korvane::bvbs {
+namespace korvane::schedule::bvbs {
 
 namespace {
 
@@ -21,7 +21,7 @@ using model::geometry::Point3d;
 
 constexpr double kMillimetresPerMetre = 1000.0;
 
-/// Kilograms a metre of a bar of one millimetre: steel of 7850 kg/m³, a circle of that diameter.
+/// Kilograms per metre of a round bar one millimetre thick, of steel with 7850 kg/m³.
 constexpr double kMassOfUnitBar = 7850.0 * 3.14159265358979323846 / 4.0 * 1e-6;
 
 /// Reads the fields of one block of a record as numbers, and says where one could not be read.
@@ -31,7 +31,7 @@ class BlockReader {
 
   std::string text(char field) const { return std::string(block_.find(field).value_or("")); }
 
-  /// An absent or empty field is `otherwise`.
+  /// `otherwise` for a field that is absent or empty.
   double number_or(char field, double otherwise) const {
     const std::string_view value = block_.find(field).value_or("");
     return value.empty() ? otherwise : number(field, value);
@@ -82,7 +82,7 @@ class BlockReader {
   const Block& block_;
 };
 
-/// `number`, which is computed of several fields that are each in range.
+/// Returns `number`, which was computed from several fields that are each in range.
 double in_range(const Record& record, double number, const char* meaning) {
   if (!std::isfinite(number)) {
     throw RecordError(record.line, std::string(meaning) + " out of range");
@@ -109,7 +109,7 @@ class FlatShape {
       pieces.back().angle.set(number);
       expects_bend_ = false;
     } else if (letter == 'w' && !pieces.empty() && pieces.back().type == GeometryObjectType::kArc) {
-      // The bend from a curved leg into the next: 0 goes on without one.
+      // The bend from a curved leg into the next leg; 0 means none.
       if (number != 0) {
         pieces.emplace_back().angle.set(number);
         pieces.back().type = GeometryObjectType::kKink;
@@ -153,7 +153,7 @@ RebarGeometry read_spatial_shape(const Record& record, const Block& block) {
                          : field.letter == 'y' ? points.back().y
                                                : points.back().z;
     coordinate = in_range(record, coordinate + reader.number(field.letter, field.value),
-                          "block G: the offsets add up");
+                          "block G: the sum of the offsets is");
   }
   RebarGeometry geometry;
   geometry.polyline = std::move(points);
@@ -184,7 +184,7 @@ RebarGeometry read_helix(const Record& record, const Block& block, std::string& 
   return shape.take();
 }
 
-/// The letter that names the bent bars stands before the first leg, without an @ of its own.
+/// The letter that names the bent bars comes before the first leg, without an @ after it.
 RebarGeometry read_bent_fabric(const Record& record, Block block, std::string& bent_bars) {
   const bool names_bars =
       !block.fields.empty() && (block.fields[0].letter == 'x' || block.fields[0].letter == 'y') &&
@@ -197,7 +197,7 @@ RebarGeometry read_bent_fabric(const Record& record, Block block, std::string& b
   return read_flat_shape(record, block);
 }
 
-/// The treatment that three fields of a block M tell, or none where all are empty.
+/// The treatment that three fields of a block M describe, or none where all are empty.
 bond::nullable<EndTreatment> read_treatment(const BlockReader& reader, char manufacturer,
                                             char model, char kind) {
   EndTreatment treatment;
@@ -213,7 +213,7 @@ void keep_text(Properties& properties, const char* key, std::string text) {
   if (!text.empty()) properties[key].value_string.set(std::move(text));
 }
 
-/// What all kinds of line take from the header alike.
+/// What every kind of line takes from the header.
 template <class T>
 void read_common(const Record& record, const BlockReader& header, Line<T>& line) {
   line.drawing = {header.text('j'), header.text('r'), header.text('i'), header.text('g')};
@@ -228,8 +228,8 @@ const Block& header_of(const Record& record) {
   return *header;
 }
 
-/// Kilograms a metre. The guideline has the weight of one piece, and some exporters write the
-/// weight of all: the reading nearer to what the diameter gives is taken.
+/// Sets the kilograms per metre. The guideline asks for the weight of one piece, but some exporters
+/// write that of all pieces: the reading nearer to what the diameter gives is taken.
 void read_mass(const Record& record, const BlockReader& header, double cut_length, BarLine& bar) {
   const double stated = header.number_or('e', 0.0);
   const double expected = kMassOfUnitBar * bar.item.bar_diameter * bar.item.bar_diameter;
@@ -330,4 +330,4 @@ BarSpacerLine read_bar_spacer(const Record& record) {
   return line;
 }
 
-}  // namespace korvane::bvbs
+}  // namespace korvane::schedule::bvbs

@@ -1,11 +1,11 @@
-#include "schedule/bvbs/bvbs_lines.h"
+#include "schedule/bvbs/lines.h"
 
 #include <string>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace korvane::bvbs {
+namespace korvane::schedule::bvbs {
 namespace {
 
 using model::cad::EndTreatment;
@@ -80,7 +80,7 @@ TEST(ReadBar, ACurvedLegBecomesAnArcAndItsSecondBendAKink) {
   EXPECT_EQ(*pieces[2].angle, 45.0);
 }
 
-TEST(ReadBar, AStraightRunBehindACurvedLegIsNoKink) {
+TEST(ReadBar, AStraightRunAfterACurvedLegIsNotAKink) {
   const auto pieces =
       bar_of(std::string(kHeader) + "Gl400@w0@r400@w90@w0@l400@w0@C").item.geometry.objects;
   EXPECT_EQ(pieces.size(), 3U);
@@ -211,7 +211,7 @@ TEST_P(RefusedRecord, NamesTheFieldItsValueAndWhatWasExpected) {
   EXPECT_THAT([] { bar_of(GetParam().record); }, ThrowsMessage<RecordError>(GetParam().text));
 }
 
-TEST(ReadFabric, TellsOfALegWithALetterBeyondAsciiInUtf8) {
+TEST(ReadFabric, NamesALegWithALetterBeyondAsciiInUtf8) {
   EXPECT_THAT(
       [] { read_fabric(record_of("BFMA@Hp1@l5@n1@b5@Gx\xE4@w0@C")); },
       ThrowsMessage<RecordError>("line 9: block G, field x: expected a number, found \"ä\""));
@@ -243,7 +243,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "line 9: block G, field l: expected offsets x, y or z, found \"100\""},
         Refusal{"HelixPitchMissing", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@C",
                 "line 9: block G: the last turns n have no pitch g"},
-        Refusal{"HelixLegBehindTurns", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@g100@l5@C",
+        Refusal{"HelixLegAfterTurns", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@g100@l5@C",
                 "line 9: block G, field l: expected turns n, each with its pitch g, found \"5\""},
         Refusal{"BendMissing", "BF2D@Hp1@l5@n1@d12@Gl100@C",
                 "line 9: block G: the last leg has no bend w"},
@@ -252,8 +252,8 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"MassOutOfRange", "BF2D@Hp1@l1e-320@n1@e1@d12@Gl1@w0@C",
                 "line 9: block H: the mass per metre is out of range"},
         Refusal{"OffsetsOutOfRange", "BF3D@Hp1@l5@n1@d12@Gx1e308@x1e308@C",
-                "line 9: block G: the offsets add up out of range"}),
+                "line 9: block G: the sum of the offsets is out of range"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 }  // namespace
-}  // namespace korvane::bvbs
+}  // namespace korvane::schedule::bvbs

@@ -1,12 +1,10 @@
-#include "schedule/bvbs/bvbs.h"
+#include "schedule/bvbs/record.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 
-#include "platform/log/log.h"
-
-namespace korvane::bvbs {
+namespace korvane::schedule::bvbs {
 
 namespace {
 
@@ -15,27 +13,34 @@ constexpr std::size_t kGroupLength = 4;
 bool is_capital(char c) { return c >= 'A' && c <= 'Z'; }
 bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
 
-/// The letters of Windows-1252 from 0x80 to 0x9F; 0 where it has none. All others are Latin-1.
-constexpr std::array<wchar_t, 32> kWindows1252 = {
-    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021, 0x02C6, 0x2030, 0x0160,
-    0x2039, 0x0152, 0,      0x017D, 0,      0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022,
-    0x2013, 0x2014, 0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
+/// The letters of Windows-1252 from 0x80 to 0x9F as UTF-8; U+FFFD where it has none. From 0xA0 on
+/// it is Latin-1.
+constexpr std::array<std::string_view, 32> kWindows1252 = {
+    "\u20AC", "\uFFFD", "\u201A", "\u0192", "\u201E", "\u2026", "\u2020", "\u2021",
+    "\u02C6", "\u2030", "\u0160", "\u2039", "\u0152", "\uFFFD", "\u017D", "\uFFFD",
+    "\uFFFD", "\u2018", "\u2019", "\u201C", "\u201D", "\u2022", "\u2013", "\u2014",
+    "\u02DC", "\u2122", "\u0161", "\u203A", "\u0153", "\uFFFD", "\u017E", "\u0178"};
 
 std::string utf8_from_windows1252(std::string_view text) {
-  std::wstring wide;
-  wide.reserve(text.size());
+  std::string utf8;
+  utf8.reserve(text.size());
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool special = byte >= 0x80 && byte < 0xA0;
-    const wchar_t letter = special ? kWindows1252[byte - 0x80U] : static_cast<wchar_t>(byte);
-    wide += letter == 0 && special ? L'\xFFFD' : letter;
+    if (byte < 0x80) {
+      utf8 += c;
+    } else if (byte < 0xA0) {
+      utf8 += kWindows1252[byte - 0x80U];
+    } else {
+      utf8 += static_cast<char>(0xC0U | (byte >> 6U));
+      utf8 += static_cast<char>(0x80U | (byte & 0x3FU));
+    }
   }
-  return krv::log::narrow(wide);
+  return utf8;
 }
 
 std::string quoted(std::string_view text) { return '"' + utf8_from_windows1252(text) + '"'; }
 
-/// Throws unless the number behind the C is the one that the record's characters give.
+/// Throws unless the number after the C is the one that the record's characters give.
 void verify_checksum(std::string_view line, std::size_t c_position, std::size_t number) {
   std::string_view stated_text = line.substr(c_position + 1);
   if (!stated_text.empty() && stated_text.back() == '@') stated_text.remove_suffix(1);
@@ -106,7 +111,7 @@ Record parse_record(std::string_view line, std::size_t number) {
   if (line.find("@H") == std::string_view::npos) {
     throw RecordError(number, "no header block H");
   }
-  // The last one: private text may hold an "@C" of its own.
+  // The last one: private text may contain "@C".
   const std::size_t checksum_at = line.rfind("@C");
   if (checksum_at == std::string_view::npos) {
     throw RecordError(number, "no checksum block C");
@@ -132,15 +137,15 @@ Record parse_record(std::string_view line, std::size_t number) {
 std::vector<Record> read_records(std::istream& input) {
   std::vector<Record> records;
   std::string line;
-  input.exceptions(std::ios::badbit);  // or what cannot be read would pass for the end
+  input.exceptions(std::ios::badbit);  // else a read error would pass for the end
   for (std::size_t number = 1; std::getline(input, line); ++number) {
     if (!line.empty() && line.back() == '\r') line.pop_back();
     if (line.find('\r') != std::string::npos) {
-      throw RecordError(number, "a carriage return without a line feed behind it");
+      throw RecordError(number, "a carriage return without a line feed after it");
     }
     if (!line.empty()) records.push_back(parse_record(line, number));
   }
   return records;
 }
 
-}  // namespace korvane::bvbs
+}  // namespace korvane::schedule::bvbs

@@ -1,4 +1,4 @@
-#include "schedule/bvbs/bvbs.h"
+#include "schedule/bvbs/record.h"
 
 #include <fstream>
 #include <sstream>
@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace korvane::bvbs {
+namespace korvane::schedule::bvbs {
 namespace {
 
 using testing::HasSubstr;
@@ -31,7 +31,7 @@ TEST(Checksum, IsNinetySixLessTheSumModuloThirtyTwo) {
   EXPECT_EQ(checksum("BF2D@C"), 95);
 }
 
-TEST(ParseRecord, SplitsBlocksAtACapitalBehindTheAt) {
+TEST(ParseRecord, SplitsBlocksAtACapitalAfterTheAt) {
   const Record record =
       parse_record(with_checksum("BF2D@HjA B@p1@Gl400@w90@l600@w0@MaLenton@bA12@c1@n@o@p@C"), 1);
   EXPECT_EQ(record.group, "BF2D");
@@ -62,10 +62,32 @@ TEST(ParseRecord, AWrongChecksumNamesLineStatedAndComputedValue) {
                                          std::to_string(checksum("BF2D@Hp1@Gl200@w0@C"))));
 }
 
-TEST(ParseRecord, AChecksumThatIsNoNumberIsRefused) {
+TEST(ParseRecord, AChecksumThatIsNotANumberIsRefused) {
   EXPECT_THAT([] { parse_record("BF2D@Hp1@Gl200@w0@Cx1@", 2); },
               ThrowsMessage<RecordError>("line 2: the checksum block C holds \"x1\", expected a "
                                          "number from 65 to 96"));
+}
+
+TEST(ParseRecord, CharactersAfterTheNumberOfTheChecksumAreRefused) {
+  const std::string record = "BF2D@Hp1@Gl200@w0@C";
+  const std::string right = std::to_string(checksum(record));
+  EXPECT_NO_THROW(parse_record(record + right, 2));
+  EXPECT_NO_THROW(parse_record(record + right + "@", 2));
+  for (const char* more : {"x", " ", ".0", "@@", "@x", "@P;"}) {
+    const std::string stated = right + more;
+    EXPECT_THAT(
+        [&] { parse_record(record + stated, 2); },
+        ThrowsMessage<RecordError>(StartsWith("line 2: the checksum block C holds \"" + right)))
+        << stated;
+  }
+}
+
+TEST(ParseRecord, AChecksumThatIsEmptyOrTooLongForANumberIsRefused) {
+  for (const std::string stated : {"", "99999999999"}) {
+    EXPECT_THAT([&] { parse_record("BF2D@Hp1@Gl200@w0@C" + stated + "@", 2); },
+                ThrowsMessage<RecordError>("line 2: the checksum block C holds \"" + stated +
+                                           "\", expected a number from 65 to 96"));
+  }
 }
 
 TEST(ParseRecord, WhatDoesNotBeginWithAGroupIsRefused) {
@@ -84,7 +106,7 @@ TEST(ParseRecord, AMissingChecksumIsRefused) {
               ThrowsMessage<RecordError>("line 5: no checksum block C"));
 }
 
-TEST(ParseRecord, WhatIsNoFieldIsNamedWithItsBlock) {
+TEST(ParseRecord, WhatIsNotAFieldIsNamedWithItsBlock) {
   EXPECT_THAT([] { parse_record(with_checksum("BF2D@Hp1@Gl200@;0@C"), 6); },
               ThrowsMessage<RecordError>("line 6: block G: expected a field, found \";0\""));
 }
@@ -98,14 +120,14 @@ TEST(ParseRecord, WhatIsQuotedInARefusalIsUtf8) {
               ThrowsMessage<RecordError>("line 6: expected a block, found \"ü\""));
 }
 
-TEST(ReadRecords, TakesBothLineEndsAndPassesOverEmptyLines) {
+TEST(ReadRecords, TakesBothLineEndsAndSkipsEmptyLines) {
   const auto records = records_of(kStraight + "\r\n\r\n" + kStraight + "\n" + kStraight);
   ASSERT_EQ(records.size(), 3U);
   EXPECT_EQ(records[1].line, 3U);
   EXPECT_EQ(records[2].source, kStraight);
 }
 
-TEST(ReadRecords, WhatCannotBeReadIsNoEnd) {
+TEST(ReadRecords, AReadErrorIsNotTheEndOfTheFile) {
   /// Fails in the middle, as a disk does.
   struct Failing : std::stringbuf {
     Failing() : std::stringbuf(kStraight + "\n") {}
@@ -118,9 +140,8 @@ TEST(ReadRecords, WhatCannotBeReadIsNoEnd) {
 }
 
 TEST(ReadRecords, ACarriageReturnWithoutALineFeedIsRefused) {
-  EXPECT_THAT(
-      [] { records_of(kStraight + "\r" + kStraight + "\r\n"); },
-      ThrowsMessage<RecordError>("line 1: a carriage return without a line feed behind it"));
+  EXPECT_THAT([] { records_of(kStraight + "\r" + kStraight + "\r\n"); },
+              ThrowsMessage<RecordError>("line 1: a carriage return without a line feed after it"));
 }
 
 TEST(ReadRecords, BytesBeyondAsciiAreWindows1252) {
@@ -130,10 +151,16 @@ TEST(ReadRecords, BytesBeyondAsciiAreWindows1252) {
   EXPECT_THAT(records[0].source, StartsWith("BF2D@Hjü €@"));
 }
 
+TEST(ReadRecords, BytesWithoutALetterInWindows1252AreReplaced) {
+  const auto records = records_of(with_checksum("BF2D@Hj\x7F\x81\x9F\xA0\xFF@p1@Gl200@w0@C"));
+  ASSERT_EQ(records.size(), 1U);
+  EXPECT_EQ(records[0].find('H')->find('j'), "\x7F\uFFFD\u0178\u00A0\u00FF");
+}
+
 TEST(ReadRecords, EveryPublishedRecordOfTheGuidelineHasItsChecksum) {
   std::ifstream input(KORVANE_EXAMPLES "/guideline.abs", std::ios::binary);
   EXPECT_EQ(read_records(input).size(), 21U);
 }
 
 }  // namespace
-}  // namespace korvane::bvbs
+}  // namespace korvane::schedule::bvbs

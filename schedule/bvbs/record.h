@@ -15,10 +15,13 @@
 ///     record = group '@' block*          group = BF2D, BF3D, BFWE, BFMA, BFGT or BFAU
 ///     block  = capital field*            field = lower-case letter, value, '@'
 ///
-/// A block ends where an '@' is followed by a capital letter. P is private text and runs to the
-/// last
-/// "@C"; C, the checksum, has its number directly behind the letter.
-namespace korvane::bvbs {
+/// for example, a straight bar of 200 mm:
+///
+///     BF2D@Hp1@l200@n1@e0.178@d12@Gl200@w0@C67@
+///
+/// A block ends where an '@' is followed by a capital letter. Block P is private text and runs to
+/// the last "@C". Block C is the checksum; its number follows the letter without a field.
+namespace korvane::schedule::bvbs {
 
 /// What is wrong with one record. The text begins "line <number>: " and is UTF-8.
 class RecordError : public std::runtime_error {
@@ -42,7 +45,7 @@ struct Block {
 };
 
 struct Record {
-  /// Of the file, counted from 1.
+  /// Number of the line in the file, counted from 1.
   std::size_t line;
   /// The super-group, "BF2D".
   std::string group;
@@ -50,15 +53,15 @@ struct Record {
   std::vector<Block> blocks;
   /// The line as UTF-8, without its end.
   std::string source;
-  /// The line had letters beyond ASCII, which were taken for Windows-1252.
+  /// The line had letters beyond ASCII, which were taken as Windows-1252.
   bool has_foreign_letters = false;
 
   /// The first block of that letter, or null.
   const Block* find(char block) const;
 };
 
-/// The checksum of a record: 96 less the sum of its bytes modulo 32, taken from the first character
-/// up to and including the C that begins the checksum block. From 65 to 96. `text` ends in that C.
+/// The checksum of a record, from 65 to 96: 96 less the sum of its bytes modulo 32. `text` is the
+/// record up to and including the C that begins the checksum block.
 std::int32_t checksum(std::string_view text);
 
 /// Splits one line, given without its end. Throws RecordError for a line that does not begin with a
@@ -66,8 +69,10 @@ std::int32_t checksum(std::string_view text);
 /// the record states 81, its characters give 86".
 Record parse_record(std::string_view line, std::size_t number);
 
-/// Reads all records of a file. Lines end in CR LF or LF, and empty ones are passed over. Bytes
-/// beyond ASCII are taken for Windows-1252. Throws RecordError at the first record that is wrong.
+/// Reads all records of a file. Lines end in CR LF or LF; empty ones are skipped. Bytes beyond
+/// ASCII are taken as Windows-1252. Sets the exception mask of `input` to badbit.
+///
+/// Throws RecordError at the first record that is wrong, and what reading `input` throws.
 std::vector<Record> read_records(std::istream& input);
 
-}  // namespace korvane::bvbs
+}  // namespace korvane::schedule::bvbs

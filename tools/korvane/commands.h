@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/korvane/embedded_project.h"
+
+namespace korvane::tools {
+
+/// Options that stand before or after every command.
+struct CommonOptions {
+  std::string plugins = default_plugin_folder().string();
+  bool is_verbose = false;
+};
+
+/// A subcommand of the program and its work.
+struct Command {
+  /// Owned by the program. `parsed()` when the command line names it.
+  const CLI::App* subcommand;
+  /// Does the work with the options that were parsed. Results go to stdout, all else to stderr.
+  /// Throws std::exception for what has failed.
+  std::function<void(const CommonOptions&)> run;
+};
+
+// Each adds its subcommand with its options to the program, and stands in the file of its name.
+Command add_import(CLI::App& program);
+Command add_show(CLI::App& program);
+Command add_schema(CLI::App& program);
+Command add_serve(CLI::App& program);
+Command add_token(CLI::App& program);
+
+}  // namespace korvane::tools
