@@ -24,7 +24,7 @@ namespace {
 template <class T>
 std::string first_row(const StoredProject& project) {
   std::string values;
-  for (const std::string& column : Content<T>::columns().columns) {
+  for (const std::string& column : insert_spec(model::tables::table_of<T>()).columns) {
     values += (values.empty() ? "quote(" : "||','||quote(") + column + ")";
   }
   const Connection connection(project.filename());

@@ -11,7 +11,8 @@
 #include "bench/plain_sqlite.h"
 #include "contracts/encoding/record_codec.h"
 #include "model/plugins/korvane.model.cad.project/project.h"
-#include "model/plugins/korvane.model.cad.project/schedule_columns.h"
+#include "model/plugins/korvane.model.cad.project/record_access.h"
+#include "model/tables/tables.h"
 #include "tests/support/filled_record.h"
 
 namespace korvane::bench {
@@ -76,10 +77,6 @@ struct Content;
 template <>
 struct Content<Rebar> {
   static constexpr const char* table = "rebar";
-  static InsertSpec columns() {
-    const RebarRowValues none;
-    return rebar_columns(none).spec();
-  }
   /// The typical bar without its end treatments.
   static Rebar record(const StoredProject& project) {
     Rebar bar = treated_record(project);
@@ -103,10 +100,6 @@ struct Content<Rebar> {
 template <>
 struct Content<Fabric> {
   static constexpr const char* table = "fabric";
-  static InsertSpec columns() {
-    const bond::blob none;
-    return fabric_columns(none).spec();
-  }
   static Fabric record(const StoredProject& project) {
     auto fabric = test::Filler().make<Fabric>();
     fabric.rev_id = project.rev_id();
@@ -122,10 +115,6 @@ struct Content<Fabric> {
 template <>
 struct Content<BarSpacer> {
   static constexpr const char* table = "barspacer";
-  static InsertSpec columns() {
-    const bond::blob none;
-    return bar_spacer_columns(none).spec();
-  }
   static BarSpacer record(const StoredProject& project) {
     auto spacer = test::Filler().make<BarSpacer>();
     spacer.rev_id = project.rev_id();
@@ -140,10 +129,6 @@ struct Content<BarSpacer> {
 template <>
 struct Content<MountingPart> {
   static constexpr const char* table = "mountingpart";
-  static InsertSpec columns() {
-    const bond::blob none;
-    return mounting_part_columns(none).spec();
-  }
   static MountingPart record(const StoredProject& project) {
     auto part = test::Filler().make<MountingPart>();
     part.rev_id = project.rev_id();
@@ -206,7 +191,7 @@ class PlainTreatments {
 template <class T>
 class PlainInsert {
  public:
-  PlainInsert() : row_(Content<T>::columns()) {
+  PlainInsert() : row_(insert_spec(model::tables::table_of<T>())) {
     raw_ = row_.take_position("raw");
     if constexpr (kHasTreatments) {
       start_ = row_.take_position("end_treatment_start");

@@ -1,8 +1,11 @@
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 
 #include <limits>
+#include <variant>
 
+#include <Poco/Data/DataException.h>
 #include <Poco/Data/SQLite/Utility.h>
+#include <Poco/Data/SessionImpl.h>
 #include <sqlite3.h>
 
 #include "platform/rpc4/failure.h"
@@ -11,15 +14,31 @@ namespace korvane::model::cad {
 
 namespace {
 
-/// A session says itself that it has no connection when it is asked for a statement.
-void require_connection(Poco::Data::Session& session, const std::string& sql) {
-  if (!session.isConnected()) session << sql;
-}
+/// Hands a value to SQLite, which reads texts and bytes where they lie. Returns SQLite's result.
+struct Binding {
+  sqlite3_stmt* statement;
+  int position;
+
+  int operator()(std::monostate) const { return sqlite3_bind_null(statement, position); }
+  /// A truth value too, as 0 or 1.
+  int operator()(std::int32_t value) const { return sqlite3_bind_int(statement, position, value); }
+  int operator()(double value) const { return sqlite3_bind_double(statement, position, value); }
+  int operator()(std::string_view value) const {
+    return sqlite3_bind_text(statement, position, value.data(), static_cast<int>(value.size()),
+                             SQLITE_STATIC);
+  }
+  int operator()(tables::Bytes value) const {
+    return sqlite3_bind_blob(statement, position, value.data, static_cast<int>(value.size),
+                             SQLITE_STATIC);
+  }
+};
 
 }  // namespace
 
-PreparedStatement::PreparedStatement(Poco::Data::Session& session, const std::string& sql) {
-  require_connection(session, sql);
+PreparedStatement::PreparedStatement(Parsed, Poco::Data::Session& session, const std::string& sql) {
+  if (!session.isConnected()) {
+    throw Poco::Data::NotConnectedException(session.impl()->connectionString());
+  }
   connection_ = Poco::Data::SQLite::Utility::dbHandle(session);
   sqlite3_stmt* statement = nullptr;
   check(sqlite3_prepare_v2(connection_, sql.data(), static_cast<int>(sql.size()), &statement,
@@ -27,26 +46,8 @@ PreparedStatement::PreparedStatement(Poco::Data::Session& session, const std::st
   statement_.reset(statement);
 }
 
-void PreparedStatement::bind(std::size_t position, std::int32_t value) {
-  check(sqlite3_bind_int(statement_.get(), static_cast<int>(position), value));
-}
-
-void PreparedStatement::bind(std::size_t position, double value) {
-  check(sqlite3_bind_double(statement_.get(), static_cast<int>(position), value));
-}
-
-void PreparedStatement::bind(std::size_t position, const std::string& value) {
-  check(sqlite3_bind_text(statement_.get(), static_cast<int>(position), value.data(),
-                          static_cast<int>(value.size()), SQLITE_STATIC));
-}
-
-void PreparedStatement::bind(std::size_t position, const bond::blob& value) {
-  check(sqlite3_bind_blob(statement_.get(), static_cast<int>(position), value.data(),
-                          static_cast<int>(value.size()), SQLITE_STATIC));
-}
-
-void PreparedStatement::bind_null(std::size_t position) {
-  check(sqlite3_bind_null(statement_.get(), static_cast<int>(position)));
+void PreparedStatement::bind(std::size_t position, const tables::Value& value) {
+  check(std::visit(Binding{statement_.get(), static_cast<int>(position)}, value));
 }
 
 bool PreparedStatement::step() {

@@ -8,8 +8,7 @@
 
 #include <Poco/Data/Session.h>
 
-#include "bond/blob.h"
-#include "bond/nullable.h"
+#include "model/tables/value.h"
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -17,32 +16,29 @@ struct sqlite3_stmt;
 namespace korvane::model::cad {
 
 /// One statement on a session's own connection, inside its transaction, parsed once and run any
-/// number of times. For what runs once a record or gives many rows: Poco parses a statement again
-/// for each execution and copies every value on its way. Errors are raised through Poco's mapping,
-/// so that callers see the data layer's exceptions either way.
+/// number of times: how all SQL of the plugin runs but its transactions and the client's queries.
+/// The data layer's own statement is parsed again for each execution and copies every value on its
+/// way. Errors are raised through the data layer's mapping, as its exceptions.
 ///
 /// Must be destroyed before its session. Used in the session's thread.
 class PreparedStatement {
  public:
-  /// Parses `sql`. Throws Poco::Data::NotConnectedException with the connection string if the
-  /// session has none, and the data layer's exceptions.
-  PreparedStatement(Poco::Data::Session& session, const std::string& sql);
+  /// Parses `sql` and binds `values`, if any, to its parameters in order. Throws
+  /// Poco::Data::NotConnectedException with the connection string if the session has no connection,
+  /// and the data layer's exceptions.
+  template <class... Values>
+  PreparedStatement(Poco::Data::Session& session, const std::string& sql, const Values&... values)
+      : PreparedStatement(Parsed(), session, sql) {
+    [[maybe_unused]] std::size_t position = 0;
+    (bind(++position, values), ...);
+  }
 
-  /// Binds a value to a parameter, counted from one. Texts and bytes are not copied: they must stay
-  /// as they are until the statement has run.
-  void bind(std::size_t position, std::int32_t value);
-  void bind(std::size_t position, double value);
-  void bind(std::size_t position, const std::string& value);
-  void bind(std::size_t position, const bond::blob& value);
-  void bind_null(std::size_t position);
-  /// NULL for none.
+  /// Binds a value to a parameter, counted from one: whatever `tables::value_of` takes. Texts and
+  /// bytes are not copied: they must stay as they are until the statement has run.
+  void bind(std::size_t position, const tables::Value& value);
   template <class T>
-  void bind(std::size_t position, const bond::nullable<T>& value) {
-    if (value.hasvalue()) {
-      bind(position, *value);
-    } else {
-      bind_null(position);
-    }
+  void bind(std::size_t position, const T& value) {
+    bind(position, tables::value_of(value));
   }
 
   /// Goes on to the next row. Returns whether there is one; if there is none, the statement is back
@@ -58,9 +54,9 @@ class PreparedStatement {
   /// Whether the connection has a transaction open.
   bool is_in_transaction() const noexcept;
 
-  /// Values of the row, by column, counted from zero. NULL is an empty text or no bytes; what has
-  /// another type is converted by SQLite. A text has all its bytes, zero bytes included. Texts and
-  /// bytes are valid up to the next step.
+  /// Values of the row, by column, counted from zero. NULL is an empty text or no bytes; SQLite
+  /// converts what has another type. A text has all its bytes, zero bytes included. Texts and bytes
+  /// are valid up to the next step.
   std::string_view text(int column) const;
   std::string_view bytes(int column) const;
   /// The id of a row of `table`; NULL is 0. Another program can make one that no reference holds:
@@ -68,14 +64,24 @@ class PreparedStatement {
   std::int32_t id(int column, std::string_view table) const;
 
  private:
+  struct Parsed {};
   struct Finalize {
     void operator()(sqlite3_stmt* statement) const noexcept;
   };
+
+  PreparedStatement(Parsed, Poco::Data::Session& session, const std::string& sql);
 
   void check(int result) const;
 
   sqlite3* connection_ = nullptr;
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
+
+/// Runs one statement that gives no rows, once: parses it, binds `values`, runs it. Throws what
+/// these throw.
+template <class... Values>
+void run(Poco::Data::Session& session, const std::string& sql, const Values&... values) {
+  PreparedStatement(session, sql, values...).run();
+}
 
 }  // namespace korvane::model::cad

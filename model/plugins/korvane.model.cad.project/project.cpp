@@ -3,7 +3,6 @@
 #include <stdexcept>
 #include <utility>
 
-#include <Poco/Data/Statement.h>
 #include <boost/filesystem/operations.hpp>
 
 #include "model/plugins/korvane.model.cad.project/connector.h"
@@ -16,11 +15,6 @@
 #include "platform/log/log.h"
 
 namespace korvane::model::cad {
-
-using Poco::Data::BLOB;
-using Poco::Data::Keywords::into;
-using Poco::Data::Keywords::now;
-using Poco::Data::Keywords::use;
 
 namespace {
 
@@ -49,18 +43,9 @@ void try_get(Poco::Data::Session& session, const std::string& table, const Ref& 
 
 /// The update of an entity whose one column besides its identity is `raw`.
 template <class T>
-void update_raw(Poco::Data::Session& session, const std::string& table, T& record) {
-  update_t_impl(session, record, [&](T& changed, BLOB& raw) {
-    session << "update " + table + " set raw=? where id=?", use(raw), use(changed.id), now;
-  });
-}
-
-/// Binds what create and update of a fabric type have in common, in the order of their parameters.
-/// `type` and `raw` must outlive the execution.
-void bind_columns(Poco::Data::Statement& statement, FabricType& type, BLOB& raw) {
-  statement, use(type.uid), use(type.type_name), use(type.overall_length), use(type.overall_width),
-      use(type.sheet_mass), use(type.description), use(type.material.id),
-      Poco::Data::Keywords::bind(type.list_fabric.hasvalue()), use(raw);
+void update_entity(Poco::Data::Session& session, const std::string& table, const T& record) {
+  update_t_impl(session, record,
+                [&](tables::Bytes raw) { update_raw(session, table, raw, record.id); });
 }
 
 constexpr std::int32_t kNoProjectRow = -1;
@@ -87,7 +72,7 @@ Project_Service_Impl::Project_Service_Impl(std::int32_t index, const std::string
   if (!session_->isConnected()) {
     throw std::runtime_error("Could not open database: " + filename);
   }
-  PreparedStatement(*session_, "PRAGMA foreign_keys = true").run();
+  run(*session_, "PRAGMA foreign_keys = true");
   name_ = project_name(path);
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::trace)
       << krv::log::widen(filename) << L": exists=" << (exists ? 1 : 0);
@@ -100,7 +85,7 @@ Project_Service_Impl::~Project_Service_Impl() = default;
 // and another process may have made the file. The write lock comes first, so that nobody makes the
 // tables between the look at them and the making.
 void Project_Service_Impl::make_tables() {
-  PreparedStatement(*session_, "BEGIN IMMEDIATE").run();
+  run(*session_, "BEGIN IMMEDIATE");
   if (!has_tables(*session_)) create_tables(project_schema(), *session_);
   session_->commit();
 }
@@ -116,13 +101,11 @@ void Project_Service_Impl::clear(ClearProjectRequest request, GenericReply&) {
 }
 
 void Project_Service_Impl::create_material(Material request, MaterialRef& reply) {
-  create_t_impl(*session_, "material", request, reply, [&](Material& material, BLOB& raw) {
-    *session_ << "insert into material (uid, raw) values (?, ?)", use(material.uid), use(raw), now;
-  });
+  create_t_impl(*session_, "material", request, reply);
 }
 
 void Project_Service_Impl::update_material(Material request, GenericReply&) {
-  update_raw(*session_, "material", request);
+  update_entity(*session_, "material", request);
 }
 
 void Project_Service_Impl::delete_material(MaterialRef request, GenericReply&) {
@@ -142,27 +125,13 @@ void Project_Service_Impl::list_materials(ListMaterials, Batch<Material>& reply)
 }
 
 void Project_Service_Impl::create_fabric_type(FabricType request, FabricTypeRef& reply) {
-  create_t_impl(*session_, "fabric_type", request, reply, [&](FabricType& type, BLOB& raw) {
-    Poco::Data::Statement insert(
-        *session_ << "insert into fabric_type (uid, type, overall_length, overall_width, "
-                     "sheet_mass, description, material_id, is_list_fabric, raw) "
-                     "values (?, ?, ?, ?, ?, ?, ?, ?, ?)");
-    bind_columns(insert, type, raw);
-    insert.execute(true);
-  });
+  create_t_impl(*session_, "fabric_type", request, reply);
 }
 
 // The one update that rewrites every column, `uid` included.
 void Project_Service_Impl::update_fabric_type(FabricType request, GenericReply&) {
-  update_t_impl(*session_, request, [&](FabricType& type, BLOB& raw) {
-    Poco::Data::Statement update(
-        *session_ << "update fabric_type set uid=?, type=?, overall_length=?, overall_width=?, "
-                     "sheet_mass=?, description=?, material_id=?, is_list_fabric=?, raw=? "
-                     "where id=?");
-    bind_columns(update, type, raw);
-    update, use(type.id);
-    update.execute(true);
-  });
+  update_t_impl(*session_, request,
+                [&](tables::Bytes raw) { update_row(*session_, request, {raw}); });
 }
 
 void Project_Service_Impl::delete_fabric_type(FabricTypeRef request, GenericReply&) {
@@ -183,13 +152,11 @@ void Project_Service_Impl::list_fabric_type(ListFabricType, Batch<FabricType>& r
 }
 
 void Project_Service_Impl::create_sheet(Sheet request, SheetRef& reply) {
-  create_t_impl(*session_, "sheet", request, reply, [&](Sheet& sheet, BLOB& raw) {
-    *session_ << "insert into sheet (uid, raw) values (?, ?)", use(sheet.uid), use(raw), now;
-  });
+  create_t_impl(*session_, "sheet", request, reply);
 }
 
 void Project_Service_Impl::update_sheet(Sheet request, GenericReply&) {
-  update_raw(*session_, "sheet", request);
+  update_entity(*session_, "sheet", request);
 }
 
 void Project_Service_Impl::delete_sheet(SheetRef request, GenericReply&) {
@@ -209,15 +176,12 @@ void Project_Service_Impl::list_sheets(ListSheets, Batch<Sheet>& reply) {
 }
 
 void Project_Service_Impl::create_revision(Revision request, RevisionRef& reply) {
-  create_t_impl(*session_, "revision", request, reply, [&](Revision& revision, BLOB& raw) {
-    *session_ << "insert into revision (sheet_id, uid, raw) values (?, ?, ?)",
-        use(revision.sheet_id), use(revision.uid), use(raw), now;
-  });
+  create_t_impl(*session_, "revision", request, reply);
 }
 
 // The column `sheet_id` keeps the sheet of creation; a changed one reaches `raw` only.
 void Project_Service_Impl::update_revision(Revision request, GenericReply&) {
-  update_raw(*session_, "revision", request);
+  update_entity(*session_, "revision", request);
 }
 
 void Project_Service_Impl::delete_revision(RevisionRef request, GenericReply&) {
@@ -239,21 +203,19 @@ void Project_Service_Impl::list_revisions(ListRevisions, Batch<Revision>& reply)
 void Project_Service_Impl::get_project(GetProject, ProjectData& reply) {
   const std::int32_t id = project_row_id(*session_);
   if (id == kNoProjectRow) return;
-  BLOB raw;
-  *session_ << "select raw from project where id = ?", into(raw), Poco::Data::Keywords::bind(id),
-      one_row(), now;
-  deserialize_record_into(raw, reply);
+  PreparedStatement row(*session_, "select raw from project where id = ?", id);
+  row.step();
+  deserialize_record_into(row.bytes(0), reply);
 }
 
 void Project_Service_Impl::update_project(UpdateProject request, GenericReply&) {
   TransactionScope scope(*session_);
-  const BLOB raw = serialize_record(request.item);
+  const Poco::Data::BLOB raw = serialize_record(request.item);
   const std::int32_t id = project_row_id(*session_);
   if (id != kNoProjectRow) {
-    *session_ << "update project set raw=? where id=?", Poco::Data::Keywords::bind(raw),
-        Poco::Data::Keywords::bind(id), now;
+    update_raw(*session_, "project", bytes_of(raw), id);
   } else {
-    *session_ << "insert into project (raw) values (?)", Poco::Data::Keywords::bind(raw), now;
+    insert_row(*session_, request.item, {bytes_of(raw)});
   }
   scope.commit();
 }
@@ -277,8 +239,8 @@ void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revis
   if (!request.id) {
     throw std::runtime_error("get_all_revisions_for_sheet() expects SheetRef.id to be set!");
   }
-  PreparedStatement scan(*session_, "select id, uid, raw from revision where sheet_id = ?");
-  scan.bind(1, request.id.value());
+  PreparedStatement scan(*session_, "select id, uid, raw from revision where sheet_id = ?",
+                         request.id.value());
   append_records(scan, "revision", reply.revisions);
 }
 

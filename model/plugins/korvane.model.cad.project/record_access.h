@@ -8,24 +8,22 @@
 #include <utility>
 #include <vector>
 
-#include <Poco/Data/Binding.h>
 #include <Poco/Data/LOB.h>
-#include <Poco/Data/Range.h>
 #include <Poco/Data/Session.h>
-#include <Poco/Data/Statement.h>
 
 #include "contracts/common/batch.h"
 #include "contracts/encoding/record_codec.h"
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 #include "model/plugins/korvane.model.cad.project/transaction_scope.h"
+#include "model/tables/tables.h"
 #include "platform/log/log.h"
 
 /// The row contract of the tables material, fabric_type, sheet and revision, served once: the
 /// columns `id` and `uid` are the truth for identity, `raw` for everything else. All of it runs on
-/// the one session that is given, in the caller's thread, and keeps nothing between calls. A
-/// session without a connection raises Poco::Data::NotConnectedException with the connection
-/// string; a `raw` that is empty or damaged raises what the decoder raises. Table names are
-/// literals, never a client's text.
+/// the session that is given, in the caller's thread, and keeps nothing between calls. A session
+/// without a connection raises Poco::Data::NotConnectedException with the connection string; a
+/// `raw` that is empty or damaged raises what the decoder raises. Table names are literals, never a
+/// client's text.
 namespace korvane::model::cad {
 
 /// `record` as it goes into a column `raw`: the bytes are the blob's own.
@@ -35,14 +33,23 @@ Poco::Data::BLOB serialize_record(const T& record) {
   return {reinterpret_cast<const unsigned char*>(bytes.content()), bytes.size()};
 }
 
+inline tables::Bytes bytes_of(const Poco::Data::BLOB& blob) {
+  return {blob.rawContent(), blob.size()};
+}
+
 /// Decodes `raw` into `out` without resetting it first: what the bytes leave out stays as it was.
+template <class T>
+void deserialize_record_into(std::string_view raw, T& out) {
+  encoding::decode_into(raw.data(), static_cast<std::uint32_t>(raw.size()), out);
+}
 template <class T>
 void deserialize_record_into(const Poco::Data::BLOB& raw, T& out) {
   encoding::decode_into(raw.rawContent(), static_cast<std::uint32_t>(raw.size()), out);
 }
 
-template <class T>
-T deserialize_record(const Poco::Data::BLOB& raw) {
+/// The same into a default-made record. `Raw` is either of the two.
+template <class T, class Raw>
+T deserialize_record(const Raw& raw) {
   T record{};
   deserialize_record_into(raw, record);
   return record;
@@ -58,19 +65,59 @@ struct InsertSpec {
   std::vector<std::string> columns;
 };
 
-/// "insert into t (a,b) values (?,?)".
-std::string make_insert_sql(const InsertSpec& spec);
-
-/// Decodes the bytes of a column of the statement's row into `out`, as `deserialize_record_into`
-/// does.
+/// The columns of `table` that an insert fills, in its order.
 template <class T>
-void decode_raw(const PreparedStatement& row, int column, T& out) {
-  const std::string_view raw = row.bytes(column);
-  encoding::decode_into(raw.data(), static_cast<std::uint32_t>(raw.size()), out);
+InsertSpec insert_spec(const tables::Table<T>& table) {
+  InsertSpec spec{table.name(), {}};
+  table.for_each_inserted([&](const auto& column) { spec.columns.push_back(column.name); });
+  return spec;
 }
 
-/// One row at each execution.
-inline Poco::Data::Range one_row() { return {0, 1, false}; }
+/// "a = ? AND b = ?" of the columns a and b, with the suffix " = ?" and the separator " AND ".
+std::string join(const std::vector<std::string>& columns, std::string_view suffix,
+                 std::string_view separator);
+
+/// "insert into t (a,b) values (?,?)".
+std::string make_insert_sql(const InsertSpec& spec, std::string_view separator = ",");
+
+/// "update t set a=?, b=? where id=?".
+std::string make_update_sql(const InsertSpec& spec);
+
+/// Binds the values of the row of `record` in the order of `insert_spec`, and returns how many they
+/// are. Their owners must stay as they are until the statement has run.
+template <class T>
+std::size_t bind_row(PreparedStatement& statement, const tables::Table<T>& table, const T& record,
+                     const tables::Given<T>& given) {
+  std::size_t position = 0;
+  table.for_each_inserted([&](const tables::Column<T>& column) {
+    statement.bind(++position, column.value(record, given));
+  });
+  return position;
+}
+
+/// Inserts the row of one record. Its statement has a blank after each comma, where a batch's has
+/// none.
+template <class T>
+void insert_row(Poco::Data::Session& session, const T& record, const tables::Given<T>& given) {
+  const tables::Table<T> table = tables::table_of<T>();
+  PreparedStatement insert(session, make_insert_sql(insert_spec(table), ", "));
+  bind_row(insert, table, record, given);
+  insert.run();
+}
+
+/// Replaces every column of the row `record.id`, `uid` included.
+template <class T>
+void update_row(Poco::Data::Session& session, const T& record, const tables::Given<T>& given) {
+  const tables::Table<T> table = tables::table_of<T>();
+  PreparedStatement update(session, make_update_sql(insert_spec(table)));
+  const std::size_t bound = bind_row(update, table, record, given);
+  update.bind(bound + 1, record.id);
+  update.run();
+}
+
+/// Replaces `raw` of the row `id` of `table`.
+void update_raw(Poco::Data::Session& session, const std::string& table, tables::Bytes raw,
+                std::int32_t id);
 
 /// Fetches one record by `ref.id` and, if that is not set or misses, by `ref.uid`. Returns whether
 /// there was a row; `out` then holds its record with `id` and `uid` from the row, and is untouched
@@ -79,21 +126,21 @@ inline Poco::Data::Range one_row() { return {0, 1, false}; }
 template <class T, class Ref>
 bool get_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref, T& out) {
   if (ref.id) {
-    PreparedStatement by_id(session, "select uid, raw from " + table + " where id = ?");
-    by_id.bind(1, ref.id.value());
+    PreparedStatement by_id(session, "select uid, raw from " + table + " where id = ?",
+                            ref.id.value());
     if (by_id.step()) {
-      decode_raw(by_id, 1, out);
+      deserialize_record_into(by_id.bytes(1), out);
       out.id = ref.id.value();
       out.uid = by_id.text(0);
       return true;
     }
   }
   if (ref.uid) {
-    PreparedStatement by_uid(session, "select id, raw from " + table + " where uid = ?");
-    by_uid.bind(1, ref.uid.value());
+    PreparedStatement by_uid(session, "select id, raw from " + table + " where uid = ?",
+                             ref.uid.value());
     if (by_uid.step()) {
       const std::int32_t id = by_uid.id(0, table);
-      decode_raw(by_uid, 1, out);
+      deserialize_record_into(by_uid.bytes(1), out);
       out.id = id;
       out.uid = ref.uid.value();
       return true;
@@ -107,8 +154,7 @@ template <class T>
 void append_records(PreparedStatement& scan, std::string_view table, std::vector<T>& items) {
   while (scan.step()) {
     const std::int32_t id = scan.id(0, table);
-    T record{};
-    decode_raw(scan, 2, record);
+    T record = deserialize_record<T>(scan.bytes(2));
     record.id = id;
     record.uid = scan.text(1);
     items.push_back(std::move(record));
@@ -130,14 +176,11 @@ void list_t_impl(Poco::Data::Session& session, const std::string& table, Batch<T
 /// layer's constraint exception for a catalogue row in use; nothing is deleted then.
 template <class Ref>
 void delete_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref) {
-  using namespace Poco::Data::Keywords;
   TransactionScope scope(session);
   if (ref.id) {
-    session << "delete from " + table + " where id = ?", Poco::Data::Keywords::bind(ref.id.value()),
-        now;
+    run(session, "delete from " + table + " where id = ?", ref.id.value());
   } else if (ref.uid) {
-    session << "delete from " + table + " where uid = ?",
-        Poco::Data::Keywords::bind(ref.uid.value()), now;
+    run(session, "delete from " + table + " where uid = ?", ref.uid.value());
   } else {
     throw std::runtime_error("id or uid required");
   }
@@ -145,14 +188,13 @@ void delete_t_impl(Poco::Data::Session& session, const std::string& table, Ref r
 }
 
 /// The sequence of every create: `raw` is made of the record as it came, before a uid is generated
-/// for it if it has none; `insert(record, raw)` runs the insert; `reply` gets the row's uid and id.
-template <class T, class Ref, class Insert>
-void create_t_impl(Poco::Data::Session& session, const std::string& table, T& record, Ref& reply,
-                   Insert insert) {
+/// for it if it has none; then the insert; `reply` gets the row's uid and id before the commit.
+template <class T, class Ref>
+void create_t_impl(Poco::Data::Session& session, const std::string& table, T& record, Ref& reply) {
   TransactionScope scope(session);
-  Poco::Data::BLOB raw = serialize_record(record);
+  const Poco::Data::BLOB raw = serialize_record(record);
   if (record.uid.empty()) record.uid = generate_uid();
-  insert(record, raw);
+  insert_row(session, record, {bytes_of(raw)});
   reply.uid.set_value() = record.uid;
   PreparedStatement newest(session, "select max(id) from " + table);
   newest.step();
@@ -161,13 +203,13 @@ void create_t_impl(Poco::Data::Session& session, const std::string& table, T& re
   scope.commit();
 }
 
-/// The sequence of every update: `update(record, raw)` runs the statement, whose last parameter is
-/// the record's `id`. An `id` that matches no row changes nothing and is no error.
+/// The sequence of every update: `update(raw)` runs the statement, whose last parameter is the
+/// record's `id`. An `id` that matches no row changes nothing and is no error.
 template <class T, class Update>
-void update_t_impl(Poco::Data::Session& session, T& record, Update update) {
+void update_t_impl(Poco::Data::Session& session, const T& record, Update update) {
   TransactionScope scope(session);
-  Poco::Data::BLOB raw = serialize_record(record);
-  update(record, raw);
+  const Poco::Data::BLOB raw = serialize_record(record);
+  update(bytes_of(raw));
   scope.commit();
 }
 

@@ -1,7 +1,7 @@
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
 
+#include "model/plugins/korvane.model.cad.project/batch_insert.h"
 #include "model/plugins/korvane.model.cad.project/end_treatments.h"
-#include "model/plugins/korvane.model.cad.project/schedule_columns.h"
 #include "platform/assert/smart_assert.h"
 
 namespace korvane::model::cad {
@@ -9,12 +9,9 @@ namespace korvane::model::cad {
 namespace {
 
 template <class T>
-void add_records(Poco::Data::Session& session, const std::vector<T>& records,
-                 InsertRow<T> (*columns)(const bond::blob&)) {
+void add_records(Poco::Data::Session& session, const std::vector<T>& records) {
   TransactionScope scope(session);
-  bond::blob raw;
-  const InsertRow<T> row = columns(raw);
-  insert_all(session, row, records, [&](const T& record) { raw = encoding::encode(record); });
+  insert_all(session, records, [](const T&, tables::Given<T>&) {});
   scope.commit();
 }
 
@@ -22,35 +19,28 @@ void add_records(Poco::Data::Session& session, const std::vector<T>& records,
 
 void add_rebars(Poco::Data::Session& session, const std::vector<Rebar>& bars) {
   TransactionScope scope(session);
-  RebarRowValues values;
   EndTreatments treatments(session);
-  const InsertRow<Rebar> row = rebar_columns(values);
-  const auto resolve = [&](const bond::nullable<EndTreatment>& treatment,
-                           bond::nullable<std::int32_t>& id) {
-    if (treatment.hasvalue()) {
-      id.set(treatments.find_or_insert(*treatment));
-    } else {
-      id.reset();
-    }
+  const auto find = [&](const bond::nullable<EndTreatment>& treatment,
+                        bond::nullable<std::int32_t>& id) {
+    if (treatment.hasvalue()) id.set(treatments.find_or_insert(*treatment));
   };
-  insert_all(session, row, bars, [&](const Rebar& bar) {
-    values.raw = encoding::encode(bar);
-    resolve(bar.end_treatment_start, values.end_treatment_start);
-    resolve(bar.end_treatment_end, values.end_treatment_end);
+  insert_all(session, bars, [&](const Rebar& bar, tables::Given<Rebar>& given) {
+    find(bar.end_treatment_start, given.end_treatment_start);
+    find(bar.end_treatment_end, given.end_treatment_end);
   });
   scope.commit();
 }
 
 void add_fabrics(Poco::Data::Session& session, const std::vector<Fabric>& fabrics) {
-  add_records(session, fabrics, fabric_columns);
+  add_records(session, fabrics);
 }
 
 void add_bar_spacers(Poco::Data::Session& session, const std::vector<BarSpacer>& spacers) {
-  add_records(session, spacers, bar_spacer_columns);
+  add_records(session, spacers);
 }
 
 void add_mounting_parts(Poco::Data::Session& session, const std::vector<MountingPart>& parts) {
-  add_records(session, parts, mounting_part_columns);
+  add_records(session, parts);
 }
 
 void delete_for_revision(Poco::Data::Session& session, const std::string& delete_table,
@@ -69,12 +59,12 @@ void delete_for_revision(Poco::Data::Session& session, const std::string& delete
   } else {
     sql += " where rev_id = ? ";
   }
-  session << sql, Poco::Data::Keywords::bind(ref.id.value()), Poco::Data::Keywords::now;
+  run(session, sql, ref.id.value());
 }
 
 void clear_revision_content(Poco::Data::Session& session, const RevisionRef& ref) {
   TransactionScope scope(session);
-  // The treatments are found through the bars, so they go first.
+  // The treatments are found through the bars, so they are deleted first.
   delete_for_revision(session, "end_treatment", "rebar", "end_treatment_start", ref);
   delete_for_revision(session, "end_treatment", "rebar", "end_treatment_end", ref);
   delete_for_revision(session, "rebar", "", "", ref);

@@ -52,8 +52,7 @@ void read_revision_content(Poco::Data::Session& session, const std::string& tabl
   RawRecords records;
   std::exception_ptr failure;
   try {
-    PreparedStatement scan(session, "select raw from " + table + " where rev_id = ?");
-    scan.bind(1, rev_id);
+    PreparedStatement scan(session, "select raw from " + table + " where rev_id = ?", rev_id);
     while (scan.step()) records.add(scan.bytes(0));
   } catch (...) {
     failure = std::current_exception();

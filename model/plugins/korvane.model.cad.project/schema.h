@@ -25,7 +25,7 @@ struct TableSpec {
   std::string name;
 };
 
-/// An ordered sequence of tables, told by chaining.
+/// An ordered sequence of tables, built by chaining.
 class SchemaBuilder {
  public:
   SchemaBuilder& table(std::string name);
@@ -40,21 +40,21 @@ class SchemaBuilder {
   std::vector<TableSpec> tables_;
 };
 
-/// The ten tables of a project file, parents before their children.
+/// The ten tables of a project file, parents before their children: those of `model/tables`.
 SchemaBuilder project_schema();
 
 /// The statement that makes `table`.
 std::string create_table_sql(const TableSpec& table);
 
-/// Whether the session's database holds any table, whosever.
+/// Whether the session's database holds any table at all.
 bool has_tables(Poco::Data::Session& session);
 
-/// Drops every table of `schema` that is there, then makes all of them, empty. Opens no
+/// Drops each table of `schema` that exists, then makes all of them, empty. Opens no
 /// transaction. Throws what the data layer throws; Poco::Data::NotConnectedException without a
 /// connection.
 void create_tables(const SchemaBuilder& schema, Poco::Data::Session& session);
 
-/// Drops the tables of `schema` that are there, from the last to the first, so that no foreign key
+/// Drops the tables of `schema` that exist, from the last to the first, so that no foreign key
 /// action fires on the way.
 void drop_tables(const SchemaBuilder& schema, Poco::Data::Session& session);
 

@@ -8,8 +8,9 @@
 #include <Poco/Data/LOB.h>
 #include <Poco/Data/Session.h>
 
-#include "model/plugins/korvane.model.cad.project/schedule_columns.h"
+#include "model/plugins/korvane.model.cad.project/record_access.h"
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
+#include "model/tables/tables.h"
 #include "tests/model/plugins/korvane.model.cad.project/content_test.h"
 
 /// Of each kind of content: its record, its operations and the texts that are its own.
@@ -21,6 +22,12 @@ struct Parents {
   std::int32_t material = 0;
   std::int32_t fabric_type = 0;
 };
+
+/// The columns of the insert of `T`s.
+template <class T>
+model::cad::InsertSpec writer_of() {
+  return model::cad::insert_spec(model::tables::table_of<T>());
+}
 
 struct RebarKind {
   using Record = model::cad::Rebar;
@@ -58,7 +65,7 @@ struct FabricKind {
   static Record full(const Parents& parents) {
     return full_fabric(parents.revision, parents.fabric_type);
   }
-  static model::cad::InsertSpec writer() { return model::cad::fabric_columns(bond::blob()).spec(); }
+  static model::cad::InsertSpec writer() { return writer_of<Record>(); }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {
     project.add_fabric({std::move(records)}, reply);
@@ -79,9 +86,7 @@ struct BarSpacerKind {
 
   static Record minimal(const Parents& parents) { return minimal_bar_spacer(parents.revision); }
   static Record full(const Parents& parents) { return full_bar_spacer(parents.revision); }
-  static model::cad::InsertSpec writer() {
-    return model::cad::bar_spacer_columns(bond::blob()).spec();
-  }
+  static model::cad::InsertSpec writer() { return writer_of<Record>(); }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {
     project.add_barspacer({std::move(records)}, reply);
@@ -107,9 +112,7 @@ struct MountingPartKind {
   static Record full(const Parents& parents) {
     return full_mounting_part(parents.revision, parents.material);
   }
-  static model::cad::InsertSpec writer() {
-    return model::cad::mounting_part_columns(bond::blob()).spec();
-  }
+  static model::cad::InsertSpec writer() { return writer_of<Record>(); }
   static void add(model::cad::Project_Service_Impl& project, std::vector<Record> records,
                   GenericReply& reply) {
     project.add_mountingpart({std::move(records)}, reply);
