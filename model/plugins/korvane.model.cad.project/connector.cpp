@@ -21,8 +21,8 @@ class OpenOnceConnector : public Poco::Data::SQLite::Connector {
   }
 };
 
-/// Registers the connector on the first opening, until the library goes. The factory keeps the
-/// first one of a key: the host's, if it has one.
+/// Registers the connector when the first session is opened, until the process ends. The factory
+/// keeps the first connector of a key: the host's, if it has registered one.
 void ensure_connector() {
   struct Registration {
     Registration() { Poco::Data::SessionFactory::instance().add(new OpenOnceConnector); }

@@ -7,13 +7,13 @@
 
 namespace korvane::model::cad {
 
-/// A session on the SQLite file `filename`, which SQLite makes if it is not there; its folder is
-/// not made. It waits up to `lock_timeout_seconds` for a lock of another program's.
+/// Opens a session on the SQLite file `filename`. SQLite makes a missing file, but not its folder.
+/// The session waits up to `lock_timeout_seconds` for another program's lock.
 ///
-/// It opens the file once: the data layer's stock connector repeats a failing open until the
-/// timeout is over. A name that begins with "file:" is the name of a file like any other, never a
-/// URI. It holds whatever the host has registered under the data layer's key for SQLite; with
-/// nothing there, the first call registers the same way of opening, for the life of the library.
+/// The file is opened once, where the data layer's stock connector repeats a failing open until the
+/// timeout is over. A name that begins with "file:" is a file's name like any other, never a URI.
+/// This holds whatever connector the host has registered under the data layer's key for SQLite. If
+/// there is none, the first call registers one that opens in the same way, until the process ends.
 ///
 /// Throws Poco::Data::ConnectionFailedException when the file cannot be opened or made.
 Poco::Data::Session open_session(const std::string& filename, std::size_t lock_timeout_seconds);

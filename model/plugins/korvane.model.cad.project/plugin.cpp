@@ -13,7 +13,7 @@ void ProjectManagerPlugin::start() {
 
 void ProjectManagerPlugin::stop() {
   const auto manager = std::move(manager_);
-  // `manager` goes with the scope, when the member is already null.
+  // `manager` is destroyed here, when the member is already null.
 }
 
 }  // namespace korvane::model::cad

@@ -15,7 +15,7 @@ class ProjectManagerPlugin : public krv::app::IService {
   ProjectManagerPlugin();
   ~ProjectManagerPlugin() override;
 
-  /// Makes a manager, then puts it in the place of the one there is, if any, which then goes.
+  /// Makes a manager. If there was one already, it is destroyed once the new one is in its place.
   void start() override;
   /// Destroys the manager and with it all open projects. Does nothing if not started.
   void stop() override;

@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t kTimeoutSeconds = 60;
 
-/// What the reads by revision ask of their request.
+/// The id that the reads by revision need. Throws std::runtime_error if it is not set.
 std::int32_t required_id(const RevisionRef& ref, const char* operation) {
   if (!ref.id) {
     throw std::runtime_error(std::string(operation) + " requires RevisionRef.id to be set.");
@@ -28,20 +28,20 @@ std::int32_t required_id(const RevisionRef& ref, const char* operation) {
   return ref.id.value();
 }
 
-/// A get, where a miss is a failure.
+/// Gets a record. A miss is an error.
 template <class T, class Ref>
 void get_or_throw(Poco::Data::Session& session, const std::string& table, const Ref& ref, T& out) {
   if (!get_t_impl(session, table, ref, out)) throw std::runtime_error("failed to get_" + table);
 }
 
-/// A get, where a miss is an answer.
+/// Gets a record. A miss is an answer without one.
 template <class T, class Ref>
 void try_get(Poco::Data::Session& session, const std::string& table, const Ref& ref,
              OptionalValue<T>& out) {
   if (!get_t_impl(session, table, ref, out.value.set_value())) out.value.set_nothing();
 }
 
-/// The update of an entity whose one column besides its identity is `raw`.
+/// The update of an entity that replaces `raw` alone.
 template <class T>
 void update_entity(Poco::Data::Session& session, const std::string& table, const T& record) {
   update_t_impl(session, record,
@@ -50,7 +50,7 @@ void update_entity(Poco::Data::Session& session, const std::string& table, const
 
 constexpr std::int32_t kNoProjectRow = -1;
 
-/// The id of the one row of `project`, whichever it is.
+/// The id of the one row of `project`, or `kNoProjectRow`.
 std::int32_t project_row_id(Poco::Data::Session& session) {
   PreparedStatement first(session, "select id from project");
   return first.step() ? first.id(0, "project") : kNoProjectRow;
@@ -81,9 +81,9 @@ Project_Service_Impl::Project_Service_Impl(std::int32_t index, const std::string
 
 Project_Service_Impl::~Project_Service_Impl() = default;
 
-// The look at the path can be wrong by now: SQLite reads names such as "a.db/" in a way of its own,
-// and another process may have made the file. The write lock comes first, so that nobody makes the
-// tables between the look at them and the making.
+// The file may exist after all: SQLite reads names such as "a.db/" in its own way, and another
+// process may have made the file since the check. The write lock is taken first, so that nobody can
+// make the tables between `has_tables` and `create_tables`.
 void Project_Service_Impl::make_tables() {
   run(*session_, "BEGIN IMMEDIATE");
   if (!has_tables(*session_)) create_tables(project_schema(), *session_);
@@ -179,7 +179,8 @@ void Project_Service_Impl::create_revision(Revision request, RevisionRef& reply)
   create_t_impl(*session_, "revision", request, reply);
 }
 
-// The column `sheet_id` keeps the sheet of creation; a changed one reaches `raw` only.
+// The column `sheet_id` keeps the sheet that the revision was made for; a changed one reaches `raw`
+// only.
 void Project_Service_Impl::update_revision(Revision request, GenericReply&) {
   update_entity(*session_, "revision", request);
 }
@@ -244,7 +245,7 @@ void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revis
   append_records(scan, "revision", reply.revisions);
 }
 
-// A negative id is reported, and no error to the client.
+// A negative id is reported by an assertion, but is no error to the client.
 void Project_Service_Impl::get_all_fabrics_for_revision(FabricRef request, Fabrics& reply) {
   if (request.rev_id < 0) {
     krv::smartassert::SmartAssert("request.rev_id >= 0")
@@ -283,14 +284,14 @@ void Project_Service_Impl::get_all_mountingparts_for_revision(MountingPartRef re
   read_revision_content(*session_, "mountingpart", request.rev_id, reply.mountingParts);
 }
 
-// Nothing happens here, for all its name.
+// Does nothing, despite its name.
 void Project_Service_Impl::addget_rebar(Batch<Rebar>, Batch<Rebar>&) {}
 
 void Project_Service_Impl::query_table(table::GET_TABLE request, table::TABLE& reply) {
   query_table_impl(*session_, request, reply);
 }
 
-// Nothing happens here either.
+// Does nothing either.
 void Project_Service_Impl::query_value(table::GET_TABLE, Variant&) {}
 
 }  // namespace korvane::model::cad

@@ -21,10 +21,10 @@ std::string project_name(const boost::filesystem::path& filename);
 /// a write is one transaction, stored whole or not at all by the time it returns.
 class Project_Service_Impl : public Project_Service {
  public:
-  /// Opens `filename`, or makes it with ten empty tables. A file that turns out to hold a table is
-  /// an existing one, however the name was written and whoever made it meanwhile: nothing in it is
-  /// touched. The service's id ends in a colon and `index`. Logs "<filename>: exists=<0 or 1>" at
-  /// severity 0.
+  /// Opens `filename`, or makes it with ten empty tables. A file that holds any table counts as an
+  /// existing one, however its name is written and whoever made it in the meantime: nothing in it
+  /// is touched. The service's id ends in a colon and `index`. Logs "<filename>: exists=<0 or 1>"
+  /// at severity 0.
   ///
   /// Throws boost::filesystem::filesystem_error when the path cannot be looked up,
   /// Poco::Data::ConnectionFailedException at once when the file cannot be opened or made (a
@@ -35,12 +35,12 @@ class Project_Service_Impl : public Project_Service {
   KORVANE_PROJECT_OPERATIONS(KORVANE_OVERRIDE_OPERATION)
 
  private:
-  /// Makes the ten tables in a database without any, in one transaction. A failure is not rolled
-  /// back here.
+  /// Makes the ten tables in one transaction, if the database has none. Does not roll back when it
+  /// fails.
   void make_tables();
 
-  /// Drops and makes the ten tables in one transaction. With `reset_schema` false the transaction
-  /// is opened and closed and nothing else happens. A failure is not rolled back here.
+  /// Drops and makes the ten tables in one transaction. With `reset_schema` false it begins and
+  /// commits an empty transaction. Does not roll back when it fails.
   void build_schema(bool reset_schema);
 
   std::unique_ptr<Poco::Data::Session> session_;

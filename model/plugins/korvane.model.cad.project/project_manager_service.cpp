@@ -46,7 +46,7 @@ void ProjectManager_Service_Impl::open(OpenProjectRequest request, OpenProjectRe
   ProjectEntry entry{std::make_shared<krv::rpc4::Live<Project_Service_Impl>>(index, path.string()),
                      path};
   std::string service_id = entry.service->id();
-  // Both or neither: once the index has the path nothing can fail any more.
+  // Both or neither: nothing can fail after the index has the path.
   projects_.reserve(projects_.size() + 1);
   project_index_.emplace(path, static_cast<std::uint64_t>(index));
   projects_.push_back(std::move(entry));

@@ -23,8 +23,9 @@ struct ProjectEntry {
 /// The entry at `position`. Throws std::out_of_range "invalid vector<T> subscript" beyond the end.
 const ProjectEntry& entry_at(const std::vector<ProjectEntry>& projects, std::uint64_t position);
 
-/// Orders normalised paths by their text, which is alike exactly when their elements are. Comparing
-/// the elements allocates, in a function of the library's that ends the process when it can't.
+/// Orders normalised paths by their text, which is equal exactly when their elements are. Comparing
+/// the elements allocates, inside a function of the library that must not throw: running out of
+/// memory there would end the process.
 struct TextOrder {
   bool operator()(const boost::filesystem::path& left,
                   const boost::filesystem::path& right) const noexcept {
@@ -33,7 +34,7 @@ struct TextOrder {
 };
 
 /// Turns file names into open projects: each file is opened at most once, and stays open until the
-/// manager goes. Calls come one at a time; no lock is taken.
+/// manager is destroyed. Calls come one at a time; no lock is taken.
 class ProjectManager_Service_Impl : public ProjectManager_Service {
  public:
   /// Starts with nothing open. Logs "Starting ProjectManager_Service_Impl" at severity 0.
@@ -42,7 +43,7 @@ class ProjectManager_Service_Impl : public ProjectManager_Service {
   ~ProjectManager_Service_Impl();
 
   /// `open`: throws std::runtime_error "Missing property: filename" for an empty name, and what the
-  /// project's constructor throws; nothing is recorded then. Names that are lexically alike after
+  /// project's constructor throws; nothing is recorded then. Names with the same text after
   /// normalising are one project; nothing else is compared.
   /// `list_`: the open projects in order of opening.
   KORVANE_PROJECT_MANAGER_OPERATIONS(KORVANE_OVERRIDE_OPERATION)

@@ -11,9 +11,9 @@
 
 namespace korvane::model::cad {
 
-/// The encoded records of a read, kept until their number is known. A vector that grows holds
-/// everything twice for a while; one that is reserved as large as it will be does not, and the
-/// bytes here go as they are decoded.
+/// The encoded records of a read, collected until their number is known. A list that grows holds
+/// everything twice for a while; one reserved at its final size does not, and the bytes here are
+/// freed as they are decoded.
 class RawRecords {
  public:
   /// Keeps a copy of `bytes`.
@@ -28,10 +28,10 @@ class RawRecords {
     ++count_;
   }
 
-  /// Decodes all records behind those in `items`, in order, and is used up. Throws what the decoder
-  /// throws; the records before the one that fails are then in `items`.
+  /// Appends all records, decoded and in order, to `items`. To be called once. Throws what the
+  /// decoder throws; the records before the one that fails are then in `items`.
   template <class T>
-  void decode_behind(std::vector<T>& items) {
+  void append_decoded(std::vector<T>& items) {
     items.reserve(items.size() + count_);
     for (Chunk& chunk : chunks_) {
       const char* record = chunk.bytes.get();
@@ -51,8 +51,7 @@ class RawRecords {
     std::vector<std::uint32_t> lengths;
   };
 
-  /// A first one for few records, and from then on ones that are small beside what they hold in
-  /// all.
+  /// The first chunk suits a few records; the others are small beside what all of them hold.
   static constexpr std::size_t kFirstCapacity = std::size_t{8} * 1024;
   static constexpr std::size_t kCapacity = std::size_t{128} * 1024;
 

@@ -18,7 +18,7 @@
 #include "model/tables/tables.h"
 #include "platform/log/log.h"
 
-/// The row contract of the tables material, fabric_type, sheet and revision, served once: the
+/// The row contract of the tables material, fabric_type, sheet and revision, written once: the
 /// columns `id` and `uid` are the truth for identity, `raw` for everything else. All of it runs on
 /// the session that is given, in the caller's thread, and keeps nothing between calls. A session
 /// without a connection raises Poco::Data::NotConnectedException with the connection string; a
@@ -171,8 +171,8 @@ void list_t_impl(Poco::Data::Session& session, const std::string& table, Batch<T
   append_records(scan, table, out.items);
 }
 
-/// Deletes the row of `ref.id` or, only if that is not set, of `ref.uid`. A row that is not there
-/// is no error. Throws std::runtime_error "id or uid required" when neither is set, and the data
+/// Deletes the row of `ref.id` or, only if that is not set, of `ref.uid`. A missing row is no
+/// error. Throws std::runtime_error "id or uid required" when neither is set, and the data
 /// layer's constraint exception for a catalogue row in use; nothing is deleted then.
 template <class Ref>
 void delete_t_impl(Poco::Data::Session& session, const std::string& table, Ref ref) {

@@ -24,8 +24,8 @@ namespace korvane::model::cad {
 /// nothing of the batch is stored then, end treatments included.
 void add_rebars(Poco::Data::Session& session, const std::vector<Rebar>& bars);
 
-/// Stores the records in order: all of them or none, as they were sent. `fabric_type` is neither
-/// looked at nor written by the first; the second takes any `rev_id`, as no foreign key ties bar
+/// Stores the records in order: all of them or none, as they were sent. `add_fabrics` does not
+/// touch the table `fabric_type`; `add_bar_spacers` takes any `rev_id`, as no foreign key ties bar
 /// spacers to anything. Throws what the data layer throws; nothing of the batch is stored then.
 void add_fabrics(Poco::Data::Session& session, const std::vector<Fabric>& fabrics);
 void add_bar_spacers(Poco::Data::Session& session, const std::vector<BarSpacer>& spacers);
@@ -39,8 +39,8 @@ void delete_for_revision(Poco::Data::Session& session, const std::string& delete
                          const RevisionRef& ref);
 
 /// Deletes the end treatments, bars, fabrics and bar spacers of the revision `ref.id`, which must
-/// be set; mounting parts stay. A treatment that another revision's bars share goes as well, and
-/// leaves NULL in their columns. All or nothing.
+/// be set; mounting parts stay. A treatment that another revision's bars share is deleted as
+/// well, which leaves NULL in their columns. All or nothing.
 void clear_revision_content(Poco::Data::Session& session, const RevisionRef& ref);
 
 /// Appends the records of `table` with that `rev_id` to `items`, in the order in which the engine
@@ -57,7 +57,7 @@ void read_revision_content(Poco::Data::Session& session, const std::string& tabl
   } catch (...) {
     failure = std::current_exception();
   }
-  records.decode_behind(items);
+  records.append_decoded(items);
   if (failure) std::rethrow_exception(failure);
 }
 

@@ -26,7 +26,7 @@ using krv::log::widen;
   throw std::runtime_error(text);
 }
 
-/// Other parameters are ignored, and so is a "query" that is no text.
+/// The query's SQL. Other parameters are ignored; a "query" that is not a text counts as none.
 const std::string& query_text(const table::GET_TABLE& request) {
   const auto entry = request.params.find("query");
   if (entry == request.params.end() || entry->second.value_string.empty() ||
@@ -87,7 +87,7 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
       << L"query_table_impl: statement=" << widen(query);
   Poco::Data::Statement statement = (session << query, Poco::Data::Keywords::now);
   const Poco::Data::RecordSet records(statement);
-  // The number is that of the columns, whatever the line calls it.
+  // It is the number of columns, although the line says records.
   BOOST_LOG_SEV(get_global_log(), krv::log::trace)
       << L"query_table_impl returned " << records.columnCount() << L" records";
   for (std::size_t i = 0; i < records.columnCount(); ++i) {
@@ -98,7 +98,7 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
   }
   // A statement without columns does not know how many rows it has.
   if (records.columnCount() == 0) return;
-  // By cell: the rows that a record set makes stay in memory beside the cells.
+  // By cell: a record set keeps the rows it makes in memory, beside the cells.
   for (std::size_t row = 0; row < records.rowCount(); ++row) {
     std::vector<Variant> cells;
     cells.reserve(records.columnCount());

@@ -8,12 +8,12 @@ namespace korvane::model::cad {
 
 /// Runs the client's SQL and appends its columns and rows to `reply`. Only the kind "sql:raw" is
 /// served; another is logged at severity 2 and leaves `reply` as it was, which is no error. The
-/// text stands in `params` under "query" as a `value_string`. It is not checked: an `update` or a
+/// SQL stands in `params` under "query" as a `value_string`. It is not checked: an `update` or a
 /// `drop` runs like a `select`, outside any transaction of the store's.
 ///
 /// `INTEGER` columns are of kind `kInt32`, `REAL` `kDouble`, text and expressions `kString`, blobs
-/// `kBlob`. A cell is chosen by its own value: a blob arrives as `value_string`, NULL as a cell
-/// with no member set and a line at severity 2.
+/// `kBlob`. Which member of a cell is set depends on its own value: a blob arrives as
+/// `value_string`, NULL as a cell with no member set and a line at severity 2.
 ///
 /// Throws std::runtime_error "No query or empty query", or "unsupported return type" for a column
 /// of another type such as BOOLEAN (both logged at severity 2), the data layer's exception for SQL

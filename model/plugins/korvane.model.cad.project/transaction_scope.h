@@ -6,33 +6,32 @@
 
 namespace korvane::model::cad {
 
-/// The guard of a writing operation, kept on its stack. `begin()` comes before it; on success the
-/// operation sets `done` and then commits, in that order: a commit that fails is followed by no
-/// rollback.
+/// The guard of a writing operation, kept on its stack. It begins a transaction when it is made;
+/// the operation calls `commit()` last. Without that the destructor rolls back.
 struct TransactionScope {
   Poco::Data::Session* session;
   bool done = false;
 
-  /// Begins. Throws the data layer's exceptions, and then leaves the session as it was.
+  /// Begins. Throws the data layer's exceptions; the session is then as it was.
   explicit TransactionScope(Poco::Data::Session& guarded);
   TransactionScope(const TransactionScope&) = delete;
   TransactionScope& operator=(const TransactionScope&) = delete;
-  /// Rolls back unless done. The exception on its way out is the one that counts: none comes from
-  /// here.
+  /// Rolls back unless `done`. Throws nothing: the exception that ends the operation counts.
   ~TransactionScope();
 
+  /// Sets `done` before it commits: a commit that fails is followed by no rollback.
   void commit() {
     done = true;
     session->commit();
   }
 
  private:
-  /// Without any memory. Does nothing if no transaction is active, as SQLite ends it by itself when
-  /// the disk is full.
+  /// Rolls back without allocating. Does nothing if no transaction is open: SQLite ends one itself
+  /// when the disk is full.
   void roll_back_plainly() noexcept;
 
-  /// Parsed while there is memory: an operation that failed for want of it could not parse one, and
-  /// its transaction would hold up the project until that is closed.
+  /// Parsed while there is memory. An operation that has run out of it could not parse one, and its
+  /// transaction would block the project until the project is closed.
   PreparedStatement rollback_;
 };
 

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/rpc4/failure.h"
+#include "tests/model/plugins/korvane.model.cad.project/failure.h"
 #include "tests/support/store_test.h"
 
 namespace korvane::test {
@@ -40,6 +41,28 @@ TEST_F(Prepared, RunGoesPastAllRows) {
   select.run();
   EXPECT_TRUE(select.step());
   EXPECT_EQ(select.id(0, "t"), 1);
+}
+
+TEST_F(Prepared, TakesValuesForItsParametersInTheirOrder) {
+  const std::string text = "text";
+  PreparedStatement select(session_, "select ?, ?", text, 7);
+  ASSERT_TRUE(select.step());
+  EXPECT_EQ(select.text(0), "text");
+  EXPECT_EQ(select.id(1, "t"), 7);
+}
+
+TEST_F(Prepared, RunsAtOnceWithItsValues) {
+  run(session_, "insert into sheet (uid, id) values (?, ?)", std::string("u-7"), 7);
+  run(session_, "delete from material");
+  EXPECT_EQ(rows("select id, uid from sheet"), (Rows{{"7", "u-7"}}));
+}
+
+TEST_F(Prepared, BindsATruthValueAsZeroOrOne) {
+  PreparedStatement select(session_, "select typeof(?1), ?1, ?2", true, false);
+  ASSERT_TRUE(select.step());
+  EXPECT_EQ(select.text(0), "integer");
+  EXPECT_EQ(select.id(1, "t"), 1);
+  EXPECT_EQ(select.id(2, "t"), 0);
 }
 
 TEST_F(Prepared, BindsEachTypeAndNull) {
@@ -121,7 +144,8 @@ TEST_F(Prepared, RefusesAParameterThatIsNotThere) {
 
 TEST_F(Prepared, SaysThatASessionHasNoConnection) {
   Poco::Data::Session closed = closed_session();
-  EXPECT_THROW(PreparedStatement(closed, "select 1"), Poco::Data::NotConnectedException);
+  EXPECT_EQ(message_of<Poco::Data::NotConnectedException>([&] { run(closed, "select 1"); }),
+            file());
 }
 
 TEST_F(Prepared, KnowsWhetherATransactionIsOpen) {

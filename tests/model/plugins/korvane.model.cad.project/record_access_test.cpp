@@ -350,6 +350,14 @@ TEST(MakeInsertSql, NamesColumnsAndAsManyParametersWithoutBlanks) {
   EXPECT_EQ(make_insert_sql({"t", {"a"}}), "insert into t (a) values (?)");
 }
 
+TEST(MakeInsertSql, SetsAnotherSeparatorWhereItIsAskedTo) {
+  EXPECT_EQ(make_insert_sql({"t", {"a", "b"}}, ", "), "insert into t (a, b) values (?, ?)");
+}
+
+TEST(MakeUpdateSql, SetsEachColumnOfTheRowOfAnId) {
+  EXPECT_EQ(make_update_sql({"t", {"a", "b"}}), "update t set a=?, b=? where id=?");
+}
+
 }  // namespace
 
 }  // namespace korvane::test
