@@ -10,8 +10,8 @@
 
 #include "bench/plain_sqlite.h"
 #include "bond/describe.h"
+#include "bond/kinds.h"
 #include "bond/nullable.h"
-#include "bond/wire_type.h"
 #include "contracts/cad/contracts.describe.h"
 #include "model/plugins/korvane.model.cad.project/record_access.h"
 
@@ -54,7 +54,7 @@ class PlainRow {
                                     std::is_same_v<M, std::string>;
   template <class M>
   static constexpr bool is_column = [] {
-    if constexpr (bond::is_nullable_v<M>) {
+    if constexpr (bond::Nullable<M>) {
       return is_scalar<typename M::value_type>;
     } else {
       return is_scalar<M>;

@@ -6,8 +6,7 @@
 #include <string>
 
 #include "bond/describe.h"
-#include "bond/enumeration.h"
-#include "bond/wire_type.h"
+#include "bond/kinds.h"
 
 /// Records as messages of Protocol Buffers: field by field from the contract's description, by
 /// name, so that the `.proto` file cannot fall behind the contracts unnoticed.
@@ -24,75 +23,90 @@ using google::protobuf::Message;
                          (field != nullptr ? field->name() : std::string(name)) + " " + what);
 }
 
-template <bond::Described T>
-void fill(const T& record, Message& message);
+/// Fills a message, or sets one field of it to a value of each kind.
+class MessageWriter {
+ public:
+  explicit MessageWriter(Message& message)
+      : message_(message), reflection_(*message.GetReflection()) {}
 
-template <class M>
-void set(const M& value, Message& message, const FieldDescriptor* field) {
-  const auto* const reflection = message.GetReflection();
-  if constexpr (bond::is_nullable_v<M>) {
-    if (value.hasvalue()) set(*value, message, field);
-  } else if constexpr (bond::is_vector_v<M>) {
-    for (const auto& element : value) fill(element, *reflection->AddMessage(&message, field));
-  } else if constexpr (bond::is_map_v<M>) {
-    for (const auto& [key, mapped] : value) {
-      Message& entry = *reflection->AddMessage(&message, field);
-      set(key, entry, field->message_type()->map_key());
-      set(mapped, entry, field->message_type()->map_value());
-    }
-  } else if constexpr (bond::Described<M>) {
-    fill(value, *reflection->MutableMessage(&message, field));
-  } else if constexpr (std::is_enum_v<M>) {
-    reflection->SetEnumValue(&message, field, static_cast<std::int32_t>(value));
-  } else if constexpr (std::is_same_v<M, bool>) {
-    reflection->SetBool(&message, field, value);
-  } else if constexpr (std::is_same_v<M, std::int32_t>) {
-    reflection->SetInt32(&message, field, value);
-  } else if constexpr (std::is_same_v<M, double>) {
-    reflection->SetDouble(&message, field, value);
-  } else if constexpr (std::is_same_v<M, bond::blob>) {
-    reflection->SetString(&message, field, std::string(value.content(), value.size()));
-  } else {
-    reflection->SetString(&message, field, value);
+  template <bond::Record T>
+  void fill(const T& record) {
+    const T standard{};
+    bond::for_each_field<T>([&](const auto& described) {
+      const auto* const field =
+          message_.GetDescriptor()->FindFieldByName(std::string(described.name));
+      if (field == nullptr) fail(message_, field, described.name, "is missing");
+      if (field->number() != described.ordinal + 1) {
+        fail(message_, field, described.name, "has another number");
+      }
+      const auto& value = record.*described.member;
+      set(field, value);
+      if (!(value == standard.*described.member) && !is_set(field, value)) {
+        fail(message_, field, described.name, "is not set");
+      }
+    });
   }
-}
 
-template <class M>
-bool is_set_in(const Message& message, const FieldDescriptor* field, const M& value) {
-  if constexpr (bond::is_vector_v<M> || bond::is_map_v<M>) {
-    return static_cast<std::size_t>(message.GetReflection()->FieldSize(message, field)) ==
-           value.size();
-  } else {
-    return message.GetReflection()->HasField(message, field);
+ private:
+  void set(const FieldDescriptor* field, bond::Bool auto value) {
+    reflection_.SetBool(&message_, field, value);
   }
-}
+  void set(const FieldDescriptor* field, bond::Int32 auto value) {
+    reflection_.SetInt32(&message_, field, value);
+  }
+  void set(const FieldDescriptor* field, bond::Double auto value) {
+    reflection_.SetDouble(&message_, field, value);
+  }
+  void set(const FieldDescriptor* field, const bond::Text auto& value) {
+    reflection_.SetString(&message_, field, value);
+  }
+  void set(const FieldDescriptor* field, bond::Enumeration auto value) {
+    reflection_.SetEnumValue(&message_, field, static_cast<std::int32_t>(value));
+  }
+  void set(const FieldDescriptor* field, const bond::Blob auto& value) {
+    reflection_.SetString(&message_, field, std::string(value.content(), value.size()));
+  }
+  void set(const FieldDescriptor* field, const bond::Nullable auto& value) {
+    if (value.hasvalue()) set(field, *value);
+  }
+  void set(const FieldDescriptor* field, const bond::List auto& list) {
+    for (const auto& element : list) {
+      MessageWriter(*reflection_.AddMessage(&message_, field)).fill(element);
+    }
+  }
+  void set(const FieldDescriptor* field, const bond::Map auto& map) {
+    for (const auto& [key, mapped] : map) {
+      MessageWriter entry(*reflection_.AddMessage(&message_, field));
+      entry.set(field->message_type()->map_key(), key);
+      entry.set(field->message_type()->map_value(), mapped);
+    }
+  }
+  void set(const FieldDescriptor* field, const bond::Record auto& record) {
+    MessageWriter(*reflection_.MutableMessage(&message_, field)).fill(record);
+  }
 
-template <bond::Described T>
-void fill(const T& record, Message& message) {
-  const T standard{};
-  bond::for_each_field<T>([&](auto described) {
-    const auto* const field = message.GetDescriptor()->FindFieldByName(std::string(described.name));
-    if (field == nullptr) fail(message, field, described.name, "is missing");
-    if (field->number() != described.ordinal + 1) {
-      fail(message, field, described.name, "has another number");
-    }
-    const auto& value = record.*described.member;
-    set(value, message, field);
-    if (!(value == standard.*described.member) && !is_set_in(message, field, value)) {
-      fail(message, field, described.name, "is not set");
-    }
-  });
-}
+  bool is_set(const FieldDescriptor* field, const auto&) const {
+    return reflection_.HasField(message_, field);
+  }
+  template <class M>
+  requires bond::List<M> || bond::Map<M>
+  bool is_set(const FieldDescriptor* field, const M& value) const {
+    return static_cast<std::size_t>(reflection_.FieldSize(message_, field)) == value.size();
+  }
+
+  Message& message_;
+  const google::protobuf::Reflection& reflection_;
+};
 
 }  // namespace detail
 
 /// A message with every field of `record`. Throws std::logic_error for a field of the contract that
 /// the message has not, has under another number than the ordinal and one, or has not set when the
 /// record has.
-template <class ProtobufMessage, bond::Described T>
+template <class ProtobufMessage, bond::Record T>
 ProtobufMessage message_of(const T& record) {
   ProtobufMessage filled;
-  detail::fill(record, filled);
+  detail::MessageWriter(filled).fill(record);
   // Read back, a message is made as its users make it: reflection leaves maps in another state.
   ProtobufMessage message;
   if (!message.ParseFromString(filled.SerializeAsString()) ||

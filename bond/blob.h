@@ -8,7 +8,7 @@
 
 namespace bond {
 
-/// An immutable run of bytes. Copies share the memory; nothing is ever written through a blob.
+/// An immutable sequence of bytes. Copies share the memory.
 ///
 /// A blob made from a raw pointer does not own its bytes and must not outlive them; one made from a
 /// shared pointer keeps them alive. Lengths are 32 bits wide. A default-made blob has no content.
@@ -93,7 +93,7 @@ class blob {
   }
 
  private:
-  /// Points to the first byte, and keeps the whole of the memory alive if it is owned.
+  /// Points to the first byte, and keeps the memory alive if the blob owns it.
   std::shared_ptr<const char[]> content_;
   std::uint32_t length_ = 0;
 };

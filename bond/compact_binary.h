@@ -14,27 +14,34 @@
 /// Compact Binary, version 1, after the public description of the Bond protocols
 /// (https://microsoft.github.io/bond/manual/bond_cpp.html). The grammar of the bytes:
 ///
-///     struct    = base* field* BT_STOP            base   = field* BT_STOP_BASE
-///     field     = header value                    header = one byte  type | ordinal << 5  (to 5)
-///                                                        | two bytes type | 0xC0, ordinal (to 255)
-///                                                        | three     type | 0xE0, ordinal as
-///                                                        uint16
-///     value     = bool: one byte                  int    = zigzag, then varint; int8 one raw byte
-///               | uint: varint                    float, double = IEEE 754, little-endian
-///               | string: varint length, bytes    wstring: varint length, two bytes each
-///               | list, set: element type, varint count, values without headers
-///               | map: key type, value type, varint count, key and value in turn
-///     varint    = seven bits a byte, least significant first, high bit set on all but the last
+///     struct = base* field* BT_STOP
+///     base   = field* BT_STOP_BASE
+///     field  = header value
+///     header = one byte:    type | ordinal << 5                    ordinals to 5
+///            | two bytes:   type | 0xC0, ordinal                   to 255
+///            | three bytes: type | 0xE0, ordinal as uint16         all others
+///     value  = bool: one byte
+///            | int8, uint8: one byte
+///            | int: zigzag, then varint
+///            | uint: varint
+///            | float, double: IEEE 754, little-endian
+///            | string: varint length, bytes
+///            | wstring: varint length, two bytes each
+///            | list, set: element type, varint count, values without headers
+///            | map: key type, value type, varint count, key and value in turn
+///            | struct
+///     varint = seven bits a byte, least significant first, high bit set on all but the last
 ///
 /// `total_bars` 12 under ordinal 9 is D0 09 18: type 16 | 0xC0, the ordinal, zigzag of 12.
 namespace bond {
 
 inline constexpr std::uint16_t v1 = 1;
 
-/// Structs and containers may stand in each other this deep, the outermost struct included.
+/// How deep structs and containers may be nested when they are read, the outermost struct included.
+/// JSON is read to the same depth.
 inline constexpr std::uint32_t kMaxDepth = 64;
 
-/// In a buffer's place: counts the bytes, and keeps none.
+/// Stands in for a buffer: counts the bytes and keeps none.
 class ByteCount {
  public:
   template <class T>
@@ -54,7 +61,7 @@ class ByteCount {
   std::uint64_t bytes_ = 0;
 };
 
-/// In a buffer's place: writes to memory that has room for all, and looks at no bounds.
+/// Stands in for a buffer: writes to memory that has room for everything, without checking bounds.
 class ByteCursor {
  public:
   explicit ByteCursor(char* begin) : at_(begin) {}
@@ -81,7 +88,7 @@ class ByteCursor {
   char* at_;
 };
 
-/// Writes values into `Buffer`, which it refers to and which must outlive it.
+/// Writes values into a `Buffer`, which must outlive it.
 template <class Buffer>
 class CompactBinaryWriter {
  public:
@@ -130,7 +137,7 @@ class CompactBinaryWriter {
     output_.WriteVariableUnsigned(static_cast<std::uint32_t>(value.size()));
     output_.Write(value.data(), static_cast<std::uint32_t>(value.size()));
   }
-  /// The bytes alone; the list header goes before them.
+  /// Writes the bytes without a list header.
   void Write(const blob& value) { output_.Write(value); }
 
  private:
@@ -163,7 +170,7 @@ class CompactBinaryReader {
     }
   }
 
-  /// The top bits of the element type are not part of it in version 1.
+  /// In version 1 the top three bits of the element type are ignored.
   void ReadContainerBegin(std::uint32_t& count, BondDataType& element) {
     std::uint8_t type = 0;
     input_.Read(type);
@@ -223,7 +230,7 @@ class CompactBinaryReader {
 
   void Read(blob& value, std::uint32_t length) { input_.Read(value, length); }
 
-  /// Passes over one value. A type code that does not exist takes no bytes.
+  /// Skips one value. A type code that does not exist takes no bytes.
   void Skip(BondDataType type) {
     switch (type) {
       case BT_BOOL:
@@ -285,7 +292,7 @@ class CompactBinaryReader {
     }
   }
 
-  /// Passes over `count` values of one type. Plain bytes and floating point numbers go in one step.
+  /// Skips `count` values of one type: bytes and floating point numbers in one step.
   void SkipElements(std::uint32_t count, BondDataType element) {
     switch (element) {
       case BT_BOOL:
@@ -303,12 +310,12 @@ class CompactBinaryReader {
     }
   }
 
-  /// The same, one value after the other.
+  /// Skips `count` values of one type, one after the other.
   void SkipEach(std::uint32_t count, BondDataType element) {
     while_moving(count, [&] { Skip(element); });
   }
 
-  /// Passes over `count` pairs of key and value.
+  /// Skips `count` pairs of key and value.
   void SkipEntries(std::uint32_t count, BondDataType key, BondDataType value) {
     while_moving(count, [&] {
       Skip(key);
@@ -316,7 +323,7 @@ class CompactBinaryReader {
     });
   }
 
-  /// Passes over the fields that are left up to the end of their struct.
+  /// Skips the remaining fields of a struct, and its end.
   void SkipFields() {
     for (;;) {
       BondDataType type = BT_STOP;
@@ -349,8 +356,8 @@ class CompactBinaryReader {
     SkipFields();
   }
 
-  /// A value that takes no bytes here takes none the next time either, so a claimed count of
-  /// billions ends with the bytes.
+  /// Ends at the first value that takes no bytes: none after it would take any, whatever count is
+  /// claimed.
   template <class SkipOne>
   void while_moving(std::uint32_t count, SkipOne skip_one) {
     for (; count != 0; --count) {

@@ -6,7 +6,7 @@
 
 namespace bond {
 
-/// Base of everything this library raises while it encodes or decodes.
+/// Base of the exceptions of this library.
 class Exception : public std::exception {
  public:
   const char* what() const noexcept override { return message_.c_str(); }

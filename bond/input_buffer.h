@@ -19,15 +19,15 @@ class InputBuffer {
  public:
   InputBuffer() = default;
 
-  /// Reads from `bytes` and shares its memory; a blob read out of it does as well if it owns any.
-  // NOLINTNEXTLINE(google-explicit-constructor): a blob stands for its reader, as in the library.
+  /// Reads from `bytes`, whose memory it shares. A blob read from it shares that memory as well.
+  // NOLINTNEXTLINE(google-explicit-constructor): implicit, as in the library.
   InputBuffer(const blob& bytes) : bytes_(bytes), shares_(true) {}
 
-  /// Reads `length` bytes at `data`, which must outlive this buffer. A blob read out of it is a
-  /// copy, so that a record may outlive the bytes it came from.
+  /// Reads `length` bytes at `data`, which must outlive this buffer. A blob read from it is a
+  /// copy, so that a record may outlive the bytes it was read from.
   InputBuffer(const void* data, std::uint32_t length) : bytes_(data, length) {}
 
-  /// Reads a scalar as it stands in memory, little-endian.
+  /// Reads a scalar in the representation that it has in memory: little-endian.
   template <class T>
   void Read(T& value) {
     static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
@@ -41,14 +41,13 @@ class InputBuffer {
     bytes = shares_ ? bytes_.range(position_ - length, length) : blob::copy_of(from, length);
   }
 
-  /// Moves `length` bytes on. Past the end it does nothing at all: the next read then fails.
+  /// Skips `length` bytes, or none if fewer are left: the next read then fails.
   void Skip(std::uint32_t length) noexcept {
     if (length <= remaining()) position_ += length;
   }
 
-  /// Reads a variable-length integer. With enough bytes left it takes at most 3, 5 or 10 of them
-  /// for 16, 32 or 64 bits, whatever the last one's high bit says; near the end it goes byte by
-  /// byte.
+  /// Reads a variable-length integer of at most 3, 5 or 10 bytes for 16, 32 or 64 bits; the high bit
+  /// of the last possible byte is ignored. Bounds are checked byte by byte near the end only.
   template <class T>
   void ReadVariableUnsigned(T& value) {
     static_assert(std::is_unsigned_v<T>);

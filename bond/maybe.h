@@ -8,8 +8,8 @@
 
 namespace bond {
 
-/// A field whose schema default is `nothing`: it holds a value or nothing, and nothing differs from
-/// every value of `T`.
+/// A field whose default is `nothing`: it holds a value or nothing, and nothing is unequal to every
+/// value of `T`.
 template <class T>
 class maybe {
  public:

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -13,19 +14,19 @@ namespace bond {
 
 enum Modifier { Optional = 0, Required = 1, RequiredOptional = 2 };
 
-/// A field's default, in the member of its kind. `nothing` stands for the default of that name.
+/// A field's default, in the member of its kind. `nothing` marks a field whose default is `nothing`.
 struct Variant {
   std::uint64_t uint_value = 0;
   std::int64_t int_value = 0;
   double double_value = 0;
-  std::string string_value;
-  std::wstring wstring_value;
+  std::string string_value = {};
+  std::wstring wstring_value = {};
   bool nothing = false;
 
   bool operator==(const Variant&) const = default;
 };
 
-/// What the schema says of a struct or of a field. `qualified_name` is set for structs only.
+/// Describes a struct or a field. `qualified_name` is set for structs only.
 struct Metadata {
   std::string name;
   std::string qualified_name;
@@ -42,21 +43,26 @@ struct FieldMetadata {
 
 namespace detail {
 
-template <class M>
-Variant default_variant(const M& value) {
-  Variant result;
-  if constexpr (is_maybe_v<M>) {
-    result.nothing = true;
-  } else if constexpr (std::is_same_v<M, bool>) {
-    result.uint_value = value ? 1 : 0;
-  } else if constexpr (is_int32_v<M>) {
-    result.int_value = static_cast<std::int64_t>(value);
-  } else if constexpr (std::is_same_v<M, double>) {
-    result.double_value = value;
-  } else if constexpr (std::is_same_v<M, std::string>) {
-    result.string_value = value;
+/// The default of a field of each kind.
+struct DefaultVariant {
+  static Variant of(Bool auto value) { return {.uint_value = value}; }
+  static Variant of(Int32 auto value) { return {.int_value = value}; }
+  static Variant of(Enumeration auto value) {
+    return {.int_value = static_cast<std::int64_t>(value)};
   }
-  return result;
+  static Variant of(Double auto value) { return {.double_value = value}; }
+  static Variant of(const Text auto& value) { return {.string_value = value}; }
+  static Variant of(const Maybe auto&) { return {.nothing = true}; }
+  static Variant of(const Container auto&) { return {}; }
+  static Variant of(const Record auto&) { return {}; }
+};
+
+inline std::map<std::string, std::string> attribute_map(std::span<const Attribute> attributes) {
+  std::map<std::string, std::string> map;
+  for (const auto& [name, value] : attributes) {
+    if (!name.empty()) map.emplace(name, value);
+  }
+  return map;
 }
 
 template <Described T>
@@ -64,11 +70,7 @@ Metadata struct_metadata() {
   Metadata metadata;
   metadata.qualified_name = Describe<T>::qualified_name;
   metadata.name = plain_name(Describe<T>::qualified_name);
-  if constexpr (requires { Describe<T>::attributes; }) {
-    for (const Attribute& attribute : Describe<T>::attributes) {
-      metadata.attributes.emplace(attribute.name, attribute.value);
-    }
-  }
+  metadata.attributes = attribute_map(attributes<T>());
   return metadata;
 }
 
@@ -82,10 +84,8 @@ std::vector<FieldMetadata> field_metadata() {
     described.id = field.ordinal;
     described.type = wire_type<std::remove_cvref_t<decltype(value)>>();
     described.metadata.name = field.name;
-    if (!field.attribute.name.empty()) {
-      described.metadata.attributes.emplace(field.attribute.name, field.attribute.value);
-    }
-    described.metadata.default_value = default_variant(value);
+    described.metadata.attributes = attribute_map({&field.attribute, 1});
+    described.metadata.default_value = DefaultVariant::of(value);
     fields.push_back(std::move(described));
   });
   return fields;
@@ -93,8 +93,8 @@ std::vector<FieldMetadata> field_metadata() {
 
 }  // namespace detail
 
-/// The schema metadata of `T`. Filled when the program is loaded, read-only afterwards, and so free
-/// to read from every thread. `fields` are those that `T` adds to its base, in ascending ordinal.
+/// The metadata of `T`. Filled when the program is loaded and read-only afterwards: any thread may
+/// read it. `fields` are those that `T` adds to its base, in ascending ordinal.
 template <Described T>
 struct Schema {
   static const Metadata metadata;

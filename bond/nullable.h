@@ -25,7 +25,7 @@ struct is_inline_in_nullable<std::vector<T>> : std::true_type {};
 template <class K, class V>
 struct is_inline_in_nullable<std::map<K, V>> : std::true_type {};
 
-/// A value on the heap that copies deeply: a pointer wide while a record leaves the field unset.
+/// An optional value on the heap, with deep copies: an unset field takes one pointer.
 template <class T>
 class HeapOptional {
  public:
@@ -55,8 +55,8 @@ class HeapOptional {
 
 }  // namespace detail
 
-/// A value of `T`, or none. Scalars, texts, blobs and containers stand inside the object, any other
-/// record on the heap. There is no implicit way in from a `T`: a value is given with `set`.
+/// A value of `T`, or none. Scalars, texts, blobs and containers are stored in the object itself,
+/// records on the heap. There is no implicit conversion from `T`: call `set`.
 template <class T>
 class nullable {
  public:
@@ -82,7 +82,7 @@ class nullable {
   bool empty() const noexcept { return !hasvalue(); }
   explicit operator bool() const noexcept { return hasvalue(); }
 
-  /// The value. Unchecked: asking an empty nullable is undefined.
+  /// The value, unchecked: undefined when there is none.
   T& value() noexcept { return *storage_; }
   const T& value() const noexcept { return *storage_; }
   T& operator*() noexcept { return *storage_; }

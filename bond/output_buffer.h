@@ -13,13 +13,13 @@
 namespace bond {
 
 static_assert(std::endian::native == std::endian::little,
-              "scalars are copied to and from the wire as they stand in memory");
+              "scalars have the same representation in memory and on the wire");
 
 /// Bytes being written: one growing block. Not copyable; used by one thread.
 ///
 /// Nothing is allocated before the first write. The block starts at 4096 bytes, or at just the size
-/// that is asked for at once, and grows by half. A block beyond 2^31 - 1 bytes raises
-/// std::bad_alloc.
+/// that is asked for at once, and grows by half. Throws std::bad_alloc for a block beyond 2^31 - 1
+/// bytes.
 class OutputBuffer {
  public:
   OutputBuffer() = default;
@@ -29,7 +29,7 @@ class OutputBuffer {
   OutputBuffer& operator=(OutputBuffer&&) = default;
   ~OutputBuffer() = default;
 
-  /// Writes a scalar as it stands in memory, little-endian.
+  /// Writes a scalar in the representation that it has in memory: little-endian.
   template <class T>
   void Write(const T& value) {
     static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
@@ -59,8 +59,7 @@ class OutputBuffer {
     size_ += static_cast<std::uint32_t>(out - begin);
   }
 
-  /// Room for `bytes` bytes behind those written, which count as written too: the caller fills
-  /// them.
+  /// Appends `bytes` bytes of unspecified content, which the caller then fills.
   char* Extend(std::uint64_t bytes) {
     if (bytes > capacity_ - size_) grow(bytes, size_ == 0 ? bytes : kFirstCapacity);
     char* const begin = block_.get() + size_;
@@ -69,7 +68,7 @@ class OutputBuffer {
   }
 
   /// All bytes written so far, as one block that shares this buffer's memory. Later writes do not
-  /// change it: they go behind it or into a new block.
+  /// change it: they go after it or into a new block.
   blob GetBuffer() const { return size_ == 0 ? blob() : blob(block_, size_); }
 
  private:

@@ -219,10 +219,9 @@ void write_json_dictionary(const fs::path& path) {
   korvane::test::for_each_contract([&]<class T>() {
     korvane::encoding::JsonSchemas schemas;
     korvane::encoding::add_json_schema<T>(schemas);
-    for (const auto& [name, text] : schemas) {
-      const Json schema = Json::parse(text);
+    for (const auto& [name, schema] : schemas) {
       if (!schema.contains("properties")) {
-        for (const Json& each : schema.at("anyOf").at(0).at("enum")) names.insert(each);
+        for (const auto& each : schema.at("anyOf").at(0).at("enum")) names.insert(each);
         continue;
       }
       for (const auto& [field, property] : schema.at("properties").items()) names.insert(field);

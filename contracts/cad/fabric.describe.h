@@ -17,26 +17,33 @@ template <>
 struct bond::Describe<korvane::model::cad::Fabric> {
   using T = korvane::model::cad::Fabric;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Fabric";
-  static constexpr auto fields(auto&& list) {
-    return list(
-        Field<0, &T::rev_id>{"rev_id"}.stated(), Field<1, &T::sheet_id>{"sheet_id"}.stated(),
-        Field<2, &T::comment>{"comment"}, Field<3, &T::member>{"member"},
-        Field<4, &T::mark>{"mark"},
-        // 5: free for good
-        Field<6, &T::member_multiplier>{"member_multiplier"},
-        Field<7, &T::fabrics_per_member>{"fabrics_per_member"},
-        Field<8, &T::total_fabrics>{"total_fabrics"}, Field<9, &T::shape_code>{"shape_code"},
-        Field<10, &T::parameters_exact>{"parameters_exact"},
-        Field<11, &T::parameters_rounded>{"parameters_rounded"},
-        Field<12, &T::standard_bend_diameter>{"standard_bend_diameter"}.stated(),
-        Field<13, &T::type_name>{"type_name"}, Field<14, &T::width>{"width"}.stated(),
-        Field<15, &T::length>{"length"}.stated(),
-        Field<16, &T::fabric_weight>{"fabric_weight"}.stated(),
-        Field<17, &T::multiplier>{"multiplier"}.stated(), Field<18, &T::mark_suffix>{"mark_suffix"},
-        Field<19, &T::mark_prefix>{"mark_prefix"}, Field<20, &T::properties>{"properties"},
-        // 21: free for good
-        Field<22, &T::fabric_type>{"fabric_type"}, Field<23, &T::diff_state>{"diff_state"},
-        Field<24, &T::geometry>{"geometry"}, Field<25, &T::textblock>{"textblock"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::rev_id>{"rev_id"}.stated());
+    visit(Field<1, &T::sheet_id>{"sheet_id"}.stated());
+    visit(Field<2, &T::comment>{"comment"});
+    visit(Field<3, &T::member>{"member"});
+    visit(Field<4, &T::mark>{"mark"});
+    visit(Gap<5>{});
+    visit(Field<6, &T::member_multiplier>{"member_multiplier"});
+    visit(Field<7, &T::fabrics_per_member>{"fabrics_per_member"});
+    visit(Field<8, &T::total_fabrics>{"total_fabrics"});
+    visit(Field<9, &T::shape_code>{"shape_code"});
+    visit(Field<10, &T::parameters_exact>{"parameters_exact"});
+    visit(Field<11, &T::parameters_rounded>{"parameters_rounded"});
+    visit(Field<12, &T::standard_bend_diameter>{"standard_bend_diameter"}.stated());
+    visit(Field<13, &T::type_name>{"type_name"});
+    visit(Field<14, &T::width>{"width"}.stated());
+    visit(Field<15, &T::length>{"length"}.stated());
+    visit(Field<16, &T::fabric_weight>{"fabric_weight"}.stated());
+    visit(Field<17, &T::multiplier>{"multiplier"}.stated());
+    visit(Field<18, &T::mark_suffix>{"mark_suffix"});
+    visit(Field<19, &T::mark_prefix>{"mark_prefix"});
+    visit(Field<20, &T::properties>{"properties"});
+    visit(Gap<21>{});
+    visit(Field<22, &T::fabric_type>{"fabric_type"});
+    visit(Field<23, &T::diff_state>{"diff_state"});
+    visit(Field<24, &T::geometry>{"geometry"});
+    visit(Field<25, &T::textblock>{"textblock"});
   }
 };
 
@@ -44,7 +51,7 @@ template <>
 struct bond::Describe<korvane::model::cad::Fabrics> {
   using T = korvane::model::cad::Fabrics;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Fabrics";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::fabrics>{"fabrics"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::fabrics>{"fabrics"}); }
 };
 
 template <>
@@ -52,12 +59,12 @@ struct bond::Describe<korvane::model::cad::FabricRef> {
   using T = korvane::model::cad::FabricRef;
   static constexpr std::string_view qualified_name = "korvane.model.cad.FabricRef";
   using base = korvane::GenericReply;
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::rev_id>{"rev_id"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::rev_id>{"rev_id"}); }
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::FabricInfo> {
   using T = korvane::model::cad::FabricInfo;
   static constexpr std::string_view qualified_name = "korvane.model.cad.FabricInfo";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::id>{"id"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::id>{"id"}); }
 };

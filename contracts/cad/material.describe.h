@@ -11,9 +11,11 @@ template <>
 struct bond::Describe<korvane::model::cad::Material_Identity> {
   using T = korvane::model::cad::Material_Identity;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Material_Identity";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::name>{"name"}, Field<1, &T::description>{"description"},
-                Field<2, &T::keyword>{"keyword"}, Field<3, &T::comment>{"comment"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::name>{"name"});
+    visit(Field<1, &T::description>{"description"});
+    visit(Field<2, &T::keyword>{"keyword"});
+    visit(Field<3, &T::comment>{"comment"});
   }
 };
 
@@ -21,10 +23,12 @@ template <>
 struct bond::Describe<korvane::model::cad::Material_Physical> {
   using T = korvane::model::cad::Material_Physical;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Material_Physical";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::name>{"name"}, Field<1, &T::description>{"description"},
-                Field<2, &T::keyword>{"keyword"}, Field<3, &T::comment>{"comment"},
-                Field<4, &T::density>{"density"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::name>{"name"});
+    visit(Field<1, &T::description>{"description"});
+    visit(Field<2, &T::keyword>{"keyword"});
+    visit(Field<3, &T::comment>{"comment"});
+    visit(Field<4, &T::density>{"density"});
   }
 };
 
@@ -33,9 +37,11 @@ struct bond::Describe<korvane::model::cad::Material> {
   using T = korvane::model::cad::Material;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Material";
   static constexpr std::array attributes = {Attribute{"DbStoreAsBlob", "raw"}};
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::id>{"id"}.stated(), Field<1, &T::uid>{"uid"},
-                Field<2, &T::identity>{"identity"}, Field<3, &T::physical>{"physical"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::id>{"id"}.stated());
+    visit(Field<1, &T::uid>{"uid"});
+    visit(Field<2, &T::identity>{"identity"});
+    visit(Field<3, &T::physical>{"physical"});
   }
 };
 
@@ -44,8 +50,9 @@ struct bond::Describe<korvane::model::cad::MaterialRef> {
   using T = korvane::model::cad::MaterialRef;
   static constexpr std::string_view qualified_name = "korvane.model.cad.MaterialRef";
   using base = korvane::GenericReply;
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::id>{"id"}, Field<1, &T::uid>{"uid"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::id>{"id"});
+    visit(Field<1, &T::uid>{"uid"});
   }
 };
 
@@ -53,5 +60,5 @@ template <>
 struct bond::Describe<korvane::model::cad::ListMaterials> {
   using T = korvane::model::cad::ListMaterials;
   static constexpr std::string_view qualified_name = "korvane.model.cad.ListMaterials";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };

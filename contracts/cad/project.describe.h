@@ -11,29 +11,29 @@ template <>
 struct bond::Describe<korvane::model::cad::ProjectData> {
   using T = korvane::model::cad::ProjectData;
   static constexpr std::string_view qualified_name = "korvane.model.cad.ProjectData";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::properties>{"properties"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::properties>{"properties"}); }
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::UpdateProject> {
   using T = korvane::model::cad::UpdateProject;
   static constexpr std::string_view qualified_name = "korvane.model.cad.UpdateProject";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::item>{"item"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::item>{"item"}); }
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::GetProject> {
   using T = korvane::model::cad::GetProject;
   static constexpr std::string_view qualified_name = "korvane.model.cad.GetProject";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::ClearProjectRequest> {
   using T = korvane::model::cad::ClearProjectRequest;
   static constexpr std::string_view qualified_name = "korvane.model.cad.ClearProjectRequest";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::reset_schema>{"reset_schema"}.stated());
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::reset_schema>{"reset_schema"}.stated());
   }
 };
 
@@ -41,5 +41,5 @@ template <>
 struct bond::Describe<korvane::model::cad::ProjectCleared> {
   using T = korvane::model::cad::ProjectCleared;
   static constexpr std::string_view qualified_name = "korvane.model.cad.ProjectCleared";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };

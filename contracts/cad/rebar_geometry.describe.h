@@ -12,17 +12,20 @@ template <>
 struct bond::DescribeEnum<korvane::model::cad::GeometryLabelType> {
   using E = korvane::model::cad::GeometryLabelType;
   static constexpr std::string_view qualified_name = "korvane.model.cad.GeometryLabelType";
-  static constexpr std::array enumerators = {Enumerator<E>{"Length", E::Length},
-                                             Enumerator<E>{"Radius", E::Radius},
-                                             Enumerator<E>{"Angle", E::Angle}};
+  static constexpr std::array enumerators = {
+      Enumerator<E>{"Length", E::Length},
+      Enumerator<E>{"Radius", E::Radius},
+      Enumerator<E>{"Angle", E::Angle},
+  };
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::GeometryLabel> {
   using T = korvane::model::cad::GeometryLabel;
   static constexpr std::string_view qualified_name = "korvane.model.cad.GeometryLabel";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::type>{"type"}.stated(), Field<1, &T::text>{"text"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::type>{"type"}.stated());
+    visit(Field<1, &T::text>{"text"});
   }
 };
 
@@ -30,19 +33,24 @@ template <>
 struct bond::DescribeEnum<korvane::model::cad::GeometryObjectType> {
   using E = korvane::model::cad::GeometryObjectType;
   static constexpr std::string_view qualified_name = "korvane.model.cad.GeometryObjectType";
-  static constexpr std::array enumerators = {Enumerator<E>{"kLine", E::kLine},
-                                             Enumerator<E>{"kArc", E::kArc},
-                                             Enumerator<E>{"kKink", E::kKink}};
+  static constexpr std::array enumerators = {
+      Enumerator<E>{"kLine", E::kLine},
+      Enumerator<E>{"kArc", E::kArc},
+      Enumerator<E>{"kKink", E::kKink},
+  };
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::GeometryObject> {
   using T = korvane::model::cad::GeometryObject;
   static constexpr std::string_view qualified_name = "korvane.model.cad.GeometryObject";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::type>{"type"}.stated(), Field<1, &T::length>{"length"},
-                Field<2, &T::angle>{"angle"}, Field<3, &T::radius>{"radius"},
-                Field<4, &T::display_length>{"display_length"}, Field<5, &T::labels>{"labels"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::type>{"type"}.stated());
+    visit(Field<1, &T::length>{"length"});
+    visit(Field<2, &T::angle>{"angle"});
+    visit(Field<3, &T::radius>{"radius"});
+    visit(Field<4, &T::display_length>{"display_length"});
+    visit(Field<5, &T::labels>{"labels"});
   }
 };
 
@@ -50,9 +58,9 @@ template <>
 struct bond::Describe<korvane::model::cad::RebarGeometry> {
   using T = korvane::model::cad::RebarGeometry;
   static constexpr std::string_view qualified_name = "korvane.model.cad.RebarGeometry";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::objects>{"objects"},
-                // 1: free for good
-                Field<2, &T::polyline>{"polyline"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::objects>{"objects"});
+    visit(Gap<1>{});
+    visit(Field<2, &T::polyline>{"polyline"});
   }
 };

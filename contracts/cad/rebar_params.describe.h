@@ -10,9 +10,13 @@ template <>
 struct bond::Describe<korvane::model::cad::RebarParams> {
   using T = korvane::model::cad::RebarParams;
   static constexpr std::string_view qualified_name = "korvane.model.cad.RebarParams";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::a>{"a"}, Field<1, &T::b>{"b"}, Field<2, &T::c>{"c"},
-                Field<3, &T::d>{"d"}, Field<4, &T::e>{"e"}, Field<5, &T::f>{"f"},
-                Field<6, &T::r>{"r"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::a>{"a"});
+    visit(Field<1, &T::b>{"b"});
+    visit(Field<2, &T::c>{"c"});
+    visit(Field<3, &T::d>{"d"});
+    visit(Field<4, &T::e>{"e"});
+    visit(Field<5, &T::f>{"f"});
+    visit(Field<6, &T::r>{"r"});
   }
 };

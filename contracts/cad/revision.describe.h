@@ -12,9 +12,12 @@ template <>
 struct bond::Describe<korvane::model::cad::Revision> {
   using T = korvane::model::cad::Revision;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Revision";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::id>{"id"}, Field<1, &T::uid>{"uid"}, Field<2, &T::name>{"name"},
-                Field<3, &T::properties>{"properties"}, Field<4, &T::sheet_id>{"sheet_id"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::id>{"id"});
+    visit(Field<1, &T::uid>{"uid"});
+    visit(Field<2, &T::name>{"name"});
+    visit(Field<3, &T::properties>{"properties"});
+    visit(Field<4, &T::sheet_id>{"sheet_id"});
   }
 };
 
@@ -23,8 +26,9 @@ struct bond::Describe<korvane::model::cad::RevisionRef> {
   using T = korvane::model::cad::RevisionRef;
   static constexpr std::string_view qualified_name = "korvane.model.cad.RevisionRef";
   using base = korvane::GenericReply;
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::id>{"id"}, Field<1, &T::uid>{"uid"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::id>{"id"});
+    visit(Field<1, &T::uid>{"uid"});
   }
 };
 
@@ -32,12 +36,12 @@ template <>
 struct bond::Describe<korvane::model::cad::Revisions> {
   using T = korvane::model::cad::Revisions;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Revisions";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::revisions>{"revisions"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::revisions>{"revisions"}); }
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::ListRevisions> {
   using T = korvane::model::cad::ListRevisions;
   static constexpr std::string_view qualified_name = "korvane.model.cad.ListRevisions";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };

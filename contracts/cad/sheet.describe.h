@@ -14,11 +14,12 @@ struct bond::Describe<korvane::model::cad::Sheet> {
   static constexpr std::string_view qualified_name = "korvane.model.cad.Sheet";
   static constexpr std::array attributes = {Attribute{"DbStoreAsBlob", "raw"},
                                             Attribute{"DbPrimaryKey", "id"}};
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::id>{"id"}.stated(), Field<1, &T::uid>{"uid", {"DbOption", "unique"}},
-                Field<2, &T::name>{"name", {"DbOption", "ignore"}},
-                Field<3, &T::comment>{"comment", {"DbOption", "ignore"}},
-                Field<4, &T::properties>{"properties", {"DbOption", "ignore"}});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::id>{"id"}.stated());
+    visit(Field<1, &T::uid>{"uid", {"DbOption", "unique"}});
+    visit(Field<2, &T::name>{"name", {"DbOption", "ignore"}});
+    visit(Field<3, &T::comment>{"comment", {"DbOption", "ignore"}});
+    visit(Field<4, &T::properties>{"properties", {"DbOption", "ignore"}});
   }
 };
 
@@ -27,8 +28,9 @@ struct bond::Describe<korvane::model::cad::SheetRef> {
   using T = korvane::model::cad::SheetRef;
   static constexpr std::string_view qualified_name = "korvane.model.cad.SheetRef";
   using base = korvane::GenericReply;
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::id>{"id"}, Field<1, &T::uid>{"uid"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::id>{"id"});
+    visit(Field<1, &T::uid>{"uid"});
   }
 };
 
@@ -36,5 +38,5 @@ template <>
 struct bond::Describe<korvane::model::cad::ListSheets> {
   using T = korvane::model::cad::ListSheets;
   static constexpr std::string_view qualified_name = "korvane.model.cad.ListSheets";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };

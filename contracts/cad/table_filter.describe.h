@@ -10,12 +10,12 @@ template <>
 struct bond::Describe<korvane::model::cad::Filter> {
   using T = korvane::model::cad::Filter;
   static constexpr std::string_view qualified_name = "korvane.model.cad.Filter";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };
 
 template <>
 struct bond::Describe<korvane::model::cad::TableFilter> {
   using T = korvane::model::cad::TableFilter;
   static constexpr std::string_view qualified_name = "korvane.model.cad.TableFilter";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::filters>{"filters"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::filters>{"filters"}); }
 };

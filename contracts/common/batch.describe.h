@@ -10,5 +10,5 @@ struct bond::Describe<korvane::Batch<Item>> {
   using T = korvane::Batch<Item>;
   using type_parameter = Item;
   static constexpr std::string_view qualified_name = "korvane.Batch";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::items>{"items"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::items>{"items"}); }
 };

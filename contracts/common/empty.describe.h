@@ -10,5 +10,5 @@ template <>
 struct bond::Describe<korvane::Empty> {
   using T = korvane::Empty;
   static constexpr std::string_view qualified_name = "korvane.Empty";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };

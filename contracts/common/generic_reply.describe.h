@@ -10,5 +10,5 @@ template <>
 struct bond::Describe<korvane::GenericReply> {
   using T = korvane::GenericReply;
   static constexpr std::string_view qualified_name = "korvane.GenericReply";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::error>{"error"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::error>{"error"}); }
 };

@@ -10,5 +10,5 @@ struct bond::Describe<korvane::OptionalValue<Item>> {
   using T = korvane::OptionalValue<Item>;
   using type_parameter = Item;
   static constexpr std::string_view qualified_name = "korvane.OptionalValue";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::value>{"value"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::value>{"value"}); }
 };

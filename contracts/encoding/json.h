@@ -6,17 +6,19 @@
 #include <string>
 #include <string_view>
 
+#include <nlohmann/json_fwd.hpp>
+
 /// Contracts as JSON text and back, derived from their descriptions. Made for every contract in its
-/// folder's `json.cpp`, so that the users of a contract never compile its description.
+/// folder's `contracts.cpp`, so that the users of a contract never compile its description.
 ///
 /// A struct is an object of its fields by name, those of its base first. A nullable or maybe is
 /// null or its value, a list is an array, a map an object, a blob base64 text, an enumeration the
 /// name of its enumerator.
 namespace korvane::encoding {
 
-/// What cannot be read from JSON or written as JSON. The text names the place by its path:
-/// "items[3].parameters_exact.a: expected a number, found text". The path of the whole is
-/// "request"; a key that is not made of ASCII letters, digits, '_' and '-' stands in brackets, as
+/// Thrown for what cannot be read from JSON or written as JSON. The text names the place by its path:
+/// "items[3].parameters_exact.a: expected a number, found text". The path of the whole text
+/// is "request"; a key that is not made of ASCII letters, digits, '_' and '-' stands in brackets, as
 /// in `properties["two words"].value_int32`. The text is always UTF-8, and what it quotes is
 /// shortened.
 class JsonError : public std::runtime_error {
@@ -33,7 +35,7 @@ class JsonError : public std::runtime_error {
 ///     "request: nested deeper than 64 levels", before anything that deep is built up
 ///     "<path>: unknown field" and "<path>: given twice"
 ///     "<path>: expected <what>, found <what>" for a value of another type, an integer out of its
-///     range, an unknown name of an enumeration and text that is no base64
+///     range, an unknown name of an enumeration and text that is not base64
 ///     "<path>: <number> is out of range: …" for a number that no double holds
 ///     "<path>: NaN cannot be given as JSON" for the texts "NaN", "Infinity" and "-Infinity" where
 ///     a number belongs
@@ -42,27 +44,28 @@ T from_json(std::string_view text);
 
 /// Writes `record` with all its fields, also those that hold their default, on one line. Doubles
 /// read back as the same double, -0.0 too. An enumeration's unknown number stays a number. Throws
-/// JsonError for what JSON has no way to say and Compact Binary has: "<path>: NaN cannot be written
-/// as JSON", or Infinity or -Infinity, and "<path>: text that is not UTF-8 cannot be written as
-/// JSON".
+/// JsonError for what Compact Binary can say and JSON cannot: "<path>: NaN cannot be written as
+/// JSON", the same for Infinity and -Infinity, and "<path>: text that is not UTF-8 cannot be written
+/// as JSON".
 template <class T>
 std::string to_json(const T& record);
 
-/// Takes JSON text piece by piece; what it throws ends the writing.
+/// Takes JSON text piece by piece. An exception that it throws ends the writing.
 using JsonSink = std::function<void(std::string_view piece)>;
 
-/// Writes the same text as `to_json` into `sink`, in pieces of some 64 KiB: no more of it is held
-/// at a time. What cannot be written is found where it stands, behind pieces that were.
+/// Writes the same text as `to_json` to `sink`, in pieces of some 64 KiB: no more of it is held at a
+/// time. When it throws JsonError, the pieces before the fault have been handed over.
 template <class T>
 void write_json(const T& record, const JsonSink& sink);
 
-/// JSON Schemas (draft 2020-12, as OpenAPI 3.1 takes them) by component name, each as JSON text.
-using JsonSchemas = std::map<std::string, std::string>;
+/// JSON Schemas (draft 2020-12, as OpenAPI 3.1 takes them) by component name. Who uses them includes
+/// <nlohmann/json.hpp>.
+using JsonSchemas = std::map<std::string, nlohmann::ordered_json>;
 
 /// Adds the schema of `T` and of all that it uses to `schemas`, and returns the name of its own:
 /// the qualified name, and for a generic struct "korvane.Batch_korvane.model.cad.Rebar". References
-/// have the form "#/components/schemas/<name>". Every field's default is stated but that of a
-/// struct, whose fields state theirs.
+/// have the form "#/components/schemas/<name>". Every field states its default, except one that is
+/// a struct: its own fields do.
 template <class T>
 std::string add_json_schema(JsonSchemas& schemas);
 

@@ -12,7 +12,9 @@ template <>
 struct bond::Describe<korvane::model::geometry::CoordinateSystem> {
   using T = korvane::model::geometry::CoordinateSystem;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.CoordinateSystem";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::origin>{"origin"}, Field<1, &T::x>{"x"}, Field<2, &T::z>{"z"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::origin>{"origin"});
+    visit(Field<1, &T::x>{"x"});
+    visit(Field<2, &T::z>{"z"});
   }
 };

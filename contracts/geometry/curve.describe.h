@@ -12,8 +12,9 @@ template <>
 struct bond::Describe<korvane::model::geometry::Line> {
   using T = korvane::model::geometry::Line;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Line";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::from>{"from"}, Field<1, &T::to>{"to"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::from>{"from"});
+    visit(Field<1, &T::to>{"to"});
   }
 };
 
@@ -21,9 +22,10 @@ template <>
 struct bond::Describe<korvane::model::geometry::Arc> {
   using T = korvane::model::geometry::Arc;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Arc";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::from>{"from"}, Field<1, &T::to>{"to"},
-                Field<2, &T::third_point>{"third_point"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::from>{"from"});
+    visit(Field<1, &T::to>{"to"});
+    visit(Field<2, &T::third_point>{"third_point"});
   }
 };
 
@@ -31,9 +33,11 @@ template <>
 struct bond::Describe<korvane::model::geometry::NurbsCurve> {
   using T = korvane::model::geometry::NurbsCurve;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.NurbsCurve";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::control_points>{"control_points"}, Field<1, &T::weights>{"weights"},
-                Field<2, &T::knots>{"knots"}, Field<3, &T::degree>{"degree"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::control_points>{"control_points"});
+    visit(Field<1, &T::weights>{"weights"});
+    visit(Field<2, &T::knots>{"knots"});
+    visit(Field<3, &T::degree>{"degree"});
   }
 };
 
@@ -41,7 +45,7 @@ template <>
 struct bond::Describe<korvane::model::geometry::Polygon> {
   using T = korvane::model::geometry::Polygon;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Polygon";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::points>{"points"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::points>{"points"}); }
 };
 
 template <>
@@ -49,17 +53,22 @@ struct bond::DescribeEnum<korvane::model::geometry::CurveKind> {
   using E = korvane::model::geometry::CurveKind;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.CurveKind";
   static constexpr std::array enumerators = {
-      Enumerator<E>{"kLine", E::kLine}, Enumerator<E>{"kArc", E::kArc},
-      Enumerator<E>{"kNurbsCurve", E::kNurbsCurve}, Enumerator<E>{"kPolygon", E::kPolygon}};
+      Enumerator<E>{"kLine", E::kLine},
+      Enumerator<E>{"kArc", E::kArc},
+      Enumerator<E>{"kNurbsCurve", E::kNurbsCurve},
+      Enumerator<E>{"kPolygon", E::kPolygon},
+  };
 };
 
 template <>
 struct bond::Describe<korvane::model::geometry::AnyCurve> {
   using T = korvane::model::geometry::AnyCurve;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.AnyCurve";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::kind>{"kind"}.stated(), Field<1, &T::line>{"line"},
-                Field<2, &T::arc>{"arc"}, Field<3, &T::nurbs>{"nurbs"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::kind>{"kind"}.stated());
+    visit(Field<1, &T::line>{"line"});
+    visit(Field<2, &T::arc>{"arc"});
+    visit(Field<3, &T::nurbs>{"nurbs"});
   }
 };
 
@@ -67,12 +76,12 @@ template <>
 struct bond::Describe<korvane::model::geometry::PolyCurve> {
   using T = korvane::model::geometry::PolyCurve;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.PolyCurve";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::curves>{"curves"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::curves>{"curves"}); }
 };
 
 template <>
 struct bond::Describe<korvane::model::geometry::Curve> {
   using T = korvane::model::geometry::Curve;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Curve";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };

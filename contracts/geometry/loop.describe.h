@@ -12,15 +12,18 @@ template <>
 struct bond::DescribeEnum<korvane::model::geometry::LoopKind> {
   using E = korvane::model::geometry::LoopKind;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.LoopKind";
-  static constexpr std::array enumerators = {Enumerator<E>{"kOuterLoop", E::kOuterLoop},
-                                             Enumerator<E>{"kInnerLoop", E::kInnerLoop}};
+  static constexpr std::array enumerators = {
+      Enumerator<E>{"kOuterLoop", E::kOuterLoop},
+      Enumerator<E>{"kInnerLoop", E::kInnerLoop},
+  };
 };
 
 template <>
 struct bond::Describe<korvane::model::geometry::Loop> {
   using T = korvane::model::geometry::Loop;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Loop";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::kind>{"kind"}.stated(), Field<1, &T::curves>{"curves"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::kind>{"kind"}.stated());
+    visit(Field<1, &T::curves>{"curves"});
   }
 };

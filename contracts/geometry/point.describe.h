@@ -10,8 +10,10 @@ template <>
 struct bond::Describe<korvane::model::geometry::Point3d> {
   using T = korvane::model::geometry::Point3d;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Point3d";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"}, Field<2, &T::z>{"z"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::x>{"x"});
+    visit(Field<1, &T::y>{"y"});
+    visit(Field<2, &T::z>{"z"});
   }
 };
 
@@ -19,7 +21,8 @@ template <>
 struct bond::Describe<korvane::model::geometry::Point2> {
   using T = korvane::model::geometry::Point2;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Point2";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::x>{"x"});
+    visit(Field<1, &T::y>{"y"});
   }
 };

@@ -10,8 +10,9 @@ template <>
 struct bond::Describe<korvane::model::geometry::Vector2> {
   using T = korvane::model::geometry::Vector2;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Vector2";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::x>{"x"});
+    visit(Field<1, &T::y>{"y"});
   }
 };
 
@@ -19,7 +20,9 @@ template <>
 struct bond::Describe<korvane::model::geometry::Vector3> {
   using T = korvane::model::geometry::Vector3;
   static constexpr std::string_view qualified_name = "korvane.model.geometry.Vector3";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::x>{"x"}, Field<1, &T::y>{"y"}, Field<2, &T::z>{"z"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::x>{"x"});
+    visit(Field<1, &T::y>{"y"});
+    visit(Field<2, &T::z>{"z"});
   }
 };

@@ -165,7 +165,7 @@ Json components(const encoding::JsonSchemas& schemas) {
          {{"description", "What went wrong (RFC 9457)."},
           {"content", {{"application/problem+json", {{"schema", reference("Problem")}}}}}}}}},
       {"securitySchemes", {{"token", {{"type", "http"}, {"scheme", "bearer"}}}}}};
-  for (const auto& [name, text] : schemas) result["schemas"][name] = Json::parse(text);
+  for (const auto& [name, schema] : schemas) result["schemas"][name] = schema;
   result["schemas"]["Problem"] = problem_schema();
   result["schemas"]["ProjectFiles"] = project_files_schema();
   return result;

@@ -11,7 +11,7 @@ template <>
 struct bond::Describe<korvane::model::OpenProjectRequest> {
   using T = korvane::model::OpenProjectRequest;
   static constexpr std::string_view qualified_name = "korvane.model.OpenProjectRequest";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::filename>{"filename"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::filename>{"filename"}); }
 };
 
 template <>
@@ -19,23 +19,24 @@ struct bond::Describe<korvane::model::OpenProjectResponse> {
   using T = korvane::model::OpenProjectResponse;
   static constexpr std::string_view qualified_name = "korvane.model.OpenProjectResponse";
   using base = korvane::GenericReply;
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::service_id>{"service_id"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::service_id>{"service_id"}); }
 };
 
 template <>
 struct bond::Describe<korvane::model::ListProjectRequest> {
   using T = korvane::model::ListProjectRequest;
   static constexpr std::string_view qualified_name = "korvane.model.ListProjectRequest";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };
 
 template <>
 struct bond::Describe<korvane::model::ProjectInfo> {
   using T = korvane::model::ProjectInfo;
   static constexpr std::string_view qualified_name = "korvane.model.ProjectInfo";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::service_id>{"service_id"}, Field<1, &T::filename>{"filename"},
-                Field<2, &T::extra>{"extra"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::service_id>{"service_id"});
+    visit(Field<1, &T::filename>{"filename"});
+    visit(Field<2, &T::extra>{"extra"});
   }
 };
 
@@ -44,5 +45,5 @@ struct bond::Describe<korvane::model::ProjectList> {
   using T = korvane::model::ProjectList;
   static constexpr std::string_view qualified_name = "korvane.model.ProjectList";
   using base = korvane::GenericReply;
-  static constexpr auto fields(auto&& list) { return list(Field<0, &T::projects>{"projects"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &T::projects>{"projects"}); }
 };

@@ -1,32 +1,50 @@
 #include "platform/project_rpc/schema_files.h"
 
 #include <algorithm>
+#include <string_view>
+#include <utility>
 
-#include "contracts/encoding/bond_schema.h"
+#include "bond/describe.h"
+#include "contracts/cad/contracts.h"
+#include "contracts/common/contracts.h"
+#include "contracts/encoding/idl.h"
+#include "contracts/geometry/contracts.h"
 #include "platform/project_rpc/contracts.h"
-#include "platform/project_rpc/open_project.describe.h"
 #include "platform/project_rpc/services.h"
-#include "platform/project_rpc/table.describe.h"
 
 namespace korvane::rpc {
 
 namespace {
 
-using encoding::SchemaNamespace;
-using encoding::struct_declaration;
+using encoding::IdlNamespace;
 
-/// The contracts that belong to the skeletons: two namespaces of one list.
-std::vector<SchemaNamespace> skeleton_schemas() {
-  std::vector<SchemaNamespace> schemas = {{"korvane.model", {}}, {"korvane.model.table", {}}};
-  const auto add = [&](encoding::SchemaDeclaration declaration) {
-    const std::string name = encoding::detail::namespace_of(declaration.qualified_name);
-    const auto schema = std::find_if(schemas.begin(), schemas.end(),
-                                     [&](const auto& candidate) { return candidate.name == name; });
-    schema->declarations.push_back(std::move(declaration));
+/// All declarations, by namespace.
+std::vector<IdlNamespace> declared_namespaces() {
+  std::vector<IdlNamespace> all = {{"korvane", {}},
+                                   {"korvane.model.geometry", {}},
+                                   {"korvane.model.cad", {}},
+                                   {"korvane.model", {}},
+                                   {"korvane.model.table", {}}};
+  const auto add = [&](encoding::IdlDeclaration declaration) {
+    const std::string_view name = bond::namespace_name(declaration.qualified_name);
+    const auto own = std::find_if(all.begin(), all.end(),
+                                  [&](const IdlNamespace& each) { return each.name == name; });
+    own->declarations.push_back(std::move(declaration));
   };
-#define DECLARE_CONTRACT(name) add(struct_declaration<model::name>());
-  KORVANE_PROJECT_RPC_CONTRACTS(DECLARE_CONTRACT)
-  return schemas;
+#define DECLARE_COMMON(name) add(encoding::idl_declaration<korvane::name>());
+#define DECLARE_GEOMETRY(name) add(encoding::idl_declaration<model::geometry::name>());
+#define DECLARE_CAD(name) add(encoding::idl_declaration<model::cad::name>());
+#define DECLARE_PROJECT_RPC(name) add(encoding::idl_declaration<model::name>());
+  KORVANE_COMMON_ENUMERATIONS(DECLARE_COMMON)
+  KORVANE_COMMON_CONTRACTS(DECLARE_COMMON)
+  add(encoding::idl_generic_declaration<Batch>());
+  add(encoding::idl_generic_declaration<OptionalValue>());
+  KORVANE_GEOMETRY_ENUMERATIONS(DECLARE_GEOMETRY)
+  KORVANE_GEOMETRY_CONTRACTS(DECLARE_GEOMETRY)
+  KORVANE_CAD_ENUMERATIONS(DECLARE_CAD)
+  KORVANE_CAD_CONTRACTS(DECLARE_CAD)
+  KORVANE_PROJECT_RPC_CONTRACTS(DECLARE_PROJECT_RPC)
+  return all;
 }
 
 std::string service_text(const krv::rpc4::ServiceDefinition& service) {
@@ -41,13 +59,10 @@ std::string service_text(const krv::rpc4::ServiceDefinition& service) {
 }  // namespace
 
 std::vector<SchemaFile> schema_files() {
-  std::vector<SchemaNamespace> schemas = {encoding::common_schema(), encoding::geometry_schema(),
-                                          encoding::cad_schema()};
-  for (SchemaNamespace& schema : skeleton_schemas()) schemas.push_back(std::move(schema));
   std::vector<SchemaFile> files;
   std::string services;
-  for (const SchemaNamespace& schema : schemas) {
-    files.push_back({encoding::schema_file_name(schema.name), encoding::schema_file_text(schema)});
+  for (const IdlNamespace& each : declared_namespaces()) {
+    files.push_back({encoding::idl_file_name(each.name), encoding::idl_file_text(each)});
     services += "import \"" + files.back().name + "\"\n";
   }
   services += "\nnamespace korvane.model.cad\n";

@@ -11,8 +11,9 @@ template <>
 struct bond::Describe<korvane::model::table::GET_TABLE> {
   using T = korvane::model::table::GET_TABLE;
   static constexpr std::string_view qualified_name = "korvane.model.table.GET_TABLE";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::kind>{"kind"}, Field<1, &T::params>{"params"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::kind>{"kind"});
+    visit(Field<1, &T::params>{"params"});
   }
 };
 
@@ -20,8 +21,9 @@ template <>
 struct bond::Describe<korvane::model::table::TableColumn> {
   using T = korvane::model::table::TableColumn;
   static constexpr std::string_view qualified_name = "korvane.model.table.TableColumn";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::name>{"name"}, Field<1, &T::kind>{"kind"}.stated());
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::name>{"name"});
+    visit(Field<1, &T::kind>{"kind"}.stated());
   }
 };
 
@@ -29,7 +31,8 @@ template <>
 struct bond::Describe<korvane::model::table::TABLE> {
   using T = korvane::model::table::TABLE;
   static constexpr std::string_view qualified_name = "korvane.model.table.TABLE";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &T::columns>{"columns"}, Field<1, &T::rows>{"rows"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &T::columns>{"columns"});
+    visit(Field<1, &T::rows>{"rows"});
   }
 };

@@ -41,6 +41,20 @@ struct NestedForgotten {
   std::vector<Whole> list;
 };
 struct Without {};
+struct WithoutFirst {
+  std::int32_t first = 0;
+};
+struct WithoutSecond {
+  std::int32_t first = 0;
+  std::int32_t third = 0;
+};
+struct TooWide {
+  std::int32_t first = 0;
+  std::int32_t third = 0;
+};
+struct GapTwice {
+  std::int32_t first = 0;
+};
 
 }  // namespace
 
@@ -49,103 +63,140 @@ namespace bond {
 template <>
 struct Describe<Whole> {
   static constexpr std::string_view qualified_name = "tests.Whole";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &Whole::first>{"first"}, Field<3, &Whole::second>{"second"},
-                Field<300, &Whole::third>{"third"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &Whole::first>{"first"});
+    visit(Gap<1, 2>{});
+    visit(Field<3, &Whole::second>{"second"});
+    visit(Gap<4>{});
+    visit(Gap<5, 299>{});
+    visit(Field<300, &Whole::third>{"third"});
+    visit(Gap<301>{});
   }
 };
 template <>
 struct Describe<Forgotten> {
   static constexpr std::string_view qualified_name = "tests.Forgotten";
   using base = Whole;
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
 };
 template <>
 struct Describe<OneForgotten> {
   static constexpr std::string_view qualified_name = "tests.OneForgotten";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &OneForgotten::first>{"first"});
-  }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &OneForgotten::first>{"first"}); }
 };
 template <>
 struct Describe<Falling> {
   static constexpr std::string_view qualified_name = "tests.Falling";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<1, &Falling::first>{"first"}, Field<0, &Falling::second>{"second"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<1, &Falling::first>{"first"});
+    visit(Field<0, &Falling::second>{"second"});
   }
 };
 template <>
 struct Describe<Repeated> {
   static constexpr std::string_view qualified_name = "tests.Repeated";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<4, &Repeated::first>{"first"}, Field<4, &Repeated::second>{"second"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &Repeated::first>{"first"});
+    visit(Field<0, &Repeated::second>{"second"});
   }
 };
 template <>
 struct Describe<Derived> {
   static constexpr std::string_view qualified_name = "tests.Derived";
   using base = Whole;
-  static constexpr auto fields(auto&& list) { return list(Field<0, &Derived::fourth>{"fourth"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &Derived::fourth>{"fourth"}); }
 };
 template <>
 struct Describe<Nested> {
   static constexpr std::string_view qualified_name = "tests.Nested";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &Nested::whole>{"whole"}, Field<1, &Nested::list>{"list"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &Nested::whole>{"whole"});
+    visit(Field<1, &Nested::list>{"list"});
   }
 };
 template <>
 struct Describe<NestedForgotten> {
   static constexpr std::string_view qualified_name = "tests.NestedForgotten";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &NestedForgotten::whole>{"whole"});
-  }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &NestedForgotten::whole>{"whole"}); }
 };
 template <>
 struct Describe<Without> {
   static constexpr std::string_view qualified_name = "tests.Without";
-  static constexpr auto fields(auto&& list) { return list(); }
+  static constexpr void fields(auto&&) {}
+};
+
+template <>
+struct Describe<WithoutFirst> {
+  static constexpr std::string_view qualified_name = "tests.WithoutFirst";
+  static constexpr void fields(auto&& visit) { visit(Field<1, &WithoutFirst::first>{"first"}); }
+};
+template <>
+struct Describe<WithoutSecond> {
+  static constexpr std::string_view qualified_name = "tests.WithoutSecond";
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &WithoutSecond::first>{"first"});
+    visit(Field<2, &WithoutSecond::third>{"third"});
+  }
+};
+template <>
+struct Describe<TooWide> {
+  static constexpr std::string_view qualified_name = "tests.TooWide";
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &TooWide::first>{"first"});
+    visit(Gap<1, 2>{});
+    visit(Field<2, &TooWide::third>{"third"});
+  }
+};
+template <>
+struct Describe<GapTwice> {
+  static constexpr std::string_view qualified_name = "tests.GapTwice";
+  static constexpr void fields(auto&& visit) {
+    visit(Gap<0>{});
+    visit(Gap<0>{});
+    visit(Field<1, &GapTwice::first>{"first"});
+  }
 };
 
 }  // namespace bond
 
 namespace {
 
-static_assert(bond::is_described_whole<Whole>());
-static_assert(bond::is_described_whole<Nested>());
-static_assert(bond::is_described_whole<Derived>());
-static_assert(bond::is_described_whole<Without>());
-static_assert(!bond::is_described_whole<OneForgotten>());
-static_assert(!bond::is_described_whole<NestedForgotten>());
-static_assert(!bond::is_described_whole<Forgotten>());
-static_assert(!bond::is_described_whole<Falling>());
-static_assert(!bond::is_described_whole<Repeated>());
-
-TEST(Describe, IsWholeWhenItNamesEveryMemberInRisingOrdinals) {
-  EXPECT_TRUE(bond::is_described_whole<Whole>());
-  EXPECT_TRUE(bond::is_described_whole<Nested>());
-  EXPECT_TRUE(bond::is_described_whole<Without>());
+TEST(Describe, NamesEveryMember) {
+  EXPECT_TRUE(bond::describes_every_member<Whole>());
+  EXPECT_TRUE(bond::describes_every_member<Nested>());
+  EXPECT_TRUE(bond::describes_every_member<Without>());
+  EXPECT_FALSE(bond::describes_every_member<OneForgotten>());
+  EXPECT_FALSE(bond::describes_every_member<NestedForgotten>());
 }
 
 TEST(Describe, CountsTheBaseAsDescribedByItself) {
-  EXPECT_TRUE(bond::is_described_whole<Derived>());
+  EXPECT_TRUE(bond::describes_every_member<Derived>());
   EXPECT_EQ(bond::field_count<Derived>(), 1U);
+  EXPECT_FALSE(bond::describes_every_member<Forgotten>());
 }
 
-TEST(Describe, IsNotWholeWithAForgottenField) {
-  EXPECT_FALSE(bond::is_described_whole<OneForgotten>());
-  EXPECT_FALSE(bond::is_described_whole<NestedForgotten>());
+TEST(Describe, AccountsForEveryOrdinalByAFieldOrAGap) {
+  EXPECT_TRUE(bond::accounts_for_every_ordinal<Whole>());
+  EXPECT_TRUE(bond::accounts_for_every_ordinal<Nested>());
+  EXPECT_TRUE(bond::accounts_for_every_ordinal<Without>());
 }
 
-TEST(Describe, IsNotWholeWithAForgottenFieldBehindABase) {
-  EXPECT_FALSE(bond::is_described_whole<Forgotten>());
+TEST(Describe, MissesAnOrdinalThatIsNeitherAFieldNorInAGap) {
+  EXPECT_FALSE(bond::accounts_for_every_ordinal<WithoutFirst>());
+  EXPECT_FALSE(bond::accounts_for_every_ordinal<WithoutSecond>());
 }
 
-TEST(Describe, IsNotWholeWithFallingOrdinals) { EXPECT_FALSE(bond::is_described_whole<Falling>()); }
+TEST(Describe, RefusesOrdinalsThatFall) {
+  EXPECT_FALSE(bond::accounts_for_every_ordinal<Falling>());
+}
 
-TEST(Describe, IsNotWholeWithAnOrdinalTwice) { EXPECT_FALSE(bond::is_described_whole<Repeated>()); }
+TEST(Describe, RefusesAnOrdinalTwice) {
+  EXPECT_FALSE(bond::accounts_for_every_ordinal<Repeated>());
+  EXPECT_FALSE(bond::accounts_for_every_ordinal<TooWide>());
+  EXPECT_FALSE(bond::accounts_for_every_ordinal<GapTwice>());
+}
 
-TEST(Describe, VisitsTheFieldsInAscendingOrdinal) {
+TEST(Describe, VisitsTheFieldsInAscendingOrdinalWithoutTheGaps) {
   std::vector<std::string> visited;
   bond::for_each_field<Whole>([&](auto field) {
     visited.push_back(std::to_string(field.ordinal) + " " + std::string(field.name));
@@ -168,9 +219,16 @@ TEST(Describe, ReachesTheMembersThroughTheFields) {
   EXPECT_EQ(sum, 10.5);
 }
 
-TEST(Describe, PlainNameStandsBehindTheLastDot) {
+TEST(Describe, CountsTheFieldsWithoutTheGaps) { EXPECT_EQ(bond::field_count<Whole>(), 3U); }
+
+TEST(Describe, PlainNameStandsAfterTheLastDot) {
   EXPECT_EQ(bond::plain_name("korvane.model.cad.Rebar"), "Rebar");
   EXPECT_EQ(bond::plain_name("Rebar"), "Rebar");
+}
+
+TEST(Describe, NamespaceNameStandsBeforeTheLastDot) {
+  EXPECT_EQ(bond::namespace_name("korvane.model.cad.Rebar"), "korvane.model.cad");
+  EXPECT_EQ(bond::namespace_name("Rebar"), "");
 }
 
 }  // namespace

@@ -42,21 +42,25 @@ namespace bond {
 template <>
 struct Describe<Inner> {
   static constexpr std::string_view qualified_name = "Inner";
-  static constexpr auto fields(auto&& list) { return list(Field<7, &Inner::number>{"number"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<7, &Inner::number>{"number"}); }
 };
 
 template <>
 struct Describe<Sample> {
   static constexpr std::string_view qualified_name = "tests.deep.Sample";
   static constexpr std::array attributes = {Attribute{"Store", "raw"}, Attribute{"Key", "number"}};
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &Sample::flag>{"flag"},
-                Field<1, &Sample::number>{"number", {"Option", "unique"}},
-                Field<2, &Sample::length>{"length"}, Field<3, &Sample::text>{"text"},
-                Field<4, &Sample::side>{"side"}, Field<5, &Sample::reference>{"reference"},
-                Field<6, &Sample::optional>{"optional"}, Field<8, &Sample::list>{"list"},
-                Field<9, &Sample::map>{"map"}, Field<10, &Sample::inner>{"inner"},
-                Field<300, &Sample::bytes>{"bytes"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &Sample::flag>{"flag"});
+    visit(Field<1, &Sample::number>{"number", {"Option", "unique"}});
+    visit(Field<2, &Sample::length>{"length"});
+    visit(Field<3, &Sample::text>{"text"});
+    visit(Field<4, &Sample::side>{"side"});
+    visit(Field<5, &Sample::reference>{"reference"});
+    visit(Field<6, &Sample::optional>{"optional"});
+    visit(Field<8, &Sample::list>{"list"});
+    visit(Field<9, &Sample::map>{"map"});
+    visit(Field<10, &Sample::inner>{"inner"});
+    visit(Field<300, &Sample::bytes>{"bytes"});
   }
 };
 

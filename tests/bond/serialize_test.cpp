@@ -59,40 +59,38 @@ namespace bond {
 template <>
 struct Describe<Chain> {
   static constexpr std::string_view qualified_name = "tests.Chain";
-  static constexpr auto fields(auto&& list) { return list(Field<0, &Chain::next>{"next"}); }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &Chain::next>{"next"}); }
 };
 template <>
 struct Describe<FarApart> {
   static constexpr std::string_view qualified_name = "tests.FarApart";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &FarApart::first>{"first"}, Field<5, &FarApart::fifth>{"fifth"},
-                Field<6, &FarApart::sixth>{"sixth"},
-                Field<255, &FarApart::last_of_two>{"last_of_two"},
-                Field<256, &FarApart::first_of_three>{"first_of_three"},
-                Field<65535, &FarApart::last>{"last"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &FarApart::first>{"first"});
+    visit(Field<5, &FarApart::fifth>{"fifth"});
+    visit(Field<6, &FarApart::sixth>{"sixth"});
+    visit(Field<255, &FarApart::last_of_two>{"last_of_two"});
+    visit(Field<256, &FarApart::first_of_three>{"first_of_three"});
+    visit(Field<65535, &FarApart::last>{"last"});
   }
 };
 template <>
 struct Describe<Grandparent> {
   static constexpr std::string_view qualified_name = "tests.Grandparent";
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &Grandparent::number>{"number"});
-  }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &Grandparent::number>{"number"}); }
 };
 template <>
 struct Describe<Parent> {
   static constexpr std::string_view qualified_name = "tests.Parent";
   using base = Grandparent;
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &Parent::reference>{"reference"});
-  }
+  static constexpr void fields(auto&& visit) { visit(Field<0, &Parent::reference>{"reference"}); }
 };
 template <>
 struct Describe<Child> {
   static constexpr std::string_view qualified_name = "tests.Child";
   using base = Parent;
-  static constexpr auto fields(auto&& list) {
-    return list(Field<0, &Child::text>{"text"}, Field<1, &Child::record>{"record"});
+  static constexpr void fields(auto&& visit) {
+    visit(Field<0, &Child::text>{"text"});
+    visit(Field<1, &Child::record>{"record"});
   }
 };
 

@@ -2,11 +2,10 @@
 
 #include <cstdint>
 #include <string>
-#include <type_traits>
 
 #include "bond/describe.h"
 #include "bond/enumeration.h"
-#include "bond/wire_type.h"
+#include "bond/kinds.h"
 
 namespace korvane::test {
 
@@ -14,43 +13,39 @@ namespace korvane::test {
 class Filler {
  public:
   template <class T>
-  void fill(T& value) {
-    ++count_;
-    if constexpr (bond::is_nullable_v<T>) {
-      fill(value.set());
-    } else if constexpr (bond::is_maybe_v<T>) {
-      fill(value.set_value());
-    } else if constexpr (bond::is_vector_v<T>) {
-      value.resize(2);
-      for (auto& element : value) fill(element);
-    } else if constexpr (bond::is_map_v<T>) {
-      fill(value["key " + std::to_string(count_)]);
-    } else if constexpr (bond::DescribedEnum<T>) {
-      value = bond::DescribeEnum<T>::enumerators[1].value;
-    } else if constexpr (bond::Described<T>) {
-      if constexpr (bond::DescribedWithBase<T>) {
-        fill(static_cast<typename bond::Describe<T>::base&>(value));
-      }
-      bond::for_each_field<T>([&](auto field) { fill(value.*field.member); });
-    } else if constexpr (std::is_same_v<T, bool>) {
-      value = !value;
-    } else if constexpr (std::is_same_v<T, std::string>) {
-      value = "text " + std::to_string(count_);
-    } else if constexpr (std::is_same_v<T, bond::blob>) {
-      const std::string bytes = std::string("\0\xFF", 2) + std::to_string(count_);
-      value = bond::blob::copy_of(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
-    } else if constexpr (std::is_same_v<T, double>) {
-      value = count_ + 0.25;
-    } else {
-      value = count_;
-    }
-  }
-
-  template <class T>
   T make() {
     T record{};
     fill(record);
     return record;
+  }
+
+  void fill(bond::Bool auto& value) { value = !value; }
+  void fill(bond::Int32 auto& value) { value = ++count_; }
+  void fill(bond::Double auto& value) { value = ++count_ + 0.25; }
+  void fill(bond::Text auto& value) { value = "text " + std::to_string(++count_); }
+  void fill(bond::Blob auto& value) {
+    const std::string bytes = std::string("\0\xFF", 2) + std::to_string(++count_);
+    value = bond::blob::copy_of(bytes.data(), static_cast<std::uint32_t>(bytes.size()));
+  }
+  template <bond::Enumeration E>
+  void fill(E& value) {
+    value = bond::DescribeEnum<E>::enumerators[1].value;
+  }
+  void fill(bond::Nullable auto& value) { fill(value.set()); }
+  void fill(bond::Maybe auto& value) { fill(value.set_value()); }
+  void fill(bond::List auto& list) {
+    list.resize(2);
+    for (auto& element : list) fill(element);
+  }
+  void fill(bond::Map auto& map) {
+    for (int i = 0; i < 2; ++i) fill(map["key " + std::to_string(++count_)]);
+  }
+  template <bond::Record T>
+  void fill(T& record) {
+    if constexpr (bond::DescribedWithBase<T>) {
+      fill(static_cast<typename bond::Describe<T>::base&>(record));
+    }
+    bond::for_each_field<T>([&](const auto& field) { fill(record.*field.member); });
   }
 
  private:

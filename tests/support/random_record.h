@@ -9,11 +9,10 @@
 #include <random>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 #include "bond/describe.h"
 #include "bond/enumeration.h"
-#include "bond/wire_type.h"
+#include "bond/kinds.h"
 
 namespace korvane::test {
 
@@ -31,51 +30,49 @@ class RandomFiller {
     return record;
   }
 
-  template <class T>
-  void fill(T& value) {
-    if constexpr (bond::is_nullable_v<T>) {
-      if (is_chosen()) fill(value.set());
-    } else if constexpr (bond::is_maybe_v<T>) {
-      if (is_chosen()) fill(value.set_value());
-    } else if constexpr (bond::is_vector_v<T>) {
-      value.resize(below(4));
-      for (auto& element : value) fill(element);
-    } else if constexpr (bond::is_map_v<T>) {
-      for (std::size_t count = below(4); count != 0; --count) fill(value[text()]);
-    } else if constexpr (bond::DescribedEnum<T>) {
-      const auto& known = bond::DescribeEnum<T>::enumerators;
-      value = is_chosen() ? known[below(known.size())].value : static_cast<T>(integer());
-    } else if constexpr (bond::Described<T>) {
-      fill_fields(value);
-    } else if constexpr (std::is_same_v<T, bool>) {
-      value = is_chosen();
-    } else if constexpr (std::is_same_v<T, std::int32_t>) {
-      value = integer();
-    } else if constexpr (std::is_same_v<T, double>) {
-      value = number();
-    } else if constexpr (std::is_same_v<T, bond::blob>) {
-      const std::string content = bytes();
-      value = bond::blob::copy_of(content.data(), static_cast<std::uint32_t>(content.size()));
-    } else {
-      value = text();
+  void fill(bond::Bool auto& value) { value = is_chosen(); }
+  void fill(bond::Int32 auto& value) { value = integer(); }
+  void fill(bond::Double auto& value) { value = number(); }
+  void fill(bond::Text auto& value) { value = text(); }
+  void fill(bond::Blob auto& value) {
+    const std::string content = bytes();
+    value = bond::blob::copy_of(content.data(), static_cast<std::uint32_t>(content.size()));
+  }
+  template <bond::Enumeration E>
+  void fill(E& value) {
+    const auto& known = bond::DescribeEnum<E>::enumerators;
+    value = is_chosen() ? known[below(known.size())].value : static_cast<E>(integer());
+  }
+  void fill(bond::Nullable auto& value) {
+    if (is_chosen()) fill(value.set());
+  }
+  void fill(bond::Maybe auto& value) {
+    if (is_chosen()) fill(value.set_value());
+  }
+  void fill(bond::List auto& list) {
+    list.resize(below(4));
+    for (auto& element : list) fill(element);
+  }
+  void fill(bond::Map auto& map) {
+    for (std::size_t count = below(4); count != 0; --count) fill(map[text()]);
+  }
+  template <bond::Record T>
+  void fill(T& record) {
+    if constexpr (bond::DescribedWithBase<T>) {
+      fill(static_cast<typename bond::Describe<T>::base&>(record));
     }
+    bond::for_each_field<T>([&](const auto& field) { fill_field(record.*field.member); });
   }
 
  private:
   std::size_t below(std::size_t limit) { return engine_() % limit; }
   bool is_chosen() { return below(2) == 0; }
 
-  template <class T>
-  void fill_fields(T& record) {
-    if constexpr (bond::DescribedWithBase<T>) {
-      fill_fields<typename bond::Describe<T>::base>(record);
-    }
-    bond::for_each_field<T>([&](auto field) {
-      auto& value = record.*field.member;
-      fill(value);
-      // In bytes a field of either zero is left out, and so comes back without its sign.
-      if constexpr (std::is_same_v<std::remove_cvref_t<decltype(value)>, double>) value += 0.0;
-    });
+  void fill_field(auto& value) { fill(value); }
+  /// In bytes a field of either zero is left out, and so comes back without its sign.
+  void fill_field(bond::Double auto& value) {
+    fill(value);
+    value += 0.0;
   }
 
   std::int32_t integer() {

@@ -7,13 +7,12 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <type_traits>
 #include <utility>
 
 #include <nlohmann/json.hpp>
 
 #include "bond/describe.h"
-#include "bond/wire_type.h"
+#include "bond/kinds.h"
 #include "tests/bond/bytes.h"
 
 /// Records as the JSON of the reference vectors, after their descriptions.
@@ -65,76 +64,135 @@ inline double double_from_json(const Json& json) {
       static_cast<std::uint64_t>(std::stoull(text.substr(5), nullptr, 16)));
 }
 
-template <bond::Described T>
-void fields_to_json(const T& record, Json& object);
-template <bond::Described T>
-std::size_t fields_from_json(const Json& object, T& record);
+/// A value of each kind as JSON.
+struct VectorWriter {
+  static Json value(bond::Bool auto value) { return value; }
+  static Json value(bond::Int32 auto value) { return value; }
+  static Json value(bond::Double auto value) { return double_to_json(value); }
+  static Json value(bond::Enumeration auto value) { return static_cast<std::int32_t>(value); }
+  static Json value(const bond::Text auto& value) {
+    return is_utf8(value) ? Json(value) : hex_object(value);
+  }
+  static Json value(const bond::Blob auto& value) { return hex_object(view(value)); }
+  static Json value(const bond::List auto& list) {
+    Json elements = Json::array();
+    for (const auto& element : list) elements.push_back(value(element));
+    return elements;
+  }
+  static Json value(const bond::Map auto& map) {
+    Json entries = Json::array();
+    for (const auto& [key, mapped] : map) {
+      entries.push_back(Json::array({value(key), value(mapped)}));
+    }
+    return entries;
+  }
+  static Json value(const bond::Record auto& record) {
+    Json object = Json::object();
+    add_fields(record, object);
+    return object;
+  }
+
+ private:
+  template <bond::Record T>
+  static void add_fields(const T& record, Json& object) {
+    if constexpr (bond::DescribedWithBase<T>) {
+      add_fields<typename bond::Describe<T>::base>(record, object);
+    }
+    bond::for_each_field<T>([&](const auto& field) {
+      add_field(object, std::string(field.name), record.*field.member);
+    });
+  }
+  static void add_field(Json& object, const std::string& name, const auto& field) {
+    object[name] = value(field);
+  }
+  static void add_field(Json& object, const std::string& name, const bond::Nullable auto& field) {
+    if (field.hasvalue()) object[name] = value(field.value());
+  }
+  static void add_field(Json& object, const std::string& name, const bond::Maybe auto& field) {
+    if (!field.is_nothing()) object[name] = value(field.value());
+  }
+};
+
+/// Reads JSON into a value of each kind. Throws when it names a field that there is not, or lacks
+/// one that is never left out.
+struct VectorReader {
+  static void read(const Json& json, bond::Bool auto& value) { value = json.get<bool>(); }
+  static void read(const Json& json, bond::Int32 auto& value) { value = json.get<std::int32_t>(); }
+  static void read(const Json& json, bond::Double auto& value) { value = double_from_json(json); }
+  template <bond::Enumeration E>
+  static void read(const Json& json, E& value) {
+    value = static_cast<E>(json.get<std::int32_t>());
+  }
+  static void read(const Json& json, bond::Text auto& value) {
+    value =
+        json.is_object() ? from_hex(json.at("$hex").get<std::string>()) : json.get<std::string>();
+  }
+  static void read(const Json& json, bond::Blob auto& value) {
+    const std::string bytes = from_hex(json.at("$hex").get<std::string>());
+    value = bond::blob::copy_of(bytes.data(), length_of(bytes));
+  }
+  static void read(const Json& json, bond::List auto& list) {
+    for (const Json& element : json) read(element, list.emplace_back());
+  }
+  template <bond::Map T>
+  static void read(const Json& json, T& map) {
+    for (const Json& entry : json) {
+      typename T::key_type key{};
+      read(entry.at(0), key);
+      read(entry.at(1), map[std::move(key)]);
+    }
+  }
+  static void read(const Json& json, bond::Record auto& record) {
+    if (read_fields(json, record) != json.size()) {
+      throw std::invalid_argument("a field that there is not: " + json.dump());
+    }
+  }
+
+ private:
+  /// Returns how many fields the object had.
+  template <bond::Record T>
+  static std::size_t read_fields(const Json& object, T& record) {
+    std::size_t present = 0;
+    if constexpr (bond::DescribedWithBase<T>) {
+      present += read_fields<typename bond::Describe<T>::base>(object, record);
+    }
+    bond::for_each_field<T>([&](const auto& field) {
+      present += read_field(object, std::string(field.name), record.*field.member) ? 1 : 0;
+    });
+    return present;
+  }
+  /// Each returns whether the object has the field.
+  static bool read_field(const Json& object, const std::string& name, auto& value) {
+    read(object.at(name), value);
+    return true;
+  }
+  static bool read_field(const Json& object, const std::string& name, bond::Nullable auto& value) {
+    if (!object.contains(name)) return false;
+    read(object.at(name), value.set());
+    return true;
+  }
+  static bool read_field(const Json& object, const std::string& name, bond::Maybe auto& value) {
+    if (!object.contains(name)) return false;
+    read(object.at(name), value.set_value());
+    return true;
+  }
+};
 
 }  // namespace detail
 
 template <class T>
 Json to_vector_json(const T& value) {
-  if constexpr (bond::Described<T>) {
-    Json object = Json::object();
-    detail::fields_to_json(value, object);
-    return object;
-  } else if constexpr (std::is_same_v<T, bool>) {
-    return value;
-  } else if constexpr (bond::is_int32_v<T>) {
-    return static_cast<std::int32_t>(value);
-  } else if constexpr (std::is_same_v<T, double>) {
-    return detail::double_to_json(value);
-  } else if constexpr (std::is_same_v<T, std::string>) {
-    return detail::is_utf8(value) ? Json(value) : detail::hex_object(value);
-  } else if constexpr (std::is_same_v<T, bond::blob>) {
-    return detail::hex_object(view(value));
-  } else if constexpr (bond::is_map_v<T>) {
-    Json entries = Json::array();
-    for (const auto& [key, mapped] : value) {
-      entries.push_back(Json::array({to_vector_json(key), to_vector_json(mapped)}));
-    }
-    return entries;
-  } else {
-    static_assert(bond::is_vector_v<T>, "a nullable or a maybe inside another value");
-    Json elements = Json::array();
-    for (const auto& element : value) elements.push_back(to_vector_json(element));
-    return elements;
-  }
+  return detail::VectorWriter::value(value);
 }
 
 /// Reads into `value`. Throws when the JSON names a field that there is not, or lacks one that is
 /// never left out.
 template <class T>
 void from_vector_json(const Json& json, T& value) {
-  if constexpr (bond::Described<T>) {
-    if (detail::fields_from_json(json, value) != json.size()) {
-      throw std::invalid_argument("a field that there is not: " + json.dump());
-    }
-  } else if constexpr (std::is_same_v<T, bool>) {
-    value = json.get<bool>();
-  } else if constexpr (bond::is_int32_v<T>) {
-    value = static_cast<T>(json.get<std::int32_t>());
-  } else if constexpr (std::is_same_v<T, double>) {
-    value = detail::double_from_json(json);
-  } else if constexpr (std::is_same_v<T, std::string>) {
-    value =
-        json.is_object() ? from_hex(json.at("$hex").get<std::string>()) : json.get<std::string>();
-  } else if constexpr (std::is_same_v<T, bond::blob>) {
-    const std::string bytes = from_hex(json.at("$hex").get<std::string>());
-    value = bond::blob::copy_of(bytes.data(), length_of(bytes));
-  } else if constexpr (bond::is_map_v<T>) {
-    for (const Json& entry : json) {
-      typename T::key_type key{};
-      from_vector_json(entry.at(0), key);
-      from_vector_json(entry.at(1), value[std::move(key)]);
-    }
-  } else {
-    static_assert(bond::is_vector_v<T>, "a nullable or a maybe inside another value");
-    for (const Json& element : json) from_vector_json(element, value.emplace_back());
-  }
+  detail::VectorReader::read(json, value);
 }
 
-template <bond::Described T>
+template <bond::Record T>
 T record_from_vector_json(const Json& json) {
   T record{};
   from_vector_json(json, record);
@@ -143,56 +201,9 @@ T record_from_vector_json(const Json& json) {
 
 /// A record as one line. Two records are compared through it because -0.0 and 0.0 are equal as
 /// numbers, two equal not-a-numbers are not, and a failure then shows the fields.
-template <bond::Described T>
+template <bond::Record T>
 std::string vector_text(const T& record) {
   return to_vector_json(record).dump();
 }
-
-namespace detail {
-
-template <bond::Described T>
-void fields_to_json(const T& record, Json& object) {
-  if constexpr (bond::DescribedWithBase<T>) {
-    fields_to_json<typename bond::Describe<T>::base>(record, object);
-  }
-  bond::for_each_field<T>([&](auto field) {
-    const auto& value = record.*field.member;
-    using M = std::remove_cvref_t<decltype(value)>;
-    if constexpr (bond::is_nullable_v<M>) {
-      if (value.hasvalue()) object[std::string(field.name)] = to_vector_json(value.value());
-    } else if constexpr (bond::is_maybe_v<M>) {
-      if (!value.is_nothing()) object[std::string(field.name)] = to_vector_json(value.value());
-    } else {
-      object[std::string(field.name)] = to_vector_json(value);
-    }
-  });
-}
-
-/// Returns how many fields the object had.
-template <bond::Described T>
-std::size_t fields_from_json(const Json& object, T& record) {
-  std::size_t present = 0;
-  if constexpr (bond::DescribedWithBase<T>) {
-    present += fields_from_json<typename bond::Describe<T>::base>(object, record);
-  }
-  bond::for_each_field<T>([&](auto field) {
-    auto& value = record.*field.member;
-    using M = std::remove_cvref_t<decltype(value)>;
-    const std::string name(field.name);
-    if constexpr (bond::is_nullable_v<M>) {
-      if (!object.contains(name)) return;
-      from_vector_json(object.at(name), value.set());
-    } else if constexpr (bond::is_maybe_v<M>) {
-      if (!object.contains(name)) return;
-      from_vector_json(object.at(name), value.set_value());
-    } else {
-      from_vector_json(object.at(name), value);
-    }
-    ++present;
-  });
-  return present;
-}
-
-}  // namespace detail
 
 }  // namespace korvane::test

@@ -24,7 +24,6 @@ using korvane::encoding::add_json_schema;
 using korvane::encoding::from_json;
 using korvane::encoding::JsonSchemas;
 using korvane::encoding::to_json;
-using korvane::test::Components;
 using Json = nlohmann::ordered_json;
 
 constexpr std::uint32_t kSeeds = 40;
@@ -127,17 +126,11 @@ TEST(JsonOfEveryContract, NestsFarLessDeepThanIsRead) {
   }
 }
 
-Components parsed(const JsonSchemas& schemas) {
-  Components components;
-  for (const auto& [name, text] : schemas) components.emplace(name, Json::parse(text));
-  return components;
-}
-
 /// The schemas of all contracts together.
-Components all_components() {
+JsonSchemas all_components() {
   JsonSchemas schemas;
   for (const Contract& each : contracts()) each.add_schema(schemas);
-  return parsed(schemas);
+  return schemas;
 }
 
 std::vector<std::string> keys(const Json& object) {
@@ -166,11 +159,10 @@ TEST(SchemaOfEveryContract, BringsAllThatItRefersTo) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
     each.add_schema(schemas);
-    const Components components = parsed(schemas);
     std::set<std::string> references;
-    for (const auto& [name, schema] : components) collect_references(schema, references);
+    for (const auto& [name, schema] : schemas) collect_references(schema, references);
     for (const std::string& reference : references) {
-      EXPECT_NO_THROW(korvane::test::referenced(components, reference)) << each.name;
+      EXPECT_NO_THROW(korvane::test::referenced(schemas, reference)) << each.name;
     }
   }
 }
@@ -179,7 +171,7 @@ TEST(SchemaOfEveryContract, NamesTheFieldsThatAreWrittenInTheirOrder) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
     const std::string name = each.add_schema(schemas);
-    const Json schema = Json::parse(schemas.at(name));
+    const Json& schema = schemas.at(name);
     EXPECT_EQ(keys(schema.at("properties")), keys(Json::parse(each.at_defaults().json)))
         << each.name;
     EXPECT_EQ(schema.at("additionalProperties"), false) << each.name;
@@ -190,7 +182,7 @@ TEST(SchemaOfEveryContract, StatesTheDefaultsThatAreWritten) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
     const std::string name = each.add_schema(schemas);
-    const Json schema = Json::parse(schemas.at(name));
+    const Json& schema = schemas.at(name);
     const Json defaults = Json::parse(each.at_defaults().json);
     for (const auto& [field, property] : schema.at("properties").items()) {
       const bool is_struct = defaults.at(field).is_object() && property.contains("$ref");
@@ -203,7 +195,7 @@ TEST(SchemaOfEveryContract, StatesTheDefaultsThatAreWritten) {
 }
 
 TEST(SchemaOfEveryContract, IsMetByWhatIsWritten) {
-  const Components components = all_components();
+  const JsonSchemas components = all_components();
   for (const Contract& each : contracts()) {
     JsonSchemas own;
     const Json& schema = components.at(each.add_schema(own));

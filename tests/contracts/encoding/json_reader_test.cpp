@@ -301,10 +301,10 @@ TEST(ReadingJson, RefusesBase64PaddedInTheWrongPlace) {
             "value_blob: expected base64 text, found another character at position 1");
 }
 
-TEST(ReadingJson, RefusesBase64WithAnyBitBehindItsLastByte) {
+TEST(ReadingJson, RefusesBase64WithAnyBitAfterItsLastByte) {
   for (const char* const text : {"Zh==", "Zi==", "Zk==", "Zo==", "Zm9=", "Zm+="}) {
     EXPECT_EQ(blob_refusal(text),
-              "value_blob: expected base64 text, found bits behind the last byte")
+              "value_blob: expected base64 text, found bits after the last byte")
         << text;
   }
 }

@@ -1,18 +1,16 @@
 #pragma once
 
 #include <algorithm>
-#include <map>
 #include <string>
 
 #include <nlohmann/json.hpp>
 
+#include "contracts/encoding/json.h"
+
 namespace korvane::test {
 
-/// Components by their name, as the references name them.
-using Components = std::map<std::string, nlohmann::ordered_json>;
-
 /// The component that a reference names. Throws std::out_of_range when there is none.
-inline const nlohmann::ordered_json& referenced(const Components& components,
+inline const nlohmann::ordered_json& referenced(const encoding::JsonSchemas& components,
                                                 const std::string& reference) {
   const std::string form = "#/components/schemas/";
   if (!reference.starts_with(form)) throw std::out_of_range(reference);
@@ -22,8 +20,8 @@ inline const nlohmann::ordered_json& referenced(const Components& components,
 /// What `value` does against `schema`, with the place of the first offence; empty when it conforms.
 /// Knows the keywords that our schemas use, and takes any other for an offence.
 inline std::string offence(const nlohmann::ordered_json& value,
-                           const nlohmann::ordered_json& schema, const Components& components,
-                           const std::string& path = "$") {
+                           const nlohmann::ordered_json& schema,
+                           const encoding::JsonSchemas& components, const std::string& path = "$") {
   const auto is = [&](const std::string& fault, const nlohmann::ordered_json& argument = {}) {
     std::string text = path + " is " + fault;
     return argument.is_null() ? text : text.append(" ").append(argument.dump());

@@ -15,60 +15,82 @@ namespace {
 namespace cad = korvane::model::cad;
 namespace geometry = korvane::model::geometry;
 
-template <class M>
-std::string type_name() {
-  if constexpr (bond::is_maybe_v<M>) {
-    return "maybe<" + type_name<typename M::value_type>() + ">";
-  } else if constexpr (bond::is_nullable_v<M>) {
-    return "nullable<" + type_name<typename M::value_type>() + ">";
-  } else if constexpr (bond::is_vector_v<M>) {
-    return "vector<" + type_name<typename M::value_type>() + ">";
-  } else if constexpr (bond::is_map_v<M>) {
-    return "map<" + type_name<typename M::key_type>() + "," + type_name<typename M::mapped_type>() +
-           ">";
-  } else if constexpr (std::is_same_v<M, bool>) {
+/// The type of a field of each kind.
+struct TypeName {
+  template <bond::Bool>
+  static std::string of() {
     return "bool";
-  } else if constexpr (std::is_same_v<M, std::int32_t>) {
+  }
+  template <bond::Int32>
+  static std::string of() {
     return "int32";
-  } else if constexpr (std::is_same_v<M, double>) {
+  }
+  template <bond::Double>
+  static std::string of() {
     return "double";
-  } else if constexpr (std::is_same_v<M, std::string>) {
+  }
+  template <bond::Text>
+  static std::string of() {
     return "string";
-  } else if constexpr (std::is_same_v<M, bond::blob>) {
+  }
+  template <bond::Blob>
+  static std::string of() {
     return "blob";
-  } else if constexpr (std::is_enum_v<M>) {
+  }
+  template <bond::Enumeration M>
+  static std::string of() {
     return std::string(bond::plain_name(bond::DescribeEnum<M>::qualified_name));
-  } else {
+  }
+  template <bond::Record M>
+  static std::string of() {
     return std::string(bond::plain_name(bond::Describe<M>::qualified_name));
   }
-}
+  template <bond::Maybe M>
+  static std::string of() {
+    return "maybe<" + of<typename M::value_type>() + ">";
+  }
+  template <bond::Nullable M>
+  static std::string of() {
+    return "nullable<" + of<typename M::value_type>() + ">";
+  }
+  template <bond::List M>
+  static std::string of() {
+    return "vector<" + of<typename M::value_type>() + ">";
+  }
+  template <bond::Map M>
+  static std::string of() {
+    return "map<" + of<typename M::key_type>() + "," + of<typename M::mapped_type>() + ">";
+  }
+};
 
-/// The default as the metadata has it. A plain 0 of a double and an empty text are those that the
-/// schema leaves to the type; stated ones read 0.0 and "".
-template <class M>
-std::string default_text(const bond::Variant& value, bool is_stated) {
-  if constexpr (bond::is_maybe_v<M>) {
-    return value.nothing ? "nothing" : "not nothing";
-  } else if constexpr (bond::is_nullable_v<M>) {
-    return "no value";
-  } else if constexpr (bond::is_vector_v<M> || bond::is_map_v<M>) {
-    return "empty";
-  } else if constexpr (std::is_same_v<M, bool>) {
-    return value.uint_value != 0 ? "true" : "false";
-  } else if constexpr (std::is_same_v<M, std::int32_t>) {
-    return std::to_string(value.int_value);
-  } else if constexpr (std::is_enum_v<M>) {
-    return bond::to_string(static_cast<M>(value.int_value));
-  } else if constexpr (std::is_same_v<M, double>) {
+/// The default of a field of each kind as the metadata has it. A plain 0 of a double and an empty
+/// text are those that the schema leaves to the type; stated ones read 0.0 and "".
+struct DefaultText {
+  const bond::Variant& value;
+  bool is_stated = false;
+
+  std::string of(const bond::Bool auto&) const { return value.uint_value != 0 ? "true" : "false"; }
+  std::string of(const bond::Int32 auto&) const { return std::to_string(value.int_value); }
+  std::string of(const bond::Double auto&) const {
     if (!is_stated && value.double_value == 0) return "0";
     return korvane::test::Json(value.double_value).dump();
-  } else if constexpr (std::is_same_v<M, std::string>) {
+  }
+  std::string of(const bond::Text auto&) const {
     if (!is_stated && value.string_value.empty()) return "empty";
     return "\"" + value.string_value + "\"";
-  } else {
-    return "its own defaults";
   }
-}
+  template <bond::Enumeration M>
+  std::string of(const M&) const {
+    return bond::to_string(static_cast<M>(value.int_value));
+  }
+  std::string of(const bond::Maybe auto&) const {
+    return value.nothing ? "nothing" : "not nothing";
+  }
+  std::string of(const bond::Nullable auto&) const { return "no value"; }
+  std::string of(const bond::List auto&) const { return "empty"; }
+  std::string of(const bond::Map auto&) const { return "empty"; }
+  std::string of(const bond::Record auto&) const { return "its own defaults"; }
+};
 
 std::string attributes_text(const std::map<std::string, std::string>& attributes) {
   std::string text;
@@ -103,14 +125,15 @@ std::string schema_text() {
   const auto& fields = bond::Schema<T>::fields;
   std::string text = "\n" + metadata.qualified_name + attributes_text(metadata.attributes) + "\n";
   std::size_t index = 0;
-  bond::for_each_field<T>([&](auto described) {
+  bond::for_each_field<T>([&](const auto& described) {
     using M = std::remove_cvref_t<decltype(std::declval<T>().*described.member)>;
     const bond::FieldMetadata& field = fields.at(index++);
-    EXPECT_EQ(static_cast<int>(field.type), wire_code(type_name<M>())) << field.metadata.name;
+    const std::string type = TypeName::of<M>();
+    EXPECT_EQ(static_cast<int>(field.type), wire_code(type)) << field.metadata.name;
     EXPECT_EQ(field.metadata.modifier, bond::Optional) << field.metadata.name;
-    text += std::to_string(field.id) + " " + field.metadata.name + " " + type_name<M>() + " = " +
-            default_text<M>(field.metadata.default_value, described.states_default) +
-            attributes_text(field.metadata.attributes) + "\n";
+    const DefaultText default_text{field.metadata.default_value, described.states_default};
+    text += std::to_string(field.id) + " " + field.metadata.name + " " + type + " = " +
+            default_text.of(M{}) + attributes_text(field.metadata.attributes) + "\n";
   });
   EXPECT_EQ(index, fields.size());
   return text;

@@ -1,5 +1,6 @@
-#include "contracts/encoding/make_codec.h"
 #include "platform/project_rpc/contracts.h"
+
+#include "contracts/encoding/make_contract.h"
 #include "platform/project_rpc/open_project.describe.h"
 #include "platform/project_rpc/table.describe.h"
 

@@ -1,0 +1,144 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "bond/kinds.h"
+#include "contracts/encoding/enumerator_numbers.h"
+#include "contracts/encoding/json.h"
+#include "contracts/encoding/place.h"
+
+namespace korvane::encoding::detail {
+
+/// JSON text that is being written: kept whole, or handed on in pieces.
+class JsonOutput {
+ public:
+  /// Keeps all of it.
+  JsonOutput() = default;
+  /// Hands it on; `sink` must outlive it.
+  explicit JsonOutput(const JsonSink& sink) : sink_(&sink) {}
+
+  JsonOutput& operator+=(char c) {
+    text_ += c;
+    return *this;
+  }
+  JsonOutput& operator+=(std::string_view piece) {
+    text_ += piece;
+    hand_on_if_large();
+    return *this;
+  }
+  /// The character that was written last. Something must have been.
+  char back() const { return text_.empty() ? last_ : text_.back(); }
+
+  /// The text that is kept: all of it without a sink, else the part that is still to be handed on.
+  std::string take() { return std::move(text_); }
+  /// Hands the rest on.
+  void finish() {
+    if (sink_ != nullptr && !text_.empty()) (*sink_)(text_);
+  }
+
+ private:
+  static constexpr std::size_t kPiece = std::size_t{64} * 1024;
+
+  void hand_on_if_large() {
+    if (sink_ == nullptr || text_.size() < kPiece) return;
+    last_ = text_.back();
+    (*sink_)(text_);
+    text_.clear();
+  }
+
+  const JsonSink* sink_ = nullptr;
+  std::string text_;
+  char last_ = 0;
+};
+
+/// Writes a value of each kind. Throws JsonError, with its place, for what JSON cannot say.
+class JsonWriter {
+ public:
+  /// Keeps the whole text.
+  JsonWriter() = default;
+  /// Hands it on; `sink` must outlive it.
+  explicit JsonWriter(const JsonSink& sink) : text_(sink) {}
+
+  /// The text, if it is kept.
+  std::string take() { return text_.take(); }
+  /// Hands the rest on, if it is not.
+  void finish() { text_.finish(); }
+
+  void write(bond::Bool auto value, const Place&) { text_ += value ? "true" : "false"; }
+  void write(bond::Int32 auto value, const Place&) { write_int32(value); }
+  void write(bond::Double auto value, const Place& place) { write_double(value, place); }
+  void write(const bond::Text auto& value, const Place& place) { write_text(value, place); }
+  void write(const bond::Blob auto& value, const Place&) { write_blob(value); }
+
+  template <bond::Enumeration E>
+  void write(E value, const Place&) {
+    write_enumeration(static_cast<std::int32_t>(value), enumerator_numbers_v<E>);
+  }
+
+  void write(const bond::Nullable auto& value, const Place& place) {
+    value.hasvalue() ? write(value.value(), place) : void(text_ += "null");
+  }
+  void write(const bond::Maybe auto& value, const Place& place) {
+    value ? write(value.value(), place) : void(text_ += "null");
+  }
+
+  void write(const bond::List auto& list, const Place& place) {
+    text_ += '[';
+    for (std::size_t i = 0; i < list.size(); ++i) {
+      write_separator();
+      write(list[i], Place(place, i));
+    }
+    text_ += ']';
+  }
+
+  void write(const bond::Map auto& map, const Place& place) {
+    text_ += '{';
+    for (const auto& [key, mapped] : map) {
+      const Place entry_place(place, key);
+      write_separator();
+      write_text(key, entry_place);
+      text_ += ':';
+      write(mapped, entry_place);
+    }
+    text_ += '}';
+  }
+
+  void write(const bond::Record auto& record, const Place& place) {
+    text_ += '{';
+    write_fields(record, place);
+    text_ += '}';
+  }
+
+ private:
+  template <bond::Record T>
+  void write_fields(const T& record, const Place& place) {
+    if constexpr (bond::DescribedWithBase<T>) {
+      write_fields<typename bond::Describe<T>::base>(record, place);
+    }
+    bond::for_each_field<T>([&](const auto& field) {
+      write_separator();
+      write_name(field.name);
+      write(record.*field.member, Place(place, field.name));
+    });
+  }
+
+  void write_int32(std::int32_t value);
+  void write_double(double value, const Place& place);
+  void write_text(std::string_view value, const Place& place);
+  void write_blob(const bond::blob& value);
+  void write_enumeration(std::int32_t value, std::span<const EnumeratorNumber> enumerators);
+  /// Appends the comma that parts an element from the one before it; call it before the element.
+  void write_separator();
+  /// Appends what needs no escaping, in quotes.
+  void write_quoted(std::string_view text);
+  /// Appends `"name":` for the name of a field.
+  void write_name(std::string_view name);
+
+  JsonOutput text_;
+};
+
+}  // namespace korvane::encoding::detail
