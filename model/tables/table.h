@@ -60,19 +60,18 @@ class Table {
     using Result = std::invoke_result_t<Source, const T&>;
     static_assert(std::is_reference_v<Result> || std::is_arithmetic_v<Result>,
                   "the value would refer to a temporary");
-    add(std::move(name), type, Origin::kRecord, [source](const T& record, const Given<T>&) {
+    return add(std::move(name), type, Origin::kRecord, [source](const T& record, const Given<T>&) {
       return value_of(std::invoke(source, record));
     });
-    return std::move(*this);
   }
 
   /// A column that repeats a field of a record inside this one.
   template <class Inner, class M>
   Table&& column(std::string name, std::string_view type, Inner T::*inner, M Inner::*member) && {
-    add(std::move(name), type, Origin::kRecord, [inner, member](const T& record, const Given<T>&) {
-      return value_of(record.*inner.*member);
-    });
-    return std::move(*this);
+    return add(std::move(name), type, Origin::kRecord,
+               [inner, member](const T& record, const Given<T>&) {
+                 return value_of(record.*inner.*member);
+               });
   }
 
   /// The seven columns `A` to `F` and `R`, each name followed by `suffix`.
@@ -90,9 +89,8 @@ class Table {
   /// A column that takes its value from a member of `Given<T>`.
   template <class M>
   Table&& given(std::string name, std::string_view type, M Given<T>::*member) && {
-    add(std::move(name), type, Origin::kWriter,
-        [member](const T&, const Given<T>& values) { return value_of(values.*member); });
-    return std::move(*this);
+    return add(std::move(name), type, Origin::kWriter,
+               [member](const T&, const Given<T>& values) { return value_of(values.*member); });
   }
 
   /// The column with the whole record.
@@ -122,10 +120,12 @@ class Table {
   }
 
  private:
-  template <class Read>
-  void add(std::string name, std::string_view type, Origin origin, Read read) {
+  using Read = decltype(Column<T>::value);
+
+  Table&& add(std::string name, std::string_view type, Origin origin, Read read) {
     inserted_.push_back(columns_.size());
-    columns_.push_back({std::move(name), type, origin, read});
+    columns_.push_back({std::move(name), type, origin, std::move(read)});
+    return std::move(*this);
   }
 
   std::string name_;

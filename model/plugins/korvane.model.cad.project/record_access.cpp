@@ -30,7 +30,7 @@ std::string make_update_sql(const InsertSpec& spec) {
 
 void update_raw(Poco::Data::Session& session, const std::string& table, tables::Bytes raw,
                 std::int32_t id) {
-  run(session, make_update_sql({table, {"raw"}}), raw, id);
+  run(session, "update " + table + " set raw=? where id=?", raw, id);
 }
 
 }  // namespace korvane::model::cad

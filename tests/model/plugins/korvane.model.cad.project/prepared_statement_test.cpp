@@ -15,6 +15,7 @@ namespace korvane::test {
 namespace {
 
 using model::cad::PreparedStatement;
+using model::cad::run;
 using Poco::Data::SQLite::ConstraintViolationException;
 using Poco::Data::SQLite::InvalidSQLStatementException;
 

@@ -11,8 +11,9 @@
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include "model/plugins/korvane.model.cad.project/schedule_columns.h"
+#include "model/plugins/korvane.model.cad.project/record_access.h"
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
+#include "model/tables/tables.h"
 #include "platform/rpc4/failure.h"
 #include "tests/model/plugins/korvane.model.cad.project/failure.h"
 #include "tests/support/connection_watch.h"
@@ -338,13 +339,12 @@ TEST_F(AddRebar, ParsesEachStatementOnceForAnyNumberOfBars) {
 }
 
 TEST_F(AddRebar, HasTheColumnsOfItsTableInOrder) {
-  const RebarRowValues values;
+  const InsertSpec insert = insert_spec(model::tables::table_of<Rebar>());
   Rows columns;
-  for (const std::string& column : rebar_columns(values).spec().columns)
-    columns.push_back({column});
+  for (const std::string& column : insert.columns) columns.push_back({column});
   EXPECT_EQ(columns, rows("select name from pragma_table_info('rebar') where name <> 'id' "
                           "order by cid"));
-  EXPECT_EQ(rebar_columns(values).spec().table, "rebar");
+  EXPECT_EQ(insert.table, "rebar");
   EXPECT_EQ(columns.size(), 35U);
 }
 
