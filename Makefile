@@ -1,7 +1,8 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test coverage asan tsan torture soak bench fuzz fuzz-corpora format check-format lint clean
+.PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench fuzz \
+  fuzz-corpora format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
@@ -12,7 +13,8 @@ FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
 SOAK_SECONDS := 3600
-SOURCES = $(shell git ls-files '*.h' '*.cpp')
+LINT_SOURCES := 30
+SOURCES = $(shell scripts/sources.py)
 
 help: ## list the targets
 	@grep -hE '^[a-z-]+:.*##' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## /  make \1\t/' | expand -t 22
@@ -37,12 +39,16 @@ serve: build-release ## install, build, and serve the example project over HTTP 
 	  --project $(SERVED)/guideline.db >/dev/null
 	@build/release/bin/korvane serve --root $(SERVED)
 
-test: build-dev ## install, build and run all tests
+test: check-sources build-dev ## install, build and run all tests
 	@echo "== test"
 	@ctest --preset dev --no-tests=error
 
-asan tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
+asan asan-quick tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
 	@ctest --preset $* --no-tests=error
+
+check-sources: packages
+	@scripts/check-includes.py
+	@scripts/check-lengths.py
 
 coverage: build-coverage ## lines and branches of bond/ and of the plugin that the tests take
 	@find build/coverage -name '*.gcda' -delete
@@ -74,7 +80,10 @@ check-format: packages
 	@clang-format --dry-run --Werror $(SOURCES)
 
 lint: build-dev ## clang-tidy over all sources
-	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/dev '^$(CURDIR)/(bench|bond|clients|contracts|host|model|platform|schedule|tests|tools)/'
+	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/dev '^$(CURDIR)/'
+
+lint-changed: build-dev ## clang-tidy over what has changed since the last release, in part (LINT_SOURCES)
+	@LINT_SOURCES=$(LINT_SOURCES) scripts/lint-changed.py
 
 clean: ## remove what was built
 	@rm -rf build
