@@ -109,7 +109,8 @@ inline constexpr auto type_name_v = type_name_storage<T>();
 /// The qualified name, with the parameter of a generic struct:
 /// "korvane.Batch<korvane.model.cad.Rebar>".
 template <Described T>
-constexpr std::string_view type_name() {
+constexpr std::string_view type_name() {  // coverage: evaluated while compiling
+  // coverage: evaluated while compiling
   return {detail::type_name_v<T>.data(), detail::type_name_v<T>.size()};
 }
 

@@ -15,6 +15,7 @@ class OpenOnceConnector : public Poco::Data::SQLite::Connector {
                                                        std::size_t timeout) override {
     const bool looks_like_uri = connection_string.rfind("file:", 0) == 0;
     Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session(new Poco::Data::SQLite::SessionImpl(
+        // coverage: what is destroyed if the session cannot be made; both names are tested
         looks_like_uri ? "./" + connection_string : connection_string, 0));
     session->setConnectionTimeout(timeout);
     return session;
@@ -25,6 +26,7 @@ class OpenOnceConnector : public Poco::Data::SQLite::Connector {
 /// keeps the first connector of a key: the host's, if it has registered one.
 void ensure_connector() {
   struct Registration {
+    // coverage: memory that fails in the first opening of a process alone
     Registration() { Poco::Data::SessionFactory::instance().add(new OpenOnceConnector); }
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
@@ -32,6 +34,7 @@ void ensure_connector() {
       Poco::Data::SessionFactory::instance().remove(Poco::Data::SQLite::Connector::KEY);
     }
   };
+  // coverage: the same, and two threads that open first at once
   static const Registration registration;
 }
 

@@ -44,7 +44,7 @@ void ProjectManager_Service_Impl::open(OpenProjectRequest request, OpenProjectRe
   }
   const auto index = static_cast<std::int32_t>(projects_.size());
   ProjectEntry entry{std::make_shared<krv::rpc4::Live<Project_Service_Impl>>(index, path.string()),
-                     path};
+                     path};  // coverage: what is destroyed if the entry cannot be made
   std::string service_id = entry.service->id();
   // Both or neither: nothing can fail after the index has the path.
   projects_.reserve(projects_.size() + 1);
