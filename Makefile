@@ -64,8 +64,9 @@ torture: build-dev ## kills, failing disks and memory, power cuts, hostile files
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
 
-bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json
+bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json and docs/performance.md
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
+	@scripts/performance.py
 
 fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh run

@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""Writes the tables of docs/performance.md, each between <!-- table: NAME --> and <!-- /table -->,
+from bench/results.json. With --check it fails if they are not what it would write.
+
+bench/before.json has the figures of the release before, from a run on the same day as
+bench/results.json. It is left out where the days differ: machines do too.
+"""
+
+import difflib
+import json
+import re
+import sys
+
+from sources import ROOT
+
+DOCUMENT = "docs/performance.md"
+RESULTS = "bench/results.json"
+BEFORE = "bench/before.json"
+BLOCK = re.compile(r"(<!-- table: (\S+) -->\n).*?(<!-- /table -->)", re.DOTALL)
+# What such a figure is compared with is its own smallest case.
+GROWTH = "growth: "
+
+
+def readable(value, unit):
+    """Times with three digits in the unit that suits them, counts as they are."""
+    if unit == "x":
+        return f"{value:.3f}"
+    if unit != "s":
+        return f"{value:.4g} {unit}"
+    for name, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6), ("ns", 1e-9)):
+        if value >= size or name == "ns":
+            return f"{value / size:.3g} {name}"
+
+
+def table(head, rows):
+    """Lines of Markdown; a head that ends with ':' is of a column of numbers."""
+    marks = "|".join("--:" if name.endswith(":") else "---" for name in head)
+    lines = ["| " + " | ".join(name.rstrip(":") for name in head) + " |", f"|{marks}|"]
+    return lines + ["| " + " | ".join(row) + " |" for row in rows]
+
+
+def machine_lines(results, _):
+    machine = results["machine"]
+    return [f"{results['date']}, {machine['cores']} cores, {machine['compiler']}, "
+            f"SQLite {machine['sqlite']}, Protocol Buffers {machine['protobuf']}."]
+
+
+def ratio_lines(results, before):
+    head = ["Work", "Arguments", "korvane:", "baseline:", "ratio:", "fastest:"]
+    head += ["the release before:"] if before else []
+    rows = []
+    for figure in results["figures"]:
+        if figure["work"].startswith(GROWTH):
+            continue
+        row = [figure["work"], figure["arguments"], readable(figure["korvane"], figure["unit"]),
+               readable(figure["baseline"], figure["unit"]), f"{figure['ratio']:.3f}",
+               f"{figure['ratio_of_fastest']:.3f}"]
+        if before:
+            old = before.get((figure["work"], figure["arguments"]))
+            row.append(f"{old['ratio']:.3f} / {old['ratio_of_fastest']:.3f}" if old else "")
+        met = {True: "yes", False: "no", None: ""}[figure.get("met")]
+        rows.append(row + [str(figure.get("goal", "")), met])
+    return table(head + ["goal:", "met"], rows)
+
+
+def growth_lines(results, _):
+    rows = [[figure["work"].removeprefix(GROWTH), figure["arguments"],
+             readable(figure["korvane"], figure["unit"]), f"{figure['ratio']:.1f}"]
+            for figure in results["figures"] if figure["work"].startswith(GROWTH)]
+    return table(["Work", "Arguments", "Time:", "Ratio:"], rows)
+
+
+TABLES = {"machine": machine_lines, "ratios": ratio_lines, "growth": growth_lines}
+
+
+def rewritten(document, results, before):
+    """The document with its tables made anew. `before` is the older run, or None."""
+    older = {}
+    if before and before["date"] == results["date"]:
+        older = {(figure["work"], figure["arguments"]): figure for figure in before["figures"]}
+    found = [match.group(2) for match in BLOCK.finditer(document)]
+    if sorted(found) != sorted(TABLES):
+        raise ValueError(f"{DOCUMENT} has the tables {found}, not {list(TABLES)}")
+    return BLOCK.sub(
+        lambda match: match.group(1) + "\n".join(TABLES[match.group(2)](results, older)) + "\n" +
+        match.group(3), document)
+
+
+def main():
+    path = ROOT / DOCUMENT
+    document = path.read_text()
+    before = ROOT / BEFORE
+    new = rewritten(document, json.loads((ROOT / RESULTS).read_text()),
+                    json.loads(before.read_text()) if before.exists() else None)
+    if "--check" in sys.argv:
+        sys.stdout.writelines(difflib.unified_diff(
+            document.splitlines(True), new.splitlines(True), DOCUMENT, RESULTS))
+        return 0 if new == document else 1
+    path.write_text(new)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,71 @@
+import unittest
+
+from loaded import script
+
+performance = script("performance")
+
+RESULTS = {
+    "date": "2026-01-02",
+    "machine": {"cores": 2, "compiler": "g++ 12", "sqlite": "3.40", "protobuf": "3.21"},
+    "figures": [
+        {"work": "store", "arguments": "lines:10", "korvane": 0.0061, "baseline": 0.005,
+         "unit": "s", "ratio": 1.22, "ratio_of_fastest": 1.1, "goal": 1.25, "met": True},
+        {"work": "memory", "arguments": "", "korvane": 205.4, "baseline": 1880.0,
+         "unit": "B/bar", "ratio": 0.1092, "ratio_of_fastest": 0.1092},
+        {"work": "growth: look", "arguments": "file:10", "korvane": 7.019e-08,
+         "baseline": 7.019e-08, "unit": "s", "ratio": 1.0, "ratio_of_fastest": 1.0},
+    ],
+}
+BEFORE = {"date": "2026-01-02", "figures": [
+    {"work": "store", "arguments": "lines:10", "ratio": 1.5, "ratio_of_fastest": 1.4}]}
+DOCUMENT = """Words.
+<!-- table: machine -->
+<!-- /table -->
+More.
+<!-- table: ratios -->
+| old |
+<!-- /table -->
+<!-- table: growth -->
+<!-- /table -->
+"""
+
+
+class Rewritten(unittest.TestCase):
+    def test_tables_are_replaced_and_words_kept(self):
+        self.assertEqual(performance.rewritten(DOCUMENT, RESULTS, None), """Words.
+<!-- table: machine -->
+2026-01-02, 2 cores, g++ 12, SQLite 3.40, Protocol Buffers 3.21.
+<!-- /table -->
+More.
+<!-- table: ratios -->
+| Work | Arguments | korvane | baseline | ratio | fastest | goal | met |
+|---|---|--:|--:|--:|--:|--:|---|
+| store | lines:10 | 6.1 ms | 5 ms | 1.220 | 1.100 | 1.25 | yes |
+| memory |  | 205.4 B/bar | 1880 B/bar | 0.109 | 0.109 |  |  |
+<!-- /table -->
+<!-- table: growth -->
+| Work | Arguments | Time | Ratio |
+|---|---|--:|--:|
+| look | file:10 | 70.2 ns | 1.0 |
+<!-- /table -->
+""")
+
+    def test_a_second_time_changes_nothing(self):
+        once = performance.rewritten(DOCUMENT, RESULTS, BEFORE)
+        self.assertEqual(performance.rewritten(once, RESULTS, BEFORE), once)
+
+    def test_the_release_before_has_a_column_if_it_ran_on_the_same_day(self):
+        same = performance.rewritten(DOCUMENT, RESULTS, BEFORE)
+        self.assertIn("| store | lines:10 | 6.1 ms | 5 ms | 1.220 | 1.100 | 1.500 / 1.400 | 1.25 |",
+                      same)
+        self.assertIn("| memory |  | 205.4 B/bar | 1880 B/bar | 0.109 | 0.109 |  |  |  |", same)
+        other = performance.rewritten(DOCUMENT, RESULTS, BEFORE | {"date": "2025-12-31"})
+        self.assertEqual(other, performance.rewritten(DOCUMENT, RESULTS, None))
+
+    def test_a_document_without_one_of_the_tables_is_refused(self):
+        with self.assertRaisesRegex(ValueError, "has the tables"):
+            performance.rewritten(DOCUMENT.replace("growth", "grown"), RESULTS, None)
+
+
+if __name__ == "__main__":
+    unittest.main()
