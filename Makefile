@@ -2,7 +2,7 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench fuzz \
-  fuzz-corpora format check-format lint lint-changed clean
+  fuzz-corpora mutants format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
@@ -13,6 +13,8 @@ FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
 SOAK_SECONDS := 3600
+MUTANTS := 100
+SEED := 1
 LINT_SOURCES := 30
 SOURCES = $(shell scripts/sources.py)
 
@@ -60,6 +62,9 @@ torture: build-dev ## kills, failing disks and memory, power cuts, hostile files
 	@for test in torture/failing_disk_test torture/failing_memory_test torture/power_cut_test \
 	    hostile_files/hostile_files_test other_programs/other_programs_test; do \
 	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/scenarios/$$test || exit 1; done
+
+mutants: packages ## slips in the sources that the tests are to notice (MUTANTS, SEED)
+	@scripts/mutants.py --count=$(MUTANTS) --seed=$(SEED)
 
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test

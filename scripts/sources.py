@@ -22,19 +22,29 @@ def git(*arguments, root=ROOT):
     return result.stdout if result.returncode == 0 else None
 
 
+def files(root=ROOT):
+    """All files of the repository by their path from `root`: git's, those that are not added yet
+    among them; of a folder without git, all that are there."""
+    listed = git("ls-files", "-z", "--cached", "--others", "--exclude-standard", root=root)
+    if listed is not None and not is_inside_other(root):
+        return sorted({name for name in listed.split("\0") if (root / name).is_file()})
+    names = set()
+    for folder, subfolders, found in os.walk(root):
+        subfolders[:] = [name for name in subfolders
+                         if name not in NOT_SOURCES and not name.startswith(".")]
+        names |= {os.path.relpath(os.path.join(folder, name), root) for name in found}
+    return sorted(names)
+
+
+def is_inside_other(root):
+    """Whether the folder is only a part of git's working tree, such as a copy in build/."""
+    top = git("rev-parse", "--show-toplevel", root=root)
+    return top is not None and pathlib.Path(top.strip()).resolve() != pathlib.Path(root).resolve()
+
+
 def sources(root=ROOT):
-    """The sources in C++ by their path from `root`: git's, those that are not added yet among them;
-    of a folder without git, all that are there."""
-    listed = git("ls-files", "--cached", "--others", "--exclude-standard", root=root)
-    if listed is not None:
-        names = {name for name in listed.splitlines() if (root / name).exists()}
-    else:
-        names = set()
-        for folder, subfolders, files in os.walk(root):
-            subfolders[:] = [name for name in subfolders
-                             if name not in NOT_SOURCES and not name.startswith(".")]
-            names |= {os.path.relpath(os.path.join(folder, file), root) for file in files}
-    return sorted(name for name in names if name.endswith(SUFFIXES))
+    """The sources in C++ among them."""
+    return [name for name in files(root) if name.endswith(SUFFIXES)]
 
 
 def is_product(name):
