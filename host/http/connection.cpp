@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <chrono>
 #include <exception>
-#include <limits>
 #include <memory>
 #include <poll.h>
 #include <string_view>
@@ -74,8 +73,9 @@ bool HttpServer::Connection::serve_request() {
   request.is_encrypted = server_.encrypt_ != nullptr;
   request.is_beyond_limit = is_beyond_limit_;
   request.has_client_gone = [this] { return is_closed(descriptor_); };
+  RequestReader reader(stream_, request.head, {limits().header_bytes, limits().body_bytes});
   try {
-    request.head = read_request_header(stream_, limits().header_bytes);
+    reader.read_header();
   } catch (const HttpFault& fault) {
     return refuse(fault);
   } catch (const ConnectionEnd&) {
@@ -84,7 +84,7 @@ bool HttpServer::Connection::serve_request() {
   }
 
   std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
-  bool is_body_left = has_body(request.head);
+  bool is_body_left = reader.has_body();
   bool may_go_on = true;
   HttpReply reply;
   try {
@@ -93,8 +93,7 @@ bool HttpServer::Connection::serve_request() {
     enter_as(exchange->client());
     may_go_on = true;
     const std::string body =
-        read_request_body(stream_, request.head, {limits().body_bytes, limits().header_bytes},
-                          [&](std::uint64_t bytes) { exchange->hold_body(bytes); });
+        reader.read_body([&](std::uint64_t bytes) { exchange->hold_body(bytes); });
     is_body_left = false;
     with_state([](ConnectionState& state) { state.begin_answering(); });
     reply = exchange->answer(body);
@@ -162,13 +161,12 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
 void HttpServer::Connection::linger() {
   stream_.socket().shutdownSend();
   const auto end = Clock::now() + kLingerTime;
-  std::string ignored;
   try {
     for (auto now = Clock::now(); now < end; now = Clock::now()) {
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - now);
       if (!stream_.has_data(left)) return;
-      stream_.read_some(ignored, std::numeric_limits<std::size_t>::max());
-      ignored.clear();
+      stream_.receive();
+      stream_.take(stream_.arrived().size());
     }
   } catch (const ConnectionEnd&) {
     return;

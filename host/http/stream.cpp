@@ -29,32 +29,12 @@ bool Stream::has_data(std::chrono::milliseconds time) {
   });
 }
 
-std::string_view Stream::arrived() {
-  if (arrived_.empty()) {
-    const int count = or_end(
-        [&] { return socket_.receiveBytes(buffer_.data(), static_cast<int>(buffer_.size())); });
-    if (count <= 0) throw ConnectionEnd();
-    arrived_ = {buffer_.data(), static_cast<std::size_t>(count)};
-  }
-  return arrived_;
-}
-
-char Stream::read_byte() {
-  const char byte = arrived().front();
-  arrived_.remove_prefix(1);
-  return byte;
-}
-
-std::size_t Stream::read_some(std::string& text, std::size_t bytes) {
-  const std::string_view piece = arrived().substr(0, bytes);
-  text += piece;
-  arrived_.remove_prefix(piece.size());
-  return piece.size();
-}
-
-std::size_t Stream::read_some_of_line(std::string& text, std::size_t bytes) {
-  const std::size_t end = arrived().find('\n');
-  return read_some(text, end == std::string_view::npos ? bytes : std::min(bytes, end + 1));
+void Stream::receive() {
+  if (!arrived_.empty()) return;
+  const int count = or_end(
+      [&] { return socket_.receiveBytes(buffer_.data(), static_cast<int>(buffer_.size())); });
+  if (count <= 0) throw ConnectionEnd();
+  arrived_ = {buffer_.data(), static_cast<std::size_t>(count)};
 }
 
 void Stream::write_all(std::string_view text) {

@@ -4,7 +4,6 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
-#include <string>
 #include <string_view>
 
 #include <Poco/Net/StreamSocket.h>
@@ -22,19 +21,17 @@ class Stream {
 
   Poco::Net::StreamSocket& socket() { return socket_; }
 
-  /// Waits for a first byte or the end. False when `time` has passed.
+  /// Waits for a byte or the end. False when `time` has passed.
   bool has_data(std::chrono::milliseconds time);
-  char read_byte();
-  /// Appends what has come, at most `bytes`. Returns how many there were.
-  std::size_t read_some(std::string& text, std::size_t bytes);
-  /// The same, and no further than to the end of a line.
-  std::size_t read_some_of_line(std::string& text, std::size_t bytes);
+  /// What has come and has not been taken. Valid until `receive`.
+  std::string_view arrived() const { return arrived_; }
+  /// Waits until something has arrived.
+  void receive();
+  /// Takes the first bytes of what has arrived.
+  void take(std::size_t bytes) { arrived_.remove_prefix(bytes); }
   void write_all(std::string_view text);
 
  private:
-  /// What has come and is not read yet; not empty.
-  std::string_view arrived();
-
   Poco::Net::StreamSocket socket_;
   std::array<char, 16U << 10U> buffer_;
   std::string_view arrived_;

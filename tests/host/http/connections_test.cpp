@@ -177,6 +177,19 @@ TEST_F(SlowClients, AreNotThoseWhoseCallRuns) {
   EXPECT_EQ(connection.read_answer().status, 200);
 }
 
+TEST_F(SlowClients, AreNotThoseWhoseCallOutlastsTheTimeOfOthers) {
+  BusyProject busy(server());
+  wait_for_calls(1);
+  // Its time began later, and is over: so would be that of the call if it still ran.
+  auto later = connect();
+  later.send("GET /v1 HT");
+  expect_timeout(later.read_answer());
+  busy.let_go();
+  EXPECT_EQ(busy.answer().status, 200);
+  busy.connection().send(header("GET /healthz/live"));
+  EXPECT_EQ(busy.answer().body, "live\n");
+}
+
 TEST_F(SlowClients, AreNotThoseWhoSendOneRequestAfterAnother) {
   auto connection = connect();
   const auto end = Clock::now() + 2 * kTransferTime;
