@@ -18,6 +18,7 @@
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
 #include "tests/bond/bytes.h"
+#include "tests/host/http/request_rows.h"
 #include "tests/support/every_contract.h"
 #include "tests/support/filled_record.h"
 #include "tests/support/random_record.h"
@@ -154,52 +155,11 @@ void add_schedules(SeedFolder& bvbs) {
   }
 }
 
+/// Every request, and what is none, of the parser's tests. Long ones would slow every run.
 void add_requests(SeedFolder& http) {
-  const std::string host = "Host: a\r\n";
-  const std::string get = "GET / HTTP/1.1\r\n" + host;
-  const std::string post = "POST /v1/a/b HTTP/1.1\r\n" + host;
-  for (const std::string& text : std::vector<std::string>{
-           "",
-           "\r\n\r\n",
-           "GET / HTTP/1.0\r\nHost: a\r\n\r\n",
-           "GET / HTTP/2.0\r\nHost: a\r\n\r\n",
-           "GET / HTTP/1.1\r\n\r\n",
-           "GET  / HTTP/1.1\r\nHost: a\r\n\r\n",
-           "GET http://b/c?d HTTP/1.1\r\nHost: a\r\n\r\n",
-           "GET HTTPS://b HTTP/1.1\r\nHost: a\r\n\r\n",
-           "OPTIONS * HTTP/1.1\r\nHost: a\r\n\r\n",
-           "GET /\nHost: a\n\n",
-           get + "\r\n",
-           get + "Connection: close\r\n\r\n" + get + "\r\n",
-           get + host + "\r\n",
-           get + "A: b\r\n c\r\n\r\n",
-           get + "A : b\r\n\r\n",
-           get + "A: \x01\r\n\r\n",
-           get + std::string(1100, 'a'),
-           "GET /" + std::string(17000, 'a'),
-           "HEAD / HTTP/1.1\r\n" + host + "\r\n" + get + "\r\n",
-           "GET /refused HTTP/1.1\r\n" + host + "\r\n",
-           "POST /refused HTTP/1.1\r\n" + host + "Content-Length: 3\r\n\r\nabc",
-           post + "Content-Length: 3\r\n\r\nabc" + get + "\r\n",
-           post + "Content-Length: 3\r\n\r\nab",
-           post + "Content-Length: 0\r\n\r\n",
-           post + "Content-Length: 00003\r\n\r\nabc",
-           post + "Content-Length: 3, 3\r\n\r\nabc",
-           post + "Content-Length: 3\r\nContent-Length: 3\r\n\r\nabc",
-           post + "Content-Length: +3\r\n\r\nabc",
-           post + "Content-Length: 99999999999999999999\r\n\r\nabc",
-           post + "Content-Length: 513\r\n\r\nabc",
-           post + "Content-Length: 300\r\n\r\n" + std::string(300, 'a'),
-           post + "Expect: 100-continue\r\nContent-Length: 3\r\n\r\nabc",
-           post + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n" + get + "\r\n",
-           post + "Transfer-Encoding: chunked\r\n\r\n3;a=b\r\nabc\r\n0\r\nA: b\r\n\r\n",
-           post + "Transfer-Encoding: chunked\r\n\r\n3\r\nabcd\r\n0\r\n\r\n",
-           post + "Transfer-Encoding: chunked\r\n\r\n+3\r\nabc\r\n0\r\n\r\n",
-           post + "Transfer-Encoding: chunked\r\n\r\n\r\nabc\r\n0\r\n\r\n",
-           post + "Transfer-Encoding: chunked\r\n\r\nffffffffffffffff\r\nabc",
-           post + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n",
-           post + "Transfer-Encoding: chunked\r\nContent-Length: 3\r\n\r\n0\r\n\r\n"}) {
-    http.add(text);
+  constexpr std::size_t kLong = 10'000;
+  for (const korvane::test::RequestRow& row : korvane::test::request_rows()) {
+    if (row.bytes.size() <= kLong) http.add(row.bytes);
   }
 }
 

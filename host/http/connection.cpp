@@ -17,17 +17,17 @@ using Poco::Net::StreamSocket;
 
 namespace {
 
-/// How long a refused request is still read, so that its sender gets to see the reply.
+/// How long a refused request is still read, so that its sender sees the reply.
 constexpr std::chrono::milliseconds kLingerTime{1000};
 /// How long a connection beyond the limit has for its one request.
 constexpr std::chrono::milliseconds kBriefTime{2000};
 /// Smaller bodies leave together with their header.
 constexpr std::size_t kSmallBody = 64U << 10U;
 
-/// What one client may have of `all`.
+/// How many of `all` connections one client may have.
 std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - all / 4); }
 
-/// Whether the other end has closed its side, or all.
+/// Whether the other end has closed its side of the connection, or all of it.
 bool is_closed(int descriptor) {
   pollfd one{descriptor, POLLRDHUP, 0};
   return ::poll(&one, 1, 0) == 1 && (one.revents & (POLLRDHUP | POLLHUP | POLLERR)) != 0;
@@ -43,7 +43,7 @@ HttpServer::Connection::Connection(HttpServer& server, const StreamSocket& socke
       peer_(socket.peerAddress().toString()),
       watch_(server, descriptor_, peer_.substr(0, peer_.rfind(':'))),
       stream_(server.encrypt_ ? server.encrypt_(socket) : socket) {
-  stream_.socket().setNoDelay(true);  // a reply's last piece would wait for the others' receipt
+  stream_.socket().setNoDelay(true);  // or the last piece of a reply would wait
 }
 
 void HttpServer::Connection::run() {
@@ -109,15 +109,17 @@ bool HttpServer::Connection::serve_request() {
                            request.head.getKeepAlive() && !server_.is_stopping();
   const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
   exchange->served(reply, Clock::now() - started_, is_sent);
-  reply = {};        // it may hold what is counted among its client's
-  exchange.reset();  // and so may this
-  request = {};      // as long as nothing is read, it is all that the connection holds
+  // Until the next request the connection is to hold nothing: neither memory that counts as the
+  // client's nor the header.
+  reply = {};
+  exchange.reset();
+  request = {};
   if (is_sent && is_body_left) linger();
   return is_sent && keeps_alive;
 }
 
 void HttpServer::Connection::enter_as(const std::string& client) {
-  if (client.empty()) return;  // whoever asks how the server is
+  if (client.empty()) return;  // a check of the server's health
   const bool is_too_many = with_state([&](ConnectionState& state) {
     state.admit();
     return watch_.become(client) && watch_.siblings() > share_of(limits().connections);

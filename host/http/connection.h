@@ -15,7 +15,7 @@
 
 namespace korvane::host {
 
-/// The state of a connection, which the server knows as long as this lives.
+/// Makes the state of a connection known to the server for as long as this lives.
 class HttpServer::Watch {
  public:
   Watch(HttpServer& server, int descriptor, const std::string& address)
@@ -36,10 +36,10 @@ class HttpServer::Watch {
 
   // With the server's lock held:
   ConnectionState state;
-  /// The connections of its owner.
+  /// How many connections its owner has.
   std::size_t siblings() const { return owner_->second; }
-  /// It is the client's from now on; with an empty name it stays whose it is. Returns whether its
-  /// owner is another one than before.
+  /// Counts as the client's from now on; an empty name changes nothing. Returns whether the owner
+  /// has changed.
   bool become(const std::string& client) {
     if (client.empty() || client == owner_->first) return false;
     const auto owner = server_.connections_of_owners_.try_emplace(client).first;
@@ -67,13 +67,13 @@ class HttpServer::Watch {
 /// One connection, in its own thread.
 class HttpServer::Connection {
  public:
-  /// `is_beyond_limit`: it may send one request, and soon.
+  /// `is_beyond_limit`: it may send one request, and must do so soon.
   Connection(HttpServer& server, const Poco::Net::StreamSocket& socket, bool is_beyond_limit);
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
   ~Connection() = default;
 
-  /// Serves its requests. Throws what breaks the connection off.
+  /// Serves its requests until there are no more. Throws when the connection breaks off.
   void run();
 
  private:
@@ -84,20 +84,20 @@ class HttpServer::Connection {
   }
   const HttpLimits& limits() const { return server_.limits_; }
 
-  /// False when there shall be no more requests.
+  /// False once the server is stopping.
   bool begin_idle();
   bool is_overdue();
   HttpFault overdue() const;
 
   /// Serves one request. False when it is the connection's last.
   bool serve_request();
-  /// The connection is the client's from now on; with an empty name nobody's. Throws HttpFault 429
-  /// if the client has too many.
+  /// Counts the connection as the client's from now on, unless the name is empty. Throws HttpFault
+  /// 429 if the client has too many.
   void enter_as(const std::string& client);
   bool refuse(const HttpFault& fault);
   bool send(const HttpReply& reply, bool keeps_alive, bool is_head_only);
-  /// Reads on for a while what nobody wants: closing with bytes unread resets the connection, and
-  /// the other end would lose the reply.
+  /// For a while reads and drops what still comes: closing with bytes unread resets the connection,
+  /// and the other end would lose the reply.
   void linger();
 
   HttpServer& server_;

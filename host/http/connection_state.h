@@ -5,31 +5,35 @@
 
 namespace korvane::host {
 
-/// What is known of a connection from outside its thread, which shuts it where it is idle or
-/// overdue. The descriptor is shut, not closed: the connection's thread is woken by it, and it
-/// alone closes it. Used with the server's lock held.
+/// A connection as other threads see it, which shut it down when it is idle or overdue. They do not
+/// close its descriptor: shutting it down wakes the connection's thread, and that thread alone
+/// closes it. Used with the server's lock held.
 class ConnectionState {
  public:
   using Clock = std::chrono::steady_clock;
 
+  /// Idle. `descriptor` is not closed by this, and stays open as long as this lives.
   explicit ConnectionState(int descriptor) : descriptor_(descriptor) {}
 
   /// Between requests.
   void begin_idle();
-  /// From the first byte of a request.
+  /// From the first byte of a request. It has so much time to arrive.
   void begin_reading(std::chrono::milliseconds time);
-  /// The request is let in, for a client that is known.
+  /// The request is admitted, and its client known.
   void admit() { is_at_rest_ = false; }
+  /// A call may take as long as it needs.
   void begin_answering();
+  /// The reply has so much time to leave.
   void begin_writing(std::chrono::milliseconds time);
 
   bool is_overdue() const { return is_overdue_; }
-  /// Whether nothing is lost but time when it is shut: between requests, or in one that was not let
-  /// in, yet or at all.
+  /// Whether it can be shut down without breaking anything off: it is between requests, or in one
+  /// that has not been admitted.
   bool is_at_rest() const { return is_at_rest_ && !is_shut_; }
   Clock::time_point at_rest_since() const { return since_; }
 
   void shut_if_idle();
+  /// Both ways, whatever it does.
   void shut();
   void shut_if_overdue(Clock::time_point now);
 
@@ -39,6 +43,8 @@ class ConnectionState {
   bool is_at_rest_ = true;
   bool is_overdue_ = false;
   bool is_shut_ = false;
+  /// Which ways it is shut down when it is overdue: what has not arrived in time is still replied
+  /// to.
   int how_ = 0;
   Clock::time_point since_ = Clock::now();
   std::optional<Clock::time_point> deadline_;

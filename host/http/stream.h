@@ -10,7 +10,7 @@
 
 namespace korvane::host {
 
-/// The other end of a connection has gone, or was too slow.
+/// The connection has ended, or was shut down because the other end was too slow.
 struct ConnectionEnd : std::exception {};
 
 /// Reads a connection through a buffer and writes to it. Every failure is a ConnectionEnd. Used by

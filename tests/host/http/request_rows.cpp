@@ -1,7 +1,5 @@
 #include "tests/host/http/request_rows.h"
 
-#include <array>
-#include <initializer_list>
 #include <sstream>
 #include <utility>
 
@@ -109,11 +107,12 @@ Rows request_lines() {
                  "GET\r\n/ HTTP/1.1", "GET /\t HTTP/1.1", "G\xC4T / HTTP/1.1"},
                 "\r\n" + kHost + "\r\n"),
            "400 malformed request line; expected a method, a target and a version");
+  int number = 0;
   for (const std::string version :
        {"HTTP/2.0", "HTTP/1.2", "HTTP/0.9", "http/1.1", "HTTP", "1.1"}) {
-    add_each(rows, "AnotherVersionIsRefused" + std::to_string(rows.size()),
-             {"GET / " + version + "\r\n" + kHost + "\r\n"},
-             "505 HTTP/1.1 is spoken here, not " + version);
+    rows.push_back({"AnotherVersionIsRefused" + std::to_string(++number),
+                    "GET / " + version + "\r\n" + kHost + "\r\n",
+                    "505 HTTP/1.1 is spoken here, not " + version});
   }
   rows.push_back({"TheNextVersionsPrefaceIsRefused", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n",
                   "505 HTTP/1.1 is spoken here, not HTTP/2.0"});
@@ -236,6 +235,11 @@ Rows lengths_of_headers() {
       {"AHeaderBeyondItsLimitIsRefusedBeforeItEnds", header(900).substr(0, 501), long_header, "",
        small},
       {"AHeaderBeyondItsLimitIsRefusedInItsFirstLineToo", line(600), long_header, "", small},
+      {"ARequestLineLongerThanAHeaderMayBeIsRefusedAsAHeader",
+       line(16'400),
+       "431 the header is longer than 16384 bytes",
+       "",
+       {.header_bytes = 16'384, .body_bytes = 1000}},
       {"ALongHeaderIsRefusedForThatFirst", "no request line\r\n" + text_of(600) + "\r\n\r\n",
        long_header, "", small},
       {"EmptyLinesBeforeAHeaderDoNotCount", "\r\n\r\n\r\n" + header(500), "GET /", "", small},
