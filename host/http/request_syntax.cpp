@@ -29,7 +29,7 @@ std::optional<std::uint64_t> parse_number(std::string_view text, int base) {
   // Digits only: from_chars would take a sign.
   constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
   const std::string_view allowed = kDigits.substr(0, base == 16 ? kDigits.size() : 10);
-  if (text.empty() || text.find_first_not_of(allowed) != text.npos) return std::nullopt;
+  if (text.find_first_not_of(allowed) != text.npos) return std::nullopt;
   std::uint64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
   if (error != std::errc()) return std::nullopt;

@@ -144,8 +144,8 @@ Rows fields() {
   rows.push_back({"OtherFieldsMayBeRepeated", get("Accept: a\r\nAccept: b\r\n"), "GET /"});
   add_each(rows, "AMalformedFieldIsRefused",
            each("GET / HTTP/1.1\r\n" + kHost,
-                {"Content-Length : 2", "no colon", ": no name", " continued", "\tcontinued",
-                 "two words: 2", "Field\x80: 2", " "},
+                {"Content-Length : 2", "no colon", "NoColon", ": no name", " continued",
+                 "\tcontinued", "two words: 2", "Field\x80: 2", " "},
                 "\r\n\r\n"),
            "400 malformed field in the header; expected a name, a colon and a value");
   rows.push_back({"AContinuedFirstFieldIsRefused", "GET / HTTP/1.1\r\n " + kHost + "\r\n",
