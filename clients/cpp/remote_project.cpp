@@ -98,7 +98,7 @@ class RemoteProject::Server {
       if (!token_.empty()) head.setCredentials("Bearer", token_);
       session_->sendRequest(head).write(body.data(), static_cast<std::streamsize>(body.size()));
       HTTPResponse response;
-      const std::string reply = read_all(session_->receiveResponse(response));
+      std::string reply = read_all(session_->receiveResponse(response));
       if (response.getStatus() == HTTPResponse::HTTP_OK) return reply;
       throw std::runtime_error(url_ + ": " + std::to_string(response.getStatus()) + " " +
                                detail_of(reply));
