@@ -14,6 +14,7 @@ could kill are explained in scripts/mutants-explained.txt. Fails if one survives
 import argparse
 import collections
 import dataclasses
+import fcntl
 import fnmatch
 import hashlib
 import json
@@ -272,7 +273,7 @@ class Copy:
 
     def outcome(self, slip, programs):
         """What becomes of a slip, and which program has killed it."""
-        original = (ROOT / slip.file).read_bytes()
+        original = (self.source / slip.file).read_bytes()
         try:
             self.write(slip.file, slip.applied(original.decode()).encode())
             for program in programs:
@@ -285,9 +286,9 @@ class Copy:
             self.write(slip.file, original)
 
 
-def all_slips(areas, only="*"):
-    return [slip for file in sources() if areas.of(file) and fnmatch.fnmatchcase(file, only)
-            for slip in mutation.slips(file, (ROOT / file).read_text())]
+def all_slips(areas, root):
+    return [slip for file in sources(root) if areas.of(file)
+            for slip in mutation.slips(file, (root / file).read_text())]
 
 
 def parsed_arguments():
@@ -301,16 +302,10 @@ def parsed_arguments():
     return parser.parse_args()
 
 
-def tried(order, arguments, areas, explained, results):
-    """Tries what is not known, until `count` are or the time is over. Returns the function that
-    says what became of a slip."""
+def try_slips(order, arguments, areas, copy, tree, results, outcome):
+    """Tries those of the slips of which `outcome` does not know what becomes of them, until `count`
+    of the first are known or the time is over."""
     begin = time.monotonic()
-    copy = Copy(FOLDER, FOLDER / "log.txt")
-    tree = copy.update()
-
-    def outcome(slip):
-        return EQUIVALENT if slip.key in explained else results.outcome(slip, tree)
-
     copy_is_ready = False
     while batch := next_batch(order, arguments.count, outcome):
         if not copy_is_ready:
@@ -323,7 +318,7 @@ def tried(order, arguments, areas, explained, results):
         for number, slip in enumerate(sorted(batch, key=lambda slip: slip.file), 1):
             if arguments.minutes and time.monotonic() - begin > arguments.minutes * 60:
                 print("== mutants: the time is over; again, to go on")
-                return outcome
+                return
             programs = areas.of(slip.file)[1]
             if any(program.is_run and program not in copy.limits for program in programs):
                 copy.check_unchanged(programs)
@@ -333,24 +328,41 @@ def tried(order, arguments, areas, explained, results):
             results.add(slip, result, tree, by, seconds)
             print(f"{number}/{len(batch)} {result}{f' by {by}' if by else ''} in {seconds:.0f} s: "
                   f"{slip.file}: {slip.operator}", flush=True)
-    return outcome
 
 
 def main():
     arguments = parsed_arguments()
     areas = Areas(TABLE.read_text())
     explained = read_explained(EXPLAINED.read_text())
-    order = sorted(all_slips(areas, arguments.only), key=lambda slip: slip.order(arguments.seed))
+
+    def in_order(every):
+        return sorted((slip for slip in every if fnmatch.fnmatchcase(slip.file, arguments.only)),
+                      key=lambda slip: slip.order(arguments.seed))
+
     if arguments.list:
-        for slip in order[:arguments.count]:
+        for slip in in_order(all_slips(areas, ROOT))[:arguments.count]:
             print(shown(slip))
         return 0
-    if arguments.fresh:
-        (FOLDER / "results.jsonl").unlink(missing_ok=True)
     FOLDER.mkdir(parents=True, exist_ok=True)
-    (FOLDER / "log.txt").unlink(missing_ok=True)
+    lock = (FOLDER / "lock").open("w")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        print(f"another campaign runs in {FOLDER}", file=sys.stderr)
+        return 2
+    # What is edited from now on belongs to the next campaign.
+    copy = Copy(FOLDER, FOLDER / "log.txt")
+    tree = copy.update()
+    every = all_slips(areas, copy.source)
+    order = in_order(every)
+    for name in ["log.txt"] + (["results.jsonl"] if arguments.fresh else []):
+        (FOLDER / name).unlink(missing_ok=True)
     results = Results(FOLDER / "results.jsonl")
-    outcome = tried(order, arguments, areas, explained, results)
+
+    def outcome(slip):
+        return EQUIVALENT if slip.key in explained else results.outcome(slip, tree)
+
+    try_slips(order, arguments, areas, copy, tree, results, outcome)
     # Where the time was over first, those that are known.
     found = taken([slip for slip in order if outcome(slip)], arguments.count, outcome)
 
@@ -359,7 +371,7 @@ def main():
     (FOLDER / "survivors.txt").write_text(text)
     if survivors:
         print(f"\nSurvivors, also in {FOLDER.relative_to(ROOT)}/survivors.txt:\n\n{text}", end="")
-    gone = set(explained) - {slip.key for slip in all_slips(areas)}
+    gone = set(explained) - {slip.key for slip in every}
     for key in sorted(gone):
         print(f"{EXPLAINED.name} explains what is not there any more: {key[0]}: {key[2]}")
     print(f"\n{summary(found, areas)}")
