@@ -2,11 +2,8 @@
 
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include <Poco/Net/ServerSocket.h>
@@ -14,19 +11,12 @@
 #include "host/access/gate.h"
 #include "host/access/project_root.h"
 #include "host/http/server.h"
-#include "host/memory/memory_pool.h"
-#include "host/service/call.h"
-#include "host/watch/metrics.h"
+#include "host/service/server_state.h"
 
 namespace korvane::host {
 
-struct ModelServerLimits : CallLimits {
+struct ModelServerLimits : ServerLimits {
   HttpLimits http;
-  /// All bodies that are held at a time.
-  std::uint64_t all_body_bytes = std::uint64_t{128} << 20U;
-  std::size_t open_projects = 2000;
-  /// Requests of one client that are in work at a time.
-  std::size_t requests_per_client = 256;
 };
 
 /// Serves the live services over HTTP/1.1:
@@ -77,33 +67,14 @@ class ModelServer : private HttpHandler {
   std::size_t connections() const { return http_.connections(); }
 
   /// How many projects may be open.
-  std::size_t most_projects() const { return room_.projects.most(); }
+  std::size_t most_projects() const { return state_.room.projects.most(); }
 
  private:
-  class Exchange;
-
   std::unique_ptr<HttpExchange> begin(const HttpRequest& request) override;
   void refuse(const std::string& peer, HttpReply& reply) override;
 
-  /// Counts a request of that client. Throws HttpFault 429.
-  void enter_request(const std::string& client);
-  void leave_request(const std::string& client);
-
-  std::shared_ptr<const Gate> gate() const;
-  bool is_stopping() const;
-  std::string project_list();
-  std::string metrics_text();
-
   const ProjectRoot root_;
-  const ModelServerLimits limits_;
-  const std::string openapi_;
-  Metrics metrics_;
-  mutable std::mutex mutex_;
-  std::shared_ptr<const Gate> gate_;
-  std::map<std::string, std::size_t> requests_of_clients_;
-  bool is_stopping_ = false;
-  MemoryPool bodies_;
-  CallRoom room_;
+  ServerState state_;
   HttpServer http_;
 };
 

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/text/shortened.h"
+#include "platform/rpc4/http.h"
 
 namespace korvane::host {
 
@@ -27,10 +28,10 @@ std::string header_text(const HttpReply& reply, bool keeps_alive) {
   return text.str();
 }
 
-HttpFault::HttpFault(int status_code, std::string_view detail,
+HttpFault::HttpFault(ErrorStatus error_status, std::string_view detail,
                      std::vector<std::pair<std::string, std::string>> header_fields)
     : std::runtime_error(shortened(detail)),
-      status(status_code),
+      status(error_status.code()),
       fields(std::move(header_fields)) {}
 
 HttpReply problem_reply(const HttpFault& fault) {
@@ -42,7 +43,7 @@ HttpReply problem_reply(const HttpFault& fault) {
       {"detail", fault.what()},
   };
   // What a client sent comes back in details, and need not be UTF-8.
-  return {fault.status, "application/problem+json",
+  return {fault.status, std::string(krv::rpc4::kProblemMediaType),
           problem.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n",
           fault.fields, fault.what()};
 }

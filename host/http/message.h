@@ -10,6 +10,8 @@
 
 #include <Poco/Net/HTTPRequest.h>
 
+#include "host/http/status.h"
+
 namespace korvane::host {
 
 /// A request whose header has been read. The body follows later.
@@ -47,11 +49,11 @@ struct HttpReply {
 /// What goes out before the reply's body: the status and the header fields.
 std::string header_text(const HttpReply& reply, bool keeps_alive);
 
-/// Ends a request with an error reply. `what()` is told to the client, so it names nothing that the
+/// Ends a request with an error reply. The client sees `what()`, so it must name nothing that the
 /// client has not sent. It is cut after 4 KiB: texts of failures repeat what they were given.
 class HttpFault : public std::runtime_error {
  public:
-  HttpFault(int status_code, std::string_view detail,
+  HttpFault(ErrorStatus error_status, std::string_view detail,
             std::vector<std::pair<std::string, std::string>> header_fields = {});
 
   int status;

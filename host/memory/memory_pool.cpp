@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "host/http/message.h"
-
 namespace korvane::host {
 
 namespace {
@@ -69,7 +67,7 @@ bool MemoryPool::Holding::try_resize(std::uint64_t bytes) noexcept {
 
 void MemoryPool::Holding::resize(std::uint64_t bytes) {
   if (try_resize(bytes)) return;
-  throw HttpFault(503, "too many " + pool_.kind_ + " are held at a time", {{"Retry-After", "1"}});
+  throw PoolIsFull("too many " + pool_.kind_ + " are held at a time");
 }
 
 }  // namespace korvane::host

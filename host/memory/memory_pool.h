@@ -4,9 +4,17 @@
 #include <cstdint>
 #include <list>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 
 namespace korvane::host {
+
+/// A pool has no room for what was to be held; later it may. The text is "too many <kind> are held
+/// at a time".
+class PoolIsFull : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
 
 /// How many bytes of one kind are held at a time: for all clients together, and for each of them no
 /// more than a share below the whole, so that the others always find some. Every function may be
@@ -40,7 +48,7 @@ class MemoryPool {
     /// Holds `bytes` from now on, more or fewer than before. False, and nothing changed, when they
     /// do not fit. Allocates nothing.
     bool try_resize(std::uint64_t bytes) noexcept;
-    /// The same. Throws HttpFault 503 "too many <kind> are held at a time" when they do not fit.
+    /// The same. Throws PoolIsFull when they do not fit.
     void resize(std::uint64_t bytes);
 
    private:

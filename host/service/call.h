@@ -1,19 +1,15 @@
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <string>
 
-#include "bond/blob.h"
-#include "host/access/gate.h"
+#include "host/access/tokens.h"
 #include "host/http/message.h"
-#include "host/memory/call_memory.h"
 #include "host/service/call_room.h"
-#include "host/service/failure.h"
 #include "host/service/representation.h"
 #include "host/service/target.h"
 #include "host/watch/json_log.h"
-#include "platform/rpc4/directory.h"
+#include "platform/rpc4/operation.h"
 
 namespace korvane::host {
 
@@ -24,73 +20,59 @@ struct Callee {
   std::optional<std::string> file = std::nullopt;
 };
 
-/// One call of an operation over HTTP. Made, used and destroyed on the thread of its connection.
+/// An operation that a client named.
+struct CalledOperation {
+  Callee callee;
+  const krv::rpc4::Operation& operation;
+  /// "Project.add_rebar", from a fixed set.
+  std::string metric;
+};
+
+/// Throws HttpFault 404 where there is no such service or operation.
+CalledOperation find_operation(const CallRoom& room, Callee callee, const std::string& operation);
+
+/// One call of an operation over HTTP that is let in: all that is decided before its body is read.
+/// Made, used and destroyed on the thread of its connection.
 class Call {
  public:
-  /// `request`, `target` and `client` must outlive it. Throws HttpFault 404 where there is no such
-  /// service or operation.
+  /// All but `called` must outlive it. Throws HttpFault for a method, a scope or a form that is not
+  /// served, and for a request that was meant for another run.
   Call(CallRoom& room, const HttpRequest& request, const Target& target, const Client& client,
-       Callee callee, const std::string& operation);
+       CalledOperation called);
   Call(const Call&) = delete;
   Call& operator=(const Call&) = delete;
 
-  /// "Project.add_rebar", from a fixed set.
-  const std::string& metric() const { return metric_; }
+  CallRoom& room() const { return room_; }
+  const HttpRequest& request() const { return request_; }
+  const Client& client() const { return client_; }
+  const Callee& callee() const { return called_.callee; }
+  const krv::rpc4::Operation& operation() const { return called_.operation; }
+  bool is_get() const { return is_get_; }
+  /// The form that the reply is wanted in.
+  Representation reply_form() const { return reply_form_; }
 
-  /// Decides before the body is read. Throws HttpFault for a method, a scope or a form that is not
-  /// served, and for a request that was meant for another run.
-  void admit();
-
-  /// Makes the call. Throws HttpFault.
-  HttpReply answer(const std::string& body);
-
-  /// What the plugins logged meanwhile.
-  const CollectedLines& lines() const { return lines_; }
+  /// The request in its form: `body`, or by GET the parameter of the address, which is kept in
+  /// `parameter`. Both must outlive it. Throws HttpFault 400.
+  krv::rpc4::EncodedRequest encoded_request(const std::string& body, std::string& parameter) const;
+  /// Whether the call may make the project if it is not there. Throws HttpFault 400.
+  bool may_create() const;
+  /// Throws HttpFault 412 unless the call is meant for the present run.
+  void require_run() const;
 
  private:
-  bool is_get() const;
-  void require_method() const;
-  void require_scope_of(krv::rpc4::Effect effect) const;
-  void require_run() const;
-  void choose_representations();
-  bool may_create() const;
-
-  using Work = std::function<bond::blob(const krv::rpc4::LiveService& service)>;
-
-  FailedCall failed_call() const;
-  HttpReply make_call(const std::string& body);
-  bond::blob request_bytes(const std::string& body);
-  template <class Action>
-  auto counted(bool is_of_request, Action action) -> decltype(action());
-  void require_single_statement(const bond::blob& request);
-  /// The id of the service that the call is for; opens the project if need be.
-  std::string resolve();
-  /// Serves an operation that opens a file by itself.
-  bond::blob open_named_file(const bond::blob& request);
-  bond::blob open_project(const std::string& file);
-  /// Runs `work` in the service's turn, within `limits`.
-  bond::blob run(const std::string& service_id, const SqlFenceLimits& limits, const Work& work);
-  bond::blob run_in_turn(const std::string& service_id, const SqlFenceLimits& limits,
-                         const Work& work);
-  bool is_fenced_query() const;
-  SqlFenceLimits sql_limits() const;
-  [[noreturn]] void refuse_memory(bool is_of_request) const;
-  HttpReply answered(bond::blob bytes);
-  void cut_rows(bond::blob& bytes, HttpReply& reply) const;
+  void choose_forms();
 
   CallRoom& room_;
   const HttpRequest& request_;
   const Target& target_;
   const Client& client_;
-  const Callee callee_;
-  const krv::rpc4::Operation* operation_ = nullptr;
-  std::string metric_;
+  const CalledOperation called_;
+  const bool is_get_;
   Representation request_form_ = Representation::json;
   Representation reply_form_ = Representation::json;
-  /// The file of the project, once it is known.
-  std::string file_;
-  std::optional<CallMemory> memory_;
-  CollectedLines lines_;
 };
+
+/// Makes the call. What the plugins log meanwhile goes into `lines`. Throws HttpFault.
+HttpReply make_call(const Call& call, const std::string& body, CollectedLines& lines);
 
 }  // namespace korvane::host

@@ -1,12 +1,14 @@
 #include "host/service/call_room.h"
 
 #include <algorithm>
+#include <stdexcept>
+
+#include "platform/project_rpc/services.h"
 
 namespace korvane::host {
 
-using krv::rpc4::Effect;
 using krv::rpc4::LiveService;
-using krv::rpc4::Operation;
+using krv::rpc4::ServiceDefinition;
 
 namespace {
 
@@ -16,16 +18,9 @@ std::set<std::string> live_ids() {
   return ids;
 }
 
-const Operation* opening_operation(const LiveService& service) {
-  for (const Operation& operation : service.definition->operations) {
-    if (operation.effect == Effect::opens) return &operation;
-  }
-  return nullptr;
-}
-
 LiveService find_manager() {
   for (const LiveService& service : krv::rpc4::live_services()) {
-    if (opening_operation(service) != nullptr) return service;
+    if (service.definition->find_opening() != nullptr) return service;
   }
   return {};
 }
@@ -40,13 +35,26 @@ CallLimits with_room_for_rows(CallLimits limits) {
 
 }  // namespace
 
+const ServiceDefinition& project_definition() {
+  const LiveService manager = find_manager();
+  if (manager.definition != nullptr && manager.definition->opened != nullptr) {
+    return manager.definition->opened();
+  }
+  // Without a plugin addresses are served as well: each says that there is none.
+  for (const ServiceDefinition* const definition : rpc::service_definitions()) {
+    if (definition->opened != nullptr) return definition->opened();
+  }
+  throw std::logic_error("no service opens projects");
+}
+
 CallRoom::CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
                    std::size_t most_projects)
     : root(project_root),
       limits(with_room_for_rows(call_limits)),
       permanent_services(live_ids()),
       manager(find_manager().id),
-      open_operation(manager.empty() ? nullptr : opening_operation(find_manager())),
+      open_operation(manager.empty() ? nullptr : find_manager().definition->find_opening()),
+      project_definition(host::project_definition()),
       records("records of requests", call_limits.all_record_bytes),
       replies("replies", call_limits.all_reply_bytes),
       projects(project_root, most_projects),

@@ -42,6 +42,10 @@ struct CallLimits {
   std::uint64_t all_reply_bytes = std::uint64_t{288} << 20U;
 };
 
+/// What the services are that opening a file gives: those that the live manager opens, and without
+/// one those of the skeletons that come with this program.
+const krv::rpc4::ServiceDefinition& project_definition();
+
 /// What all calls of a server share. Made when the plugins' services are live.
 struct CallRoom {
   CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
@@ -51,9 +55,12 @@ struct CallRoom {
   const CallLimits limits;
   /// The services that are live in every run, under the same ids.
   const std::set<std::string> permanent_services;
-  /// The one of them that opens projects, by its id, and the operation that does.
+  /// The one of them that opens projects, by its id; empty without such a plugin.
   const std::string manager;
+  /// Its operation that does; null without such a plugin.
   const krv::rpc4::Operation* const open_operation;
+  /// What the projects' own services are.
+  const krv::rpc4::ServiceDefinition& project_definition;
   MemoryPool records;
   MemoryPool replies;
   OpenProjects projects;

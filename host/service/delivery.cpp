@@ -15,7 +15,6 @@ struct Delivery::Call {
   const Caller& caller;
   const Work& work;
   State state = State::waiting;
-  bond::blob result{};
   std::exception_ptr failure{};
   std::condition_variable has_changed{};
   const Clock::time_point came = Clock::now();
@@ -84,8 +83,7 @@ Delivery::~Delivery() {
   for (std::thread& worker : workers_) worker.join();
 }
 
-bond::blob Delivery::deliver(const std::string& queue_name, const Caller& caller,
-                             const Work& work) {
+void Delivery::deliver(const std::string& queue_name, const Caller& caller, const Work& work) {
   Call call{caller, work};
   std::unique_lock lock(mutex_);
   if (is_stopping_) refuse(NotDelivered::Reason::stopping, queue_name);
@@ -116,7 +114,6 @@ bond::blob Delivery::deliver(const std::string& queue_name, const Caller& caller
   leave();
   if (call.state == Call::State::dropped) refuse(NotDelivered::Reason::stopping, queue_name);
   if (call.failure) std::rethrow_exception(call.failure);
-  return std::move(call.result);
 }
 
 void Delivery::wait_for_turn(std::unique_lock<std::mutex>& lock, Queue& queue, Call& call) {
@@ -207,11 +204,10 @@ void Delivery::run_one(std::unique_lock<std::mutex>& lock, Queue& queue,
   const Turn turn(*this, queue);
 
   lock.unlock();
-  bond::blob result;
   std::exception_ptr failure;
   bool has_given_way = false;
   try {
-    result = call.work(turn);
+    call.work(turn);
   } catch (const GiveWay&) {
     has_given_way = true;
   } catch (...) {
@@ -222,7 +218,6 @@ void Delivery::run_one(std::unique_lock<std::mutex>& lock, Queue& queue,
   const auto running = running_of_clients_.find(client);
   if (--running->second == 0) running_of_clients_.erase(running);
   queue.is_running = false;
-  call.result = std::move(result);
   call.failure = std::move(failure);
   if (queue.waiting_calls != 0) ready_.push_back(&queue);
   if (has_given_way && !is_stopping_) {
@@ -234,7 +229,7 @@ void Delivery::run_one(std::unique_lock<std::mutex>& lock, Queue& queue,
   }
   // Under the lock: the caller destroys the call as soon as it sees that it is done.
   call.has_changed.notify_all();
-  // Another thread may have passed over what this client or this queue kept back.
+  // Another thread may have skipped what this client or this queue kept back.
   if (!ready_.empty()) work_is_ready_.notify_one();
 }
 

@@ -13,8 +13,6 @@
 #include <thread>
 #include <vector>
 
-#include "bond/blob.h"
-
 namespace korvane::host {
 
 /// A call that did not get its turn. Nothing of it was done.
@@ -37,8 +35,8 @@ class NotDelivered : public std::runtime_error {
   Reason why;
 };
 
-/// Thrown by a call that lets others have its turn. It has done nothing, and runs again behind
-/// those that wait.
+/// Thrown by a call that lets others have its turn. It has done nothing, and runs again after those
+/// that wait.
 struct GiveWay {};
 
 struct DeliveryLimits {
@@ -53,7 +51,7 @@ struct DeliveryLimits {
 /// Runs calls in turns. A queue, such as a service has, runs one call at a time, and different
 /// queues run in parallel on a bounded set of threads. The calls of a queue come from clients: of
 /// each client in the order in which they came, and the clients in turns, so that a client waits
-/// behind one call of each other, however many they have. A client's calls run on three quarters
+/// for one call of each other, however many they have. A client's calls run on three quarters
 /// of the threads at most. Every function may be called from every thread.
 class Delivery {
   struct Queue;
@@ -73,7 +71,7 @@ class Delivery {
     const Queue& queue_;
   };
 
-  using Work = std::function<bond::blob(const Turn& turn)>;
+  using Work = std::function<void(const Turn& turn)>;
 
   struct Caller {
     std::string client;
@@ -88,10 +86,10 @@ class Delivery {
   /// Drops the calls that wait and waits for those that run.
   ~Delivery();
 
-  /// Waits for the turn, runs `work` on a thread of the pool and returns its result, or throws what
-  /// it throws. Throws NotDelivered when it was not run. A call that has begun is always waited
-  /// for, however long it takes.
-  bond::blob deliver(const std::string& queue, const Caller& caller, const Work& work);
+  /// Waits for the turn and runs `work` on a thread of the pool; throws what it throws, and
+  /// NotDelivered when it was not run. A call that has begun is always waited for, however long it
+  /// takes.
+  void deliver(const std::string& queue, const Caller& caller, const Work& work);
 
   /// Takes no more calls and lets those that run or wait finish. True when all have by then; else
   /// those that wait are dropped, and some still run.

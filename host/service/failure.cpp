@@ -1,15 +1,13 @@
 #include "host/service/failure.h"
 
 #include <new>
-#include <string_view>
-#include <typeinfo>
 
 #include <Poco/Data/DataException.h>
 #include <Poco/Data/SQLite/SQLiteException.h>
 #include <Poco/Exception.h>
 
-#include "contracts/encoding/json.h"
 #include "host/access/project_root.h"
+#include "host/memory/memory_pool.h"
 #include "host/plugins/failure_text.h"
 #include "host/service/delivery.h"
 #include "platform/rpc4/failure.h"
@@ -20,16 +18,7 @@ namespace sqlite = Poco::Data::SQLite;
 
 namespace {
 
-constexpr int kBadRequest = 400;
-constexpr int kNotFound = 404;
-constexpr int kConflict = 409;
-constexpr int kUnprocessable = 422;
-constexpr int kInternalError = 500;
-constexpr int kUnavailable = 503;
-
-HttpFault retry_later(const std::string& detail) {
-  return {kUnavailable, detail, {{"Retry-After", "1"}}};
-}
+HttpFault retry_later(const std::string& detail) { return {503, detail, {{"Retry-After", "1"}}}; }
 
 template <class... Failures>
 bool is_one_of(const std::exception& failure) {
@@ -42,17 +31,13 @@ bool is_query_at_fault(const std::exception& failure) {
                    Poco::NotFoundException, Poco::RangeException, Poco::BadCastException>(failure);
 }
 
-int status_of(const std::exception& failure, krv::rpc4::Effect effect) {
-  if (is_one_of<encoding::JsonError, krv::rpc4::RequestError, ConfinementError>(failure))
-    return kBadRequest;
-  if (is_one_of<sqlite::ConstraintViolationException>(failure)) return kConflict;
-  if (is_one_of<krv::rpc4::UnusableRow>(failure)) return kUnprocessable;
-  if (effect == krv::rpc4::Effect::queries && is_query_at_fault(failure)) return kBadRequest;
-  // The services' own failures are of this very class; what derives from it is a library's.
-  if (typeid(failure) == typeid(std::runtime_error)) {
-    return std::string_view(failure.what()).starts_with("failed to get_") ? kNotFound : kBadRequest;
-  }
-  return kInternalError;
+ErrorStatus status_of(const std::exception& failure, krv::rpc4::Effect effect) {
+  if (is_one_of<krv::rpc4::BadRequest, ConfinementError>(failure)) return 400;
+  if (is_one_of<krv::rpc4::NotFound>(failure)) return 404;
+  if (is_one_of<sqlite::ConstraintViolationException>(failure)) return 409;
+  if (is_one_of<krv::rpc4::UnusableRow>(failure)) return 422;
+  if (effect == krv::rpc4::Effect::queries && is_query_at_fault(failure)) return 400;
+  return 500;
 }
 
 /// Whether the file is to blame: it is no database, or the store's own SQL cannot be compiled on
@@ -73,6 +58,8 @@ HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call) {
     return fault;
   } catch (const NotDelivered& undelivered) {
     return retry_later(undelivered.what());
+  } catch (const PoolIsFull& full) {
+    return retry_later(full.what());
   } catch (const std::exception& other) {
     if (is_one_of<sqlite::DBLockedException, sqlite::TableLockedException,
                   sqlite::NoMemoryException>(other)) {
@@ -80,12 +67,11 @@ HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call) {
     }
     if (is_one_of<std::bad_alloc>(other)) return retry_later("out of memory");
     if (is_no_project(other, call)) {
-      return {kUnprocessable,
-              "\"" + call.file + "\" is not a korvane project: " + failure_text(other)};
+      return {422, "\"" + call.file + "\" is not a korvane project: " + failure_text(other)};
     }
     return {status_of(other, call.effect), failure_text(other)};
   } catch (...) {
-    return {kInternalError, "a failure of an unknown kind"};
+    return {500, "a failure of an unknown kind"};
   }
 }
 

@@ -19,14 +19,16 @@ struct FailedCall {
 
 /// What the failure of a call is to an HTTP client, with its own text as detail:
 ///
-/// - a miss ("failed to get_…") and a service that is not live 404
-/// - missing or malformed input, a file name that is refused, and in a query SQL that the database
-///   does not take 400
+/// - what is not there (krv::rpc4::NotFound) 404
+/// - missing or malformed input (krv::rpc4::BadRequest), a file name that is refused, and in a
+/// query
+///   SQL that the database does not take 400
 /// - a constraint violation 409
-/// - a file that is no database, or without the tables of a project, 422 "\"<file>\" is not a
+/// - a file that is not a database, or without the tables of a project, 422 "\"<file>\" is not a
 ///   korvane project: …"; an id in it that has more than 32 bits 422
-/// - a busy or locked file, a call that did not get its turn, and no memory 503 with Retry-After
-/// - all else 500
+/// - a busy or locked file, a call that did not get its turn, no memory and no room in a pool 503
+///   with Retry-After
+/// - all else 500, a service's std::runtime_error of no such kind too
 HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call);
 
 }  // namespace korvane::host

@@ -4,9 +4,7 @@
 
 #include <Poco/Data/SQLite/SQLiteException.h>
 
-#include "contracts/encoding/record_codec.h"
 #include "host/http/message.h"
-#include "platform/project_rpc/open_project.h"
 
 namespace korvane::host {
 
@@ -32,26 +30,25 @@ std::optional<std::string> OpenProjects::file_of(const std::string& service_id) 
   return std::nullopt;
 }
 
-bond::blob OpenProjects::open(const krv::rpc4::LiveService& manager,
-                              const krv::rpc4::Operation& operation, const std::string& file,
-                              const krv::rpc4::PeerInfo& peer) {
+std::unique_ptr<krv::rpc4::Reply> OpenProjects::open(const krv::rpc4::LiveService& manager,
+                                                     const krv::rpc4::Operation& operation,
+                                                     const std::string& file,
+                                                     const krv::rpc4::PeerInfo& peer) {
   if (!is_open(file) && size() >= most_) {
     throw HttpFault(
         503, "the server has " + std::to_string(most_) + " projects open, and opens no more");
   }
   const bool is_new = !file.empty() && !root_.exists(file);
-  model::OpenProjectRequest request;
-  request.filename = file;
-  bond::blob reply;
+  std::unique_ptr<krv::rpc4::Reply> reply;
   try {
-    reply = operation.call(manager.service, encoding::encode(request), peer);
+    reply = operation.request_for_file(file)->deliver(manager.service, peer);
   } catch (const Poco::Data::SQLite::DBLockedException&) {
     throw;
   } catch (...) {
     if (is_new) root_.remove_if_empty(file);
     throw;
   }
-  std::string id = encoding::decode<model::OpenProjectResponse>(reply).service_id;
+  std::string id = reply->service_id();
   const std::lock_guard lock(mutex_);
   services_.emplace(file, std::move(id));
   return reply;

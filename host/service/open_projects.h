@@ -1,15 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
-#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 
-#include "bond/blob.h"
 #include "host/access/project_root.h"
 #include "platform/rpc4/directory.h"
 
@@ -30,12 +27,13 @@ class OpenProjects {
   /// The file of the open project that a service answers for.
   std::optional<std::string> file_of(const std::string& service_id) const;
 
-  /// Has `manager` open the file through its operation `open`, and returns that operation's reply.
-  /// When opening a new name fails, an empty file that it leaves is removed, unless another program
-  /// may be at work on it. Throws HttpFault 503 when as many projects as may be are open, and what
+  /// Has `manager` open the file through `operation`, its opening one, and returns the reply. When
+  /// opening a new name fails, an empty file that it leaves is removed, unless another program may
+  /// be at work on it. Throws HttpFault 503 when as many projects as may be are open, and what
   /// opening throws. In the manager's turn.
-  bond::blob open(const krv::rpc4::LiveService& manager, const krv::rpc4::Operation& operation,
-                  const std::string& file, const krv::rpc4::PeerInfo& peer);
+  std::unique_ptr<krv::rpc4::Reply> open(const krv::rpc4::LiveService& manager,
+                                         const krv::rpc4::Operation& operation,
+                                         const std::string& file, const krv::rpc4::PeerInfo& peer);
 
   /// They have been closed.
   void forget_all();

@@ -1,15 +1,21 @@
 #include "host/service/openapi.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
-#include "bond/describe.h"
+#include "host/service/call_room.h"
 #include "host/service/representation.h"
+#include "platform/project_rpc/services.h"
+#include "platform/rpc4/directory.h"
 
 namespace korvane::host {
 
 using Json = nlohmann::ordered_json;
 using krv::rpc4::Effect;
+using krv::rpc4::LiveService;
 using krv::rpc4::Operation;
+using krv::rpc4::ServiceDefinition;
 
 namespace {
 
@@ -39,42 +45,39 @@ Json parameter(const char* name) {
 }
 
 /// The parameters that every call of the service has.
-Json common_parameters(ServiceAddress address) {
-  switch (address) {
-    case ServiceAddress::file:
-      return {parameter("file"), parameter("run")};
-    case ServiceAddress::given_id:
-      return {parameter("service_id"), parameter("run")};
-    case ServiceAddress::id:
-      break;
-  }
+Json common_parameters(const DescribedService& service) {
+  if (service.callees == Callees::project_files) return {parameter("file"), parameter("run")};
+  if (!service.id) return {parameter("service_id"), parameter("run")};
   return Json::array({parameter("run")});
 }
 
 std::string path_of(const DescribedService& service, const Operation& operation) {
-  const std::string name(operation.name);
-  switch (service.address) {
-    case ServiceAddress::file:
-      return "/v1/projects/{file}/" + name;
-    case ServiceAddress::given_id:
-      return operation_path("{service_id}", name);
-    case ServiceAddress::id:
-      break;
-  }
-  return operation_path(service.id, name);
+  std::string path(route_to(service.callees).path);
+  const auto fill = [&](std::string_view place, std::string_view value) {
+    path.replace(path.find(place), place.size(), value);
+  };
+  fill("{operation}", operation.name);
+  if (service.id) fill("{service_id}", *service.id);
+  return path;
+}
+
+/// "Project_Service" of "korvane.model.cad.Project_Service".
+std::string plain_name(const ServiceDefinition& definition) {
+  return std::string(definition.name.substr(definition.name.rfind('.') + 1));
 }
 
 Json path_item(const DescribedService& service, const Operation& operation,
                encoding::JsonSchemas& schemas) {
   const std::string request_schema = operation.request.add_schema(schemas);
   const std::string reply_schema = operation.reply.add_schema(schemas);
-  const std::string tag(bond::plain_name(service.definition->name));
-  const std::string id = tag + "." + std::string(operation.name) +
-                         (service.address == ServiceAddress::given_id ? ".by_id" : "");
-  Json item = {{"parameters", common_parameters(service.address)}};
+  const bool is_of_file = service.callees == Callees::project_files;
+  const std::string tag = plain_name(*service.definition);
+  const std::string id =
+      tag + "." + std::string(operation.name) + (is_of_file || service.id ? "" : ".by_id");
+  Json item = {{"parameters", common_parameters(service)}};
   Json post = described_operation(operation, tag);
   post["operationId"] = id;
-  if (service.address == ServiceAddress::file && operation.effect == Effect::writes) {
+  if (is_of_file && operation.effect == Effect::writes) {
     post["parameters"] = Json::array({parameter("create")});
   }
   post["requestBody"] = {{"required", true}, {"content", content(request_schema)}};
@@ -95,18 +98,19 @@ Json path_item(const DescribedService& service, const Operation& operation,
   return item;
 }
 
-/// The list of the project files.
-Json projects_item() {
-  return {{"get",
-           {{"tags", {"Projects"}},
-            {"operationId", "Projects.list"},
-            {"description", "The project files in the server's folder; none is opened for it."},
-            {"responses",
-             {{"200",
-               {{"description", "The files by name."},
-                {"content",
-                 {{media_type(Representation::json), {{"schema", reference("ProjectFiles")}}}}}}},
-              {"default", {{"$ref", "#/components/responses/Problem"}}}}}}}};
+/// A route that is not of operations.
+Json document_item(const RouteDescription& description) {
+  return {
+      {"get",
+       {{"tags", {description.tag}},
+        {"operationId", description.id},
+        {"description", description.text},
+        {"responses",
+         {{"200",
+           {{"description", description.reply},
+            {"content",
+             {{media_type(Representation::json), {{"schema", reference(description.schema)}}}}}}},
+          {"default", {{"$ref", "#/components/responses/Problem"}}}}}}}};
 }
 
 Json project_files_schema() {
@@ -163,7 +167,7 @@ Json components(const encoding::JsonSchemas& schemas) {
       {"responses",
        {{"Problem",
          {{"description", "What went wrong (RFC 9457)."},
-          {"content", {{"application/problem+json", {{"schema", reference("Problem")}}}}}}}}},
+          {"content", {{krv::rpc4::kProblemMediaType, {{"schema", reference("Problem")}}}}}}}}},
       {"securitySchemes", {{"token", {{"type", "http"}, {"scheme", "bearer"}}}}}};
   for (const auto& [name, schema] : schemas) result["schemas"][name] = schema;
   result["schemas"]["Problem"] = problem_schema();
@@ -173,9 +177,27 @@ Json components(const encoding::JsonSchemas& schemas) {
 
 }  // namespace
 
+std::vector<DescribedService> described_services() {
+  std::vector<DescribedService> services = {{&project_definition(), Callees::project_files}};
+  const std::vector<LiveService> live_services = krv::rpc4::live_services();
+  for (const LiveService& live : live_services) {
+    services.push_back({live.definition, Callees::service_ids, live.id});
+  }
+  for (const ServiceDefinition* const definition : rpc::service_definitions()) {
+    const bool is_live =
+        std::any_of(live_services.begin(), live_services.end(),
+                    [&](const auto& live) { return live.definition == definition; });
+    if (!is_live) services.push_back({definition, Callees::service_ids});
+  }
+  return services;
+}
+
 std::string openapi_document(const std::vector<DescribedService>& services) {
   encoding::JsonSchemas schemas;
-  Json paths = {{"/v1/projects", projects_item()}};
+  Json paths = Json::object();
+  for (const Route& route : routes()) {
+    if (route.description) paths[std::string(route.path)] = document_item(*route.description);
+  }
   for (const DescribedService& service : services) {
     for (const Operation& operation : service.definition->operations) {
       paths[path_of(service, operation)] = path_item(service, operation, schemas);
@@ -194,20 +216,6 @@ std::string openapi_document(const std::vector<DescribedService>& services) {
       {"security", {{{"token", Json::array()}}, Json::object()}},
   };
   return document.dump() + "\n";
-}
-
-std::string_view effect_name(Effect effect) {
-  switch (effect) {
-    case Effect::reads:
-      return "reads";
-    case Effect::writes:
-      return "writes";
-    case Effect::opens:
-      return "opens";
-    case Effect::queries:
-      break;
-  }
-  return "queries";
 }
 
 }  // namespace korvane::host

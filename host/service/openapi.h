@@ -1,39 +1,30 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "platform/rpc4/http.h"
+#include "host/service/routes.h"
 #include "platform/rpc4/operation.h"
 
 namespace korvane::host {
 
-/// How a client names the service that it calls.
-enum class ServiceAddress {
-  id,        ///< by an id that is always the same
-  given_id,  ///< by an id that opening a project has given, in one run of the server
-  file,      ///< by a project's file
-};
-
 /// A service that a client may call.
 struct DescribedService {
   const krv::rpc4::ServiceDefinition* definition = nullptr;
-  ServiceAddress address = ServiceAddress::id;
-  /// The id that is always the same.
-  std::string id = {};
+  /// How the client names it: by a project's file, or by its id.
+  Callees callees = Callees::service_ids;
+  /// The id that is always the same; none for services that get one when they are opened.
+  std::optional<std::string> id = std::nullopt;
 };
 
-/// The media types and methods of all operations as an OpenAPI 3.1 document
-/// (https://spec.openapis.org/oas/v3.1.0), JSON text. Derived from the operation tables and from
-/// the descriptions of their contracts.
+/// Projects by their files first, then the services that are live now by their ids, last those that
+/// get an id when they are opened.
+std::vector<DescribedService> described_services();
+
+/// The routes, media types and methods of all operations as an OpenAPI 3.1 document
+/// (https://spec.openapis.org/oas/v3.1.0), JSON text. Derived from the routes, the operation tables
+/// and the descriptions of their contracts.
 std::string openapi_document(const std::vector<DescribedService>& services);
-
-using krv::rpc4::is_served_by_get;
-using krv::rpc4::methods_of;
-using krv::rpc4::operation_path;
-using krv::rpc4::project_path;
-
-/// "reads", "writes", "opens" or "queries".
-std::string_view effect_name(krv::rpc4::Effect effect);
 
 }  // namespace korvane::host

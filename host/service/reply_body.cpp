@@ -25,10 +25,10 @@ void set_body(HttpReply& reply, bond::blob bytes) {
   };
 }
 
-void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::JsonText> text) {
+void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::Reply> record) {
   // Written to nobody first: that tells its length, and whether JSON can say it at all.
   std::uint64_t length = 1;
-  text->write([&](std::string_view piece) {
+  record->write_json([&](std::string_view piece) {
     length += piece.size();
     if (length <= kSmallBody) reply.body += piece;
   });
@@ -38,8 +38,8 @@ void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::JsonText> 
   }
   reply.body = {};
   reply.streamed_bytes = length;
-  reply.stream_body = [text = std::move(text)](const HttpReply::Write& write) {
-    text->write(write);
+  reply.stream_body = [record = std::move(record)](const HttpReply::Write& write) {
+    record->write_json(write);
     write("\n");
   };
 }

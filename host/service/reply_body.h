@@ -12,8 +12,8 @@ namespace korvane::host {
 /// its way.
 void set_body(HttpReply& reply, bond::blob bytes);
 
-/// Gives `reply` a body of JSON. A large one is written anew while it leaves, and not held. Throws
-/// encoding::JsonError for what JSON cannot say.
-void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::JsonText> text);
+/// Gives `reply` the record as JSON. A large text is written anew while it leaves, from the record,
+/// and not held. Throws encoding::JsonError for what JSON cannot say.
+void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::Reply> record);
 
 }  // namespace korvane::host

@@ -4,10 +4,11 @@
 #include <string>
 #include <string_view>
 
+#include "platform/rpc4/representation.h"
+
 namespace korvane::host {
 
-/// The forms in which a record crosses the network.
-enum class Representation { json, compact_binary };
+using krv::rpc4::Representation;
 
 /// "application/json" and "application/x-bond-compact-binary".
 std::string_view media_type(Representation representation);

@@ -2,6 +2,7 @@
 
 #include "platform/project_rpc/make_skeleton.h"
 #include "platform/project_rpc/open_project.describe.h"
+#include "platform/project_rpc/project_service.h"
 
 namespace korvane::model::cad {
 
@@ -16,7 +17,7 @@ const krv::rpc4::ServiceDefinition& ProjectManager_Service::definition() {
   static constexpr std::array operations = {
       KORVANE_PROJECT_MANAGER_OPERATIONS(KORVANE_TABLE_ENTRY)};
   static constexpr krv::rpc4::ServiceDefinition definition{
-      "korvane.model.cad.ProjectManager_Service", operations};
+      "korvane.model.cad.ProjectManager_Service", operations, &Project_Service::definition};
   return definition;
 }
 

@@ -28,6 +28,12 @@ std::string percent_encoded(std::string_view text) {
   return encoded;
 }
 
+/// `path` with `value` in the place of `name`. Values have no braces.
+std::string filled(std::string_view path, std::string_view name, std::string_view value) {
+  std::string text(path);
+  return text.replace(text.find(name), name.size(), value);
+}
+
 }  // namespace
 
 bool is_served_by_get(const Operation& operation) {
@@ -40,11 +46,13 @@ std::vector<std::string> methods_of(const Operation& operation) {
 }
 
 std::string project_path(std::string_view file, std::string_view operation) {
-  return "/v1/projects/" + percent_encoded(file) + "/" + std::string(operation);
+  return filled(filled(kProjectOperationPath, "{operation}", operation), "{file}",
+                percent_encoded(file));
 }
 
 std::string operation_path(std::string_view service_segment, std::string_view operation) {
-  return "/v1/" + std::string(service_segment) + "/" + std::string(operation);
+  return filled(filled(kServiceOperationPath, "{operation}", operation), "{service_id}",
+                service_segment);
 }
 
 }  // namespace krv::rpc4

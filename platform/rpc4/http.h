@@ -12,6 +12,12 @@ namespace krv::rpc4 {
 /// The media types of the two forms in which a record crosses the network.
 inline constexpr std::string_view kJsonMediaType = "application/json";
 inline constexpr std::string_view kCompactBinaryMediaType = "application/x-bond-compact-binary";
+/// That of an error, a problem document (RFC 9457).
+inline constexpr std::string_view kProblemMediaType = "application/problem+json";
+
+/// The paths of operations, with the places that `project_path` and `operation_path` fill.
+inline constexpr std::string_view kProjectOperationPath = "/v1/projects/{file}/{operation}";
+inline constexpr std::string_view kServiceOperationPath = "/v1/{service_id}/{operation}";
 
 /// Whether the operation is served by GET as well: it never changes anything.
 bool is_served_by_get(const Operation& operation);

@@ -1,26 +1,19 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
-#include <new>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 #include "bond/blob.h"
 #include "contracts/encoding/json.h"
+#include "platform/rpc4/failure.h"
 #include "platform/rpc4/peer_info.h"
+#include "platform/rpc4/representation.h"
 
+/// What a service says of itself, by which a host serves it without knowing it by name.
 namespace krv::rpc4 {
-
-/// The bytes of a request that are no record of its contract; the text is what decoding said.
-class RequestError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-/// There was no memory for the record of a request. Nothing of the call was done.
-class NoMemoryForRequest : public std::bad_alloc {};
 
 /// What a call of an operation may do to what the service keeps. A host decides by it who may call,
 /// and how.
@@ -28,34 +21,72 @@ enum class Effect {
   /// Changes nothing.
   reads,
   writes,
-  /// Opens the file that the request names, and makes it if it is not there. The request is a
-  /// korvane::model::OpenProjectRequest.
+  /// Opens the file that the request names, and makes it if it is not there. The reply names the
+  /// service that answers for it.
   opens,
   /// Runs what the client wrote, which may do either.
   queries,
 };
 
-/// A record as JSON, decoded once and written as often as asked.
-class JsonText {
+/// What an operation replied: one record of whichever contract.
+class Reply {
  public:
-  JsonText() = default;
-  JsonText(const JsonText&) = delete;
-  JsonText& operator=(const JsonText&) = delete;
-  virtual ~JsonText() = default;
+  Reply() = default;
+  Reply(const Reply&) = delete;
+  Reply& operator=(const Reply&) = delete;
+  virtual ~Reply() = default;
 
-  /// Hands the text to `sink` in pieces. Throws korvane::encoding::JsonError, behind pieces that
-  /// were handed over, for what JSON cannot say.
-  virtual void write(const korvane::encoding::JsonSink& sink) const = 0;
+  /// The record as bare Compact Binary.
+  virtual bond::blob encoded() const = 0;
+  /// Hands the record as JSON to `sink`, in pieces, as often as asked. Throws
+  /// korvane::encoding::JsonError, after pieces that were handed over, for what JSON cannot say.
+  virtual void write_json(const korvane::encoding::JsonSink& sink) const = 0;
+
+  /// Keeps the first `rows` of a table. Returns whether there were more: false for a reply that is
+  /// not a table.
+  virtual bool cut_rows(std::size_t rows) = 0;
+  /// The id of the service that was opened; empty for a reply that names none.
+  virtual std::string service_id() const = 0;
+};
+
+/// A request in the form in which it came. The bytes are not copied.
+struct EncodedRequest {
+  Representation form = Representation::compact_binary;
+  std::string_view bytes;
+};
+
+/// One request on its way to a service. Its record is decoded once, when it is first needed, and
+/// handed over as it is. Used by one thread at a time.
+///
+/// Whatever decodes throws RequestError for what is not a record of the contract, and
+/// NoMemoryForRequest.
+class Request {
+ public:
+  Request() = default;
+  Request(const Request&) = delete;
+  Request& operator=(const Request&) = delete;
+  virtual ~Request() = default;
+
+  /// Decodes the record unless that was done.
+  virtual void decode() = 0;
+  /// The file that the record names; empty for one that names none. Decodes. Valid until the
+  /// request is delivered.
+  virtual std::string_view file() = 0;
+  /// The SQL that the record carries; empty for one that carries none. Decodes. Valid until the
+  /// request is delivered.
+  virtual std::string_view sql() = 0;
+
+  /// Decodes and gives the record to the service that `service` points to, a skeleton of the
+  /// operation's definition. Throws what the operation throws. One call at a time to each service.
+  /// The record is gone then: delivered again, it is decoded again, which a request that was made
+  /// for a file cannot be.
+  virtual std::unique_ptr<Reply> deliver(void* service, const PeerInfo& peer) = 0;
 };
 
 /// The contract of a request or reply.
 struct Contract {
   /// Qualified: "korvane.model.cad.RevisionRef", "korvane.Batch<korvane.model.cad.Rebar>".
   std::string_view name;
-  /// One record from JSON to Compact Binary. Throws korvane::encoding::JsonError.
-  bond::blob (*from_json)(std::string_view text);
-  /// The way back. `bytes` may go when it returns. Throws what decoding throws.
-  std::unique_ptr<JsonText> (*json_text)(const bond::blob& bytes);
   /// Adds the contract's JSON Schema and those that it uses; returns the name of its own.
   std::string (*add_schema)(korvane::encoding::JsonSchemas& schemas);
 };
@@ -66,21 +97,39 @@ struct Operation {
   Effect effect;
   Contract request;
   Contract reply;
-  /// Decodes the request from Compact Binary, delivers it to the service that `service` points to
-  /// and encodes the reply. `service` points to the skeleton. Throws RequestError,
-  /// NoMemoryForRequest, and what the operation throws. One call at a time to each service.
-  bond::blob (*call)(void* service, const bond::blob& request, const PeerInfo& peer);
+  /// A request as it came; `source` must outlive it. Decodes nothing yet.
+  std::unique_ptr<Request> (*make_request)(const EncodedRequest& source);
+  /// A request that names a file and nothing else; null where requests name none.
+  std::unique_ptr<Request> (*request_for_file)(std::string file);
+
+  /// The whole way of one call with Compact Binary on both sides. Throws what decoding and
+  /// delivering throw.
+  bond::blob call(void* service, const bond::blob& bytes, const PeerInfo& peer) const {
+    const EncodedRequest source{Representation::compact_binary, {bytes.content(), bytes.size()}};
+    return make_request(source)->deliver(service, peer)->encoded();
+  }
 };
 
 /// What a skeleton says of itself: its name and its operations, in declared order.
 struct ServiceDefinition {
   std::string_view name;
   std::span<const Operation> operations;
+  /// The definition of the services that its operation of the effect `opens` opens; null where it
+  /// has none.
+  const ServiceDefinition& (*opened)() = nullptr;
 
   /// The operation of that name, or null.
   const Operation* find(std::string_view operation) const {
     for (const Operation& candidate : operations) {
       if (candidate.name == operation) return &candidate;
+    }
+    return nullptr;
+  }
+
+  /// The operation that opens files, or null.
+  const Operation* find_opening() const {
+    for (const Operation& candidate : operations) {
+      if (candidate.effect == Effect::opens) return &candidate;
     }
     return nullptr;
   }

@@ -1,6 +1,5 @@
 #include "model/plugins/korvane.model.cad.project/project.h"
 
-#include <stdexcept>
 #include <utility>
 
 #include <boost/filesystem/operations.hpp>
@@ -13,6 +12,7 @@
 #include "model/plugins/korvane.model.cad.project/table_query.h"
 #include "platform/assert/smart_assert.h"
 #include "platform/log/log.h"
+#include "platform/rpc4/failure.h"
 
 namespace korvane::model::cad {
 
@@ -23,7 +23,7 @@ constexpr std::size_t kTimeoutSeconds = 60;
 /// The id that the reads by revision need. Throws std::runtime_error if it is not set.
 std::int32_t required_id(const RevisionRef& ref, const char* operation) {
   if (!ref.id) {
-    throw std::runtime_error(std::string(operation) + " requires RevisionRef.id to be set.");
+    throw krv::rpc4::BadRequest(std::string(operation) + " requires RevisionRef.id to be set.");
   }
   return ref.id.value();
 }
@@ -31,7 +31,7 @@ std::int32_t required_id(const RevisionRef& ref, const char* operation) {
 /// Gets a record. A miss is an error.
 template <class T, class Ref>
 void get_or_throw(Poco::Data::Session& session, const std::string& table, const Ref& ref, T& out) {
-  if (!get_t_impl(session, table, ref, out)) throw std::runtime_error("failed to get_" + table);
+  if (!get_t_impl(session, table, ref, out)) throw krv::rpc4::NotFound("failed to get_" + table);
 }
 
 /// Gets a record. A miss is an answer without one.
@@ -70,7 +70,7 @@ Project_Service_Impl::Project_Service_Impl(std::int32_t index, const std::string
   const bool exists = boost::filesystem::exists(boost::filesystem::status(path));
   session_ = std::make_unique<Poco::Data::Session>(open_session(filename, kTimeoutSeconds));
   if (!session_->isConnected()) {
-    throw std::runtime_error("Could not open database: " + filename);
+    throw krv::rpc4::BadRequest("Could not open database: " + filename);
   }
   run(*session_, "PRAGMA foreign_keys = true");
   name_ = project_name(path);
@@ -238,7 +238,7 @@ void Project_Service_Impl::clear_for_revision(RevisionRef request, GenericReply&
 
 void Project_Service_Impl::get_all_revisions_for_sheetid(SheetRef request, Revisions& reply) {
   if (!request.id) {
-    throw std::runtime_error("get_all_revisions_for_sheet() expects SheetRef.id to be set!");
+    throw krv::rpc4::BadRequest("get_all_revisions_for_sheet() expects SheetRef.id to be set!");
   }
   PreparedStatement scan(*session_, "select id, uid, raw from revision where sheet_id = ?",
                          request.id.value());

@@ -6,6 +6,7 @@
 
 #include "platform/log/log.h"
 #include "platform/rpc4/directory.h"
+#include "platform/rpc4/failure.h"
 
 namespace korvane::model::cad {
 
@@ -35,7 +36,7 @@ ProjectManager_Service_Impl::~ProjectManager_Service_Impl() {
 }
 
 void ProjectManager_Service_Impl::open(OpenProjectRequest request, OpenProjectResponse& reply) {
-  if (request.filename.empty()) throw std::runtime_error("Missing property: filename");
+  if (request.filename.empty()) throw krv::rpc4::BadRequest("Missing property: filename");
   const boost::filesystem::path path = boost::filesystem::path(request.filename).lexically_normal();
   const auto known = project_index_.find(path);
   if (known != project_index_.end()) {

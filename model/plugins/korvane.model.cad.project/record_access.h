@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -17,6 +16,7 @@
 #include "model/plugins/korvane.model.cad.project/transaction_scope.h"
 #include "model/tables/tables.h"
 #include "platform/log/log.h"
+#include "platform/rpc4/failure.h"
 
 /// The row contract of the tables material, fabric_type, sheet and revision, written once: the
 /// columns `id` and `uid` are the truth for identity, `raw` for everything else. All of it runs on
@@ -182,7 +182,7 @@ void delete_t_impl(Poco::Data::Session& session, const std::string& table, Ref r
   } else if (ref.uid) {
     run(session, "delete from " + table + " where uid = ?", ref.uid.value());
   } else {
-    throw std::runtime_error("id or uid required");
+    throw krv::rpc4::BadRequest("id or uid required");
   }
   scope.commit();
 }

@@ -1,7 +1,6 @@
 #include "model/plugins/korvane.model.cad.project/table_query.h"
 
 #include <cstddef>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,6 +12,7 @@
 #include <Poco/Dynamic/Var.h>
 
 #include "platform/log/log.h"
+#include "platform/rpc4/failure.h"
 
 namespace korvane::model::cad {
 
@@ -23,7 +23,7 @@ using krv::log::widen;
 
 [[noreturn]] void refuse(const char* text) {
   BOOST_LOG_SEV(get_global_log(), krv::log::refused) << widen(text);
-  throw std::runtime_error(text);
+  throw krv::rpc4::BadRequest(text);
 }
 
 /// The query's SQL. Other parameters are ignored; a "query" that is not a text counts as none.

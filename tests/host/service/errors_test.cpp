@@ -298,13 +298,14 @@ TEST_F(ErrorsTest, AnotherVersionOfCompactBinaryIsNotSpoken) {
   EXPECT_EQ(send(kCompactBinary, kCompactBinary + ";version=2").status, 406);
 }
 
-TEST_F(ErrorsTest, AProbesFailureIsToldByItsText) {
-  const HttpAnswer miss = client().call(kProbe, "fail", {{"value_string", "failed to get_it"}});
+TEST_F(ErrorsTest, AProbesFailureIsAnsweredByItsKindWithItsText) {
+  const HttpAnswer miss =
+      client().call(kProbe, "fail", {{"value_string", "is not there"}, {"value_int32", 404}});
   EXPECT_EQ(miss.status, 404);
-  EXPECT_EQ(miss.detail(), "failed to get_it");
-  const HttpAnswer refusal = client().call(kProbe, "fail", {{"value_string", "will not"}});
+  EXPECT_EQ(miss.detail(), "is not there");
+  const HttpAnswer refusal = client().call(kProbe, "fail", {{"value_string", "failed to get_it"}});
   EXPECT_EQ(refusal.status, 400);
-  EXPECT_EQ(refusal.detail(), "will not");
+  EXPECT_EQ(refusal.detail(), "failed to get_it");
 }
 
 TEST_F(ErrorsTest, ADetailMayBeOfAnyText) {

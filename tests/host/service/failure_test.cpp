@@ -16,7 +16,7 @@
 #include <nlohmann/json.hpp>
 
 #include "bond/exception.h"
-#include "contracts/encoding/json.h"
+#include "host/memory/memory_pool.h"
 #include "host/service/delivery.h"
 #include "platform/rpc4/failure.h"
 
@@ -115,13 +115,26 @@ TEST(FaultOf, AConstraintIsAConflict) {
   expect_status_of_every_effect(sqlite::ConstraintViolationException("UNIQUE"), 409);
 }
 
-TEST(FaultOf, AMissIsNotFound) {
-  expect_status_of_every_effect(std::runtime_error("failed to get_sheet"), 404);
+TEST(FaultOf, WhatIsNotThereIsNotFoundWhateverTheText) {
+  expect_status_of_every_effect(krv::rpc4::NotFound("failed to get_sheet"), 404);
+  expect_status_of_every_effect(krv::rpc4::NotFound("no such thing"), 404);
 }
 
-TEST(FaultOf, AnotherFailureOfAServiceIsABadRequest) {
-  expect_status_of_every_effect(std::runtime_error("id or uid required"), 400);
-  expect_status_of_every_effect(std::runtime_error("it failed to get_sheet"), 400);
+TEST(FaultOf, WhatCannotBeDoneIsABadRequestWhateverTheText) {
+  expect_status_of_every_effect(krv::rpc4::BadRequest("id or uid required"), 400);
+  expect_status_of_every_effect(krv::rpc4::BadRequest("failed to get_sheet"), 400);
+}
+
+TEST(FaultOf, AFailureOfNoKindIsAnErrorOfTheServer) {
+  expect_status_of_every_effect(std::runtime_error("failed to get_sheet"), 500);
+}
+
+TEST(FaultOf, APoolThatIsFullIsTriedAgainLater) {
+  for (const Effect effect : kEffects) {
+    const HttpFault full = fault(PoolIsFull("too many replies are held at a time"), effect);
+    expect_retry_later(full);
+    EXPECT_STREQ(full.what(), "too many replies are held at a time");
+  }
 }
 
 TEST(FaultOf, ALibrarysFailureIsAnErrorOfTheServer) {
@@ -139,7 +152,6 @@ TEST(FaultOf, DamagedBytesInTheFileAreAnErrorOfTheServer) {
 
 TEST(FaultOf, ARequestThatIsNoRecordIsABadRequest) {
   expect_status_of_every_effect(krv::rpc4::RequestError("Read out of bounds"), 400);
-  expect_status_of_every_effect(encoding::JsonError("name: unknown field"), 400);
 }
 
 TEST(FaultOf, SqlIsTheClientsFaultInAQueryAlone) {
@@ -170,10 +182,12 @@ TEST(FaultOf, WhatIsNoExceptionIsAnErrorOfTheServer) {
 }
 
 TEST(ProblemReply, HasATitleForEveryStatusThatIsAnswered) {
-  for (const int status : {400, 401, 403, 404, 405, 406, 408, 409, 413, 414, 415, 421, 422, 429,
-                           431, 500, 501, 503, 505}) {
-    const HttpReply reply = problem_reply({status, "detail"});
+  HttpFault fault(500, "detail");
+  for (const int status : kErrorStatuses) {
+    fault.status = status;
+    const HttpReply reply = problem_reply(fault);
     EXPECT_EQ(reply.status, status);
+    EXPECT_EQ(reply.detail, "detail");
     EXPECT_EQ(reply.content_type, "application/problem+json");
     const std::string title = nlohmann::json::parse(reply.body).at("title");
     EXPECT_THAT(title, AllOf(::testing::Not(HasSubstr("?")), ::testing::Not(IsEmpty()))) << status;

@@ -410,7 +410,7 @@ TEST_F(MetricsTest, AreTextForPrometheus) {
 TEST_F(MetricsTest, CountRequestsByOperationAndStatus) {
   client().call(kProbe, "count");
   client().call(kProbe, "count");
-  client().call(kProbe, "fail", {{"value_string", "failed to get_it"}});
+  client().call(kProbe, "fail", {{"value_string", "is not there"}, {"value_int32", 404}});
   const std::string text = metrics();
   EXPECT_EQ(metric(text,
                    "korvane_requests_total{operation=\"korvane.test.Probe_Service.count\","

@@ -10,6 +10,7 @@
 
 #include "contracts/common/contracts.h"
 #include "platform/project_rpc/open_project.h"
+#include "platform/rpc4/failure.h"
 #include "platform/rpc4/operation.h"
 
 namespace korvane::test {
@@ -43,10 +44,15 @@ class ProbeService {
     reply.value_int32.set(++count_);
   }
 
-  /// Fails with the text `value_string`.
+  /// Fails with the text `value_string`: as something that is not there with `value_int32` 404,
+  /// else as a bad request.
   void fail(Variant request, Variant&, const krv::rpc4::PeerInfo&) {
     const Visit visit(*this);
-    throw std::runtime_error(*request.value_string);
+    constexpr std::int32_t kMissing = 404;
+    if (request.value_int32.hasvalue() && *request.value_int32 == kMissing) {
+      throw krv::rpc4::NotFound(*request.value_string);
+    }
+    throw krv::rpc4::BadRequest(*request.value_string);
   }
 
  private:

@@ -1,4 +1,5 @@
 #include <array>
+#include <memory>
 #include <ostream>
 #include <span>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 
 #include "bond/exception.h"
 #include "contracts/encoding/record_codec.h"
+#include "platform/project_rpc/open_project.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/project_rpc/project_service.h"
 
@@ -20,8 +22,10 @@ namespace korvane::model::cad {
 
 namespace {
 
+using krv::rpc4::EncodedRequest;
 using krv::rpc4::Operation;
 using krv::rpc4::PeerInfo;
+using krv::rpc4::Representation;
 
 struct Entry {
   std::string_view name;
@@ -267,6 +271,124 @@ TEST(Operation, PassesOnWhatDecodingThrowsAndDeliversNothing) {
               ::testing::ThrowsMessage<krv::rpc4::RequestError>(
                   "Read out of bounds: 1 bytes requested, offset: 0, length: 0"));
   EXPECT_TRUE(project.delivered.empty());
+}
+
+EncodedRequest json(std::string_view text) { return {Representation::json, text}; }
+
+std::string json_of(const krv::rpc4::Reply& reply) {
+  std::string text;
+  reply.write_json([&](std::string_view piece) { text += piece; });
+  return text;
+}
+
+/// Answers queries with three rows, and notes what reached it.
+class TabularProject : public RecordingProject {
+ public:
+  using Skeleton::create_sheet;
+  using Skeleton::query_table;
+  void query_table(model::table::GET_TABLE request, model::table::TABLE& reply) override {
+    kinds.push_back(request.kind);
+    reply.rows.resize(3, std::vector<Variant>(1));
+  }
+  void create_sheet(Sheet request, SheetRef&) override { sheets.push_back(request.name); }
+
+  std::vector<std::string> kinds;
+  std::vector<std::string> sheets;
+};
+
+/// Answers `open` with the file's name in the id.
+class OpeningManager : public RecordingManager {
+ public:
+  using Skeleton::open;
+  void open(model::OpenProjectRequest request, model::OpenProjectResponse& reply) override {
+    reply.service_id = "service of " + request.filename;
+  }
+};
+
+template <class Service>
+std::unique_ptr<krv::rpc4::Reply> deliver(Service& service, krv::rpc4::Request& request) {
+  return request.deliver(static_cast<typename Service::Skeleton*>(&service), PeerInfo{});
+}
+
+TEST(Request, OfJsonReachesTheServiceAsItsRecordAndItsReplyIsWrittenInEitherForm) {
+  EchoingProject project;
+  const auto request =
+      operation<Project_Service>("create_material").make_request(json(R"({"id":7,"uid":"m-7"})"));
+  const auto reply = deliver(project, *request);
+  EXPECT_EQ(json_of(*reply), R"({"id":7,"uid":"m-7"})");
+  EXPECT_EQ(encoding::decode<MaterialRef>(reply->encoded()).id, 7);
+  EXPECT_EQ(json_of(*reply), R"({"id":7,"uid":"m-7"})");
+}
+
+TEST(Request, ThatIsNotARecordIsRefusedWhenItIsDecodedAndNotBefore) {
+  RecordingProject project;
+  const Operation& create = operation<Project_Service>("create_sheet");
+  const auto is_refused = ::testing::ThrowsMessage<krv::rpc4::RequestError>;
+  const auto wrong_json = create.make_request(json(R"({"name":5})"));
+  const std::string text = "name: expected text, found a number";
+  EXPECT_THAT([&] { wrong_json->decode(); }, is_refused(text));
+  EXPECT_THAT([&] { wrong_json->decode(); }, is_refused(text));
+  EXPECT_THAT([&] { deliver(project, *wrong_json); }, is_refused(text));
+  const auto surplus =
+      create.make_request({Representation::compact_binary, std::string_view("\0\0", 2)});
+  EXPECT_THAT([&] { deliver(project, *surplus); },
+              ::testing::ThrowsMessage<krv::rpc4::RequestError>(
+                  ::testing::StartsWith("1 byte follows the request's record; ")));
+  EXPECT_TRUE(project.delivered.empty());
+}
+
+TEST(Request, ThatIsDeliveredAgainIsTheSameAgain) {
+  TabularProject project;
+  const auto request =
+      operation<Project_Service>("create_sheet").make_request(json(R"({"name":"417"})"));
+  deliver(project, *request);
+  deliver(project, *request);
+  EXPECT_THAT(project.sheets, ::testing::ElementsAre("417", "417"));
+}
+
+TEST(Request, TellsTheSqlThatItCarries) {
+  const Operation& query = operation<Project_Service>("query_table");
+  const auto sql_of = [&](std::string_view text) {
+    return std::string(query.make_request(json(text))->sql());
+  };
+  EXPECT_EQ(sql_of(R"({"params":{"query":{"value_string":"select 1"}}})"), "select 1");
+  EXPECT_EQ(sql_of(R"({"params":{"query":{"value_int32":1}}})"), "");
+  EXPECT_EQ(sql_of("{}"), "");
+  EXPECT_EQ(operation<Project_Service>("create_sheet").make_request(json("nothing"))->sql(), "");
+}
+
+TEST(Request, TellsTheFileThatItNamesAndOneForAFileIsMadeOfItsName) {
+  OpeningManager manager;
+  const Operation& open = operation<ProjectManager_Service>("open");
+  EXPECT_EQ(open.make_request(json(R"({"filename":"a.db"})"))->file(), "a.db");
+  const auto request = open.request_for_file("b.db");
+  EXPECT_EQ(request->file(), "b.db");
+  EXPECT_EQ(deliver(manager, *request)->service_id(), "service of b.db");
+  const Operation& list = operation<ProjectManager_Service>("list_");
+  EXPECT_EQ(list.make_request(json("nothing"))->file(), "");
+  EXPECT_EQ(list.request_for_file, nullptr);
+}
+
+TEST(Reply, ThatIsATableIsCutToItsFirstRows) {
+  TabularProject project;
+  const auto request = operation<Project_Service>("query_table").make_request(json("{}"));
+  const auto table = deliver(project, *request);
+  EXPECT_FALSE(table->cut_rows(3));
+  EXPECT_TRUE(table->cut_rows(2));
+  EXPECT_EQ(encoding::decode<model::table::TABLE>(table->encoded()).rows.size(), 2U);
+  EXPECT_EQ(table->service_id(), "");
+  EchoingProject echo;
+  const auto other = operation<Project_Service>("create_material").make_request(json("{}"));
+  EXPECT_FALSE(deliver(echo, *other)->cut_rows(0));
+}
+
+TEST(ServiceDefinition, NamesWhatItsOpeningOperationOpens) {
+  const krv::rpc4::ServiceDefinition& manager = ProjectManager_Service::definition();
+  ASSERT_NE(manager.find_opening(), nullptr);
+  EXPECT_EQ(manager.find_opening()->name, "open");
+  EXPECT_EQ(&manager.opened(), &Project_Service::definition());
+  EXPECT_EQ(Project_Service::definition().find_opening(), nullptr);
+  EXPECT_EQ(Project_Service::definition().opened, nullptr);
 }
 
 }  // namespace

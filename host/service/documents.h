@@ -1,0 +1,33 @@
+#pragma once
+
+#include "host/access/tokens.h"
+#include "host/http/message.h"
+
+namespace korvane::host {
+
+struct ServerState;
+
+/// Who asks a server for a document.
+struct DocumentRequest {
+  ServerState& server;
+  const HttpRequest& request;
+  const Client& client;
+};
+
+/// What is served by GET and is not a call of an operation. Throws HttpFault.
+using Document = HttpReply (*)(const DocumentRequest& request);
+
+/// "live", while the process runs.
+HttpReply live_document(const DocumentRequest& request);
+/// "ready", while the server takes requests.
+HttpReply ready_document(const DocumentRequest& request);
+/// What the server measures of itself.
+HttpReply metrics_document(const DocumentRequest& request);
+/// All operations and contracts.
+HttpReply openapi_document_of_server(const DocumentRequest& request);
+/// The live services and their operations.
+HttpReply services_document(const DocumentRequest& request);
+/// The project files in the server's folder.
+HttpReply projects_document(const DocumentRequest& request);
+
+}  // namespace korvane::host
