@@ -54,11 +54,11 @@ class ModelServer : private HttpHandler {
   /// then: no plugin can be stopped beside them.
   bool stop(std::chrono::milliseconds deadline);
 
-  /// From now on requests are let in by `gate`.
+  /// From now on `gate` decides who may come in.
   void set_gate(Gate gate);
 
   /// Lets the calls finish that run or wait, and has others wait meanwhile; then calls
-  /// `restart_plugins`, which starts every plugin anew, and begins another run: ids that were given
+  /// `restart_plugins`, which restarts every plugin, and begins another run: ids that were given
   /// out are refused from then on. False, with all as it was, when calls still run by then. What
   /// `restart_plugins` throws passes.
   bool begin_run(std::chrono::milliseconds deadline, const std::function<void()>& restart_plugins);

@@ -4,10 +4,10 @@
 
 namespace korvane::host {
 
-/// Makes sure that fences hold on the connections that `run_sql` uses: that SQL to attach a
-/// database, run inside a fence for reading, is refused by it. Throws std::runtime_error "the SQL
-/// fence does not hold on the data layer's connections: …". They would be those of another SQLite
-/// than the host's own, or opened past the fence.
+/// Makes sure that fences hold on the connections that `run_sql` uses: that a fence for reading
+/// refuses SQL that attaches a database. Throws std::runtime_error "the SQL fence does not hold on
+/// the data layer's connections: …": they belong to another SQLite than the host's, or were opened
+/// without the fence.
 void require_fence(const std::function<void(const char* sql)>& run_sql);
 
 /// The same for the sessions that the data layer's library makes, as plugins use them. For the

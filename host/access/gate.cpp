@@ -49,18 +49,18 @@ bool Gate::is_own_name(const std::string& host) const {
 void Gate::refuse_other_sites(const HttpRequest& request) const {
   const std::string host = request.head.getHost();
   if (!is_own_name(host)) {
-    throw HttpFault(421, "this server does not go by the name \"" + shortened(host, kLongestQuote) +
-                             "\"; --host-name tells it another");
+    throw HttpFault(421, "\"" + shortened(host, kLongestQuote) +
+                             "\" is not a name of this server; --host-name adds one");
   }
   const std::string own_origin = (request.is_encrypted ? "https://" : "http://") + host;
   const std::string origin = request.head.get("Origin", own_origin);
   if (Poco::icompare(origin, own_origin) != 0) {
     throw HttpFault(
-        403, "requests of pages from \"" + shortened(origin, kLongestQuote) + "\" are refused");
+        403, "cross-site requests from \"" + shortened(origin, kLongestQuote) + "\" are refused");
   }
   const std::string site = request.head.get("Sec-Fetch-Site", "none");
   if (site != "none" && site != "same-origin") {
-    throw HttpFault(403, "requests of pages of other sites are refused");
+    throw HttpFault(403, "cross-site requests are refused");
   }
 }
 
@@ -85,7 +85,7 @@ void require_scope(const Client& client, const Scopes& scopes) {
     if (client.scopes.count(scope) != 0) return;
     names += (names.empty() ? "" : " or ") + std::string(scope_name(scope));
   }
-  throw HttpFault(403, "the token of \"" + client.name + "\" has not the scope " + names,
+  throw HttpFault(403, "the token of \"" + client.name + "\" lacks the scope " + names,
                   {{"WWW-Authenticate", "Bearer realm=\"korvane\", error=\"insufficient_scope\""}});
 }
 

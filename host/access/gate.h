@@ -16,9 +16,8 @@ class Gate {
   /// "localhost" and every IP address.
   Gate(std::optional<Tokens> tokens, std::vector<std::string> host_names);
 
-  /// Refuses what a page of another site made a browser send: HttpFault 421 for a Host that is no
-  /// name of this server (it was reached through a name that was bent to it), 403 for an Origin or
-  /// a Sec-Fetch-Site of another.
+  /// Refuses cross-site requests of browsers: HttpFault 421 for a Host that is not
+  /// a name of this server (DNS rebinding), 403 for an Origin or a Sec-Fetch-Site of another site.
   void refuse_other_sites(const HttpRequest& request) const;
 
   /// The client that the request's bearer token belongs to. Throws HttpFault 401 without one.

@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 
 namespace {
 
-/// How long a statement waits before it lets others go on.
+/// How long a statement waits before it lets others run.
 constexpr milliseconds kPoliteWait{50};
 
 /// Short at first.

@@ -16,8 +16,8 @@ class LockWait {
   LockWait(Clock::time_point end, std::chrono::milliseconds most,
            std::function<bool()> others_wait);
 
-  /// Sleeps before the lock is tried again, for the `attempt`-th time beyond the first. False when
-  /// the statement is to fail.
+  /// Sleeps before the lock is tried again, for the `attempt`-th time after the first. False when
+  /// the statement must fail.
   bool wait(int attempt);
 
   /// Whether the time was over in the middle of a wait.

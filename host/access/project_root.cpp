@@ -34,7 +34,7 @@ constexpr std::size_t kLongestQuote = 120;
 
 bool is_control(wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
 
-/// `filename` as a failure shows it: control characters and what is no UTF-8 as `?`.
+/// `filename` as a failure shows it: control characters and bytes that are not UTF-8 as `?`.
 std::string quoted(std::string_view filename) {
   std::wstring text = krv::log::widen(filename.substr(0, kLongestQuote * 4));
   const bool is_cut = text.size() > kLongestQuote;
@@ -73,8 +73,8 @@ class Confinement {
     check_meaning(filename_);
   }
 
-  /// Refuses what SQLite would take for something else than a database's own file. That goes for
-  /// the name sent and for the one returned: "./:memory:" has become one, and so may a link's end.
+  /// Refuses what SQLite would take for something else than a database's own file, both in the name
+  /// sent and in the one returned: "./:memory:" has become one, and so may a link's end.
   void check_meaning(std::string_view name) const {
     namespace text = boost::algorithm;
     const std::locale& ascii = std::locale::classic();
@@ -150,7 +150,7 @@ ProjectRoot::ProjectRoot(const fs::path& folder) {
   std::error_code failure;
   root_ = fs::canonical(folder, failure);
   if (failure || !fs::is_directory(root_, failure)) {
-    throw std::runtime_error("project root " + folder.string() + " is no folder");
+    throw std::runtime_error("project root " + folder.string() + " is not a folder");
   }
 }
 
@@ -169,7 +169,7 @@ void ProjectRoot::remove_if_empty(std::string_view confined) const {
   const int descriptor = ::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return;
   // The system gives a lease for writing on what nobody else has open, and has others wait until it
-  // is given back. It would tell of them by SIGIO, which ends a process.
+  // is given back. It would report them by SIGIO, which ends a process.
   struct stat status {};
   if (::fcntl(descriptor, F_SETSIG, SIGURG) == 0 && ::fcntl(descriptor, F_SETLEASE, F_WRLCK) == 0 &&
       ::fstat(descriptor, &status) == 0 && status.st_size == 0) {
@@ -189,7 +189,7 @@ std::vector<ProjectFile> ProjectRoot::list() const {
     std::error_code ignored;
     if (!entry->is_regular_file(ignored) || !begins_as_database(entry->path())) continue;
     const std::string name = entry->path().lexically_relative(root_).string();
-    // A name that cannot be asked for is no project.
+    // A name that clients cannot ask for is not listed.
     try {
       if (confine(name) != name) continue;
     } catch (const ConfinementError&) {

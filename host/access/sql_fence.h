@@ -31,8 +31,8 @@ struct SqlFenceLimits {
   std::int64_t memory = std::int64_t{64} * 1024 * 1024;
   /// How long statements wait for another program's lock, together.
   std::chrono::milliseconds lock_wait{60'000};
-  /// Whether another call could go on in the meantime. Asked while a statement waits for a lock; it
-  /// fails then, as for a lock, and `gave_way` says so.
+  /// Whether another call waits that could run meanwhile. Asked while a statement waits for a lock;
+  /// if so, the statement fails as for a lock, and `gave_way` says so.
   std::function<bool()> others_wait = {};
   /// Statements that may be run, not counting those that one of them runs itself, as VACUUM does:
   /// none is parsed after them.
@@ -56,17 +56,17 @@ enum class FenceStop {
 /// Beside its database it opens no pipe and deletes no file of others (sqlite_files.h).
 /// A statement may have 1 MiB of text, an expression 250 levels, a compound select 100 terms and a
 /// function 64 arguments.
-/// Outside a fence it works as ever apart from that; its authorizer, progress handler, trace and,
-/// once it was in a fence, its handler for locks are taken. Any thread may call it. Throws
+/// Apart from that it works as usual outside a fence; its authorizer, progress handler, trace and,
+/// once it was in a fence, its handler for locks are in use. Any thread may call it. Throws
 /// std::runtime_error "cannot install the SQL fence: …".
 void install_sql_fence();
 
 /// While it lives, SQL of the thread that made it may only do what its access allows, on whichever
-/// connections, and only within the limits. SQL of other threads goes on as ever.
+/// connections, and only within the limits. SQL of other threads is not affected.
 ///
 /// A project file can come with views, triggers and generated columns that never end. A fence that
-/// allows everything keeps operations on such a file from running for ever. It stops what loops,
-/// and compiles nothing more once the time is over, but never keeps a transaction from ending.
+/// allows everything keeps operations on such a file from running for ever. It stops loops, and
+/// compiles nothing more once the time is over, but never keeps a transaction from ending.
 ///
 /// A refused or stopped statement fails with an error of SQLite's, which reaches the caller as
 /// whatever the code between makes of it; `stopped` then tells why.
@@ -93,11 +93,11 @@ class SqlFence {
   /// nothing was stopped.
   std::string reason() const;
 
-  /// Whether a statement failed to let others go on that wait, where it waited for a lock itself.
+  /// Whether a statement that waited for a lock failed to let others run.
   bool gave_way() const;
 
-  /// Takes back the transactions that were begun since the fence was made and are open still: some
-  /// operations leave one behind when they fail, and nothing could be written until it has ended.
+  /// Rolls back the transactions that were begun since the fence was made and are still open: some
+  /// operations leave one open when they fail, and nothing could be written until it has ended.
   void roll_back();
 
  private:

@@ -10,10 +10,10 @@ struct SqlClock {
   bool (*is_over)();
 };
 
-/// Puts guards before those of SQLite's functions that can compute for long without coming by
+/// Puts guards before those of SQLite's functions that can compute for long without reaching
 /// anything that looks at the clock: `instr`, `replace`, `like` and `glob` (and so the operators),
-/// `trim`, `ltrim`, `rtrim`, `printf` and `format`. Results stay SQLite's own: behind its guard a
-/// call is handed to the built-in function, on a connection of the thread's that has none.
+/// `trim`, `ltrim`, `rtrim`, `printf` and `format`. Results stay SQLite's own: the guard hands
+/// the call to the built-in function, on a connection of the thread's that has no guards.
 ///
 /// A call fails as interrupted when the time is over, and as too big when it would take more than
 /// some 2^28 steps: a text of 256 KiB against a pattern of 1,000 characters passes.

@@ -5,12 +5,10 @@ namespace korvane::host {
 /// Keeps SQLite to files of its own, for the life of the process, whoever put them beside a
 /// project:
 ///
-/// - A pipe by the name of a journal is not opened. Opening it would wait for its other end, for
-///   ever.
+/// - A pipe by the name of a journal is not opened: that would wait for its other end for ever.
 /// - A journal can name a second one, of a transaction over several files, which SQLite deletes
-/// when
-///   it has rolled back: any file, if the journal was made to harm. Only what is named as SQLite
-///   names these is opened, and what is not opened is not deleted.
+///   after the rollback. A malicious journal can name any file. Only names such as SQLite gives
+///   these are opened, and a file that is not opened is not deleted.
 ///
 /// Both fail as a file that cannot be opened. Returns one of SQLite's result codes. Call it before
 /// a connection is opened.

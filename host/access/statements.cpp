@@ -36,7 +36,7 @@ std::size_t length_of_variable(std::string_view sql) {
 /// Takes the next token off `sql`: a word in lower case, one character, or an empty text at the
 /// end. Blanks and comments are skipped; a text or quoted name is one token, `'`.
 std::string take_token(std::string_view& sql) {
-  const auto skip_to_behind = [&](std::string_view end, std::size_t from) {
+  const auto skip_past = [&](std::string_view end, std::size_t from) {
     const std::size_t found = sql.find(end, from);
     sql.remove_prefix(found == sql.npos ? sql.size() : found + end.size());
   };
@@ -45,9 +45,9 @@ std::string take_token(std::string_view& sql) {
     if (std::isspace(static_cast<unsigned char>(sql.front())) != 0) {
       sql.remove_prefix(1);
     } else if (sql.starts_with("--")) {
-      skip_to_behind("\n", 2);
+      skip_past("\n", 2);
     } else if (sql.starts_with("/*")) {
-      skip_to_behind("*/", 2);
+      skip_past("*/", 2);
     } else {
       break;
     }
@@ -56,7 +56,7 @@ std::string take_token(std::string_view& sql) {
   if (first == '\'' || first == '"' || first == '`' || first == '[') {
     const char end = first == '[' ? ']' : first;
     // A doubled quote inside begins another text at once, which comes to the same.
-    skip_to_behind(std::string_view(&end, 1), 1);
+    skip_past(std::string_view(&end, 1), 1);
     return "'";
   }
   std::size_t length = 1;
@@ -80,13 +80,13 @@ void skip_statement(std::string_view& sql, std::string token) {
     if (token == word) token = take_token(sql);
   }
   const bool is_trigger = token == "trigger";
-  bool is_behind_end = false;
-  bool is_behind_semicolon = false;
+  bool is_after_end = false;
+  bool is_after_semicolon = false;
   for (; !token.empty(); token = take_token(sql)) {
-    if (token == ";" && (!is_trigger || is_behind_end)) return;
+    if (token == ";" && (!is_trigger || is_after_end)) return;
     // The END of a trigger follows a semicolon; that of a CASE does not.
-    is_behind_end = token == "end" && is_behind_semicolon;
-    is_behind_semicolon = token == ";";
+    is_after_end = token == "end" && is_after_semicolon;
+    is_after_semicolon = token == ";";
   }
 }
 

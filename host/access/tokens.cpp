@@ -54,7 +54,7 @@ Digest sha256(std::string_view text) {
   unsigned size = 0;
   if (EVP_Digest(text.data(), text.size(), digest.data(), &size, EVP_sha256(), nullptr) != 1 ||
       size != digest.size()) {
-    throw std::runtime_error("no SHA-256");
+    throw std::runtime_error("SHA-256 is not available");
   }
   return digest;
 }
@@ -115,28 +115,28 @@ class Reading {
       const Json file = Json::parse(text);
       where_ = "the file";
       check_keys(file, {"tokens"});
-      if (!file.at("tokens").is_array()) fault("\"tokens\" is no list");
+      if (!file.at("tokens").is_array()) fault("\"tokens\" is not a list");
       std::vector<TokenEntry> entries;
       for (const Json& entry : file.at("tokens")) {
         where_ = "token " + std::to_string(entries.size() + 1);
         TokenEntry read = entry_from(entry);
         if (entry_of(entries, read.client.name) != entries.end()) {
-          fault("the name " + read.client.name + " is there twice");
+          fault("the name " + read.client.name + " is given twice");
         }
         entries.push_back(std::move(read));
       }
       return entries;
     } catch (const Json::parse_error& failure) {
-      fail(path_, std::string("no JSON: ") + failure.what());
+      fail(path_, std::string("not JSON: ") + failure.what());
     }
   }
 
  private:
   [[noreturn]] void fault(const std::string& text) const { fail(path_, where_ + ": " + text); }
 
-  /// An unknown key would be lost with the next change of the file, so none is let in.
+  /// An unknown key would be lost with the next change of the file, so none is accepted.
   void check_keys(const Json& object, const std::set<std::string>& keys) const {
-    if (!object.is_object()) fault("no JSON object");
+    if (!object.is_object()) fault("not a JSON object");
     for (const auto& item : object.items()) {
       if (keys.count(item.key()) == 0) fault("unknown key " + Json(item.key()).dump());
     }
@@ -146,7 +146,7 @@ class Reading {
   }
 
   std::string text_at(const Json& object, const std::string& key) const {
-    if (!object.at(key).is_string()) fault("\"" + key + "\" is no text");
+    if (!object.at(key).is_string()) fault("\"" + key + "\" is not text");
     return object.at(key).get<std::string>();
   }
 
@@ -162,7 +162,7 @@ class Reading {
   }
 
   Scopes scopes_from(const Json& list) const {
-    if (!list.is_array() || list.empty()) fault("\"scopes\" is no list of scopes");
+    if (!list.is_array() || list.empty()) fault("\"scopes\" is not a list of scopes");
     Scopes scopes;
     for (const Json& name : list) {
       const std::optional<Scope> scope =
@@ -177,7 +177,7 @@ class Reading {
     Digest digest;
     if (text.size() != digest.size() * 2 ||
         text.find_first_not_of("0123456789abcdef") != std::string::npos) {
-      fault("\"sha256\" is no 64 digits of lower-case hexadecimal");
+      fault("\"sha256\" must be 64 digits of lower-case hexadecimal");
     }
     boost::algorithm::unhex(text, digest.begin());
     return digest;
@@ -199,7 +199,7 @@ std::optional<struct stat> status_of(const fs::path& path) {
 std::optional<std::vector<TokenEntry>> read_entries(const fs::path& path) {
   const auto status = status_of(path);
   if (!status) return std::nullopt;
-  if (!S_ISREG(status->st_mode)) fail(path, "no regular file");
+  if (!S_ISREG(status->st_mode)) fail(path, "not a regular file");
   if ((status->st_mode & (S_IWGRP | S_IWOTH)) != 0) {
     fail(path, "group or others may write it; expected mode 0600");
   }
@@ -235,7 +235,7 @@ class Descriptor {
   int number_;
 };
 
-/// What a link stands for is replaced, not the link.
+/// The file that a link points to is replaced, not the link.
 fs::path end_of_links(const fs::path& path) {
   std::error_code failure;
   fs::path end = fs::weakly_canonical(fs::absolute(path), failure);
@@ -243,7 +243,7 @@ fs::path end_of_links(const fs::path& path) {
   return end;
 }
 
-/// One change of the token file: from its making on no other process, or thread, makes one.
+/// One change of the token file. While it lives no other process or thread makes one.
 class Change {
  public:
   explicit Change(const fs::path& path)

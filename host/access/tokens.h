@@ -11,10 +11,10 @@
 /// Bearer tokens: who may call a server, and what for.
 ///
 /// The token file is JSON, `{"tokens": [{"name", "sha256", "scopes", "created"}, …]}`. A token
-/// itself stands nowhere: it is 32 random bytes, of which the file keeps the SHA-256. Who reads the
-/// file learns names and scopes; who writes it can let himself in. A file that group or others may
-/// write is therefore refused, one that they may read is not. Failures are std::runtime_error and
-/// begin "token file <path>: ".
+/// itself is stored nowhere: it is 32 random bytes, of which the file keeps the SHA-256. Whoever
+/// can read the file learns names and scopes; whoever can write it can let themselves in. A file
+/// that group or others may write is therefore refused, one that they may read is not. Failures are
+/// std::runtime_error and begin "token file <path>: ".
 namespace korvane::host {
 
 /// What a token is good for. None includes another.
@@ -58,7 +58,7 @@ class TokenFile {
   explicit TokenFile(std::filesystem::path path);
 
   /// Makes a token for a client and returns it: "krv_" and 43 characters of base64url. It cannot be
-  /// had again. `name` is of 1 to 64 letters, digits, `.`, `_` and `-`, and new to the file;
+  /// shown again. `name` is of 1 to 64 letters, digits, `.`, `_` and `-`, and new to the file;
   /// `scopes` are not empty. Throws std::invalid_argument otherwise, with a text for the
   /// administrator.
   std::string add(const std::string& name, const Scopes& scopes);
@@ -82,8 +82,8 @@ class Tokens {
   /// Throws for a missing file too: a server that is to have tokens has some.
   static Tokens load(const std::filesystem::path& path);
 
-  /// Whom `bearer` was given to; nothing for what is no token of these. The time it takes depends
-  /// on the length of `bearer` and the number of tokens, not on how much of one was right.
+  /// Whom `bearer` was given to; nothing for a token that is not one of these. The time it takes
+  /// depends on the length of `bearer` and the number of tokens, not on how much of one was right.
   std::optional<Client> find(std::string_view bearer) const;
 
  private:

@@ -22,8 +22,7 @@ namespace {
 
 /// How often overdue connections are looked for, and so how late they may be shut.
 constexpr std::chrono::milliseconds kTick{50};
-/// Connections beyond the limit: those that others make room for, and those that only ask how the
-/// server is.
+/// Connections beyond the limit: those that others make room for, and health checks.
 constexpr std::size_t kSpareConnections = 64;
 
 Poco::Timespan timespan(std::chrono::milliseconds time) {
@@ -119,7 +118,7 @@ HttpServer::Entry HttpServer::enter() {
   std::unique_lock lock(mutex_);
   const bool has_room = connections_ < limits_.connections || make_room();
   const auto is_below_all = [&] { return connections_ < limits_.connections + kSpareConnections; };
-  // Those that were shut to make room need a moment to go.
+  // Those that were shut to make room need a moment to close.
   const bool may_enter =
       has_room ? connection_has_closed_.wait_for(lock, kTick, is_below_all) : is_below_all();
   if (!may_enter) return Entry::refused;
@@ -142,7 +141,7 @@ void HttpServer::start_connection(std::unique_ptr<StreamSocket> socket) {
       try {
         Connection(*this, *own_socket, entry == Entry::beyond_limit).run();
       } catch (const std::exception&) {
-        // Broken off by the other end, or no TLS on it: there is nobody to tell.
+        // Closed by the other end, or it does not speak TLS: there is nobody to tell.
       }
       own_socket.reset();
       leave();
@@ -154,7 +153,7 @@ void HttpServer::start_connection(std::unique_ptr<StreamSocket> socket) {
 }
 
 void HttpServer::refuse_connection(StreamSocket& socket) {
-  if (encrypt_) return;  // it would have to shake hands first
+  if (encrypt_) return;  // a reply would need the handshake first
   HttpReply reply = problem_reply({503, "too many connections", {{"Retry-After", "1"}}});
   handler_.refuse(socket.peerAddress().toString(), reply);
   const std::string text = header_text(reply, false) + reply.body;

@@ -27,7 +27,7 @@ class HttpExchange {
   /// Decides before the body is read whether to read it. Throws HttpFault to refuse.
   virtual void admit() = 0;
 
-  /// Whom the request is of; empty for nobody in particular. Asked once it is admitted.
+  /// The client that sent the request; empty where it need not be known. Asked after `admit`.
   virtual const std::string& client() const = 0;
 
   /// Told how many bytes the request's body is about to hold in memory. Throws HttpFault to refuse.
@@ -48,11 +48,11 @@ class HttpHandler {
  public:
   virtual ~HttpHandler() = default;
 
-  /// `request` outlives the exchange. Throws nothing but for memory.
+  /// `request` outlives the exchange. Throws only std::bad_alloc.
   virtual std::unique_ptr<HttpExchange> begin(const HttpRequest& request) = 0;
 
   /// Completes and takes note of the reply on a connection that is answered before there was a
-  /// request: a header that is no HTTP, or a connection too many.
+  /// request: a header that is not HTTP, or a connection too many.
   virtual void refuse(const std::string& peer, HttpReply& reply) = 0;
 };
 

@@ -12,6 +12,7 @@ inline constexpr std::array kErrorStatuses = {400, 401, 403, 404, 405, 406, 408,
 /// One of them. Made of a number that is written out: another one than these does not compile.
 class ErrorStatus {
  public:
+  // NOLINTNEXTLINE(google-explicit-constructor): written where a number is expected
   consteval ErrorStatus(int code) : code_(code) {
     if (std::find(kErrorStatuses.begin(), kErrorStatuses.end(), code) == kErrorStatuses.end()) {
       throw "no error is answered with this status";

@@ -20,7 +20,7 @@ CallMemory::Scope::Scope(CallMemory& memory) noexcept { current_ = &memory; }
 CallMemory::Scope::~Scope() {
   CallMemory& memory = *current_;
   current_ = nullptr;
-  // What is left over goes to others.
+  // What is left over is for others.
   memory.granted_ = std::max<std::int64_t>(memory.live_, 0);
   memory.holding_.try_resize(static_cast<std::uint64_t>(memory.granted_));
 }

@@ -34,8 +34,8 @@ class MemoryPool {
   /// The bytes that are held now.
   std::uint64_t held() const { return held_; }
 
-  /// What is held for one request, given back when it goes. Used by one thread at a time; the pool
-  /// must outlive it.
+  /// What is held for one request, given back when this is destroyed. Used by one thread at a time;
+  /// the pool must outlive it.
   class Holding {
    public:
     /// Holds nothing yet.

@@ -40,7 +40,7 @@ ErrorStatus status_of(const std::exception& failure, krv::rpc4::Effect effect) {
   return 500;
 }
 
-/// Whether the file is to blame: it is no database, or the store's own SQL cannot be compiled on
+/// Whether the file is to blame: it is not a database, or the store's own SQL cannot be compiled on
 /// it.
 bool is_no_project(const std::exception& failure, const FailedCall& call) {
   if (call.file.empty()) return false;

@@ -6,8 +6,10 @@
 
 namespace korvane::host {
 
-/// The text as far as its first `most` bytes, in whole characters of UTF-8; "…" stands for the
-/// rest.
-std::string shortened(std::string_view text, std::size_t most = std::size_t{4} * 1024);
+/// How long a text may be that goes into the log or to a client as a failure's.
+inline constexpr std::size_t kShortBytes = std::size_t{4} * 1024;
+
+/// The first `most` bytes of the text, in whole characters of UTF-8; "…" stands for the rest.
+std::string shortened(std::string_view text, std::size_t most = kShortBytes);
 
 }  // namespace korvane::host

@@ -22,8 +22,8 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-constexpr std::size_t kMostLines = 100;
-constexpr std::size_t kMostCharacters = std::size_t{4} * 1024 + 1;
+/// A character has a byte at least; one more shows that there is more.
+constexpr std::size_t kMostCharacters = kShortBytes + 1;
 
 thread_local CollectedLines* collected_lines = nullptr;
 
@@ -34,12 +34,11 @@ severity_level severity_of(const boost::log::attribute_value_set& values) {
 
 /// The message of a line, cut where it is too long.
 std::string message_of(std::wstring_view text) {
-  // A character has a byte at least; one more shows that there is more.
   return shortened(krv::log::narrow(text.substr(0, kMostCharacters)));
 }
 
 void collect(severity_level severity, std::wstring_view text) {
-  if (collected_lines->lines.size() < kMostLines) {
+  if (collected_lines->lines.size() < kMostCollectedLines) {
     collected_lines->lines.push_back({severity, message_of(text)});
   } else {
     ++collected_lines->left_out;

@@ -17,6 +17,9 @@ struct LogLine {
   std::string message;
 };
 
+/// Of one call no more lines are kept than these.
+inline constexpr std::size_t kMostCollectedLines = 100;
+
 /// Lines that were logged meanwhile: the first hundred, and how many more there were.
 struct CollectedLines {
   std::vector<LogLine> lines;

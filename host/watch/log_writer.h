@@ -9,9 +9,9 @@
 
 namespace korvane::host {
 
-/// Writes lines on a thread of its own, so that nobody waits for whoever reads them: a full disk
-/// and a reader that has stopped cost lines and nothing else. As long as lines are lost they are
-/// counted, and the number goes out before the next line that gets through. Any thread may write.
+/// Writes lines on a thread of its own, so that logging never blocks: a full disk and a reader that
+/// has stopped cost lines and nothing else. Lost lines are counted, and the number is written
+/// before the next line that gets through. Any thread may write.
 class LogWriter {
  public:
   /// Puts `text` out; returns how many of its bytes it has. May take any time, throws nothing.
@@ -23,7 +23,7 @@ class LogWriter {
   LogWriter(const LogWriter&) = delete;
   LogWriter& operator=(const LogWriter&) = delete;
   /// Waits a second at most until what is queued is out. An output that still hangs then is left to
-  /// itself: it must not refer to anything that goes.
+  /// itself: it must not refer to anything that is destroyed.
   ~LogWriter();
 
   /// Queues `line`, which has no end yet. Never waits: with 8 MiB queued the line is lost.

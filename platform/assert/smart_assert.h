@@ -4,7 +4,7 @@
 
 namespace krv::smartassert {
 
-/// An assertion that reports and lets the code go on. Made where a check has failed:
+/// An assertion that reports and lets the code continue. Made where a check has failed:
 ///
 ///     if (!(request.rev_id >= 0)) {
 ///       SmartAssert("request.rev_id >= 0").setFileContext(__FILE__, __LINE__).debug("invalid …");

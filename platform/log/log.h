@@ -24,11 +24,11 @@ using Logger = boost::log::sources::wseverity_logger_mt<severity_level>;
 Logger& get_global_log();
 
 /// UTF-8 to wide text, for what is streamed into a line: Boost.Log would convert narrow text with
-/// the global locale and throw on what that cannot say. Never throws but for memory: each byte that
-/// is no part of well-formed UTF-8 becomes U+FFFD.
+/// the global locale and throw on what that cannot represent. Throws only std::bad_alloc: each byte
+/// that is not part of well-formed UTF-8 becomes U+FFFD.
 std::wstring widen(std::string_view text);
 
-/// Wide text to UTF-8. What is no Unicode scalar value becomes U+FFFD.
+/// Wide text to UTF-8. What is not a Unicode scalar value becomes U+FFFD.
 std::string narrow(std::wstring_view text);
 
 /// Writes the process's lines to stderr while it lives, one per line: "[severity] text".

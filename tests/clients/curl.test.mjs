@@ -262,10 +262,10 @@ test('bearer tokens', async (t) => {
 
   await t.test('let read, write and query as their scopes say', async () => {
     const open = (client) => call(client, 'open', '{"filename":"project.db"}', manager);
-    refused(await open('reader'), 403, 'the token of "reader" has not the scope write');
+    refused(await open('reader'), 403, 'the token of "reader" lacks the scope write');
     assert.equal((await open('writer')).status, 200);
     assert.equal((await open('reader')).status, 200);
-    refused(await call('reader', 'create_sheet', '{}'), 403, 'the token of "reader" has not the scope write');
+    refused(await call('reader', 'create_sheet', '{}'), 403, 'the token of "reader" lacks the scope write');
     assert.equal((await call('writer', 'create_sheet', '{"name":"417"}')).status, 200);
     assert.equal((await call('reader', 'list_sheets', '{}')).status, 200);
     const sql = (text) => JSON.stringify({kind: 'sql:raw', params: {query: {value_string: text}}});

@@ -68,7 +68,7 @@ test('refusals', async (t) => {
 
   await t.test('requests that a page of another site makes a browser send', async () => {
     const call = (headers) => client.call(id, 'list_sheets', {}, {headers});
-    refused(await call({Origin: 'https://example.org'}), 403, /^requests of pages from "https:\/\/example\.org" are refused$/);
+    refused(await call({Origin: 'https://example.org'}), 403, /^cross-site requests from "https:\/\/example\.org" are refused$/);
     refused(await call({Origin: 'null'}), 403, /are refused$/);
     refused(await call({'Sec-Fetch-Site': 'cross-site'}), 403, /other sites are refused$/);
     assert.equal((await call({Origin: server.url})).status, 200);

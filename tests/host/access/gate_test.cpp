@@ -44,7 +44,7 @@ TEST_F(OtherSites, AnotherNameIsMisdirected) {
     const HttpAnswer answer = get({{"Host", host}});
     EXPECT_EQ(answer.status, 421) << host;
     EXPECT_THAT(answer.detail(),
-                StartsWith("this server does not go by the name \"" + std::string(host) + "\""));
+                StartsWith("\"" + std::string(host) + "\" is not a name of this server"));
   }
 }
 
@@ -64,7 +64,7 @@ TEST_F(OtherSites, TheirPagesAreRefused) {
     const HttpAnswer answer = get({{"Host", "localhost:8420"}, {"Origin", origin}});
     EXPECT_EQ(answer.status, 403) << origin;
     EXPECT_EQ(answer.detail(),
-              "requests of pages from \"" + std::string(origin) + "\" are refused");
+              "cross-site requests from \"" + std::string(origin) + "\" are refused");
   }
 }
 
@@ -72,7 +72,7 @@ TEST_F(OtherSites, WhatABrowserCallsCrossSiteIsRefused) {
   for (const char* const site : {"cross-site", "same-site"}) {
     const HttpAnswer answer = get({{"Sec-Fetch-Site", site}});
     EXPECT_EQ(answer.status, 403) << site;
-    EXPECT_EQ(answer.detail(), "requests of pages of other sites are refused");
+    EXPECT_EQ(answer.detail(), "cross-site requests are refused");
   }
 }
 
@@ -228,7 +228,7 @@ TEST_F(TokensTest, AllowExactlyTheOperationsOfTheirScopes) {
         is_allowed ? ++allowed : ++refused;
         if (is_allowed) continue;
         EXPECT_THAT(answer.detail(),
-                    StartsWith("the token of \"" + name_of(scopes) + "\" has not the scope "));
+                    StartsWith("the token of \"" + name_of(scopes) + "\" lacks the scope "));
         EXPECT_EQ(answer.fields.at("www-authenticate"),
                   "Bearer realm=\"korvane\", error=\"insufficient_scope\"");
       }
@@ -242,7 +242,7 @@ TEST_F(TokensTest, ThatOnlyReadMakeNoFile) {
   for (const Scopes& scopes : {Scopes{Scope::read}, Scopes{Scope::read, Scope::sql}}) {
     const HttpAnswer answer = client_of(scopes).call(kManager, "open", {{"filename", "new.db"}});
     EXPECT_EQ(answer.status, 403);
-    EXPECT_THAT(answer.detail(), HasSubstr("has not the scope write"));
+    EXPECT_THAT(answer.detail(), HasSubstr("lacks the scope write"));
     EXPECT_FALSE(std::filesystem::exists(server().file("new.db")));
   }
 }

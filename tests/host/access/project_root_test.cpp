@@ -379,11 +379,11 @@ TEST(NoRoot, IsNamed) {
   const test::TemporaryFolder folder;
   const std::string missing = folder.file("missing");
   EXPECT_THAT([&] { ProjectRoot{missing}; },
-              ThrowsMessage<std::runtime_error>("project root " + missing + " is no folder"));
+              ThrowsMessage<std::runtime_error>("project root " + missing + " is not a folder"));
   const std::string file = folder.file("file");
   std::ofstream(fs::path(file)) << "data";
   EXPECT_THAT([&] { ProjectRoot{file}; },
-              ThrowsMessage<std::runtime_error>("project root " + file + " is no folder"));
+              ThrowsMessage<std::runtime_error>("project root " + file + " is not a folder"));
 }
 
 }  // namespace

@@ -326,7 +326,7 @@ TEST_F(TokenFileTest, LeavesNothingBehindWhenItCannotBeReplaced) {
   fs::create_directory(path());
   EXPECT_THAT(
       [&] { file().add("client", kAll); },
-      ThrowsMessage<std::runtime_error>("token file " + path().string() + ": no regular file"));
+      ThrowsMessage<std::runtime_error>("token file " + path().string() + ": not a regular file"));
   EXPECT_THAT(folder_entries(), ElementsAre("tokens.json"));
 }
 
@@ -432,41 +432,41 @@ std::string with_entry(const nlohmann::json& entry) {
 std::vector<Malformed> malformed_files() {
   const std::string good = with_entry(nlohmann::json::object());
   const std::string entry = good.substr(good.find('[') + 1, good.rfind(']') - good.find('[') - 1);
-  const std::string no_digest = "token 1: \"sha256\" is no 64 digits of lower-case hexadecimal";
+  const std::string no_digest = "token 1: \"sha256\" must be 64 digits of lower-case hexadecimal";
   return {
-      {"Empty", "", "no JSON: "},
-      {"NoJson", "name: a", "no JSON: "},
-      {"Cut", good.substr(0, good.size() - 5), "no JSON: "},
-      {"RubbishBehind", good + "}", "no JSON: "},
-      {"NoUtf8", "{\"tokens\": [\"\xFF\"]}", "no JSON: "},
-      {"List", "[]", "the file: no JSON object"},
-      {"Null", "null", "the file: no JSON object"},
+      {"Empty", "", "not JSON: "},
+      {"NoJson", "name: a", "not JSON: "},
+      {"Cut", good.substr(0, good.size() - 5), "not JSON: "},
+      {"RubbishBehind", good + "}", "not JSON: "},
+      {"NoUtf8", "{\"tokens\": [\"\xFF\"]}", "not JSON: "},
+      {"List", "[]", "the file: not a JSON object"},
+      {"Null", "null", "the file: not a JSON object"},
       {"NoTokens", "{}", "the file: no \"tokens\""},
       {"OtherKey", R"({"tokens": [], "more": 1})", "the file: unknown key \"more\""},
-      {"TokensNoList", R"({"tokens": {}})", "the file: \"tokens\" is no list"},
-      {"EntryNoObject", R"({"tokens": [1]})", "token 1: no JSON object"},
+      {"TokensNoList", R"({"tokens": {}})", "the file: \"tokens\" is not a list"},
+      {"EntryNoObject", R"({"tokens": [1]})", "token 1: not a JSON object"},
       {"NoName", with_entry({{"name", nullptr}}), "token 1: no \"name\""},
-      {"NameNoText", with_entry({{"name", 1}}), "token 1: \"name\" is no text"},
+      {"NameNoText", with_entry({{"name", 1}}), "token 1: \"name\" is not text"},
       {"BadName", with_entry({{"name", "a b"}}), "token 1: bad \"name\""},
       {"EmptyName", with_entry({{"name", ""}}), "token 1: bad \"name\""},
       {"NameTwice", "{\"tokens\": [" + entry + ", " + entry + "]}",
-       "token 2: the name a is there twice"},
+       "token 2: the name a is given twice"},
       {"NoDigest", with_entry({{"sha256", nullptr}}), "token 1: no \"sha256\""},
-      {"DigestNoText", with_entry({{"sha256", 1}}), "token 1: \"sha256\" is no text"},
+      {"DigestNoText", with_entry({{"sha256", 1}}), "token 1: \"sha256\" is not text"},
       {"DigestShort", with_entry({{"sha256", kDigestOfAbc.substr(2)}}), no_digest},
       {"DigestLong", with_entry({{"sha256", kDigestOfAbc + "00"}}), no_digest},
       {"DigestNoHexadecimal", with_entry({{"sha256", std::string(64, 'g')}}), no_digest},
       {"NoScopes", with_entry({{"scopes", nullptr}}), "token 1: no \"scopes\""},
       {"ScopesNoList", with_entry({{"scopes", "read"}}),
-       "token 1: \"scopes\" is no list of scopes"},
+       "token 1: \"scopes\" is not a list of scopes"},
       {"ScopesEmpty", with_entry({{"scopes", nlohmann::json::array()}}),
-       "token 1: \"scopes\" is no list of scopes"},
+       "token 1: \"scopes\" is not a list of scopes"},
       {"ScopeUnknown", with_entry({{"scopes", {"read", "admin"}}}),
        "token 1: unknown scope \"admin\""},
       {"ScopeInCapitals", with_entry({{"scopes", {"READ"}}}), "token 1: unknown scope \"READ\""},
       {"ScopeNoText", with_entry({{"scopes", {1}}}), "token 1: unknown scope 1"},
       {"NoDay", with_entry({{"created", nullptr}}), "token 1: no \"created\""},
-      {"DayNoText", with_entry({{"created", 1}}), "token 1: \"created\" is no text"},
+      {"DayNoText", with_entry({{"created", 1}}), "token 1: \"created\" is not text"},
       {"OtherKeyInEntry", with_entry({{"scope", "sql"}}), "token 1: unknown key \"scope\""},
   };
 }
