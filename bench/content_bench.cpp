@@ -4,8 +4,8 @@
 //   Add<Lines>/Plain    the same rows by the C API: statements parsed once, one transaction, the
 //                       bytes of `raw` encoded beforehand; with treatments, the same look-ups
 //
-// The argument is the number of lines. Both sides are given the batch to keep, and it goes with
-// their time.
+// The argument is the number of lines. Both sides own the batch, and destroying it counts as their
+// time.
 
 #include <stdexcept>
 #include <string>
@@ -20,7 +20,7 @@
 namespace korvane::bench {
 namespace {
 
-/// What a row holds but for its id, as SQLite writes it in SQL.
+/// The values of a row but its id, as SQL literals.
 template <class T>
 std::string first_row(const StoredProject& project) {
   std::string values;
@@ -33,7 +33,7 @@ std::string first_row(const StoredProject& project) {
   return select.text(0);
 }
 
-/// A baseline counts only if it writes what the store writes.
+/// A baseline is only valid if it writes the same row as the store.
 template <class T>
 bool check_same_rows() {
   StoredProject project;

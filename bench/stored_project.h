@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -13,7 +15,7 @@
 #include "model/plugins/korvane.model.cad.project/project.h"
 #include "model/plugins/korvane.model.cad.project/record_access.h"
 #include "model/tables/tables.h"
-#include "tests/support/filled_record.h"
+#include "tests/support/content_kinds.h"
 
 namespace korvane::bench {
 
@@ -40,9 +42,8 @@ class StoredProject {
   Project_Service_Impl& service() { return service_; }
   const std::string& filename() const { return file_.name(); }
   const RevisionRef& revision() const { return revision_; }
-  std::int32_t rev_id() const { return revision_.id.value(); }
-  std::int32_t material_id() const { return material_id_; }
-  std::int32_t fabric_type_id() const { return fabric_type_id_; }
+  /// The rows that lines of its schedule refer to.
+  test::Parents parents() const { return {revision_.id.value(), material_id_, fabric_type_id_}; }
 
   RevisionRef add_revision() {
     Revision revision;
@@ -52,13 +53,13 @@ class StoredProject {
     return ref;
   }
 
-  /// Deletes all lines of schedules and their end treatments, by a connection of its own: whoever
-  /// writes next finds the pages that it keeps in memory outdated.
+  /// Deletes all lines of schedules and their end treatments, on a separate connection: the next
+  /// writer finds the pages in its cache outdated.
   void empty_content() const {
     const Connection connection(filename());
-    for (const char* table : {"rebar", "fabric", "barspacer", "mountingpart", "end_treatment"}) {
-      connection.run(std::string("delete from ") + table);
-    }
+    test::for_each_content_kind(
+        [&]<class Kind>() { connection.run(std::string("delete from ") + Kind::table); });
+    connection.run("delete from end_treatment");
   }
 
  private:
@@ -70,74 +71,31 @@ class StoredProject {
   std::int32_t fabric_type_id_ = 0;
 };
 
-/// What a line of a schedule is called in the store: its operations, its table, a record to store.
+/// A line of a schedule: its kind as tests/support/content_kinds.h describes it, and a record to
+/// store.
 template <class T>
-struct Content;
+struct Content {
+  using Kind = test::KindOfRecord<T>;
 
-template <>
-struct Content<Rebar> {
-  static constexpr const char* table = "rebar";
-  /// The typical bar without its end treatments.
-  static Rebar record(const StoredProject& project) {
-    Rebar bar = treated_record(project);
-    bar.end_treatment_start.reset();
-    bar.end_treatment_end.reset();
-    return bar;
+  static constexpr const char* table = Kind::table;
+  /// The typical bar without its end treatments. The other kinds have no typical record: theirs has
+  /// every field set.
+  static T record(const StoredProject& project) {
+    if constexpr (std::is_same_v<T, Rebar>) {
+      Rebar bar = treated_record(project);
+      bar.end_treatment_start.reset();
+      bar.end_treatment_end.reset();
+      return bar;
+    } else {
+      return test::filled_content<Kind>(project.parents());
+    }
   }
   static Rebar treated_record(const StoredProject& project) {
-    Rebar bar = typical<Rebar>();
-    bar.rev_id = project.rev_id();
-    bar.material_id.set(project.material_id());
-    return bar;
+    return test::referring<test::RebarKind>(typical<Rebar>(), project.parents());
   }
-  static void add(Project_Service_Impl& service, Batch<Rebar> batch) {
+  static void add(Project_Service_Impl& service, Batch<T> batch) {
     GenericReply reply;
-    service.add_rebar(std::move(batch), reply);
-  }
-};
-
-/// Of the others there is no typical record: theirs has every field set.
-template <>
-struct Content<Fabric> {
-  static constexpr const char* table = "fabric";
-  static Fabric record(const StoredProject& project) {
-    auto fabric = test::Filler().make<Fabric>();
-    fabric.rev_id = project.rev_id();
-    fabric.fabric_type.id = project.fabric_type_id();
-    return fabric;
-  }
-  static void add(Project_Service_Impl& service, Batch<Fabric> batch) {
-    GenericReply reply;
-    service.add_fabric(std::move(batch), reply);
-  }
-};
-
-template <>
-struct Content<BarSpacer> {
-  static constexpr const char* table = "barspacer";
-  static BarSpacer record(const StoredProject& project) {
-    auto spacer = test::Filler().make<BarSpacer>();
-    spacer.rev_id = project.rev_id();
-    return spacer;
-  }
-  static void add(Project_Service_Impl& service, Batch<BarSpacer> batch) {
-    GenericReply reply;
-    service.add_barspacer(std::move(batch), reply);
-  }
-};
-
-template <>
-struct Content<MountingPart> {
-  static constexpr const char* table = "mountingpart";
-  static MountingPart record(const StoredProject& project) {
-    auto part = test::Filler().make<MountingPart>();
-    part.rev_id = project.rev_id();
-    part.material_id = project.material_id();
-    return part;
-  }
-  static void add(Project_Service_Impl& service, Batch<MountingPart> batch) {
-    GenericReply reply;
-    service.add_mountingpart(std::move(batch), reply);
+    (service.*Kind::add)(std::move(batch), reply);
   }
 };
 
@@ -250,7 +208,7 @@ class PlainInsert {
   int end_ = 0;
 };
 
-/// The bytes of each record, all of them in one block.
+/// The encoded records, all in one block.
 template <class T>
 std::vector<bond::blob> encoded(const std::vector<T>& records) {
   std::string bytes;

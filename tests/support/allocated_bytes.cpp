@@ -19,7 +19,7 @@ void* allocate(std::size_t size) {
 
 }  // namespace
 
-// Those that throw nothing too: under a sanitizer theirs would not match the `delete` of here.
+// The nothrow forms too: under a sanitizer they would not match the `delete` defined here.
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept { return try_allocate(size); }

@@ -18,7 +18,7 @@ using LogLines = std::vector<LogLine>;
 
 void PrintTo(const LogLine& line, std::ostream* stream);
 
-/// Takes the lines that the process logs while this lives, and keeps them off its output.
+/// Captures the lines that the process logs while this lives; they are not printed.
 class CapturedLog {
  public:
   CapturedLog();
@@ -28,7 +28,7 @@ class CapturedLog {
 
   /// All lines so far. Not while another thread logs.
   const LogLines& lines() const;
-  /// The lines of that severity, texts alone.
+  /// The texts of the lines of that severity.
   std::vector<std::wstring> texts(int severity) const;
   void clear();
 

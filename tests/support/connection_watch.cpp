@@ -12,15 +12,15 @@ namespace korvane::test {
 
 namespace {
 
-// Connections may outlive their watch, so that what they call back looks here.
+// Connections may outlive their watch, so their callbacks look here.
 ConnectionWatch* watching = nullptr;
 thread_local int paused = 0;
 
-/// Nothing here outlives a power cut, and waiting for the disk would be most of a run. Registered
-/// before any watch, which therefore does not see it.
+/// No test file has to survive a power cut, and waiting for the disk would take most of a run.
+/// Registered before any watch, which therefore does not record it.
 int leave_unsynced(sqlite3* connection, char**, const sqlite3_api_routines*) {
   sqlite3_exec(connection, "PRAGMA synchronous = OFF", nullptr, nullptr, nullptr);
-  // The opening would fail with the error that this raises on what is no database.
+  // On a file that is not a database this raises an error, which would make the opening fail.
   sqlite3_exec(connection, "select 1", nullptr, nullptr, nullptr);
   return SQLITE_OK;
 }
@@ -39,7 +39,7 @@ struct WatchCallbacks {
     watching->opened_.push_back(*name);
     sqlite3_set_authorizer(connection, &parsed, nullptr);
     sqlite3_trace_v2(connection, SQLITE_TRACE_STMT, &run, nullptr);
-    // A function's own data is dropped when the connection goes: there is no other notice of it.
+    // A function's own data is freed when the connection closes: SQLite has no other notification.
     return sqlite3_create_function_v2(connection, "korvane_watch", 0, SQLITE_UTF8, name, &unused,
                                       nullptr, nullptr, &closed);
   }

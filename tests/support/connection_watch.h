@@ -8,9 +8,8 @@
 
 namespace korvane::test {
 
-/// Looks over SQLite's shoulder: sees every connection that the process opens while this lives, up
-/// to its closing, with the statements it parses and runs. One at a time; not while several threads
-/// use connections.
+/// Records every connection that the process opens while this lives, until it is closed, and the
+/// statements that it parses and runs. One at a time; not while several threads use connections.
 class ConnectionWatch {
  public:
   ConnectionWatch();
@@ -18,7 +17,7 @@ class ConnectionWatch {
   ConnectionWatch& operator=(const ConnectionWatch&) = delete;
   ~ConnectionWatch();
 
-  /// Connections that are opened while one of these lives stay unseen.
+  /// Connections that are opened while one of these lives are not recorded.
   class Pause {
    public:
     Pause();
@@ -31,9 +30,9 @@ class ConnectionWatch {
   const std::vector<std::string>& opened() const { return opened_; }
   const std::vector<std::string>& closed() const { return closed_; }
 
-  /// The texts of the statements that were run, in order; of transactions BEGIN, COMMIT and
-  /// ROLLBACK alone. What a foreign key's cascade does is left out; a SET NULL of one shows as the
-  /// text of the statement that set it off, once more for each.
+  /// The texts of the statements that were run, in order; BEGIN, COMMIT and ROLLBACK without what
+  /// follows them. A foreign key's cascade does not appear; its SET NULL appears as one more copy
+  /// of the text of the statement that caused it.
   const std::vector<std::string>& statements() const { return statements_; }
 
   /// How often a statement was parsed that does `action` (SQLITE_INSERT, …), to `table` if one is
@@ -42,12 +41,12 @@ class ConnectionWatch {
   /// Whether any statement was parsed that names `table`.
   bool touched(const std::string& table) const;
 
-  /// From now on SQLite refuses to parse what does `action` to `table`.
+  /// From now on SQLite refuses to parse statements that do `action` to `table`.
   void refuse(int action, const std::string& table) { refused_.emplace(action, table); }
   /// Called whenever a connection has been closed.
   void when_closed(std::function<void()> callback) { when_closed_ = std::move(callback); }
 
-  /// Starts counting anew; what is refused stays so.
+  /// Forgets what was recorded; what is refused stays refused.
   void forget();
 
  private:

@@ -9,8 +9,8 @@
 
 namespace korvane::test {
 
-/// Calls `visitor.operator()<T>()` for every contract there is, the generic ones for each of their
-/// items.
+/// Calls `visitor.operator()<T>()` for every contract; for the generic ones with each of their item
+/// types.
 template <class Visitor>
 void for_each_contract(Visitor&& visitor) {
 #define VISIT_COMMON(name) visitor.template operator()<korvane::name>();

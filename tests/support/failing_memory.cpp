@@ -107,7 +107,7 @@ LiveAllocations live_allocations() { return {live_of_new, live_of_sqlite}; }
 
 }  // namespace korvane::test
 
-// Those that throw nothing too: under a sanitizer theirs would not match the `delete` of here.
+// The nothrow forms too: under a sanitizer they would not match the `delete` defined here.
 void* operator new(std::size_t size) { return korvane::test::allocate(size); }
 void* operator new[](std::size_t size) { return korvane::test::allocate(size); }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept {

@@ -10,11 +10,11 @@ namespace korvane::test {
 /// Whose allocations fail.
 enum class Allocator { kNew, kSqlite };
 
-/// How far a failure reaches: that allocation alone, or every one of that allocator from it on.
+/// How far a failure reaches: that allocation only, or all later ones of that allocator as well.
 enum class Shortage { kOneAllocation, kAllAllocations };
 
-/// While it lives, the `nth` allocation of this thread, counted from one, fails; and after it what
-/// `shortage` says. One at a time.
+/// While it lives, the `nth` allocation of this thread, counted from one, fails, and those after it
+/// if `shortage` says so. One at a time.
 class FailingMemory {
  public:
   FailingMemory(Allocator allocator, Shortage shortage, int nth);

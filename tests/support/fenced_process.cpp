@@ -1,5 +1,5 @@
-// For programs that use fences for SQL: SQLite takes an allocator only before anything else of it
-// is used, which other sources of tests do while the program starts.
+// For programs that use SQL fences: SQLite accepts an allocator only before it is first used, and
+// other test sources use it while the program starts.
 
 #include "host/access/sql_fence.h"
 

@@ -51,7 +51,7 @@ PlainConnection::PlainConnection(const std::string& file, Mode mode) {
   const int result = sqlite3_open_v2(file.c_str(), &connection, flags, nullptr);
   connection_.reset(connection);
   if (result != SQLITE_OK) fail(connection, file);
-  // As SQLite opens files by itself, whatever the process makes of its connections.
+  // As SQLite opens files by itself, whatever the process does to its other connections.
   sqlite3_db_config(connection, SQLITE_DBCONFIG_DEFENSIVE, 0, nullptr);
   sqlite3_db_config(connection, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 1, nullptr);
 }

@@ -8,7 +8,7 @@
 
 struct sqlite3;
 
-/// Project files seen by plain SQLite, past the code under test.
+/// Reads and writes project files with plain SQLite, without the code under test.
 namespace korvane::test {
 
 /// A cell as text, or none for NULL. A blob stands as upper-case hexadecimal digits.
@@ -18,7 +18,7 @@ using Rows = std::vector<Row>;
 using NamedRow = std::vector<std::pair<std::string, CellText>>;
 inline constexpr std::nullopt_t kNull = std::nullopt;
 
-/// A connection of its own to a file. Foreign keys are off and a lock is not waited for. Throws
+/// A separate connection to a file. Foreign keys are off, and it does not wait for locks. Throws
 /// std::runtime_error with SQLite's message. `ConnectionWatch` does not see it.
 class PlainConnection {
  public:
@@ -39,7 +39,7 @@ class PlainConnection {
   std::unique_ptr<sqlite3, Close> connection_;
 };
 
-/// What a file's query gives, through a read-only connection that is closed again.
+/// The rows of a query, read through a read-only connection that is closed afterwards.
 Rows plain_rows(const std::string& file, const std::string& sql);
 
 /// Upper-case hexadecimal digits, two a byte.

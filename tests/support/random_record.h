@@ -16,9 +16,9 @@
 
 namespace korvane::test {
 
-/// Makes records of what is hard to carry: texts of escapes, controls and several scripts, numbers
-/// at the ends of their range, numbers that no enumerator has, things set and unset. The same seed
-/// makes the same records. All of it is UTF-8 and finite.
+/// Makes records of values that are hard to encode: texts with escapes, control characters and
+/// several scripts, numbers at the ends of their range, enumeration values without a name, fields
+/// set and unset. Texts are UTF-8, numbers finite. The same seed makes the same records.
 class RandomFiller {
  public:
   explicit RandomFiller(std::uint32_t seed) : engine_(seed) {}

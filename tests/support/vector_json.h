@@ -15,11 +15,11 @@
 #include "bond/kinds.h"
 #include "tests/bond/bytes.h"
 
-/// Records as the JSON of the reference vectors, after their descriptions.
+/// Records as the JSON of the reference vectors, made from their descriptions.
 ///
 /// An object of field name to value, the base's fields first; an unset nullable and a maybe that is
 /// nothing are left out, everything else is present. Enumeration: its number. Map: an array of
-/// [key, value] in key order. Blob: {"$hex": …}, and so a string that is no valid UTF-8. Double: a
+/// [key, value] in key order. Blob: {"$hex": …}, as is a string that is not valid UTF-8. Double: a
 /// number, or "bits:" and 16 hexadecimal digits when it is not finite.
 namespace korvane::test {
 
@@ -185,8 +185,8 @@ Json to_vector_json(const T& value) {
   return detail::VectorWriter::value(value);
 }
 
-/// Reads into `value`. Throws when the JSON names a field that there is not, or lacks one that is
-/// never left out.
+/// Reads into `value`. Throws when the JSON has an unknown field, or lacks one that is never left
+/// out.
 template <class T>
 void from_vector_json(const Json& json, T& value) {
   detail::VectorReader::read(json, value);

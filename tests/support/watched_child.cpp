@@ -23,7 +23,7 @@ namespace {
 
 using std::chrono_literals::operator""ms;
 
-/// Lies in memory that both processes see.
+/// In memory that both processes share.
 struct Report {
   using Text = std::array<char, 2000>;
 

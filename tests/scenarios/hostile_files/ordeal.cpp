@@ -23,7 +23,7 @@ std::vector<std::string> readings_of(Project_Service_Impl& project) {
   return replies;
 }
 
-/// All but those that clear the project in any order, then these.
+/// The calls in random order, those that clear the project last.
 std::vector<Call> shuffled_calls(std::uint32_t seed) {
   std::vector<Call> calls = all_calls();
   const auto clearing = std::stable_partition(

@@ -16,10 +16,10 @@ namespace korvane::test {
 /// The bytes of a file.
 std::string bytes_of(const std::string& file);
 
-/// Makes `bytes` all of a file; no journal is left beside it.
+/// Makes the file hold exactly `bytes`, without a journal beside it.
 void put_bytes(const std::string& file, const std::string& bytes);
 
-/// Uses project files that nobody vouches for, with a sound project beside them in the process.
+/// Uses hostile project files, with a sound project open in the same process.
 class Ordeal {
  public:
   /// Makes the sound project anew, filled, in `folder`.
@@ -28,20 +28,20 @@ class Ordeal {
   /// The file of the sound project.
   const std::string& sound_file() const { return sound_file_; }
 
-  /// Opens `file` and calls all operations, those that clear it last, the others in the order of
-  /// `seed`. Each may fail. Then the sound project is to answer as ever. Throws std::logic_error
-  /// when it does not, and what is no std::exception.
+  /// Opens `file` and calls all operations in a random order, those that clear it last. Each may
+  /// fail. Throws std::logic_error when the sound project answers differently afterwards, and lets
+  /// exceptions through that are not a std::exception.
   void undergo(const std::string& file, std::uint32_t seed, const Mark& mark,
                const std::string& name);
 
-  /// Throws std::logic_error unless the sound project holds what it did, on the disk as well.
+  /// Throws std::logic_error unless the sound project still reads and writes what it should.
   void expect_soundness() const;
 
   /// How many calls were answered, and how many failed.
   int answered() const { return answered_; }
   int failed() const { return failed_; }
 
-  /// Each call is made within what this returns, if it is set.
+  /// If set, called before each call; what it returns lives until the call ends.
   std::function<std::shared_ptr<void>()> around_each_call;
 
  private:

@@ -29,7 +29,7 @@ using namespace model::cad;
 constexpr int kRounds = 1000;
 constexpr int kRowsOfEach = 5;
 
-/// What the two opened and how it went, in memory that both processes and the test see.
+/// The progress of the two processes, in memory that they share with the test.
 struct Board {
   std::atomic<int> round{0};
   struct Opener {

@@ -31,7 +31,7 @@ bool read_all(int from, void* to, std::size_t size) {
   return true;
 }
 
-/// Texts come with their length before them: the file's name, then SQL.
+/// Reads texts, each after its length: first the file's name, then SQL.
 [[noreturn]] void be_the_other_program(int from, int to) {
   std::unique_ptr<PlainConnection> connection;
   for (;;) {

@@ -15,8 +15,8 @@ enum class Lock {
 /// The SQL that takes a lock and keeps it until the transaction ends.
 std::string sql_that_takes(Lock lock);
 
-/// Another process with plain SQLite. Make it before this one opens any database: what a process
-/// holds of one does not survive its fork.
+/// Another process with plain SQLite. Must be made before this process opens a database: SQLite
+/// connections do not survive a fork.
 class OtherProgram {
  public:
   OtherProgram();

@@ -3,10 +3,13 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "contracts/cad/contracts.describe.h"
 #include "model/plugins/korvane.model.cad.project/project.h"
+#include "tests/support/content_kinds.h"
+#include "tests/support/entity_kinds.h"
 #include "tests/support/vector_json.h"
 
 namespace korvane::test {
@@ -24,37 +27,19 @@ inline std::vector<std::string> project_contents(model::cad::Project_Service_Imp
   ProjectData data;
   project.get_project({}, data);
   lines.push_back("get_project " + test::vector_text(data));
-  Batch<Material> materials;
-  project.list_materials({}, materials);
-  add("list_materials", materials.items);
-  Batch<FabricType> types;
-  project.list_fabric_type({}, types);
-  add("list_fabric_type", types.items);
-  Batch<Sheet> sheets;
-  project.list_sheets({}, sheets);
-  add("list_sheets", sheets.items);
-  Batch<Revision> revisions;
-  project.list_revisions({}, revisions);
-  add("list_revisions", revisions.items);
-  for (const Revision& revision : revisions.items) {
-    RevisionRef ref;
-    ref.id = revision.id;
-    Batch<Rebar> bars;
-    project.get_rebars(ref, bars);
-    add("get_rebars", bars.items);
-    FabricRef fabric_ref;
-    fabric_ref.rev_id = revision.id;
-    Fabrics fabrics;
-    project.get_all_fabrics_for_revision(fabric_ref, fabrics);
-    add("get_all_fabrics_for_revision", fabrics.fabrics);
-    BarSpacers spacers;
-    project.get_all_barspacers_for_revision(ref, spacers);
-    add("get_all_barspacers_for_revision", spacers.barspacers);
-    MountingPartRef part_ref;
-    part_ref.rev_id = revision.id;
-    MountingParts parts;
-    project.get_all_mountingparts_for_revision(part_ref, parts);
-    add("get_all_mountingparts_for_revision", parts.mountingParts);
+  std::vector<Revision> revisions;
+  for_each_entity([&]<class Entity>() {
+    Batch<typename Entity::Record> listed;
+    (project.*Entity::list)({}, listed);
+    add(Entity::list_name, listed.items);
+    if constexpr (std::is_same_v<Entity, RevisionEntity>) revisions = listed.items;
+  });
+  for (const Revision& revision : revisions) {
+    for_each_content_read([&]<class Read>() {
+      // Bars have two reads, which give the same.
+      if (std::is_same_v<Read, GetAllRebars>) return;
+      add(Read::name, read_content<Read>(project, revision.id));
+    });
   }
   return lines;
 }

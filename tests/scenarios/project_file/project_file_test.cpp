@@ -20,7 +20,7 @@ class ProjectFile : public testing::TestWithParam<const char*> {
  protected:
   ProjectFile() {
     std::filesystem::copy_file(name() + ".db", file_);
-    // Nothing of a file that is checked in is ever written to.
+    // The files that are checked in are read-only.
     std::filesystem::permissions(file_, std::filesystem::perms::owner_write,
                                  std::filesystem::perm_options::add);
   }
@@ -29,7 +29,7 @@ class ProjectFile : public testing::TestWithParam<const char*> {
     return std::string(KORVANE_TEST_DATA "/project_files/") + GetParam();
   }
 
-  /// The one number that a query gives, by plain SQLite.
+  /// The number that a query gives, by plain SQLite.
   std::int64_t number(const std::string& sql) const {
     sqlite3* connection = nullptr;
     sqlite3_stmt* statement = nullptr;
@@ -81,7 +81,7 @@ TEST_P(ProjectFile, TakesNewBarsBesideTheOld) {
   Batch<Rebar> twice;
   project.get_rebars(ref, twice);
   EXPECT_EQ(twice.items.size(), 2 * bars.items.size());
-  // Their end treatments are those that are there.
+  // The new bars share the stored end treatments.
   EXPECT_EQ(number("select count(*) from end_treatment"), 2);
 }
 

@@ -1,12 +1,14 @@
-// Writes a project file with rows in every table, and beside it a text file with the records that
-// were sent. Run once for each version whose format differs; what it wrote is checked in and never
-// made anew.
+// Writes a project file with rows in every table, and a text file with the records that were sent.
+// Run once for each version whose format differs; its files are checked in and never written again.
 //
 //   write_project_file tests/data/project_files/0.1.0
 
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
 
 #include <boost/log/core.hpp>
 
@@ -46,28 +48,15 @@ int main(int argc, char** argv) {
   project.create_revision(revision, revision_ref);
 
   // Of each kind one record with all its fields and one with what the table requires.
-  const std::int32_t rev_id = revision_ref.id.value();
-  Batch<Rebar> bars{{filler.make<Rebar>(), {}}};
-  for (Rebar& bar : bars.items) {
-    bar.rev_id = rev_id;
-    bar.material_id.set(material.id);
-  }
-  project.add_rebar(bars, reply);
-  Batch<Fabric> fabrics{{filler.make<Fabric>(), {}}};
-  for (Fabric& fabric : fabrics.items) {
-    fabric.rev_id = rev_id;
-    fabric.fabric_type = type;
-  }
-  project.add_fabric(fabrics, reply);
-  Batch<BarSpacer> spacers{{filler.make<BarSpacer>(), {}}};
-  for (BarSpacer& spacer : spacers.items) spacer.rev_id = rev_id;
-  project.add_barspacer(spacers, reply);
-  Batch<MountingPart> parts{{filler.make<MountingPart>(), {}}};
-  for (MountingPart& part : parts.items) {
-    part.rev_id = rev_id;
-    part.material_id = material.id;
-  }
-  project.add_mountingpart(parts, reply);
+  const test::Parents parents{revision_ref.id.value(), material.id, type.id};
+  test::for_each_content_kind([&]<class Kind>() {
+    std::vector<typename Kind::Record> records = {filler.make<typename Kind::Record>(), {}};
+    for (auto& record : records) {
+      record = test::referring<Kind>(std::move(record), parents);
+      if constexpr (std::is_same_v<Kind, test::FabricKind>) record.fabric_type = type;
+    }
+    test::add_content<Kind>(project, records);
+  });
 
   std::ofstream contents(name + ".txt");
   for (const std::string& line : test::project_contents(project)) contents << line << '\n';

@@ -6,18 +6,17 @@
 
 namespace korvane::test {
 
-/// A project in a file of its own beside its model: operations are done to both, and what comes
-/// back is compared with GoogleTest's assertions. What is done, and with which values, is chosen
-/// from outside.
+/// A project in a file of its own and its model: each operation is done to both, and the replies
+/// are compared with GoogleTest's assertions. The caller chooses the operations and their values.
 class ProjectAgainstModel {
  public:
-  /// Asked for a number from 0 to one less than it is given.
+  /// Returns a number from 0 to one less than its argument.
   using Choose = std::function<std::int32_t(std::int32_t below)>;
 
   explicit ProjectAgainstModel(Choose choose);
   ~ProjectAgainstModel();
 
-  /// Does one thing.
+  /// Does one operation.
   void step();
   /// Looks at the whole of the project through every read.
   void compare();

@@ -6,11 +6,15 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <tuple>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "contracts/cad/contracts.h"
+#include "tests/support/content_kinds.h"
+#include "tests/support/entity_kinds.h"
 
 namespace korvane::test {
 
@@ -18,20 +22,16 @@ namespace korvane::test {
 /// the store must refuse returns nothing, or false, and changes nothing.
 class ProjectModel {
  public:
-  using Material = model::cad::Material;
-  using FabricType = model::cad::FabricType;
-  using Sheet = model::cad::Sheet;
-  using Revision = model::cad::Revision;
-  using Rebar = model::cad::Rebar;
-  using Fabric = model::cad::Fabric;
-  using BarSpacer = model::cad::BarSpacer;
-  using MountingPart = model::cad::MountingPart;
   using EndTreatment = model::cad::EndTreatment;
 
-  /// The rows of an entity table. A row's id and uid stand in its record, as reads give it.
-  template <class T>
+  /// The rows of an entity's table. A row's id and uid stand in its record, as reads give it.
+  template <class Entity>
   struct Entities {
-    std::map<std::int32_t, T> rows;
+    using Record = typename Entity::Record;
+
+    std::map<std::int32_t, Record> rows;
+    /// The column of each row that refers to its parent. Only a fabric type's update changes it.
+    std::map<std::int32_t, std::int32_t> parents;
     /// AUTOINCREMENT never gives an id twice.
     std::int32_t last_id = 0;
 
@@ -43,14 +43,14 @@ class ProjectModel {
     }
 
     /// `record` with the uid of its row.
-    std::int32_t add(T record) {
+    std::int32_t add(Record record) {
       record.id = ++last_id;
+      if constexpr (HasParent<Entity>) parents[last_id] = Entity::parent_id(record);
       rows.emplace(record.id, std::move(record));
       return last_id;
     }
 
-    template <class Ref>
-    const T* find(const Ref& ref) const {
+    const Record* find(const typename Entity::Ref& ref) const {
       if (ref.id && has(ref.id.value())) return &rows.at(ref.id.value());
       if (!ref.uid) return nullptr;
       for (const auto& [id, record] : rows) {
@@ -60,189 +60,215 @@ class ProjectModel {
     }
 
     /// The row that a delete takes: by id alone if that is set.
-    template <class Ref>
-    std::optional<std::int32_t> row_to_delete(const Ref& ref) const {
+    std::optional<std::int32_t> row_to_delete(const typename Entity::Ref& ref) const {
       if (ref.id) return has(ref.id.value()) ? std::optional(ref.id.value()) : std::nullopt;
-      const T* const found = find(ref);
+      const Record* const found = find(ref);
       return found == nullptr ? std::nullopt : std::optional(found->id);
     }
 
-    void replace(const T& record) {
-      const auto row = rows.find(record.id);
-      if (row == rows.end()) return;
-      const std::string uid = row->second.uid;
-      row->second = record;
-      row->second.uid = uid;
+    void remove(std::int32_t id) {
+      rows.erase(id);
+      parents.erase(id);
     }
 
-    std::vector<T> all() const {
-      std::vector<T> records;
+    std::vector<Record> all() const {
+      std::vector<Record> records;
       for (const auto& [id, record] : rows) records.push_back(record);
       return records;
     }
+
+    std::vector<std::int32_t> children_of(std::int32_t parent) const {
+      std::vector<std::int32_t> children;
+      for (const auto& [id, its_parent] : parents) {
+        if (its_parent == parent) children.push_back(id);
+      }
+      return children;
+    }
   };
 
-  struct RebarRow {
-    Rebar record;
-    std::optional<std::int32_t> start;
-    std::optional<std::int32_t> end;
+  /// A row of content. Only bars have the ids of end treatments.
+  template <class Kind>
+  struct ContentRow {
+    typename Kind::Record record;
+    std::optional<std::int32_t> start = std::nullopt;
+    std::optional<std::int32_t> end = std::nullopt;
   };
 
-  Entities<Material> materials;
-  Entities<FabricType> fabric_types;
-  Entities<Sheet> sheets;
-  Entities<Revision> revisions;
-  /// The column `sheet_id` of each revision, which updates leave alone.
-  std::map<std::int32_t, std::int32_t> sheet_of_revision;
-  std::vector<RebarRow> rebars;
-  std::vector<Fabric> fabrics;
-  std::vector<BarSpacer> bar_spacers;
-  std::vector<MountingPart> mounting_parts;
+  template <class Kind>
+  using Content = std::vector<ContentRow<Kind>>;
+
+  template <class Entity>
+  Entities<Entity>& entities() {
+    return std::get<Entities<Entity>>(entities_);
+  }
+  template <class Entity>
+  const Entities<Entity>& entities() const {
+    return std::get<Entities<Entity>>(entities_);
+  }
+  template <class Kind>
+  Content<Kind>& content() {
+    return std::get<Content<Kind>>(content_);
+  }
+  template <class Kind>
+  const Content<Kind>& content() const {
+    return std::get<Content<Kind>>(content_);
+  }
+
   std::map<std::int32_t, EndTreatment> end_treatments;
   std::optional<model::cad::ProjectData> project;
 
-  /// Whether the table takes the type besides its uid, as the row `own_id` or as a new one.
-  bool may_save(const FabricType& type, std::int32_t own_id) const {
-    for (const auto& [id, other] : fabric_types.rows) {
-      if (id != own_id && other.type_name == type.type_name) return false;
-    }
-    return materials.has(type.material.id);
+  /// Whether there is a row for content to refer to.
+  bool has(std::string_view table, std::int32_t id) const {
+    if (table == "revision") return entities<RevisionEntity>().has(id);
+    if (table == "material") return entities<MaterialEntity>().has(id);
+    return entities<FabricTypeEntity>().has(id);
   }
 
-  /// The update that rewrites the uid as well.
-  bool update_fabric_type(const FabricType& type) {
-    if (!fabric_types.has(type.id)) return true;
-    const bool keeps_uid = fabric_types.rows.at(type.id).uid == type.uid;
-    if (!keeps_uid && fabric_types.has_uid(type.uid)) return false;
-    if (!may_save(type, type.id)) return false;
-    fabric_types.rows[type.id] = type;
-    return true;
-  }
-
-  bool delete_material(std::int32_t id) {
-    for (const RebarRow& row : rebars) {
-      if (*row.record.material_id == id) return false;
+  /// Whether the table takes the record, whatever its uid, as the row `own_id` or as a new one.
+  template <class Entity>
+  bool may_save(typename Entity::Record record, std::int32_t own_id) const {
+    if constexpr (std::is_same_v<Entity, FabricTypeEntity>) {
+      for (const auto& [id, other] : entities<Entity>().rows) {
+        if (id != own_id && other.type_name == record.type_name) return false;
+      }
     }
-    for (const MountingPart& part : mounting_parts) {
-      if (part.material_id == id) return false;
-    }
-    for (const auto& [type_id, material] : material_of_type) {
-      if (material == id) return false;
-    }
-    materials.rows.erase(id);
-    return true;
-  }
-
-  /// The column `material_id` of each fabric type.
-  std::map<std::int32_t, std::int32_t> material_of_type;
-
-  bool delete_fabric_type(std::int32_t id) {
-    for (const Fabric& fabric : fabrics) {
-      if (fabric.fabric_type.id == id) return false;
-    }
-    fabric_types.rows.erase(id);
-    material_of_type.erase(id);
-    return true;
-  }
-
-  void delete_sheet(std::int32_t id) {
-    sheets.rows.erase(id);
-    std::vector<std::int32_t> children;
-    for (const auto& [revision, sheet] : sheet_of_revision) {
-      if (sheet == id) children.push_back(revision);
-    }
-    for (const std::int32_t revision : children) delete_revision(revision);
-  }
-
-  /// Bar spacers stay: no foreign key ties them.
-  void delete_revision(std::int32_t id) {
-    revisions.rows.erase(id);
-    sheet_of_revision.erase(id);
-    std::erase_if(rebars, [&](const RebarRow& row) { return row.record.rev_id == id; });
-    std::erase_if(fabrics, [&](const Fabric& fabric) { return fabric.rev_id == id; });
-    std::erase_if(mounting_parts, [&](const MountingPart& part) { return part.rev_id == id; });
-  }
-
-  bool add_rebars(const std::vector<Rebar>& bars) {
-    for (const Rebar& bar : bars) {
-      const bool has_material = bar.material_id.hasvalue() && materials.has(*bar.material_id);
-      if (!has_material || !revisions.has(bar.rev_id)) return false;
-    }
-    for (const Rebar& bar : bars) {
-      RebarRow row{bar, std::nullopt, std::nullopt};
-      if (bar.end_treatment_start.hasvalue()) row.start = treatment_id(*bar.end_treatment_start);
-      if (bar.end_treatment_end.hasvalue()) row.end = treatment_id(*bar.end_treatment_end);
-      rebars.push_back(std::move(row));
+    if constexpr (HasParent<Entity>) {
+      return entities<typename Entity::Parent>().has(Entity::parent_id(record));
     }
     return true;
   }
 
-  bool add_fabrics(const std::vector<Fabric>& batch) {
-    for (const Fabric& fabric : batch) {
-      if (!revisions.has(fabric.rev_id) || !fabric_types.has(fabric.fabric_type.id)) return false;
+  /// An update keeps the uid and the parent of the row; a fabric type's rewrites both.
+  template <class Entity>
+  bool update(typename Entity::Record record) {
+    auto& known = entities<Entity>();
+    const auto row = known.rows.find(record.id);
+    if (row == known.rows.end()) return true;
+    if constexpr (std::is_same_v<Entity, FabricTypeEntity>) {
+      if (row->second.uid != record.uid && known.has_uid(record.uid)) return false;
+      if (!may_save<Entity>(record, record.id)) return false;
+      known.parents[record.id] = Entity::parent_id(record);
+    } else {
+      record.uid = row->second.uid;
     }
-    fabrics.insert(fabrics.end(), batch.begin(), batch.end());
+    row->second = std::move(record);
     return true;
   }
 
-  bool add_mounting_parts(const std::vector<MountingPart>& batch) {
-    for (const MountingPart& part : batch) {
-      if (!revisions.has(part.rev_id) || !materials.has(part.material_id)) return false;
-    }
-    mounting_parts.insert(mounting_parts.end(), batch.begin(), batch.end());
+  bool remove_material(std::int32_t id) {
+    if (is_in_use("material", id)) return false;
+    if (!entities<FabricTypeEntity>().children_of(id).empty()) return false;
+    entities<MaterialEntity>().remove(id);
     return true;
   }
 
-  /// Mounting parts stay. Treatments that others share go all the same.
+  bool remove_fabric_type(std::int32_t id) {
+    if (is_in_use("fabric_type", id)) return false;
+    entities<FabricTypeEntity>().remove(id);
+    return true;
+  }
+
+  void remove_sheet(std::int32_t id) {
+    entities<SheetEntity>().remove(id);
+    for (const std::int32_t revision : entities<RevisionEntity>().children_of(id)) {
+      remove_revision(revision);
+    }
+  }
+
+  void remove_revision(std::int32_t id) {
+    entities<RevisionEntity>().remove(id);
+    for_each_content_kind([&]<class Kind>() {
+      if (goes_with_revision<Kind>()) erase_content<Kind>(id);
+    });
+  }
+
+  template <class Kind>
+  bool add(const std::vector<typename Kind::Record>& batch) {
+    for (const auto& record : batch) {
+      for (const auto& reference : Kind::references) {
+        if (!has(reference.parent_table, reference.get(record))) return false;
+      }
+    }
+    for (const auto& record : batch) {
+      ContentRow<Kind> row{record};
+      if constexpr (std::is_same_v<Kind, RebarKind>) {
+        row.start = treatment_id(record.end_treatment_start);
+        row.end = treatment_id(record.end_treatment_end);
+      }
+      content<Kind>().push_back(std::move(row));
+    }
+    return true;
+  }
+
+  /// Treatments that bars of other revisions share are deleted as well.
   void clear_revision(std::int32_t rev_id) {
     std::set<std::int32_t> gone;
-    for (const RebarRow& row : rebars) {
+    for (const auto& row : content<RebarKind>()) {
       if (row.record.rev_id != rev_id) continue;
       if (row.start) gone.insert(*row.start);
       if (row.end) gone.insert(*row.end);
     }
     for (const std::int32_t id : gone) end_treatments.erase(id);
-    for (RebarRow& row : rebars) {
+    for (auto& row : content<RebarKind>()) {
       if (row.start && gone.count(*row.start) != 0) row.start.reset();
       if (row.end && gone.count(*row.end) != 0) row.end.reset();
     }
-    std::erase_if(rebars, [&](const RebarRow& row) { return row.record.rev_id == rev_id; });
-    std::erase_if(fabrics, [&](const Fabric& fabric) { return fabric.rev_id == rev_id; });
-    std::erase_if(bar_spacers, [&](const BarSpacer& spacer) { return spacer.rev_id == rev_id; });
+    for_each_content_kind([&]<class Kind>() {
+      if (Kind::is_cleared) erase_content<Kind>(rev_id);
+    });
   }
 
-  template <class T>
-  static std::vector<T> of_revision(const std::vector<T>& records, std::int32_t rev_id) {
-    std::vector<T> found;
-    for (const T& record : records) {
-      if (record.rev_id == rev_id) found.push_back(record);
-    }
-    return found;
-  }
-
-  std::vector<Rebar> rebars_of(std::int32_t rev_id) const {
-    std::vector<Rebar> found;
-    for (const RebarRow& row : rebars) {
+  template <class Kind>
+  std::vector<typename Kind::Record> content_of(std::int32_t rev_id) const {
+    std::vector<typename Kind::Record> found;
+    for (const auto& row : content<Kind>()) {
       if (row.record.rev_id == rev_id) found.push_back(row.record);
     }
     return found;
   }
 
  private:
+  template <class Kind>
+  void erase_content(std::int32_t rev_id) {
+    std::erase_if(content<Kind>(),
+                  [&](const ContentRow<Kind>& row) { return row.record.rev_id == rev_id; });
+  }
+
+  /// Whether a row of content refers to that row.
+  bool is_in_use(std::string_view table, std::int32_t id) const {
+    bool is_in_use = false;
+    for_each_content_kind([&]<class Kind>() {
+      for (const auto& row : content<Kind>()) {
+        for (const auto& reference : Kind::references) {
+          is_in_use |= reference.parent_table == table && reference.get(row.record) == id;
+        }
+      }
+    });
+    return is_in_use;
+  }
+
   static auto six_values(const EndTreatment& treatment) {
     return std::tie(treatment.type, treatment.type_description, treatment.manufacturer,
                     treatment.model, treatment.diameter, treatment.comment);
   }
 
-  std::int32_t treatment_id(const EndTreatment& treatment) {
+  std::optional<std::int32_t> treatment_id(const bond::nullable<EndTreatment>& treatment) {
+    if (!treatment.hasvalue()) return std::nullopt;
     for (const auto& [id, known] : end_treatments) {
-      if (six_values(known) == six_values(treatment)) return id;
+      if (six_values(known) == six_values(*treatment)) return id;
     }
-    // Without AUTOINCREMENT the id after the highest there is.
+    // Without AUTOINCREMENT an id is one more than the highest.
     const std::int32_t id = end_treatments.empty() ? 1 : end_treatments.rbegin()->first + 1;
-    end_treatments.emplace(id, treatment);
+    end_treatments.emplace(id, *treatment);
     return id;
   }
+
+  std::tuple<Entities<MaterialEntity>, Entities<FabricTypeEntity>, Entities<SheetEntity>,
+             Entities<RevisionEntity>>
+      entities_;
+  std::tuple<Content<RebarKind>, Content<FabricKind>, Content<BarSpacerKind>,
+             Content<MountingPartKind>>
+      content_;
 };
 
 }  // namespace korvane::test

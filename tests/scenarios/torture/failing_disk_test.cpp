@@ -21,8 +21,8 @@ namespace {
 
 using Poco::Data::SQLite::InvalidSQLStatementException;
 
-/// When a disk that has failed works again: it may have been a hiccup, or else what failed goes on
-/// failing to the end of the call; or all of it is gone until the process is.
+/// When a disk that has failed works again: at once; or that kind of operation fails until the end
+/// of the call; or everything fails until the project is closed.
 enum class Healing { kAtOnce, kAfterTheCall, kAfterClosing };
 constexpr std::array kHealings = {Healing::kAtOnce, Healing::kAfterTheCall, Healing::kAfterClosing};
 
@@ -45,8 +45,8 @@ class FailingDisk : public TortureTest<FaultyDisk> {
   }
 
   /// Calls `attempt(fault, nth, healing)` for the first, second, … operation of each kind, until it
-  /// returns that there was none to fail any more. Of the lasting faults that is a third, unless a
-  /// long run is asked for.
+  /// returns that there was no such operation. Of the lasting faults it tries every third, except
+  /// in a long run.
   template <class Attempt>
   void at_every_operation(Attempt attempt) {
     std::map<std::string, int> tried;
@@ -65,7 +65,7 @@ class FailingDisk : public TortureTest<FaultyDisk> {
     for (const auto& [name, count] : tried) std::cout << count << " times " << name << '\n';
   }
 
-  /// The reply, or nothing when the call raised an exception, as it has to when it fails.
+  /// The reply, or nothing when the call raised an exception.
   static std::optional<std::string> try_call(const Call& call, Project& project) {
     try {
       return call.run(project);
@@ -74,8 +74,8 @@ class FailingDisk : public TortureTest<FaultyDisk> {
     }
   }
 
-  /// SQLite unlocks when all is stored, and reports a commit whose unlocking fails as failed. That
-  /// alone leaves a client in doubt: all or nothing still, but either.
+  /// SQLite unlocks after everything is stored, and reports a commit whose unlocking fails as
+  /// failed. Only then is it unknown to the client whether all or nothing is stored.
   static bool comes_after_commit(const Fault& fault) {
     return fault.kind == FileOperationKind::kUnlock;
   }
@@ -135,7 +135,7 @@ class CallOnAFailingDisk : public FailingDisk, public testing::WithParamInterfac
       expect_stored(is_stored ? after_ : before_);
       project = open_with_settings();
     } else if (nth % 2 == 0) {
-      expect_stored(is_stored ? after_ : before_);  // else the project itself finds what is left
+      expect_stored(is_stored ? after_ : before_);  // else the project itself recovers
     }
     if (!is_stored) {
       EXPECT_EQ(try_call(call_, *project), reply_);
@@ -147,7 +147,7 @@ class CallOnAFailingDisk : public FailingDisk, public testing::WithParamInterfac
   }
 
   const Call& call_ = GetParam();
-  /// Nothing of a call that is refused.
+  /// Empty for a call that is refused.
   std::optional<std::string> reply_;
   StoredState before_;
   StoredState after_;
@@ -161,7 +161,7 @@ using ReadOnAFailingDisk = CallOnAFailingDisk;
 
 TEST_P(WriteOnAFailingDisk, StoresAllOrNothingAndCanBeRepeated) { fail_everywhere(); }
 
-// What does not fit goes to the file before the commit, and has to come back out of it.
+// Pages that do not fit the cache are written before the commit, and must be rolled back.
 TEST_P(LargeWriteOnAFailingDisk, StoresAllOrNothingWhenItOutgrowsTheCache) {
   settings_ = "PRAGMA cache_size = 1";
   fail_everywhere();
@@ -222,7 +222,7 @@ class OpeningOnAFailingDisk : public FailingDisk {
     });
   }
 
-  /// The files that a process leaves which dies while its last write is half in the file.
+  /// The files of a process that died while its last write was half done.
   Files interrupted(const Call& write) {
     Files left;
     for (int nth = 1;; ++nth) {
@@ -280,7 +280,7 @@ class SequenceOnAFailingDisk : public FailingDisk {
  protected:
   std::size_t below(std::size_t limit) { return random_() % limit; }
 
-  /// One call on the failing disk and, if it came through, on the twin, which never fails.
+  /// One call on the failing disk and, if it succeeded, on the twin, which never fails.
   void step(const Call& call) {
     bool may_be_stored = false;
     for (std::size_t faults = below(4); faults > 0; --faults) {

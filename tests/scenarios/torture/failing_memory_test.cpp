@@ -42,8 +42,8 @@ class FailingMemoryTest : public TortureTest<SoundDisk> {
   }
 
   /// Calls `attempt(allocator, shortage, nth)` for the first, second, … allocation, until it
-  /// returns that there was none to fail any more. A short run takes all of the first ones, and
-  /// from there on ever larger steps.
+  /// returns that there was no such allocation. A short run tries all of the first ones, then in
+  /// ever larger steps.
   template <class Attempt>
   void at_every_allocation(Attempt attempt) {
     std::map<std::string, int> tried;
@@ -83,7 +83,7 @@ class CallWithoutMemory : public FailingMemoryTest, public testing::WithParamInt
   }
 
  private:
-  /// Waiting for the disk would be most of a run.
+  /// Waiting for the disk would take most of a run.
   std::unique_ptr<Project> open_unsynced() const {
     auto project = open();
     sql("PRAGMA synchronous = OFF").run(*project);
@@ -128,8 +128,8 @@ class CallWithoutMemory : public FailingMemoryTest, public testing::WithParamInt
     return true;
   }
 
-  /// Only a commit that fails may leave the transaction open, or be done nevertheless; and nothing
-  /// comes behind it but the reply. Of the writers, `clear` alone does not roll back.
+  /// Only a commit that fails may leave the transaction open, or store everything nevertheless; and
+  /// only the reply follows it. Of the writers, `clear` alone does not roll back.
   void expect_in_order(bool has_reply, bool is_left, bool is_stored) {
     if (call_.operation == "clear" || before_ == after_) return;
     const bool is_commit = !has_reply && (is_left || is_stored);
@@ -174,7 +174,7 @@ class ManagerWithoutMemory : public FailingMemoryTest {
       put(start);
       const LiveAllocations live = live_allocations();
       const bool has_failed = fail_once(start, allocator, shortage, nth);
-      // Poco's session loses its connection in its constructor, but nothing is lost behind that.
+      // Poco's session leaks its connection in its constructor, but nothing leaks after that.
       const bool is_lost = live_allocations().of_sqlite != live.of_sqlite;
       EXPECT_FALSE(is_lost && is_behind_loss);
       is_behind_loss = has_lost && !is_lost;
@@ -265,8 +265,8 @@ TEST_F(ManagerWithoutMemory, FailsOrListsAllProjects) {
 }  // namespace
 }  // namespace korvane::test
 
-// What Poco loses by itself: what a record set makes before it is in an owner's hands, and a
-// session's connection, whose traces end in SQLite. What SQLite has is counted above.
+// What Poco leaks by itself: what a record set allocates before anything owns it, and a session's
+// connection, whose traces end in SQLite. SQLite's own memory is counted above.
 // NOLINTBEGIN(bugprone-reserved-identifier): the sanitizer's own name
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __lsan_default_suppressions() {

@@ -11,7 +11,7 @@ namespace korvane::test {
 /// Something that a disk does wrong.
 struct Fault {
   FileOperationKind kind = FileOperationKind::kRead;
-  /// What SQLite is told: one of its codes.
+  /// The error code that SQLite gets.
   int error = 0;
   const char* name = "";
 
@@ -20,8 +20,7 @@ struct Fault {
   }
 };
 
-/// Every way to fail that the disk knows. A lock is refused with an error, never as busy: SQLite
-/// would wait.
+/// All faults. A lock is refused with an error, never as busy: SQLite would wait.
 inline constexpr std::array kFaults = {
     Fault{FileOperationKind::kOpen, SQLITE_CANTOPEN, "open"},
     Fault{FileOperationKind::kRead, SQLITE_IOERR_READ, "read"},
@@ -37,14 +36,14 @@ inline constexpr std::array kFaults = {
     Fault{FileOperationKind::kAccess, SQLITE_IOERR_ACCESS, "access"},
 };
 
-/// How far a fault reaches from its operation on: that one alone, all of its kind, or everything.
+/// How far a fault reaches from its operation on: that one only, all of its kind, or everything.
 enum class Extent { kOne, kKind, kAll };
 
-/// A disk that fails on demand. A write that fails has got its first half done.
+/// A disk that fails on demand. A write that fails has written its first half.
 class FaultyDisk : public ShimVfs {
  public:
-  /// Fails the `nth` operation of the fault's kind from now on, counted from one, and after it what
-  /// `extent` says. Comes on top of what is to fail already.
+  /// Fails the `nth` operation of the fault's kind from now on, counted from one, and after it
+  /// what `extent` says; in addition to the faults that were set before.
   void fail(const Fault& fault, int nth, Extent extent);
   /// Works again. Returns whether any operation failed.
   bool heal();
@@ -56,7 +55,7 @@ class FaultyDisk : public ShimVfs {
  private:
   struct Plan {
     Fault fault;
-    /// Operations until the first to fail, that included; zero once the fault is over.
+    /// Operations up to and including the first that fails; zero once the fault is over.
     int left;
     Extent extent;
     bool has_begun = false;

@@ -8,7 +8,7 @@ namespace {
 
 constexpr std::size_t kSector = ShimVfs::kSectorSize;
 
-/// A sector as the file holds it, zeros behind the end.
+/// A sector of the file, zeros after the end.
 std::string sector_of(const std::string& content, std::size_t sector) {
   std::string bytes;
   if (sector * kSector < content.size()) bytes = content.substr(sector * kSector, kSector);
@@ -16,7 +16,7 @@ std::string sector_of(const std::string& content, std::size_t sector) {
   return bytes;
 }
 
-/// Puts a sector's bytes there, as far as the file reaches.
+/// Overwrites a sector, up to the end of the file.
 void put_sector(std::string& content, std::size_t sector, const std::string& bytes) {
   const std::size_t offset = sector * kSector;
   if (offset >= content.size()) return;

@@ -12,7 +12,7 @@
 
 namespace korvane::test {
 
-/// What of the unsynced changes is found after a power cut.
+/// Which of the unsynced changes survive a power cut.
 enum class Survival {
   kNothing,
   kEverything,
@@ -26,14 +26,14 @@ enum class Survival {
 inline constexpr std::array kSurvivals = {Survival::kNothing, Survival::kEverything,
                                           Survival::kTorn, Survival::kAny, Survival::kAnyOrGarbage};
 
-/// Whether names outlive a power cut as soon as they are made and removed, or once the folder is
-/// synced.
+/// Whether the creation and removal of names survive a power cut at once, or only after the folder
+/// was synced.
 enum class Folder { kSafe, kLosesNames };
 
 /// A disk as it stands after some events: what is synced, and what may be lost.
 class LosingDisk {
  public:
-  /// All of `files`, names and bytes, is synced.
+  /// Starts with `files`, their names and bytes synced.
   LosingDisk(const std::map<std::string, std::string>& files, Folder folder);
 
   void apply(const DiskEvent& event);
@@ -42,11 +42,11 @@ class LosingDisk {
   std::map<std::string, std::string> after_power_cut(Survival survival, std::mt19937& random) const;
 
  private:
-  /// A file's content, whatever its name is by now.
+  /// A file's content, whatever its name is now.
   struct Content {
     std::string synced;
     std::string now;
-    /// The lengths since the last sync, that one first.
+    /// The lengths since the last sync, the synced one first.
     std::vector<std::size_t> sizes;
     /// The states of each sector that was written since.
     std::map<std::size_t, std::vector<std::string>> sectors;
@@ -62,10 +62,10 @@ class LosingDisk {
 
   Folder folder_;
   std::vector<Content> contents_;
-  /// What each name stood for since the folder was synced, that first.
+  /// The files that each name has stood for since the last sync of the folder, oldest first.
   std::map<std::string, std::vector<ContentId>> names_;
 
-  /// The last event if that was a write: its content and sectors.
+  /// The content and sectors of the last event, if that was a write.
   ContentId last_written_;
   std::vector<std::size_t> last_sectors_;
 };

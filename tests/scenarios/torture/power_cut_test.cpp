@@ -25,12 +25,12 @@ namespace {
 struct History {
   Files start;
   std::vector<DiskEvent> events;
-  /// The state at first and after each call, and how many events there were by then.
+  /// The state at the start and after each call, and the number of events until then.
   std::vector<StoredState> states;
   std::vector<std::size_t> marks;
 };
 
-/// States that are allowed after a power cut, the first and last of a history's.
+/// The states that are allowed after a power cut, as the first and last of a history.
 struct Allowed {
   std::size_t first;
   std::size_t last;
@@ -92,7 +92,7 @@ class PowerCut : public TortureTest<RecordingDisk> {
   static void try_call(const Call& call, Project& project) {
     try {
       call.run(project);
-    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): told above
+    } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch): see above
     }
   }
 
@@ -158,7 +158,7 @@ class PowerCut : public TortureTest<RecordingDisk> {
   int tried_ = 0;
 
  private:
-  /// The same files need no second look.
+  /// Whether these files were not looked at before.
   bool is_new(const Files& left, Allowed allowed) {
     std::string all = std::to_string(allowed.first) + "-" + std::to_string(allowed.last);
     for (const auto& [name, bytes] : left) all += name + '\0' + bytes;
@@ -214,7 +214,7 @@ TEST_F(PowerCut, InTheOpeningOfANewProjectLeavesAllTablesOrNone) {
   }
 }
 
-/// The files as they are when all of a call is written but its journal removed.
+/// The files when a call has written everything but not yet removed its journal.
 Files before_the_commit(const History& history, Folder folder) {
   LosingDisk disk(history.start, folder);
   for (const DiskEvent& event : history.events) {
@@ -250,7 +250,7 @@ TEST_F(PowerCut, InTheRecoveryFromAPowerCutLeavesTheStateBeforeTheCall) {
 
 class PowerCutAfterACall : public PowerCut {
  protected:
-  /// What a power cut right behind the answer does when the folder loses what it can.
+  /// The effect of a power cut right after the reply, when the folder loses all it can.
   std::optional<std::string> problem_behind(const History& history) {
     LosingDisk disk(history.start, Folder::kLosesNames);
     for (const DiskEvent& event : history.events) disk.apply(event);
@@ -271,7 +271,7 @@ TEST_F(PowerCutAfterACall, TakesNothingBackWhenTheFolderIsSyncedAsWell) {
   expect_whole_everywhere(history, Folder::kLosesNames);
 }
 
-// Proof that the losing disk bites.
+// Shows that the losing disk does lose data.
 TEST_F(PowerCut, DamagesAProjectThatSyncsNothing) {
   std::mt19937 random;
   for (const Call& call : large_writes()) {

@@ -1,13 +1,13 @@
 #include "tests/scenarios/torture/project_calls.h"
 
-#include <functional>
 #include <stdexcept>
+#include <type_traits>
 #include <utility>
 
 #include "contracts/cad/contracts.describe.h"
 #include "contracts/encoding/record_codec.h"
-#include "tests/support/filled_record.h"
-#include "tests/support/random_record.h"
+#include "tests/support/content_kinds.h"
+#include "tests/support/entity_kinds.h"
 #include "tests/support/records.h"
 
 namespace korvane::test {
@@ -35,71 +35,50 @@ constexpr std::int32_t kRevision = 1;
 constexpr std::int32_t kOtherRevision = 2;
 constexpr std::int32_t kSheet = 1;
 
-template <class T>
-T entity(std::int32_t id, const std::string& uid) {
-  T record = Filler().make<T>();
-  record.id = id;
-  record.uid = uid;
-  return record;
+/// A record that refers to the row 1 of its parent and is named after its uid.
+template <class Entity>
+typename Entity::Record entity(const std::string& uid, std::int32_t id = -1) {
+  return with_identity(entity_record<Entity>(uid), id, uid);
 }
 
-Material material(const std::string& uid, std::int32_t id = -1) {
-  return entity<Material>(id, uid);
+template <class Entity>
+Call creation(const std::string& uid) {
+  return call(std::string("create_") + Entity::table, entity<Entity>(uid));
+}
+template <class Entity>
+Call update(const std::string& uid) {
+  return call(std::string("update_") + Entity::table, entity<Entity>(uid, kUsed));
 }
 
-FabricType fabric_type(const std::string& uid, std::int32_t id = -1) {
-  FabricType type = entity<FabricType>(id, uid);
-  type.type_name = "type " + uid;
-  type.material.id = kUsed;
-  return type;
+template <class Kind>
+typename Kind::Record content(std::int32_t rev_id) {
+  return filled_content<Kind>({rev_id, kUsed, kUsed});
 }
 
-Sheet sheet(const std::string& uid, std::int32_t id = -1) { return entity<Sheet>(id, uid); }
-
-Revision revision(const std::string& uid, std::int32_t sheet_id, std::int32_t id = -1) {
-  Revision record = entity<Revision>(id, uid);
-  record.sheet_id = sheet_id;
-  return record;
+template <class Kind>
+Call addition(std::vector<typename Kind::Record> records, std::string variant = "") {
+  return call(std::string("add_") + Kind::table, Batch<typename Kind::Record>{std::move(records)},
+              std::move(variant));
 }
 
+template <class Read>
+Call reading(std::int32_t rev_id) {
+  return call(Read::name, Read::request(rev_id));
+}
+
+/// All these bars share the treatment of their ends; those with the same text that of the starts.
 Rebar bar(std::int32_t rev_id, const std::string& treatments) {
-  Rebar record = full_rebar(rev_id, kUsed);
+  Rebar record = content<RebarKind>(rev_id);
   record.end_treatment_start.set(treatment(treatments));
+  record.end_treatment_end.set(treatment("end"));
   return record;
 }
 
-Fabric fabric(std::int32_t rev_id) {
-  Fabric record = Filler().make<Fabric>();
-  record.rev_id = rev_id;
-  record.fabric_type.id = kUsed;
-  return record;
-}
-
-BarSpacer bar_spacer(std::int32_t rev_id) {
-  BarSpacer record = Filler().make<BarSpacer>();
-  record.rev_id = rev_id;
-  return record;
-}
-
-MountingPart mounting_part(std::int32_t rev_id) {
-  MountingPart record = Filler().make<MountingPart>();
-  record.rev_id = rev_id;
-  record.material_id = kUsed;
-  return record;
-}
-
-/// More than a few pages, so that a batch takes more than the last page of its table.
-Batch<Rebar> many_bars(std::int32_t rev_id) {
-  Batch<Rebar> batch;
-  for (int i = 0; i < 20; ++i) batch.items.push_back(bar(rev_id, std::to_string(i)));
-  return batch;
-}
-
-template <class Ref>
-Ref of_revision(std::int32_t rev_id) {
-  Ref ref;
-  ref.rev_id = rev_id;
-  return ref;
+/// Several pages, so that a batch changes more than the last page of its table.
+std::vector<Rebar> many_bars(std::int32_t rev_id) {
+  std::vector<Rebar> bars;
+  for (int i = 0; i < 20; ++i) bars.push_back(bar(rev_id, std::to_string(i)));
+  return bars;
 }
 
 UpdateProject project_record(const std::string& text) {
@@ -115,51 +94,50 @@ ClearProjectRequest clearing(bool reset_schema) {
 }
 
 std::vector<Call> make_calls() {
-  const auto other = by_id<RevisionRef>(kOtherRevision);
-  const auto rev = by_id<RevisionRef>(kRevision);
-  const Batch<Rebar> two_bars{{bar(kRevision, "new"), bar(kRevision, "start")}};
+  const std::vector<Rebar> two_bars = {bar(kRevision, "new"), bar(kRevision, "start")};
   return {
       call("clear", clearing(true)),
       call("clear", clearing(false), "WithoutReset"),
-      call("create_material", material("new")),
-      call("update_material", material("ignored", kUsed)),
+      creation<MaterialEntity>("new"),
+      update<MaterialEntity>("ignored"),
       call("delete_material", by_id<MaterialRef>(kUnused)),
       call("get_material", by_id<MaterialRef>(kUsed)),
       call("try_get_material", by_uid<MaterialRef>("m-2")),
       call("list_materials", ListMaterials{}),
-      call("create_fabric_type", fabric_type("new")),
-      call("update_fabric_type", fabric_type("changed", kUsed)),
+      creation<FabricTypeEntity>("new"),
+      update<FabricTypeEntity>("changed"),
       call("delete_fabric_type", by_uid<FabricTypeRef>("f-2")),
       call("get_fabric_type", by_id<FabricTypeRef>(kUsed)),
       call("try_get_fabric_type", by_uid<FabricTypeRef>("f-2")),
       call("list_fabric_type", ListFabricType{}),
-      call("create_sheet", sheet("new")),
-      call("update_sheet", sheet("ignored", kSheet)),
+      creation<SheetEntity>("new"),
+      update<SheetEntity>("ignored"),
       call("delete_sheet", by_id<SheetRef>(kSheet)),
       call("get_sheet", by_id<SheetRef>(kSheet)),
       call("try_get_sheet", by_uid<SheetRef>("s-2")),
       call("list_sheets", ListSheets{}),
-      call("create_revision", revision("new", kSheet)),
-      call("update_revision", revision("ignored", kSheet, kRevision)),
+      creation<RevisionEntity>("new"),
+      update<RevisionEntity>("ignored"),
       call("delete_revision", by_uid<RevisionRef>("r-1")),
       call("get_revision", by_uid<RevisionRef>("r-1")),
       call("try_get_revision", by_id<RevisionRef>(kRevision)),
       call("list_revisions", ListRevisions{}),
       call("get_project", GetProject{}),
       call("update_project", project_record("changed")),
-      call("get_all_rebars_for_revision", rev),
-      call("get_all_barspacers_for_revision", rev),
-      call("clear_for_revision", rev),
+      reading<GetAllRebars>(kRevision),
+      reading<GetAllBarSpacers>(kRevision),
+      call("clear_for_revision", by_id<RevisionRef>(kRevision)),
       call("get_all_revisions_for_sheetid", by_id<SheetRef>(kSheet)),
-      call("get_all_fabrics_for_revision", of_revision<FabricRef>(kRevision)),
-      call("add_fabric", Batch<Fabric>{{fabric(kRevision), fabric(kOtherRevision)}}),
-      call("add_rebar", two_bars),
-      call("add_rebar", many_bars(kOtherRevision), "ManyBars"),
-      call("get_rebars", other),
-      call("add_barspacer", Batch<BarSpacer>{{bar_spacer(kRevision), bar_spacer(kRevision)}}),
-      call("add_mountingpart", Batch<MountingPart>{{mounting_part(kRevision)}}),
-      call("get_all_mountingparts_for_revision", of_revision<MountingPartRef>(kRevision)),
-      call("addget_rebar", two_bars),
+      reading<GetAllFabrics>(kRevision),
+      addition<FabricKind>({content<FabricKind>(kRevision), content<FabricKind>(kOtherRevision)}),
+      addition<RebarKind>(two_bars),
+      addition<RebarKind>(many_bars(kOtherRevision), "ManyBars"),
+      reading<GetRebars>(kOtherRevision),
+      addition<BarSpacerKind>(
+          {content<BarSpacerKind>(kRevision), content<BarSpacerKind>(kRevision)}),
+      addition<MountingPartKind>({content<MountingPartKind>(kRevision)}),
+      reading<GetAllMountingParts>(kRevision),
+      call("addget_rebar", Batch<Rebar>{two_bars}),
       sql("select * from rebar"),
       [] {
         Call deletion = sql("delete from rebar where rev_id = 1");
@@ -187,24 +165,28 @@ std::string Call::run(Project_Service_Impl& project) const {
 }
 
 void fill(Project_Service_Impl& project) {
-  const std::vector<Call> calls = {
+  std::vector<Call> calls = {
       call("update_project", project_record("filled")),
-      call("create_material", material("m-1")),
-      call("create_material", material("m-2")),
-      call("create_fabric_type", fabric_type("f-1")),
-      call("create_fabric_type", fabric_type("f-2")),
-      call("create_sheet", sheet("s-1")),
-      call("create_sheet", sheet("s-2")),
-      call("create_revision", revision("r-1", kSheet)),
-      call("create_revision", revision("r-2", kSheet)),
-      call("create_revision", revision("r-3", kUnused)),
-      call("add_rebar", many_bars(kRevision)),
-      call("add_rebar", Batch<Rebar>{{bar(kOtherRevision, "start"), bar(kOtherRevision, "1")}}),
-      call("add_fabric", Batch<Fabric>{{fabric(kRevision), fabric(kOtherRevision)}}),
-      call("add_barspacer", Batch<BarSpacer>{{bar_spacer(kRevision), bar_spacer(kOtherRevision)}}),
-      call("add_mountingpart",
-           Batch<MountingPart>{{mounting_part(kRevision), mounting_part(kOtherRevision)}}),
+      creation<MaterialEntity>("m-1"),
+      creation<MaterialEntity>("m-2"),
+      creation<FabricTypeEntity>("f-1"),
+      creation<FabricTypeEntity>("f-2"),
+      creation<SheetEntity>("s-1"),
+      creation<SheetEntity>("s-2"),
+      creation<RevisionEntity>("r-1"),
+      creation<RevisionEntity>("r-2"),
+      [] {
+        auto elsewhere = entity<RevisionEntity>("r-3");
+        elsewhere.sheet_id = kUnused;
+        return call("create_revision", elsewhere);
+      }(),
+      addition<RebarKind>(many_bars(kRevision)),
+      addition<RebarKind>({bar(kOtherRevision, "start"), bar(kOtherRevision, "1")}),
   };
+  for_each_content_kind([&]<class Kind>() {
+    if (std::is_same_v<Kind, RebarKind>) return;
+    calls.push_back(addition<Kind>({content<Kind>(kRevision), content<Kind>(kOtherRevision)}));
+  });
   for (const Call& each : calls) each.run(project);
 }
 
@@ -233,12 +215,12 @@ std::vector<Call> large_writes() {
 }
 
 Call refused_write() {
-  Batch<Rebar> batch = many_bars(kRevision);
-  batch.items.push_back(minimal_bar(kRevision, 99));
-  return call("add_rebar", batch, "OfNoMaterial");
+  std::vector<Rebar> bars = many_bars(kRevision);
+  bars.push_back(minimal_content<RebarKind>({.revision = kRevision, .material = 99}));
+  return addition<RebarKind>(bars, "OfNoMaterial");
 }
 
-Call probe() { return call("create_sheet", sheet("probe")); }
+Call probe() { return creation<SheetEntity>("probe"); }
 
 Call sql(const std::string& text) {
   return call("query_table", table::GET_TABLE{"sql:raw", {{"query", text_variant(text)}}});
@@ -246,107 +228,75 @@ Call sql(const std::string& text) {
 
 // --- Random calls.
 
-namespace {
-
-template <class T>
-concept OfARevision = requires(T& record) {
-  record.rev_id;
-};
-template <class T>
-concept OfASheet = requires(T& record) {
-  record.sheet_id;
-};
-template <class T>
-concept OfAMaterial = requires(T& record) {
-  record.material_id;
-};
-
-}  // namespace
-
-template <class T>
-T RandomCalls::record() {
-  T made = RandomFiller(static_cast<std::uint32_t>(random_())).make<T>();
-  if constexpr (requires { made.uid; }) {
-    made.id = some_id();
-    made.uid = some_uid();
-  }
-  if constexpr (OfARevision<T>) made.rev_id = some_id();
-  if constexpr (OfASheet<T>) made.sheet_id = some_id();
-  if constexpr (std::is_same_v<T, Rebar>) made.material_id.set(below(2) + 1);
-  if constexpr (std::is_same_v<T, MountingPart>) made.material_id = below(2) + 1;
-  if constexpr (std::is_same_v<T, FabricType>) made.material.id = below(2) + 1;
-  if constexpr (std::is_same_v<T, Fabric>) made.fabric_type.id = below(2) + 1;
-  return made;
+template <class Entity>
+Call RandomCalls::creation_or_update(const char* prefix) {
+  auto record = filler().make<typename Entity::Record>();
+  record.id = some_id();
+  record.uid = some_uid();
+  if constexpr (HasParent<Entity>) Entity::parent_id(record) = some_parent<Entity>();
+  return call(std::string(prefix) + Entity::table, record);
 }
 
-template <class T>
-Call RandomCalls::of_entity(const std::string& operation) {
-  return call(operation, record<T>());
+template <class Entity>
+Call RandomCalls::deletion() {
+  return call(std::string("delete_") + Entity::table, by_id<typename Entity::Ref>(some_id()));
 }
 
-template <class Ref>
-Call RandomCalls::of_ref(const std::string& operation) {
-  return call(operation, by_id<Ref>(some_id()));
-}
-
-template <class T>
-Call RandomCalls::of_batch(const std::string& operation) {
-  Batch<T> batch;
+template <class Kind>
+Call RandomCalls::addition() {
+  std::vector<typename Kind::Record> batch;
   const bool is_large = below(8) == 0;
+  // Most batches belong to one revision, and so are accepted.
+  const std::int32_t rev_id = below(4) != 0 ? some_id() : 0;
   for (std::int32_t count = below(is_large ? 60 : 5); count > 0; --count) {
-    batch.items.push_back(record<T>());
+    const Parents parents{rev_id != 0 ? rev_id : some_id(), 1 + below(2), 1 + below(2)};
+    batch.push_back(referring<Kind>(filler().make<typename Kind::Record>(), parents));
   }
-  // Most batches go where they are accepted.
-  if (below(4) != 0) {
-    const std::int32_t rev_id = some_id();
-    for (T& item : batch.items) item.rev_id = rev_id;
-  }
-  return call(operation, batch);
+  return test::addition<Kind>(std::move(batch));
 }
 
 Call RandomCalls::next() {
   switch (below(24)) {
     case 0:
-      return of_entity<Material>("create_material");
+      return creation_or_update<MaterialEntity>("create_");
     case 1:
-      return of_entity<Material>("update_material");
+      return creation_or_update<MaterialEntity>("update_");
     case 2:
-      return of_ref<MaterialRef>("delete_material");
+      return deletion<MaterialEntity>();
     case 3:
-      return of_entity<FabricType>("create_fabric_type");
+      return creation_or_update<FabricTypeEntity>("create_");
     case 4:
-      return of_entity<FabricType>("update_fabric_type");
+      return creation_or_update<FabricTypeEntity>("update_");
     case 5:
-      return of_ref<FabricTypeRef>("delete_fabric_type");
+      return deletion<FabricTypeEntity>();
     case 6:
-      return of_entity<Sheet>("create_sheet");
+      return creation_or_update<SheetEntity>("create_");
     case 7:
-      return of_entity<Sheet>("update_sheet");
+      return creation_or_update<SheetEntity>("update_");
     case 8:
-      return below(4) == 0 ? of_ref<SheetRef>("delete_sheet") : of_entity<Sheet>("create_sheet");
+      return below(4) == 0 ? deletion<SheetEntity>() : creation_or_update<SheetEntity>("create_");
     case 9:
     case 10:
-      return of_entity<Revision>("create_revision");
+      return creation_or_update<RevisionEntity>("create_");
     case 11:
-      return of_entity<Revision>("update_revision");
+      return creation_or_update<RevisionEntity>("update_");
     case 12:
-      return of_ref<RevisionRef>("delete_revision");
+      return deletion<RevisionEntity>();
     case 13:
-      return of_ref<RevisionRef>("clear_for_revision");
+      return call("clear_for_revision", by_id<RevisionRef>(some_id()));
     case 14:
-      return call("update_project", record<UpdateProject>());
+      return call("update_project", filler().make<UpdateProject>());
     case 15:
-      return below(6) == 0 ? call("clear", clearing(below(2) == 0))
-                           : of_batch<Fabric>("add_fabric");
+      return below(6) == 0 ? call("clear", clearing(below(2) == 0)) : addition<FabricKind>();
     case 16:
-      return of_batch<Fabric>("add_fabric");
+      return addition<FabricKind>();
     case 17:
     case 18:
-      return of_batch<BarSpacer>("add_barspacer");
+      return addition<BarSpacerKind>();
     case 19:
-      return of_batch<MountingPart>("add_mountingpart");
+      return addition<MountingPartKind>();
     default:
-      return of_batch<Rebar>("add_rebar");
+      return addition<RebarKind>();
   }
 }
 

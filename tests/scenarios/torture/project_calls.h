@@ -4,17 +4,20 @@
 #include <ostream>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "bond/blob.h"
 #include "model/plugins/korvane.model.cad.project/project.h"
+#include "tests/support/entity_kinds.h"
+#include "tests/support/random_record.h"
 
 namespace korvane::test {
 
 /// One call of an operation of a project.
 struct Call {
   std::string operation;
-  /// What tells it from other calls of the operation; may be empty.
+  /// Distinguishes it from other calls of the operation; may be empty.
   std::string variant;
   bond::blob request;
 
@@ -34,23 +37,23 @@ void fill(model::cad::Project_Service_Impl& project);
 /// Calls that a filled project accepts, with the same outcome each time: one of each operation at
 /// least.
 const std::vector<Call>& all_calls();
-/// Those of them that write, or that do not.
+/// Of these the calls that write, or those that do not.
 std::vector<Call> calls_that_write(bool write);
 
-/// Those that change many pages.
+/// Of these the calls that change many pages.
 std::vector<Call> large_writes();
 
 /// A batch of many bars whose last one is refused.
 Call refused_write();
 
-/// A write that every project with tables accepts once, besides all of those.
+/// Another write, which every project with tables accepts once.
 Call probe();
 
 /// Client SQL through `query_table`.
 Call sql(const std::string& text);
 
-/// Writing calls with records of any content. Most are accepted, some refused; the same seed makes
-/// the same calls.
+/// Writing calls with random records. Most are accepted, some refused; the same seed makes the same
+/// calls.
 class RandomCalls {
  public:
   explicit RandomCalls(std::uint32_t seed) : random_(seed) {}
@@ -65,14 +68,19 @@ class RandomCalls {
   std::int32_t some_id() { return 1 + below(4); }
   std::string some_uid() { return "uid " + std::to_string(below(12)); }
 
-  template <class T>
-  T record();
-  template <class T>
-  Call of_entity(const std::string& operation);
-  template <class Ref>
-  Call of_ref(const std::string& operation);
-  template <class T>
-  Call of_batch(const std::string& operation);
+  /// Materials that are referred to mostly exist.
+  template <class Entity>
+  std::int32_t some_parent() {
+    return std::is_same_v<typename Entity::Parent, MaterialEntity> ? 1 + below(2) : some_id();
+  }
+  RandomFiller filler() { return RandomFiller(static_cast<std::uint32_t>(random_())); }
+
+  template <class Entity>
+  Call creation_or_update(const char* prefix);
+  template <class Entity>
+  Call deletion();
+  template <class Kind>
+  Call addition();
 
   std::mt19937 random_;
 };

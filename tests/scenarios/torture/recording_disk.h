@@ -18,11 +18,11 @@ struct DiskEvent {
   std::string name;
   std::int64_t offset = 0;
   std::string bytes;
-  /// Whether the folder is synced afterwards, and with it which names there are.
+  /// Whether the folder, and so the list of its names, is synced afterwards.
   bool syncs_folder = false;
 };
 
-/// A disk that writes down what becomes of its named files, in order.
+/// A disk that records what is done to its named files, in order.
 class RecordingDisk : public ShimVfs {
  public:
   const std::vector<DiskEvent>& events() const { return events_; }
@@ -36,7 +36,7 @@ class RecordingDisk : public ShimVfs {
  private:
   std::vector<DiskEvent> events_;
   bool is_created_ = false;
-  /// Journals whose first sync is yet to come: SQLite's file system syncs the folder with it.
+  /// Journals that were never synced: with the first sync SQLite's file system syncs the folder.
   std::set<std::string> new_journals_;
 };
 

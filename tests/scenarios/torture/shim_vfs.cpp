@@ -10,7 +10,7 @@ namespace {
 
 using Kind = FileOperationKind;
 
-/// SQLite allocates one of these for each file, with room for the file below right behind it.
+/// SQLite allocates one of these for each file, followed by room for the real file.
 struct ShimFile {
   sqlite3_file base;
   ShimVfs* shim;
@@ -24,7 +24,7 @@ sqlite3_file* real_file(sqlite3_file* file) {
 
 }  // namespace
 
-// A class of its own for what SQLite calls, which is C.
+// The C functions that SQLite calls.
 struct ShimCallbacks {
   static ShimVfs& shim(sqlite3_vfs* vfs) { return *static_cast<ShimVfs*>(vfs->pAppData); }
   static sqlite3_vfs* real(sqlite3_vfs* vfs) { return shim(vfs).real_; }
@@ -84,7 +84,7 @@ struct ShimCallbacks {
     });
   }
   static int unlock(sqlite3_file* file, int level) {
-    // One that fails has let go all the same: who asked would not ask again.
+    // A failing unlock has released the lock all the same: SQLite would not try again.
     const int result = real_file(file)->pMethods->xUnlock(real_file(file), level);
     return pass(file, {Kind::kUnlock, path(file)},
                 [&](const auto&, sqlite3_file*) { return result; });

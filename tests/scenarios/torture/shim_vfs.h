@@ -7,7 +7,7 @@
 
 namespace korvane::test {
 
-/// What SQLite asks of its file system, as far as it can go wrong or leave something behind.
+/// The operations of SQLite's file system that can fail or leave traces.
 enum class FileOperationKind {
   kOpen,
   kRead,
@@ -28,7 +28,7 @@ struct FileOperation {
   const std::string& path;
   /// SQLite's flags of an opening.
   int flags = 0;
-  /// Where a write goes and what it writes; the size of a truncation stands in `offset`.
+  /// Position and bytes of a write; for a truncation `offset` is the new size.
   std::int64_t offset = 0;
   const void* bytes = nullptr;
   int size = 0;
@@ -38,13 +38,13 @@ struct FileOperation {
   sqlite3_file* file = nullptr;
 };
 
-/// A file system for SQLite's connections that stands before the one there is, sees each operation
-/// and may let it fail. While it lives it is the process's default. One at a time; connections that
-/// were opened in between must be closed before it goes.
+/// A file system for SQLite's connections that forwards to the real one, sees each operation and
+/// can make it fail. While it lives it is the process's default. One at a time; connections opened
+/// meanwhile must be closed before it is destroyed.
 ///
-/// It promises what the plainest disk does: sectors of 512 bytes, no atomic write, and a write that
-/// is cut off may hurt the rest of its sectors. No memory maps, no shared memory. Nothing is
-/// synced in truth: the process outlives every power cut that is acted here.
+/// It promises as little as the simplest disk: sectors of 512 bytes, no atomic write, and a write
+/// that is cut off may damage the rest of its sectors. No memory maps, no shared memory. Nothing is
+/// really synced: power cuts are only simulated, and the process survives them.
 class ShimVfs {
  public:
   static constexpr int kSectorSize = 512;
@@ -56,7 +56,7 @@ class ShimVfs {
   ShimVfs();
   virtual ~ShimVfs();
 
-  /// Called before each operation: SQLITE_OK lets it go on, anything else is what it fails with.
+  /// Called before each operation: it goes on with SQLITE_OK, and fails with any other result.
   virtual int before(const FileOperation& operation) = 0;
   /// Called after each operation that succeeded.
   virtual void after(const FileOperation& operation) = 0;

@@ -16,12 +16,12 @@ struct StoredState {
   bool operator==(const StoredState&) const = default;
 };
 
-/// The state of a file, which plain SQLite also has to find whole. One that is not there counts as
-/// empty. Throws std::runtime_error when the file is damaged, or has rows that refer to none.
+/// The state of a file, empty if it does not exist. Throws std::runtime_error when plain SQLite
+/// finds the file damaged, or rows that refer to missing ones.
 inline StoredState stored_state(const std::string& file) {
   StoredState state{{{"sqlite_master", {}}}};
   if (!std::filesystem::exists(file)) return state;
-  // A journal that is left over can be played back by who may write.
+  // Only a connection that may write can roll a leftover journal back.
   PlainConnection connection(file, PlainConnection::Mode::kWrite);
   const Rows integrity = connection.rows("PRAGMA integrity_check");
   if (integrity != Rows{{"ok"}}) throw std::runtime_error("damaged: " + integrity[0][0].value());
@@ -35,7 +35,7 @@ inline StoredState stored_state(const std::string& file) {
   return state;
 }
 
-/// Which tables differ, for a failure's message.
+/// Names the tables that differ, for the message of a failure.
 inline std::string difference(const StoredState& found, const StoredState& expected) {
   std::string text;
   for (const auto& [table, rows] : expected.tables) {

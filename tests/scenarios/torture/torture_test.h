@@ -35,13 +35,13 @@ inline Files read_files(const std::filesystem::path& folder) {
   return files;
 }
 
-/// Makes `files` all that the folder has.
+/// Makes the folder hold exactly `files`.
 inline void write_files(const std::filesystem::path& folder, const Files& files) {
   for (const auto& entry : std::filesystem::directory_iterator(folder)) {
     if (files.count(entry.path().filename().string()) == 0) std::filesystem::remove(entry.path());
   }
   for (const auto& [name, bytes] : files) {
-    // Over what is there: some file systems write a file to the disk that is emptied and rewritten.
+    // Overwrites: some file systems flush a file to the disk when it is truncated and rewritten.
     const auto path = folder / name;
     if (!std::filesystem::exists(path)) std::ofstream{path};
     std::ofstream stream(path, std::ios::binary | std::ios::in);
@@ -51,17 +51,17 @@ inline void write_files(const std::filesystem::path& folder, const Files& files)
   }
 }
 
-/// How much of what is random is tried: KORVANE_TORTURE_ROUNDS, or `usual`.
+/// The number of random rounds: KORVANE_TORTURE_ROUNDS, or `usual`.
 inline int torture_rounds(int usual) {
   const char* const given = std::getenv("KORVANE_TORTURE_ROUNDS");
   return given != nullptr ? std::stoi(given) : usual;
 }
 
-/// Whether a run is to try all, however long it takes.
+/// Whether to try everything, however long it takes.
 inline bool is_long_torture() { return std::getenv("KORVANE_TORTURE_ROUNDS") != nullptr; }
 
-/// The seed of the first round, KORVANE_TORTURE_SEED or any; later rounds count on from it, so that
-/// a round is replayed by its own seed and one round.
+/// The seed of the first round, KORVANE_TORTURE_SEED or a random one. The next rounds have the
+/// seeds after it, so that any round can be replayed alone.
 inline std::uint32_t torture_seed() {
   const char* const given = std::getenv("KORVANE_TORTURE_SEED");
   return given != nullptr ? static_cast<std::uint32_t>(std::stoul(given)) : std::random_device{}();
@@ -84,13 +84,13 @@ void run_rounds(int usual, Round round) {
 /// A test name of a call, for parameters.
 inline std::string call_name(const testing::TestParamInfo<Call>& info) { return info.param.name(); }
 
-/// Projects in one folder, on the `Disk` that is put before SQLite's own.
+/// Projects in one folder, on `Disk` instead of SQLite's own file system.
 template <class Disk>
 class TortureTest : public testing::Test {
  protected:
   using Project = model::cad::Project_Service_Impl;
 
-  // Other tests turn syncing off on every connection; here it is what counts.
+  // Test support switches syncing off on every connection; here syncing is what is tested.
   TortureTest() { sqlite3_reset_auto_extension(); }
 
   std::string file() const { return folder_.file(kName); }
@@ -99,7 +99,7 @@ class TortureTest : public testing::Test {
   Files files() const { return read_files(folder_.path()); }
   void put(const Files& files) const { write_files(folder_.path(), files); }
 
-  /// Through the plugin first, which undoes what was left undone.
+  /// Opens it with the plugin first, which rolls back an interrupted write.
   void expect_stored(const StoredState& expected) const {
     ASSERT_NO_THROW({
       open();
@@ -108,7 +108,7 @@ class TortureTest : public testing::Test {
     });
   }
 
-  /// Whether a call has failed there that is not rolled back.
+  /// Whether a failed call has left a transaction open.
   static bool is_left_in_transaction(Project& project) {
     try {
       sql("begin").run(project);

@@ -4,11 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/model/plugins/korvane.model.cad.project/batch_suite.h"
+#include "tests/support/store_test.h"
 
 namespace korvane::test {
-
-INSTANTIATE_TYPED_TEST_SUITE_P(BarSpacers, BatchTest, BarSpacerKind);
 
 namespace {
 
@@ -16,7 +14,7 @@ using namespace model::cad;
 using ::testing::ElementsAre;
 
 /// A project with a revision, whose id is 1.
-class AddBarSpacer : public ContentTest {
+class AddBarSpacer : public StoreTest {
  protected:
   std::int32_t rev_ = make_revision();
 };
@@ -81,14 +79,9 @@ TEST_F(AddBarSpacer, TakesASheetThatDoesNotExist) {
   EXPECT_EQ(rows("select sheet_id from barspacer"), (Rows{{"99"}}));
 }
 
-TEST_F(AddBarSpacer, IsTiedToNoOtherTable) {
-  EXPECT_EQ(rows("select * from pragma_foreign_key_list('barspacer')"), Rows{});
-}
-
 TEST_F(AddBarSpacer, OutlivesItsRevisionUntilThatIsCleared) {
   add({full_bar_spacer(rev_)});
-  GenericReply reply;
-  project().delete_revision(by_id<RevisionRef>(rev_), reply);
+  delete_revision(rev_);
   EXPECT_EQ(count("revision"), 0);
   EXPECT_THAT(spacers_of(rev_), ElementsAre(full_bar_spacer(rev_)));
   clear(rev_);

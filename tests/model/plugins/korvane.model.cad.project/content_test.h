@@ -4,66 +4,58 @@
 #include <string>
 #include <vector>
 
-#include <Poco/Data/DataException.h>
-#include <Poco/Data/SQLite/SQLiteException.h>
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
-#include "tests/model/plugins/korvane.model.cad.project/content_records.h"
-#include "tests/support/connection_watch.h"
+#include "tests/support/content_kinds.h"
 #include "tests/support/store_test.h"
 
+/// Bars, fabrics, bar spacers and mounting parts: what they have in common is tested once, for all
+/// of them; what is special about one is tested in its file.
 namespace korvane::test {
 
-/// Calls that fail on a constraint, whose message names it with `which`.
-inline auto violates(const std::string& which) {
-  return ::testing::Throws<Poco::Data::SQLite::ConstraintViolationException>(
-      ::testing::Property(&Poco::Exception::message, ::testing::HasSubstr(which)));
-}
-
-/// Calls that fail because the session of `file` is closed.
-inline auto misses_connection_to(const std::string& file) {
-  return ::testing::Throws<Poco::Data::NotConnectedException>(
-      ::testing::Property(&Poco::Exception::message, file));
-}
-
-/// A reader of another connection, which holds a commit up. Until it lets go it sees what was there
-/// before; a commit that it held up keeps other readers out.
-class Reader {
- public:
-  explicit Reader(const std::string& file);
-  std::string count(const std::string& table);
-  void let_go();
-
- private:
-  PlainConnection connection_;
-};
-
-/// A project with verbs for all that a schedule consists of.
+/// A project with the rows that content refers to, each with the id 1; the revision is named "r-1".
+template <class Kind>
 class ContentTest : public StoreTest {
  protected:
-  /// `type_name` has to be another each time.
-  std::int32_t make_fabric_type(std::int32_t material_id, const std::string& type_name = "Q188A");
+  using Record = typename Kind::Record;
 
-  using StoreTest::add;
-  void add(const std::vector<model::cad::Fabric>& fabrics);
-  void add(const std::vector<model::cad::BarSpacer>& spacers);
-  void add(const std::vector<model::cad::MountingPart>& parts);
-  std::vector<model::cad::Fabric> fabrics_of(std::int32_t rev_id);
-  std::vector<model::cad::BarSpacer> spacers_of(std::int32_t rev_id);
-  std::vector<model::cad::MountingPart> parts_of(std::int32_t rev_id);
-  void clear(std::int32_t rev_id);
+  ContentTest() {
+    make_material();
+    make_fabric_type(1);
+    make_revision(make_sheet(), "r-1");
+  }
 
-  /// The one row of `table`, with the columns' names.
-  NamedRow only_row(const std::string& table) const;
-  /// All of `table` in order of `id`.
-  Rows all_of(const std::string& table) const;
-  /// Makes the database refuse to do `action` to a row of `table` for which `condition` holds.
-  void refuse(const std::string& action, const std::string& table, const std::string& condition);
-  void refuse_no_more();
-  /// A conflict of locks shows at once.
-  void wait_for_no_lock();
-  /// Reopens the project so that `watch` sees what it does from now on.
-  void reopen_under(ConnectionWatch& watch);
+  Record minimal() const { return minimal_content<Kind>(parents_); }
+  Record filled() const { return filled_content<Kind>(parents_); }
+  Record marked(const std::string& mark) const {
+    Record record = minimal();
+    record.mark = mark;
+    return record;
+  }
+  /// A record that refers to a missing row.
+  Record orphaned(const Reference<Record>& reference) const {
+    Record record = minimal();
+    reference.set(record, 99);
+    return record;
+  }
+  static Parents in_revision(std::int32_t rev_id) { return {rev_id, 1, 1}; }
+
+  void store(const std::vector<Record>& records) { add_content<Kind>(project(), records); }
+  Rows marks() const {
+    return rows(std::string("select mark from ") + Kind::table + " order by id");
+  }
+
+  const Parents parents_;
+};
+
+using ContentKinds = ::testing::Types<RebarKind, FabricKind, BarSpacerKind, MountingPartKind>;
+
+class ContentNames {
+ public:
+  template <class Kind>
+  static std::string GetName(int) {
+    return Kind::table;
+  }
 };
 
 }  // namespace korvane::test

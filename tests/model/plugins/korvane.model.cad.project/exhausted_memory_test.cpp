@@ -1,5 +1,4 @@
-// Starting the plugin without memory. In a program of its own, whose allocations can be made to
-// fail.
+// Starting the plugin without memory. In a program of its own: it replaces the allocator.
 
 #include <memory>
 #include <new>
@@ -24,8 +23,8 @@ using namespace model;
 using namespace model::cad;
 using krv::rpc4::find_service;
 
-/// Runs `action` again and again, each time with one more allocation that succeeds, until it comes
-/// through. Calls `after_failure` each time it did not. Returns the number of failures.
+/// Repeats `action`, each time with one more allocation that succeeds, until it does not fail.
+/// Calls `after_failure` after each failure. Returns the number of failures.
 template <class Action, class AfterFailure>
 int fail_at_every_allocation(Action action, AfterFailure after_failure) {
   for (int allocations = 0;; ++allocations) {
@@ -39,7 +38,7 @@ int fail_at_every_allocation(Action action, AfterFailure after_failure) {
   }
 }
 
-/// The logging library does not promise to survive a failing allocation, so it is off.
+/// Logging is off: the logging library may not survive a failing allocation.
 class ExhaustedMemory : public ::testing::Test {
  protected:
   ExhaustedMemory() { boost::log::core::get()->set_logging_enabled(false); }

@@ -1,4 +1,4 @@
-// Alone in its program: what a first loading and a first opening do shows only once.
+// Alone in its program: only the first loading and the first opening of a process can be tested.
 
 #include <dlfcn.h>
 #include <memory>

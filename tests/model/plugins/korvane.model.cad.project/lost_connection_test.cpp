@@ -1,6 +1,8 @@
-// Alone in its program: it opens sessions in the place of the store's connector.
+// In a program of its own: it replaces the function that opens sessions.
 
 #include <cstdint>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 #include <Poco/Data/SQLite/SessionImpl.h>
@@ -9,6 +11,7 @@
 
 #include "model/plugins/korvane.model.cad.project/connector.h"
 #include "tests/model/plugins/korvane.model.cad.project/content_test.h"
+#include "tests/model/plugins/korvane.model.cad.project/entity_test.h"
 
 namespace korvane::test {
 
@@ -16,97 +19,158 @@ namespace {
 
 using namespace model::cad;
 using ::testing::IsEmpty;
+using ::testing::ThrowsMessage;
 
-/// The session that was opened last, which can thus be closed behind its owner's back.
-Poco::AutoPtr<Poco::Data::SQLite::SessionImpl>& last_session() {
-  static Poco::AutoPtr<Poco::Data::SQLite::SessionImpl> session;
-  return session;
+/// How many of the sessions that were opened are alive.
+int sessions_alive = 0;
+/// Whether sessions are closed as soon as they are opened.
+bool gives_closed_sessions = false;
+
+class CountedSession : public Poco::Data::SQLite::SessionImpl {
+ public:
+  explicit CountedSession(const std::string& filename) : SessionImpl(filename, 0) {
+    ++sessions_alive;
+  }
+  CountedSession(const CountedSession&) = delete;
+  CountedSession& operator=(const CountedSession&) = delete;
+
+ protected:
+  ~CountedSession() override { --sessions_alive; }
+};
+
+/// The session that was opened last, to be closed while the project has it.
+CountedSession* last_session = nullptr;
+
+TEST(Opening, RefusesASessionThatIsNotConnected) {
+  const TemporaryFolder folder;
+  const CapturedLog log;
+  const std::string file = folder.file("a.db");
+  gives_closed_sessions = true;
+  EXPECT_THAT([&] { Project_Service_Impl(0, file); },
+              ThrowsMessage<std::runtime_error>("Could not open database: " + file));
+  gives_closed_sessions = false;
+  EXPECT_EQ(sessions_alive, 0);
+  EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-/// A project with one record of each table, which then loses its connection.
-class LostConnection : public ContentTest {
+/// A project that loses its connection.
+class LostConnection : public StoreTest {
  protected:
-  static void TearDownTestSuite() { last_session().reset(); }
-
-  LostConnection() {
-    make_material();
-    make_fabric_type(1);
-    make_revision();
-    add({full_rebar(1, 1)});
-    add({full_fabric(1, 1)});
-    add({full_bar_spacer(1)});
-    add({full_mounting_part(1, 1)});
-    project().update_project({}, reply_);
+  void lose_connection() {
     before_ = counts();
-    last_session()->close();
+    last_session->close();
   }
-  ~LostConnection() override { EXPECT_EQ(counts(), before_); }
-
+  void expect_nothing_changed() const { EXPECT_EQ(counts(), before_); }
   auto fails() const { return misses_connection_to(file()); }
 
-  GenericReply reply_;
+ private:
   std::vector<std::int64_t> before_;
 };
 
-TEST_F(LostConnection, FailsTheWritersOfFabricTypes) {
-  FabricTypeRef created;
-  EXPECT_THAT([&] { project().create_fabric_type(minimal_fabric_type(1, "new"), created); },
-              fails());
-  EXPECT_THAT([&] { project().update_fabric_type(full_fabric_type(1), reply_); }, fails());
-  EXPECT_THAT([&] { project().delete_fabric_type(by_id<FabricTypeRef>(1), reply_); }, fails());
-  EXPECT_THAT([&] { project().delete_fabric_type({}, reply_); }, fails());
-  EXPECT_EQ(created, FabricTypeRef{});
+/// With one record of the entity, whose uid is "u-1".
+template <class Entity>
+class EntityWithoutConnection : public EntityTest<Entity> {
+ protected:
+  EntityWithoutConnection() {
+    this->create(this->record("a", "u-1"));
+    before_ = this->all_of(Entity::table);
+    last_session->close();
+  }
+  ~EntityWithoutConnection() override { EXPECT_EQ(this->all_of(Entity::table), before_); }
+
+  auto fails() const { return misses_connection_to(this->file()); }
+
+  Rows before_;
+};
+TYPED_TEST_SUITE(EntityWithoutConnection, Entities, EntityNames);
+
+TYPED_TEST(EntityWithoutConnection, FailsToBeWritten) {
+  using Ref = typename TypeParam::Ref;
+  Ref created;
+  EXPECT_THAT([&] { (this->project().*TypeParam::create)(this->record("b"), created); },
+              this->fails());
+  EXPECT_EQ(created, Ref{});
+  EXPECT_THAT([&] { this->update(with_identity(this->record("b"), 1, "u-1")); }, this->fails());
+  EXPECT_THAT([&] { this->remove(by_id<Ref>(1)); }, this->fails());
+  EXPECT_THAT([&] { this->remove({}); }, this->fails());
 }
 
-TEST_F(LostConnection, FailsTheReadsOfFabricTypes) {
-  FabricType type;
-  OptionalValue<FabricType> tried;
-  Batch<FabricType> list;
-  EXPECT_THAT([&] { project().get_fabric_type(by_id<FabricTypeRef>(1), type); }, fails());
-  EXPECT_THAT([&] { project().get_fabric_type(by_uid<FabricTypeRef>("u"), type); }, fails());
-  EXPECT_THAT([&] { project().try_get_fabric_type(by_id<FabricTypeRef>(1), tried); }, fails());
-  EXPECT_THAT([&] { project().list_fabric_type({}, list); }, fails());
-  EXPECT_EQ(type, FabricType{});
+TYPED_TEST(EntityWithoutConnection, FailsToBeReadAndLeavesTheReplyAsItWas) {
+  using Ref = typename TypeParam::Ref;
+  auto reply = this->record("before");
+  EXPECT_THAT([&] { (this->project().*TypeParam::get)(by_id<Ref>(1), reply); }, this->fails());
+  EXPECT_THAT([&] { (this->project().*TypeParam::get)(by_uid<Ref>("u-1"), reply); }, this->fails());
+  EXPECT_EQ(reply, this->record("before"));
+  EXPECT_THAT([&] { this->try_get(by_id<Ref>(1)); }, this->fails());
+  Batch<typename TypeParam::Record> list;
+  EXPECT_THAT([&] { (this->project().*TypeParam::list)({}, list); }, this->fails());
   EXPECT_THAT(list.items, IsEmpty());
 }
 
-TEST_F(LostConnection, FailsBothOperationsOfTheProjectRecord) {
-  ProjectData data{{{"name", text_variant("before")}}};
-  EXPECT_THAT([&] { project().get_project({}, data); }, fails());
-  EXPECT_THAT([&] { project().update_project({}, reply_); }, fails());
-  EXPECT_EQ(data.properties.size(), 1U);
+/// With one record of the kind.
+template <class Kind>
+class ContentWithoutConnection : public ContentTest<Kind> {
+ protected:
+  ContentWithoutConnection() {
+    this->store({this->filled()});
+    before_ = this->counts();
+    last_session->close();
+  }
+  ~ContentWithoutConnection() override { EXPECT_EQ(this->counts(), before_); }
+
+  auto fails() const { return misses_connection_to(this->file()); }
+
+  std::vector<std::int64_t> before_;
+};
+TYPED_TEST_SUITE(ContentWithoutConnection, ContentKinds, ContentNames);
+
+TYPED_TEST(ContentWithoutConnection, FailsToBeAdded) {
+  EXPECT_THAT([&] { this->store({this->minimal()}); }, this->fails());
+  EXPECT_THAT([&] { this->store({}); }, this->fails());
 }
 
-TEST_F(LostConnection, FailsTheWritersOfContent) {
-  EXPECT_THAT([&] { add({minimal_fabric(1, 1)}); }, fails());
-  EXPECT_THAT([&] { add({minimal_bar_spacer(1)}); }, fails());
-  EXPECT_THAT([&] { add({minimal_mounting_part(1, 1)}); }, fails());
-  EXPECT_THAT([&] { project().add_fabric({}, reply_); }, fails());
+TEST_F(LostConnection, FailsTheReadsAndTheClearOfContent) {
+  lose_connection();
+  for_each_content_read([&]<class Read>() {
+    EXPECT_THAT([&] { read_content<Read>(project(), 1); }, fails()) << Read::name;
+  });
   EXPECT_THAT([&] { clear(1); }, fails());
 }
 
-TEST_F(LostConnection, FailsTheReadsOfContent) {
-  Batch<Rebar> bars;
-  EXPECT_THAT([&] { bars_of(1); }, fails());
-  EXPECT_THAT([&] { project().get_rebars(by_id<RevisionRef>(1), bars); }, fails());
-  EXPECT_THAT([&] { spacers_of(1); }, fails());
-  EXPECT_THAT([&] { fabrics_of(1); }, fails());
-  EXPECT_THAT([&] { parts_of(1); }, fails());
-  EXPECT_THAT([&] { parts_of(-1); }, fails());
+TEST_F(LostConnection, FailsBothOperationsOfTheProjectRecord) {
+  GenericReply reply;
+  project().update_project({}, reply);
+  lose_connection();
+  ProjectData data{{{"name", text_variant("before")}}};
+  EXPECT_THAT([&] { project().get_project({}, data); }, fails());
+  EXPECT_THAT([&] { project().update_project({}, reply); }, fails());
+  EXPECT_EQ(data.properties.size(), 1U);
+  expect_nothing_changed();
 }
 
-TEST_F(LostConnection, IsNotNoticedForFabricsOfANegativeRevision) {
+TEST_F(LostConnection, FailsQueriesAndTheRevisionsOfASheet) {
+  lose_connection();
+  EXPECT_THAT([&] { query("select 1"); }, fails());
+  Revisions reply;
+  EXPECT_THAT([&] { project().get_all_revisions_for_sheetid(by_id<SheetRef>(1), reply); }, fails());
+}
+
+TEST_F(LostConnection, IsNoticedByMountingPartsOfANegativeRevisionAndNotByFabrics) {
+  lose_connection();
+  EXPECT_THAT([&] { parts_of(-1); }, fails());
   EXPECT_THAT(fabrics_of(-1), IsEmpty());
 }
 
 TEST_F(LostConnection, IsNotNoticedBeforeAMissingId) {
+  lose_connection();
   BarSpacers reply;
   EXPECT_THAT([&] { project().get_all_barspacers_for_revision({}, reply); },
-              ::testing::ThrowsMessage<std::runtime_error>(
+              ThrowsMessage<std::runtime_error>(
                   "get_all_barspacers_for_revision requires RevisionRef.id to be set."));
-  EXPECT_THAT([&] { project().clear_for_revision({}, reply_); },
-              ::testing::ThrowsMessage<std::runtime_error>(
-                  "clear_for_revision requires RevisionRef.id to be set."));
+  GenericReply none;
+  EXPECT_THAT(
+      [&] { project().clear_for_revision({}, none); },
+      ThrowsMessage<std::runtime_error>("clear_for_revision requires RevisionRef.id to be set."));
 }
 
 }  // namespace
@@ -114,6 +178,9 @@ TEST_F(LostConnection, IsNotNoticedBeforeAMissingId) {
 }  // namespace korvane::test
 
 Poco::Data::Session korvane::model::cad::open_session(const std::string& filename, std::size_t) {
-  korvane::test::last_session() = new Poco::Data::SQLite::SessionImpl(filename, 0);
-  return Poco::Data::Session(korvane::test::last_session());
+  using korvane::test::CountedSession;
+  Poco::AutoPtr<CountedSession> session(new CountedSession(filename));
+  if (korvane::test::gives_closed_sessions) session->close();
+  korvane::test::last_session = session.get();
+  return Poco::Data::Session(session);
 }

@@ -1,4 +1,4 @@
-// The plugin as a host gets it: a library that is loaded. Nothing of its code is linked here.
+// The plugin as a host gets it: a loaded library. None of its code is linked here.
 
 #include <cstring>
 #include <elf.h>

@@ -6,7 +6,7 @@
 
 namespace korvane::test {
 
-/// A new plugin from the factory. Each test program takes it from where it has it.
+/// A new plugin from the factory, which each test program finds in its own way.
 std::shared_ptr<krv::app::IService> make_plugin();
 
 }  // namespace korvane::test

@@ -356,7 +356,7 @@ TEST_F(OpenProject, OpensForAllCallersAlike) {
   EXPECT_EQ(first, second);
 }
 
-TEST_F(OpenProject, KeepsTheBytesOfANameThatIsNoAscii) {
+TEST_F(OpenProject, KeepsTheBytesOfANameThatIsNotAscii) {
   start();
   open(file("Pl\xC3\xA4ne.db"));
   open(file("\xFF.db"));

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/rpc4/failure.h"
-#include "tests/model/plugins/korvane.model.cad.project/failure.h"
 #include "tests/support/store_test.h"
 
 namespace korvane::test {
@@ -133,7 +132,7 @@ TEST_F(Prepared, IsBackAtItsStartAfterAnExceptionOfTheDataLayer) {
   EXPECT_EQ(count("sheet"), 2);
 }
 
-TEST_F(Prepared, RefusesWhatIsNoSqlOrNamesNoTable) {
+TEST_F(Prepared, RefusesWhatIsNotSqlOrNamesNoTable) {
   EXPECT_THROW(prepare("selec 1"), InvalidSQLStatementException);
   EXPECT_THROW(prepare("select 1 from nowhere"), InvalidSQLStatementException);
 }

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "bond/exception.h"
-#include "tests/model/plugins/korvane.model.cad.project/content_test.h"
+#include "tests/support/store_test.h"
 
 namespace korvane::test {
 
@@ -23,7 +23,7 @@ constexpr const char* kFind = "select id from project";
 constexpr const char* kInsert = "insert into project (raw) values (?)";
 constexpr const char* kUpdate = "update project set raw=? where id=?";
 
-class ProjectRecord : public ContentTest {
+class ProjectRecord : public StoreTest {
  protected:
   static Properties named(const std::string& name) { return {{"name", text_variant(name)}}; }
   static std::string raw_of(const Properties& properties) {

@@ -1,4 +1,4 @@
-// In a program of its own, whose random source can be made to fail.
+// In a program of its own: it replaces the random source.
 
 #include <errno.h>
 #include <string>
@@ -9,8 +9,7 @@
 #include <boost/uuid/entropy_error.hpp>
 #include <gtest/gtest.h>
 
-#include "model/plugins/korvane.model.cad.project/record_access.h"
-#include "tests/support/store_test.h"
+#include "tests/model/plugins/korvane.model.cad.project/entity_test.h"
 
 namespace {
 
@@ -30,37 +29,32 @@ namespace korvane::test {
 
 namespace {
 
-using namespace model::cad;
-
-class FailingSource {
- public:
-  FailingSource() { source_fails = true; }
-  FailingSource(const FailingSource&) = delete;
-  FailingSource& operator=(const FailingSource&) = delete;
-  ~FailingSource() { source_fails = false; }
+/// A project without a random source.
+template <class Entity>
+class FailingRandomSource : public EntityTest<Entity> {
+ protected:
+  FailingRandomSource() { source_fails = true; }
+  ~FailingRandomSource() override { source_fails = false; }
 };
+TYPED_TEST_SUITE(FailingRandomSource, Entities, EntityNames);
 
-TEST(GenerateUid, RaisesTheFailureOfTheRandomSource) {
-  const FailingSource failing;
-  EXPECT_THROW(generate_uid(), boost::uuids::entropy_error);
+TYPED_TEST(FailingRandomSource, KeepsARecordWithoutUidFromBeingCreated) {
+  EXPECT_THROW(this->create(this->record("a")), boost::uuids::entropy_error);
+  EXPECT_EQ(this->count(this->table()), 0);
+  source_fails = false;
+  EXPECT_EQ(this->create(this->record("a")).id, 1);
 }
 
-using Create = StoreTest;
-
-TEST_F(Create, RollsBackWhenTheRandomSourceFails) {
-  {
-    const FailingSource failing;
-    EXPECT_THROW(make_material(), boost::uuids::entropy_error);
-    EXPECT_THROW(make_sheet(), boost::uuids::entropy_error);
-  }
-  EXPECT_EQ(make_material(), 1);
-  EXPECT_EQ(count("material"), 1);
-  EXPECT_EQ(count("sheet"), 0);
+TYPED_TEST(FailingRandomSource, IsNotNoticedByARecordThatHasAUid) {
+  EXPECT_EQ(this->create(this->record("a", "mine")),
+            by_id_and_uid<typename TypeParam::Ref>(1, "mine"));
 }
 
-TEST_F(Create, NeedsNoRandomSourceForARecordThatHasAUid) {
-  const FailingSource failing;
-  EXPECT_EQ(make_material("m-1"), 1);
+TYPED_TEST(FailingRandomSource, IsNotNoticedByAnUpdateToAnEmptyUid) {
+  this->create(this->record("a", "mine"));
+  const auto changed = with_identity(this->record("b"), 1, "");
+  this->update(changed);
+  EXPECT_EQ(this->raw(1), raw_hex(changed));
 }
 
 }  // namespace

@@ -20,7 +20,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/log/log.h"
-#include "tests/model/plugins/korvane.model.cad.project/failure.h"
 #include "tests/support/connection_watch.h"
 #include "tests/support/store_test.h"
 
@@ -64,7 +63,7 @@ class QueryTable : public StoreTest {
     project().query_table(request(kind, std::move(params)), reply);
     return reply;
   }
-  /// The reply as far as it came when the query failed with `Exception`.
+  /// What the reply holds after the query failed with `Exception`.
   template <class Exception>
   table::TABLE failing(const std::string& sql) {
     table::TABLE reply;
@@ -78,7 +77,7 @@ class QueryTable : public StoreTest {
                 ThrowsMessage<std::runtime_error>("No query or empty query"));
     EXPECT_EQ(log().lines(), (LogLines{{2, L"No query or empty query"}}));
   }
-  /// A table of the test's own with one row.
+  /// Makes the table `t` with one row.
   void make_row(const std::string& columns, const std::string& values) {
     run_plainly("create table t (" + columns + "); insert into t values (" + values + ")");
   }
@@ -108,7 +107,7 @@ TEST_F(QueryKind, ThatIsUnknownRunsNothing) {
   EXPECT_EQ(count("sheet"), 1);
 }
 
-TEST_F(QueryKind, ThatIsNoUtf8IsLoggedAllTheSame) {
+TEST_F(QueryKind, ThatIsNotUtf8IsLoggedAllTheSame) {
   ask("\xFF", {});
   EXPECT_EQ(log().lines(), (LogLines{{2, L"unhandled query kind: \xFFFD"}}));
 }
@@ -134,7 +133,7 @@ TEST_F(QueryText, IsReadWhateverElseIsSent) {
   EXPECT_THAT(reply.columns, ElementsAre(table::TableColumn{"id", kInt32}));
 }
 
-TEST_F(QueryText, ThatIsNoUtf8IsLoggedAndRun) {
+TEST_F(QueryText, ThatIsNotUtf8IsLoggedAndRun) {
   const table::TABLE reply = query("select '\xFF' as x");
   EXPECT_EQ(log().texts(0).at(0), L"query_table_impl: statement=select '\xFFFD' as x");
   EXPECT_EQ(reply.rows, (std::vector<std::vector<Variant>>{{text_variant("\xFF")}}));
@@ -196,8 +195,7 @@ TEST_F(QueryTable, RunsUpdatesAndDropsLikeSelects) {
 
 TEST_F(QueryTable, OpensNoTransactionAndChangesNoText) {
   ConnectionWatch watch;
-  reopen();
-  watch.forget();
+  reopen_under(watch);
   query("select  ID from sheet /* all */");
   EXPECT_THAT(watch.statements(), ElementsAre("select  ID from sheet /* all */"));
 }
@@ -214,7 +212,7 @@ TEST_F(QueryColumns, AreOfTheKindOfTheirDeclaration) {
   EXPECT_THAT(kinds, ElementsAre(kInt32, kInt32, kDouble, kDouble, kString, kString, kBlob));
 }
 
-/// A session whose statements report one type for every column, as other connectors may.
+/// A session whose statements report the same type for every column, as another connector might.
 class RetypingSession : public Poco::Data::SQLite::SessionImpl {
  public:
   using Type = Poco::Data::MetaColumn::ColumnDataType;
@@ -319,14 +317,6 @@ TEST_F(QueryCells, OfARawHoldTheBytesAsText) {
                             {text_variant(std::string(bytes.content(), bytes.size()))}}));
 }
 
-TEST_F(QueryCells, OfARebarsRawHoldEmbeddedZeroBytes) {
-  const Rebar bar = full_rebar(make_revision(), make_material());
-  add({bar});
-  const std::string text = *query("select raw from rebar").rows.at(0).at(0).value_string;
-  EXPECT_EQ(hex(text.data(), text.size()), raw_hex(bar));
-  EXPECT_NE(text.find('\0'), std::string::npos);
-}
-
 TEST_F(QueryCells, OfAWholeNumberInARealColumnAreDoubles) {
   make_row("a real", "3");
   EXPECT_EQ(query("select a from t").rows, (std::vector<std::vector<Variant>>{{double_cell(3.0)}}));
@@ -397,20 +387,10 @@ TEST_F(FailingQuery, OnANumberBeyondThirtyTwoBitsKeepsTheRowsBeforeIt) {
             (table::TABLE{{{"a", kInt32}, {"b", kInt32}}, {{int32_cell(1), int32_cell(2)}}}));
 }
 
-TEST_F(FailingQuery, WithoutAConnectionTellsTheConnectionString) {
-  Poco::Data::Session session = closed_session();
-  table::TABLE reply;
-  EXPECT_EQ(message_of<Poco::Data::NotConnectedException>([&] {
-              query_table_impl(session, {"sql:raw", {{"query", text_variant("select 1")}}}, reply);
-            }),
-            file());
-}
-
 TEST_F(QueryValue, SetsNothingAndRunsNothingWhateverItIsAsked) {
   make_sheet();
   ConnectionWatch watch;
-  reopen();
-  watch.forget();
+  reopen_under(watch);
   log().clear();
   for (const char* kind : {"sql:raw", "sql", ""}) {
     Variant reply;
