@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/project_rpc/project_file.h"
+#include "platform/app/database_file.h"
 
 namespace korvane::host {
 
@@ -19,7 +19,7 @@ class ConfinementError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-using rpc::begins_as_database;
+using krv::app::begins_as_database;
 
 /// A project file as the folder knows it.
 struct ProjectFile {

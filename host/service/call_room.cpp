@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "platform/project_rpc/services.h"
+#include "platform/rpc4/services.h"
 
 namespace korvane::host {
 
@@ -41,7 +41,7 @@ const ServiceDefinition& project_definition() {
     return manager.definition->opened();
   }
   // Without a plugin addresses are served as well: each says that there is none.
-  for (const ServiceDefinition* const definition : rpc::service_definitions()) {
+  for (const ServiceDefinition* const definition : krv::rpc4::service_definitions()) {
     if (definition->opened != nullptr) return definition->opened();
   }
   throw std::logic_error("no service opens projects");

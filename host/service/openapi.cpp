@@ -6,8 +6,8 @@
 
 #include "host/service/call_room.h"
 #include "host/service/representation.h"
-#include "platform/project_rpc/services.h"
 #include "platform/rpc4/directory.h"
+#include "platform/rpc4/services.h"
 
 namespace korvane::host {
 
@@ -183,7 +183,7 @@ std::vector<DescribedService> described_services() {
   for (const LiveService& live : live_services) {
     services.push_back({live.definition, Callees::service_ids, live.id});
   }
-  for (const ServiceDefinition* const definition : rpc::service_definitions()) {
+  for (const ServiceDefinition* const definition : krv::rpc4::service_definitions()) {
     const bool is_live =
         std::any_of(live_services.begin(), live_services.end(),
                     [&](const auto& live) { return live.definition == definition; });

@@ -1,16 +1,18 @@
-#include "platform/project_rpc/services.h"
+#include "platform/rpc4/services.h"
 
 #include <array>
 
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/project_rpc/project_service.h"
 
-namespace korvane::rpc {
+namespace krv::rpc4 {
 
-std::span<const krv::rpc4::ServiceDefinition* const> service_definitions() {
-  static const std::array definitions = {&model::cad::ProjectManager_Service::definition(),
-                                         &model::cad::Project_Service::definition()};
+std::span<const ServiceDefinition* const> service_definitions() {
+  using korvane::model::cad::Project_Service;
+  using korvane::model::cad::ProjectManager_Service;
+  static const std::array definitions = {&ProjectManager_Service::definition(),
+                                         &Project_Service::definition()};
   return definitions;
 }
 
-}  // namespace korvane::rpc
+}  // namespace krv::rpc4

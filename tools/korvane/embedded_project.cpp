@@ -7,7 +7,7 @@
 
 #include <boost/dll/runtime_symbol_info.hpp>
 
-#include "platform/project_rpc/project_file.h"
+#include "platform/app/database_file.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/rpc4/directory.h"
 
@@ -29,7 +29,7 @@ void require_project(const std::string& filename, EmbeddedProject::IfMissing if_
   }
   const bool is_file = std::filesystem::is_regular_file(status);
   const bool is_empty = is_file && std::filesystem::file_size(filename, failure) == 0;
-  if (is_file && !is_empty && !rpc::begins_as_database(filename)) {
+  if (is_file && !is_empty && !krv::app::begins_as_database(filename)) {
     throw std::runtime_error("\"" + filename + "\" is not a korvane project: it is not a database");
   }
 }

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/project_rpc/schema_files.h"
+#include "platform/project_rpc/idl_files.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/standard_output.h"
 
@@ -15,7 +15,7 @@ namespace korvane::tools {
 
 namespace {
 
-using IdlFiles = std::vector<rpc::SchemaFile>;
+using IdlFiles = std::vector<rpc::IdlFile>;
 
 struct SchemaOptions {
   std::optional<std::string> output;
@@ -38,7 +38,7 @@ void print_files(const IdlFiles& files) {
 }
 
 void print_idl(const SchemaOptions& options) {
-  const IdlFiles files = rpc::schema_files();
+  const IdlFiles files = rpc::idl_files();
   if (options.output) {
     write_files(files, *options.output);
   } else {

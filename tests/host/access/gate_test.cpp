@@ -6,7 +6,7 @@
 #include <map>
 #include <memory>
 
-#include "platform/project_rpc/services.h"
+#include "platform/rpc4/services.h"
 #include "tests/host/support/logged_server.h"
 #include "tests/host/support/server_suite.h"
 #include "tests/support/temporary_folder.h"
@@ -212,7 +212,8 @@ Scopes scopes_of(Effect effect) {
 
 TEST_F(TokensTest, AllowExactlyTheOperationsOfTheirScopes) {
   const std::map<const krv::rpc4::ServiceDefinition*, std::string> ids = {
-      {rpc::service_definitions()[0], kManager}, {rpc::service_definitions()[1], open("p.db")}};
+      {krv::rpc4::service_definitions()[0], kManager},
+      {krv::rpc4::service_definitions()[1], open("p.db")}};
   int allowed = 0;
   int refused = 0;
   for (const Scopes& scopes : scope_sets()) {

@@ -6,7 +6,7 @@
 namespace korvane::rpc {
 
 /// A file of the public Bond interface definition language.
-struct SchemaFile {
+struct IdlFile {
   /// "korvane.model.cad.bond".
   std::string name;
   std::string text;
@@ -14,6 +14,6 @@ struct SchemaFile {
 
 /// All contracts, a file for each namespace, and last the two services, in "korvane.services.bond".
 /// A client in another language generates its code from them. They import each other by name.
-std::vector<SchemaFile> schema_files();
+std::vector<IdlFile> idl_files();
 
 }  // namespace korvane::rpc

@@ -1,4 +1,4 @@
-#include "platform/project_rpc/schema_files.h"
+#include "platform/project_rpc/idl_files.h"
 
 #include <algorithm>
 #include <string_view>
@@ -10,7 +10,7 @@
 #include "contracts/encoding/idl.h"
 #include "contracts/geometry/contracts.h"
 #include "platform/project_rpc/contracts.h"
-#include "platform/project_rpc/services.h"
+#include "platform/rpc4/services.h"
 
 namespace korvane::rpc {
 
@@ -58,15 +58,16 @@ std::string service_text(const krv::rpc4::ServiceDefinition& service) {
 
 }  // namespace
 
-std::vector<SchemaFile> schema_files() {
-  std::vector<SchemaFile> files;
+std::vector<IdlFile> idl_files() {
+  std::vector<IdlFile> files;
   std::string services;
   for (const IdlNamespace& each : declared_namespaces()) {
     files.push_back({encoding::idl_file_name(each.name), encoding::idl_file_text(each)});
     services += "import \"" + files.back().name + "\"\n";
   }
   services += "\nnamespace korvane.model.cad\n";
-  for (const auto* const definition : service_definitions()) services += service_text(*definition);
+  for (const auto* const definition : krv::rpc4::service_definitions())
+    services += service_text(*definition);
   files.push_back({"korvane.services.bond", std::move(services)});
   return files;
 }

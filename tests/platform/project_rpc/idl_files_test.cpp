@@ -1,4 +1,4 @@
-#include "platform/project_rpc/schema_files.h"
+#include "platform/project_rpc/idl_files.h"
 
 #include <filesystem>
 #include <fstream>
@@ -25,7 +25,7 @@ using testing::HasSubstr;
 class SchemaFiles : public testing::Test {
  protected:
   SchemaFiles() {
-    for (const SchemaFile& file : schema_files()) texts_[file.name] = file.text;
+    for (const IdlFile& file : idl_files()) texts_[file.name] = file.text;
   }
 
   const std::string& text(const std::string& name) { return texts_.at(name); }

@@ -1,11 +1,11 @@
-#include "platform/project_rpc/project_file.h"
+#include "platform/app/database_file.h"
 
 #include <array>
 #include <fcntl.h>
 #include <string_view>
 #include <unistd.h>
 
-namespace korvane::rpc {
+namespace krv::app {
 
 namespace {
 
@@ -25,4 +25,4 @@ bool begins_as_database(const std::filesystem::path& file) {
          std::string_view(bytes.data(), bytes.size()) == kMagic;
 }
 
-}  // namespace korvane::rpc
+}  // namespace krv::app

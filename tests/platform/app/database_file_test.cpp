@@ -1,4 +1,4 @@
-#include "platform/project_rpc/project_file.h"
+#include "platform/app/database_file.h"
 
 #include <fstream>
 #include <string>
@@ -8,7 +8,7 @@
 
 #include "tests/support/temporary_folder.h"
 
-namespace korvane::rpc {
+namespace krv::app {
 namespace {
 
 class BeginsAsDatabase : public testing::Test {
@@ -39,4 +39,4 @@ TEST_F(BeginsAsDatabase, IsFalseForWhatCannotBeRead) {
 }
 
 }  // namespace
-}  // namespace korvane::rpc
+}  // namespace krv::app
