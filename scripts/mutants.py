@@ -362,6 +362,7 @@ def main():
     def outcome(slip):
         return EQUIVALENT if slip.key in explained else results.outcome(slip, tree)
 
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # so that what it has started ends too
     try_slips(order, arguments, areas, copy, tree, results, outcome)
     # Where the time was over first, those that are known.
     found = taken([slip for slip in order if outcome(slip)], arguments.count, outcome)
