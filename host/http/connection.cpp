@@ -40,6 +40,7 @@ HttpServer::Connection::Connection(HttpServer& server, const StreamSocket& socke
     : server_(server),
       descriptor_(socket.impl()->sockfd()),
       is_beyond_limit_(is_beyond_limit),
+      is_last_request_(is_beyond_limit),
       peer_(socket.peerAddress().toString()),
       watch_(server, descriptor_, peer_.substr(0, peer_.rfind(':'))),
       stream_(server.encrypt_ ? server.encrypt_(socket) : socket) {
@@ -84,17 +85,12 @@ bool HttpServer::Connection::serve_request() {
   }
 
   std::unique_ptr<HttpExchange> exchange = server_.handler_.begin(request);
-  bool is_body_left = reader.has_body();
-  bool may_go_on = true;
   HttpReply reply;
   try {
     exchange->admit();
-    may_go_on = false;
     enter_as(exchange->client());
-    may_go_on = true;
     const std::string body =
         reader.read_body([&](std::uint64_t bytes) { exchange->hold_body(bytes); });
-    is_body_left = false;
     with_state([](ConnectionState& state) { state.begin_answering(); });
     reply = exchange->answer(body);
   } catch (const HttpFault& fault) {
@@ -105,7 +101,7 @@ bool HttpServer::Connection::serve_request() {
     reply = problem_reply({500, "the request could not be answered"});  // no memory, most likely
   }
   exchange->complete(reply);
-  const bool keeps_alive = !is_body_left && may_go_on && !is_beyond_limit_ &&
+  const bool keeps_alive = !reader.is_body_left() && !is_last_request_ &&
                            request.head.getKeepAlive() && !server_.is_stopping();
   const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
   exchange->served(reply, Clock::now() - started_, is_sent);
@@ -114,19 +110,22 @@ bool HttpServer::Connection::serve_request() {
   reply = {};
   exchange.reset();
   request = {};
-  if (is_sent && is_body_left) linger();
+  if (is_sent && reader.is_body_left()) linger();
   return is_sent && keeps_alive;
 }
 
 void HttpServer::Connection::enter_as(const std::string& client) {
   if (client.empty()) return;  // a check of the server's health
+  is_last_request_ = true;     // unless it gets in
   const bool is_too_many = with_state([&](ConnectionState& state) {
     state.admit();
     return watch_.become(client) && watch_.siblings() > share_of(limits().connections);
   });
-  if (!is_too_many) return;
-  throw HttpFault(429, "too many connections of \"" + client + "\" at a time",
-                  {{"Retry-After", "1"}});
+  if (is_too_many) {
+    throw HttpFault(429, "too many connections of \"" + client + "\" at a time",
+                    {{"Retry-After", "1"}});
+  }
+  is_last_request_ = is_beyond_limit_;
 }
 
 HttpFault HttpServer::Connection::overdue() const {

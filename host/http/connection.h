@@ -103,6 +103,8 @@ class HttpServer::Connection {
   HttpServer& server_;
   const int descriptor_;
   const bool is_beyond_limit_;
+  /// The connection is closed after the reply.
+  bool is_last_request_;
   const std::string peer_;
   Watch watch_;
   Stream stream_;

@@ -78,6 +78,7 @@ std::string RequestReader::read_body(const HoldBody& hold) {
       stream_.receive();
     }
   }
+  is_body_read_ = true;
   return body.take();
 }
 

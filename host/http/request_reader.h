@@ -24,8 +24,8 @@ class RequestReader {
       : stream_(stream), parser_(head, limits) {}
 
   void read_header();
-  /// After `read_header`: whether a body follows.
-  bool has_body() const { return parser_.has_body(); }
+  /// After `read_header`: whether there is a body that has not been read to its end.
+  bool is_body_left() const { return parser_.has_body() && !is_body_read_; }
   /// After `read_header`: the body. Asks for it first where the client waits for that.
   std::string read_body(const HoldBody& hold);
 
@@ -34,6 +34,7 @@ class RequestReader {
 
   Stream& stream_;
   RequestParser parser_;
+  bool is_body_read_ = false;
 };
 
 }  // namespace korvane::host

@@ -50,7 +50,8 @@ void add_each(Rows& rows, const std::string& name, const std::vector<std::string
 std::vector<std::string> each(const std::string& before, const std::vector<std::string>& texts,
                               const std::string& after) {
   std::vector<std::string> all;
-  for (const std::string& text : texts) all.push_back(before + text + after);
+  for (const std::string& text : texts)
+    all.push_back(std::string(before).append(text).append(after));
   return all;
 }
 
@@ -111,7 +112,7 @@ Rows request_lines() {
   for (const std::string version :
        {"HTTP/2.0", "HTTP/1.2", "HTTP/0.9", "http/1.1", "HTTP", "1.1"}) {
     rows.push_back({"AnotherVersionIsRefused" + std::to_string(++number),
-                    "GET / " + version + "\r\n" + kHost + "\r\n",
+                    std::string("GET / ").append(version).append("\r\n").append(kHost) + "\r\n",
                     "505 HTTP/1.1 is spoken here, not " + version});
   }
   rows.push_back({"TheNextVersionsPrefaceIsRefused", "PRI * HTTP/2.0\r\n\r\nSM\r\n\r\n",
