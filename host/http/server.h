@@ -73,7 +73,7 @@ struct HttpLimits {
 
 /// An HTTP/1.1 server: a thread for accepting, and one for each connection.
 ///
-/// Refuses by itself: what request_reader.h names, a request that does not arrive in time 408, a
+/// Refuses by itself: what request_parser.h names, a request that does not arrive in time 408, a
 /// client's connection too many 429, a connection too many 503. A connection whose request had no
 /// body, or had it read, stays open.
 class HttpServer {
