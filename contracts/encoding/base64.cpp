@@ -27,17 +27,18 @@ constexpr auto kValues = [] {
 }  // namespace
 
 std::string base64_text(std::string_view bytes) {
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
+  std::string text((bytes.size() + 2) / 3 * 4, '=');
+  char* next = text.data();
   const auto byte = [&](std::size_t i) -> std::uint32_t {
     return i < bytes.size() ? static_cast<unsigned char>(bytes[i]) : 0U;
   };
   for (std::size_t i = 0; i < bytes.size(); i += 3) {
     const std::uint32_t bits = byte(i) << 16U | byte(i + 1) << 8U | byte(i + 2);
-    text += kDigits[bits >> 18U];
-    text += kDigits[bits >> 12U & 0x3FU];
-    text += i + 1 < bytes.size() ? kDigits[bits >> 6U & 0x3FU] : '=';
-    text += i + 2 < bytes.size() ? kDigits[bits & 0x3FU] : '=';
+    next[0] = kDigits[bits >> 18U];
+    next[1] = kDigits[bits >> 12U & 0x3FU];
+    if (i + 1 < bytes.size()) next[2] = kDigits[bits >> 6U & 0x3FU];
+    if (i + 2 < bytes.size()) next[3] = kDigits[bits & 0x3FU];
+    next += 4;
   }
   return text;
 }

@@ -20,7 +20,7 @@ bond::blob encode(const T& record) {
   bond::OutputBuffer output;
   bond::CompactBinaryWriter<bond::OutputBuffer> writer(output);
   bond::Serialize(record, writer);
-  return output.GetBuffer();
+  return std::move(output).GetBuffer();
 }
 
 template <class T>

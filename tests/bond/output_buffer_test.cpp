@@ -44,6 +44,17 @@ TEST_F(Output, IsAnEmptyBlobBeforeTheFirstWrite) {
   EXPECT_EQ(output_.GetBuffer().content(), nullptr);
 }
 
+TEST_F(Output, HandsItsMemoryOverAndIsEmptyAfterwards) {
+  write("abc");
+  const char* const content = output_.GetBuffer().content();
+  const bond::blob taken = static_cast<OutputBuffer&&>(output_).GetBuffer();
+  EXPECT_EQ(taken.content(), content);
+  EXPECT_TRUE(output_.GetBuffer().empty());
+  write("xyz");
+  EXPECT_EQ(view(output_.GetBuffer()), "xyz");
+  EXPECT_EQ(view(taken), "abc");
+}
+
 TEST_F(Output, WritesScalarsLittleEndian) {
   output_.Write(std::uint8_t{0xAB});
   output_.Write(std::uint16_t{0x1234});

@@ -54,7 +54,7 @@ struct RebarKind : ContentKind<model::cad::Rebar> {
       "bartype_name,bartype_mass_per_length,raw) "
       "values (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)";
   static constexpr Add add = &Service::add_rebar;
-  static constexpr bool is_cleared = true;  // by clear_for_revision
+  static constexpr bool is_cleared = true;             // by clear_for_revision
   static constexpr const char* cut_record = "690578";  // within its first text
 
   /// A bar without a material counts as one of material 0, which is never there.
@@ -74,7 +74,7 @@ struct FabricKind : ContentKind<model::cad::Fabric> {
       "R_rounded,fabric_type_id,raw) "
       "values (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)";
   static constexpr Add add = &Service::add_fabric;
-  static constexpr bool is_cleared = true;  // by clear_for_revision
+  static constexpr bool is_cleared = true;             // by clear_for_revision
   static constexpr const char* cut_record = "690578";  // within its first text
 
   static constexpr std::array<Reference<Record>, 2> references = {
@@ -90,7 +90,7 @@ struct BarSpacerKind : ContentKind<model::cad::BarSpacer> {
       "insert into barspacer (mark,rev_id,sheet_id,name,quantity,weight_per_piece,description,"
       "length,raw) values (?,?,?,?,?,?,?,?,?)";
   static constexpr Add add = &Service::add_barspacer;
-  static constexpr bool is_cleared = true;  // by clear_for_revision
+  static constexpr bool is_cleared = true;             // by clear_for_revision
   static constexpr const char* cut_record = "690578";  // within its first text
 
   /// Not even its revision is a foreign key.
@@ -104,7 +104,7 @@ struct MountingPartKind : ContentKind<model::cad::MountingPart> {
       "comment,keynote,model,url,description,cost,order_number,catalog,rev_id,mark_prefix,"
       "mark_suffix,member,raw) values (?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?,?)";
   static constexpr Add add = &Service::add_mountingpart;
-  static constexpr bool is_cleared = false;  // by clear_for_revision
+  static constexpr bool is_cleared = false;            // by clear_for_revision
   static constexpr const char* cut_record = "290578";  // within its first text
 
   static constexpr std::array<Reference<Record>, 2> references = {

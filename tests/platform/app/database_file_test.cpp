@@ -18,7 +18,7 @@ class BeginsAsDatabase : public testing::Test {
     return begins_as_database(folder_.file("project.db"));
   }
 
-  test::TemporaryFolder folder_;
+  korvane::test::TemporaryFolder folder_;
 };
 
 TEST_F(BeginsAsDatabase, LooksAtTheFirstSixteenBytes) {
