@@ -11,9 +11,8 @@
 namespace korvane::model::cad {
 
 /// One bar spacer line of a schedule. `rev_id` and `sheet_id` default to 0 where `Rebar` has
-/// -1: the schema as it stands.
+/// -1: the schema says so.
 struct BarSpacer {
-  // 0: free for good
   std::int32_t rev_id = 0;
   std::int32_t sheet_id = 0;
   std::string name;

@@ -20,7 +20,7 @@
 #include "contracts/common/batch.h"
 #include "contracts/common/optional_value.h"
 
-/// All contracts of `korvane::model::cad`, each once: what is made or listed for every one of them
+/// All contracts of `korvane::model::cad`, each once. Whatever is made or listed for each contract
 /// derives from these lists.
 #define KORVANE_CAD_CONTRACTS(X) \
   X(BarSpacer)                   \

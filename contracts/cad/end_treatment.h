@@ -5,7 +5,7 @@
 
 namespace korvane::model::cad {
 
-/// The kinds of end treatment. No field is typed with it: `EndTreatment::type` is a text.
+/// The kinds of end treatment. No field has this type: `EndTreatment::type` is a text.
 enum class EndTreatmentType : std::int32_t {
   kCollar = 0,
   kThread = 1,
@@ -15,7 +15,6 @@ enum class EndTreatmentType : std::int32_t {
 
 /// The treatment of one end of a bar, with the manufacturer's data.
 struct EndTreatment {
-  // 0: free for good
   std::string type;
   std::string manufacturer;
   std::string model;

@@ -15,7 +15,7 @@
 
 namespace korvane::model::cad {
 
-/// One fabric line of a schedule. There is no `id`: the row's stays out of the record.
+/// One fabric line of a schedule. There is no `id`: the record does not hold that of its row.
 /// `fabric_type` is a whole copy, of which only the `id` reaches a column.
 struct Fabric {
   std::int32_t rev_id = -1;
@@ -23,7 +23,6 @@ struct Fabric {
   std::string comment;
   std::string member;
   std::string mark;
-  // 5: free for good
   std::int32_t member_multiplier = 0;
   std::int32_t fabrics_per_member = 0;
   std::int32_t total_fabrics = 0;
@@ -39,7 +38,6 @@ struct Fabric {
   bond::nullable<std::string> mark_suffix;
   bond::nullable<std::string> mark_prefix;
   Properties properties;
-  // 21: free for good
   FabricType fabric_type;
   bond::nullable<DiffState> diff_state;
   bond::nullable<RebarGeometry> geometry;

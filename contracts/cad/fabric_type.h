@@ -32,7 +32,7 @@ struct ListenMatten {
 
 /// A type of fabric from the catalogue. `material` is a whole copy of one, of which only the
 /// `id` reaches a column; `list_fabric` is set for a list fabric. `id` defaults to 0 where
-/// `Material` has -1: the schema as it stands.
+/// `Material` has -1: the schema says so.
 struct FabricType {
   std::int32_t id = 0;
   std::string uid;

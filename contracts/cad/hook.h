@@ -11,7 +11,7 @@ enum class HookDirection : std::int32_t {
   kRight = 1,
 };
 
-/// The kinds of hook. No field is typed with it: `Hook::type` is a text.
+/// The kinds of hook. No field has this type: `Hook::type` is a text.
 enum class HookType : std::int32_t {
   kStandardHook = 0,
   kAngleHook = 1,

@@ -8,7 +8,7 @@
 
 namespace korvane::model::cad {
 
-/// What a material is called.
+/// The names of a material.
 struct Material_Identity {
   std::string name;
   std::string description;

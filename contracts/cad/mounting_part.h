@@ -11,7 +11,7 @@
 namespace korvane::model::cad {
 
 /// One mounting part line of a schedule. `material_id` is plain here and nullable in `Rebar`,
-/// `member` the other way round: the schema as it stands.
+/// `member` the other way round: the schema says so.
 struct MountingPart {
   std::int32_t id = 0;
   std::string mark;

@@ -37,7 +37,6 @@ struct Rebar {
   RebarGeometry geometry;
   bond::nullable<Hook> start_hook;
   bond::nullable<Hook> end_hook;
-  // 18, 19: free for good
   double standard_bend_diameter = 0.0;
   bond::nullable<double> hook_bend_diameter;
   bond::nullable<std::string> submark;
@@ -48,7 +47,6 @@ struct Rebar {
   bond::nullable<EndTreatment> end_treatment_start;
   bond::nullable<EndTreatment> end_treatment_end;
   bond::nullable<std::string> bar_type_name;
-  // 30: free for good
   double bar_type_mass_per_length = 0.0;
   bond::nullable<DiffState> diff_state;
   bond::nullable<Textblock> textblock;

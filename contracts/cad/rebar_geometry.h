@@ -11,7 +11,7 @@ namespace korvane::model::cad {
 
 using geometry::Point3d;
 
-/// What a label of a geometry object says.
+/// The quantity that a label of a geometry object states.
 enum class GeometryLabelType : std::int32_t {
   Length = 0,
   Radius = 1,
@@ -48,7 +48,6 @@ struct GeometryObject {
 /// The shape of a bar: its pieces and its points.
 struct RebarGeometry {
   std::vector<GeometryObject> objects;
-  // 1: free for good
   std::vector<Point3d> polyline;
 
   bool operator==(const RebarGeometry&) const = default;

@@ -11,7 +11,7 @@
 namespace korvane::model::cad {
 
 /// One revision of the sheet whose `id` is `sheet_id`. `id` defaults to 0 where `Sheet` has -1:
-/// the schema as it stands.
+/// the schema says so.
 struct Revision {
   std::int32_t id = 0;
   std::string uid;

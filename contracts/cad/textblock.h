@@ -30,7 +30,7 @@ struct TextblockTable {
   bool operator==(const TextblockTable&) const = default;
 };
 
-/// A small table of text that a schedule line carries. `items` is one table, for all its name.
+/// A small table of text that a schedule line carries. Despite its name, `items` is one table.
 struct Textblock {
   TextblockTable items;
 

@@ -7,7 +7,7 @@
 #include "contracts/common/rgba_color.h"
 #include "contracts/common/variant.h"
 
-/// All contracts of `korvane`, each once: what is made or listed for every one of them derives from
+/// All contracts of `korvane`, each once. Whatever is made or listed for each contract derives from
 /// these lists.
 #define KORVANE_COMMON_CONTRACTS(X) \
   X(Empty)                          \

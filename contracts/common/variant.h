@@ -9,7 +9,7 @@
 
 namespace korvane {
 
-/// The kinds of value a `Variant` can hold. Numbers the kinds of a table column as well.
+/// The kinds of value a `Variant` can hold. Also numbers the kinds of a table column.
 enum class VariantKind : std::int32_t {
   kInt32 = 0,
   kDouble = 1,
@@ -18,7 +18,7 @@ enum class VariantKind : std::int32_t {
   kBool = 4,
 };
 
-/// An open value: five independent optional members, not a tagged union. Which one is set tells
+/// An open value: five independent optional members, not a tagged union. The one that is set gives
 /// the kind; nothing stops a client from setting two.
 struct Variant {
   bond::nullable<std::int32_t> value_int32;

@@ -27,7 +27,7 @@ struct FieldReader {
 /// another kind is a JsonError with its place.
 class JsonReader {
  public:
-  /// The value of `node`, which stands at `place`. Both must outlive the reader.
+  /// Reads `node`, whose place is `place`. Both must outlive the reader.
   JsonReader(const JsonNode& node, const Place& place) : node_(node), place_(place) {}
   JsonReader(const JsonReader&) = delete;
   JsonReader& operator=(const JsonReader&) = delete;

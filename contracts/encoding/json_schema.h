@@ -137,7 +137,7 @@ class JsonSchemaMaker {
   static Json list_schema(Json items);
   static Json map_schema(Json values);
   static Json record_schema(Json properties);
-  /// The number as it is written: a whole one has no decimal point.
+  /// The number as records write it: a whole one has no decimal point.
   static Json number(double value);
   static Json with_default(Json schema, Json value);
   static void add_property(Json& properties, std::string_view name, Json property);

@@ -37,7 +37,7 @@ void JsonWriter::write_text(std::string_view value, const Place& place) {
 }
 
 void JsonWriter::write_blob(const bond::blob& value) {
-  // A multiple of three bytes, so that no padding stands between two pieces.
+  // A multiple of three bytes, so that only the last piece ends in padding.
   constexpr std::size_t kPiece = 3072;
   text_ += '"';
   const std::string_view bytes(value.content(), value.size());

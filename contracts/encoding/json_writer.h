@@ -131,7 +131,7 @@ class JsonWriter {
   void write_text(std::string_view value, const Place& place);
   void write_blob(const bond::blob& value);
   void write_enumeration(std::int32_t value, std::span<const EnumeratorNumber> enumerators);
-  /// Appends the comma that parts an element from the one before it; call it before the element.
+  /// Appends a comma, except before the first element; call it before each element.
   void write_separator();
   /// Appends what needs no escaping, in quotes.
   void write_quoted(std::string_view text);

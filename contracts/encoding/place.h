@@ -6,15 +6,15 @@
 
 namespace korvane::encoding::detail {
 
-/// Where a value stands in a record: a chain along the stack, which becomes text only when
+/// The place of a value in a record: a chain along the stack, which becomes text only when
 /// something fails.
 class Place {
  public:
   /// The record itself.
   Place() = default;
-  /// A field or an entry of what stands at `outer`. Both must outlive the place.
+  /// A field or an entry of the value at `outer`. Both must outlive the place.
   Place(const Place& outer, std::string_view key) : outer_(&outer), key_(key) {}
-  /// An element of what stands at `outer`, which must outlive the place.
+  /// An element of the list at `outer`, which must outlive the place.
   Place(const Place& outer, std::size_t index) : outer_(&outer), index_(index), is_element_(true) {}
 
   /// Throws JsonError "<path>: <what>".

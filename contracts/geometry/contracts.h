@@ -7,8 +7,8 @@
 #include "contracts/geometry/point.h"
 #include "contracts/geometry/vector.h"
 
-/// All contracts of `korvane::model::geometry`, each once: what is made or listed for every one of
-/// them derives from these lists.
+/// All contracts of `korvane::model::geometry`, each once. Whatever is made or listed for each
+/// contract derives from these lists.
 #define KORVANE_GEOMETRY_CONTRACTS(X) \
   X(CoordinateSystem)                 \
   X(Line)                             \

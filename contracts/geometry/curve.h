@@ -42,7 +42,7 @@ struct Polygon {
   bool operator==(const Polygon&) const = default;
 };
 
-/// Selects the member of an `AnyCurve`. `kPolygon` has none there: the schema as it stands.
+/// Selects the member of an `AnyCurve`. `kPolygon` has none there: the schema says so.
 enum class CurveKind : std::int32_t {
   kLine = 0,
   kArc = 1,
