@@ -85,7 +85,8 @@ TEST(TableList, KeepsItsColumnsInOrderWithTypeAndOrigin) {
   EXPECT_THAT(names(table()), ElementsAre("id", "text", "length", "number", "is_long", "raw"));
   std::vector<std::string> types;
   std::vector<Origin> origins;
-  for (const Column<Record>& column : table().columns()) {
+  const Table<Record> made = table();
+  for (const Column<Record>& column : made.columns()) {
     types.emplace_back(column.type);
     origins.push_back(column.origin);
   }
