@@ -144,8 +144,9 @@ TEST_F(Prepared, RefusesAParameterThatIsNotThere) {
 
 TEST_F(Prepared, SaysThatASessionHasNoConnection) {
   Poco::Data::Session closed = closed_session();
-  EXPECT_EQ(message_of<Poco::Data::NotConnectedException>([&] { run(closed, "select 1"); }),
-            file());
+  EXPECT_THAT([&] { run(closed, "select 1"); },
+              ::testing::Throws<Poco::Data::NotConnectedException>(
+                  ::testing::Property(&Poco::Exception::message, file())));
 }
 
 TEST_F(Prepared, KnowsWhetherATransactionIsOpen) {
