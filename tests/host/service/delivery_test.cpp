@@ -178,10 +178,7 @@ TEST(Delivery, LetsAQueueThatHadItsTurnWaitAfterTheOthers) {
   std::vector<std::string> order;
   const auto note = [&](const std::string& queue, const Delivery::Caller& caller) {
     return std::async(std::launch::async, [&, queue, caller] {
-      return delivery.deliver(queue, caller, [&](const Turn&) {
-        order.push_back(queue);
-        return bond::blob();
-      });
+      delivery.deliver(queue, caller, [&](const Turn&) { order.push_back(queue); });
     });
   };
   auto in_a = note("a", kOffice);
