@@ -7,6 +7,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "bond/always_inline.h"
 #include "bond/blob.h"
 #include "bond/exception.h"
 #include "bond/wire_type.h"
@@ -156,9 +157,7 @@ class CompactBinaryReader {
 
   Buffer& GetBuffer() { return input_; }
 
-  // The small steps of coding are always inlined. Left to its limits, GCC calls some of them, which
-  // ones depends on how much else the source holds, and records take up to a third longer.
-  [[gnu::always_inline]] void ReadFieldBegin(BondDataType& type, std::uint16_t& id) {
+  BOND_ALWAYS_INLINE void ReadFieldBegin(BondDataType& type, std::uint16_t& id) {
     std::uint8_t header = 0;
     input_.Read(header);
     type = static_cast<BondDataType>(header & 0x1FU);
@@ -340,7 +339,7 @@ class CompactBinaryReader {
   /// exceeded".
   class Nesting {
    public:
-    [[gnu::always_inline]] explicit Nesting(CompactBinaryReader& reader) : reader_(reader) {
+    BOND_ALWAYS_INLINE explicit Nesting(CompactBinaryReader& reader) : reader_(reader) {
       if (reader_.depth_ == kMaxDepth) throw CoreException("Max recursion depth exceeded");
       ++reader_.depth_;
     }

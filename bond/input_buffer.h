@@ -5,6 +5,7 @@
 #include <string>
 #include <type_traits>
 
+#include "bond/always_inline.h"
 #include "bond/blob.h"
 #include "bond/exception.h"
 
@@ -29,7 +30,7 @@ class InputBuffer {
 
   /// Reads a scalar in the representation that it has in memory: little-endian.
   template <class T>
-  [[gnu::always_inline]] void Read(T& value) {
+  BOND_ALWAYS_INLINE void Read(T& value) {
     static_assert(std::is_arithmetic_v<T> || std::is_enum_v<T>);
     std::memcpy(&value, take(sizeof(T)), sizeof(T));
   }
@@ -72,7 +73,7 @@ class InputBuffer {
   std::uint32_t remaining() const noexcept { return bytes_.size() - position_; }
 
  private:
-  [[gnu::always_inline]] const char* take(std::uint32_t length) {
+  BOND_ALWAYS_INLINE const char* take(std::uint32_t length) {
     if (length > remaining()) fail(length);
     const char* const from = bytes_.content() + position_;
     position_ += length;

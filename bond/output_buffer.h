@@ -9,6 +9,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "bond/always_inline.h"
 #include "bond/blob.h"
 
 namespace bond {
@@ -61,7 +62,7 @@ class OutputBuffer {
   }
 
   /// Appends `bytes` bytes of unspecified content, which the caller then fills.
-  [[gnu::always_inline]] char* Extend(std::uint64_t bytes) {
+  BOND_ALWAYS_INLINE char* Extend(std::uint64_t bytes) {
     if (bytes > capacity_ - size_) grow(bytes, size_ == 0 ? bytes : kFirstCapacity);
     char* const begin = block_.get() + size_;
     size_ += static_cast<std::uint32_t>(bytes);
@@ -90,7 +91,7 @@ class OutputBuffer {
     return block_.get() + size_;
   }
 
-  [[gnu::always_inline]] void grow(std::uint64_t bytes, std::uint64_t least) {
+  BOND_ALWAYS_INLINE void grow(std::uint64_t bytes, std::uint64_t least) {
     if (bytes > kMaxCapacity - size_) throw std::bad_alloc();
     const std::uint64_t wanted =
         std::max({size_ + bytes, least, std::uint64_t{capacity_} + capacity_ / 2});
