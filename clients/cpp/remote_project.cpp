@@ -98,7 +98,10 @@ class RemoteProject::Server {
       if (!token_.empty()) head.setCredentials("Bearer", token_);
       session_->sendRequest(head).write(body.data(), static_cast<std::streamsize>(body.size()));
       HTTPResponse response;
-      std::string reply = read_all(session_->receiveResponse(response));
+      std::istream& reply_body = session_->receiveResponse(response);
+      if (response.getContentLength64() > static_cast<Poco::Int64>(kMostReplyBytes))
+        refuse_length();
+      std::string reply = read_all(reply_body);
       if (response.getStatus() == HTTPResponse::HTTP_OK) return reply;
       throw std::runtime_error(url_ + ": " + std::to_string(response.getStatus()) + " " +
                                detail_of(reply));
@@ -112,12 +115,15 @@ class RemoteProject::Server {
     std::array<char, 64U << 10U> piece{};
     while (body.read(piece.data(), piece.size()).gcount() > 0) {
       text.append(piece.data(), static_cast<std::size_t>(body.gcount()));
-      if (text.size() <= kMostReplyBytes) continue;
-      session_->reset();  // else the rest would be read to its end
-      throw std::runtime_error(url_ + ": the reply is longer than " +
-                               std::to_string(kMostReplyBytes) + " bytes");
+      if (text.size() > kMostReplyBytes) refuse_length();
     }
     return text;
+  }
+
+  [[noreturn]] void refuse_length() {
+    session_->reset();  // else the rest would be read to its end
+    throw std::runtime_error(url_ + ": the reply is longer than " +
+                             std::to_string(kMostReplyBytes) + " bytes");
   }
 
   std::string url_;

@@ -39,8 +39,6 @@ using std::chrono::milliseconds;
 /// How often a waiting call asks whether its caller is still there.
 constexpr milliseconds kLook{200};
 
-constexpr std::size_t kFewestWorkers = 3;
-
 /// What one client may have of `all`.
 std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - (all + 3) / 4); }
 
@@ -66,8 +64,9 @@ bool Delivery::Turn::others_wait() const {
 }
 
 Delivery::Delivery(const DeliveryLimits& limits)
-    : limits_(limits), workers_of_client_(share_of(std::max(limits.workers, kFewestWorkers))) {
-  const std::size_t workers = std::max(limits_.workers, kFewestWorkers);
+    : limits_(limits),
+      workers_of_client_(share_of(std::max(limits.workers, DeliveryLimits::kFewestWorkers))) {
+  const std::size_t workers = std::max(limits_.workers, DeliveryLimits::kFewestWorkers);
   workers_.reserve(workers);
   for (std::size_t i = 0; i < workers; ++i) workers_.emplace_back([this] { run_calls(); });
 }

@@ -40,7 +40,10 @@ class NotDelivered : public std::runtime_error {
 struct GiveWay {};
 
 struct DeliveryLimits {
-  /// Threads that run calls, at least 3: neither one queue nor one client can then hold up others.
+  /// With fewer threads one queue or one client could hold up others.
+  static constexpr std::size_t kFewestWorkers = 3;
+
+  /// Threads that run calls; fewer than `kFewestWorkers` count as that many.
   std::size_t workers = 8;
   /// Calls that may wait in one queue; three quarters of them of one client.
   std::size_t waiting_calls = 64;

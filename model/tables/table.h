@@ -109,7 +109,8 @@ class Table {
   }
 
   const std::string& name() const { return name_; }
-  const std::vector<Column<T>>& columns() const { return columns_; }
+  const std::vector<Column<T>>& columns() const& { return columns_; }
+  const std::vector<Column<T>>& columns() && = delete;  // they would go with the table
   /// A literal, or empty.
   std::string_view constraints() const { return constraints_; }
 

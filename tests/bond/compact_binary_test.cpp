@@ -126,7 +126,7 @@ TEST(StructEnd, IsTheStopOrTheStopOfABase) {
   EXPECT_EQ(written([](Writer& writer) { writer.WriteStructEnd(true); }), "01");
 }
 
-TEST(ContainerHeader, HasTheCountBehindTheTypes) {
+TEST(ContainerHeader, HasTheCountAfterTheTypes) {
   EXPECT_EQ(written([](Writer& writer) { writer.WriteContainerBegin(3, bond::BT_DOUBLE); }),
             "08 03");
   EXPECT_EQ(written([](Writer& writer) {
@@ -281,13 +281,13 @@ TEST(Skip, OfAStructPassesOverTheStopsOfItsBases) {
   EXPECT_EQ(reader.GetBuffer().position(), 10U);
 }
 
-TEST(Skip, OfAnOverlongStringStaysBehindItsLength) {
+TEST(Skip, OfAnOverlongStringStaysAfterItsLength) {
   Reader reader = over("64 61 62 63");
   reader.Skip(bond::BT_STRING);
   EXPECT_EQ(reader.GetBuffer().position(), 1U);
 }
 
-TEST(Skip, OfAnOverlongWideStringStaysBehindItsLength) {
+TEST(Skip, OfAnOverlongWideStringStaysAfterItsLength) {
   Reader reader = over("02 68 00 69");
   reader.Skip(bond::BT_WSTRING);
   EXPECT_EQ(reader.GetBuffer().position(), 1U);

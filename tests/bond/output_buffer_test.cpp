@@ -141,7 +141,7 @@ TEST_F(Output, BlobOutlivesTheBuffer) {
   EXPECT_EQ(view(taken), "outlives");
 }
 
-TEST_F(Output, ExtendedGivesRoomBehindWhatIsWritten) {
+TEST_F(Output, ExtendedGivesRoomAfterWhatIsWritten) {
   write("ab");
   char* const room = output_.Extend(3);
   std::copy_n("cde", 3, room);

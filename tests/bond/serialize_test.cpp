@@ -151,7 +151,7 @@ TEST(Serialize, GivesTheSameBytesTwice) {
   EXPECT_EQ(encoded(record), encoded(record));
 }
 
-TEST(Serialize, WritesOneRecordBehindAnother) {
+TEST(Serialize, WritesOneRecordAfterAnother) {
   bond::OutputBuffer output;
   bond::CompactBinaryWriter<bond::OutputBuffer> writer(output);
   bond::Serialize(Grandparent{5}, writer);
@@ -176,7 +176,7 @@ TEST(Deserialize, ReadsOverTheTargetWithoutResettingIt) {
   EXPECT_EQ(target.text, "kept");
 }
 
-TEST(Deserialize, IgnoresWhatStandsBehindTheRecord) {
+TEST(Deserialize, IgnoresWhatFollowsTheRecord) {
   EXPECT_EQ(decoded<Grandparent>("10 0A 00 FF FF FF").number, 5);
 }
 
@@ -201,7 +201,7 @@ TEST(Base, OrdinalsAreCountedAnewInEachPart) {
   EXPECT_EQ(child.reference.value(), 2);
 }
 
-TEST(Base, UnknownFieldsOfABaseArePassedOver) {
+TEST(Base, UnknownFieldsOfABaseAreSkipped) {
   const Parent parent = decoded<Parent>("C9 09 01 78 10 02 01 10 04 00");
   EXPECT_EQ(parent.number, 1);
   EXPECT_EQ(parent.reference.value(), 2);
@@ -280,7 +280,7 @@ void PrintTo(const Nested& nested, std::ostream* out) { *out << nested.name; }
 
 class NestingSkipped : public testing::TestWithParam<Nested> {};
 
-TEST_P(NestingSkipped, OfSixtyFourLevelsIsPassedOver) {
+TEST_P(NestingSkipped, OfSixtyFourLevelsIsAccepted) {
   EXPECT_EQ(core_exception_text<Grandparent>(GetParam().bytes(64)), "no exception");
 }
 

@@ -293,7 +293,7 @@ void add_access_options(CLI::App& command, ServeOptions& options) {
 /// The defaults are those of the limits themselves.
 void add_limit_options(CLI::App& command, ServeOptions& options) {
   host::ModelServerLimits& limits = options.limits;
-  const auto add_count = [&](const char* name, auto& count, const char* text) {
+  const auto add_count = [&](const char* name, auto& count, const std::string& text) {
     command.add_option(name, count, text)->check(CLI::PositiveNumber)->capture_default_str();
   };
   command
@@ -302,7 +302,8 @@ void add_limit_options(CLI::App& command, ServeOptions& options) {
                   "descriptors allows, up to " +
                       std::to_string(limits.open_projects))
       ->check(CLI::PositiveNumber);
-  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least 3");
+  const std::string fewest = std::to_string(host::DeliveryLimits::kFewestWorkers);
+  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least " + fewest);
   add_count("--waiting-calls", limits.delivery.waiting_calls, "Calls that may wait for a project");
   add_count("--connections", limits.http.connections, "Connections at a time");
   add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");

@@ -168,6 +168,16 @@ TEST(RemoteProject, RefusesAReplyThatIsNotARecord) {
   EXPECT_THROW(sheets_of(project), std::exception);
 }
 
+TEST(RemoteProject, RefusesAReplyOfMoreThan512MiBBeforeItHasCome) {
+  ScriptedServer server({"HTTP/1.1 200 OK\r\nContent-Length: 536870913\r\n\r\n",
+                         http_reply("200 OK", std::string(1, '\0'))});
+  RemoteProject project(server.url(), "", "tower.db", IfMissing::fail);
+  EXPECT_THAT([&] { sheets_of(project); },
+              ThrowsMessage<std::runtime_error>(server.url() +
+                                                ": the reply is longer than 536870912 bytes"));
+  EXPECT_NO_THROW(sheets_of(project));
+}
+
 TEST(RemoteProject, RefusesWhatIsNotAnAddress) {
   for (const std::string url : {"ftp://127.0.0.1:1", "127.0.0.1:1", "server", "http://x:y", ""}) {
     EXPECT_THAT([&] { RemoteProject(url, "", "tower.db", IfMissing::fail); },

@@ -31,7 +31,7 @@ TYPED_TEST(Reference, WithNothingSetIsTheStopOfItsBaseAndItsOwn) {
   expect_both_ways(TypeParam{}, "01 00");
 }
 
-TYPED_TEST(Reference, WritesItsIdBehindTheStopOfItsBase) {
+TYPED_TEST(Reference, WritesItsIdAfterTheStopOfItsBase) {
   TypeParam reference;
   reference.id = 7;
   expect_both_ways(reference, "01 10 0E 00");
@@ -107,7 +107,7 @@ TYPED_TEST_SUITE(RevisionNumber, RevisionNumbers);
 
 TYPED_TEST(RevisionNumber, LeavesOutZeroSinceItIsPlain) { expect_both_ways(TypeParam{}, "01 00"); }
 
-TYPED_TEST(RevisionNumber, StandsBehindTheStopOfTheBase) {
+TYPED_TEST(RevisionNumber, FollowsTheStopOfTheBase) {
   TypeParam reference;
   reference.rev_id = -1;
   expect_both_ways(reference, "01 10 01 00");

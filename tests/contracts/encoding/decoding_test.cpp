@@ -124,14 +124,14 @@ TEST(Decoding, DoesNotEndARecordAtAStopOfABaseThatThereIsNot) {
             "Read out of bounds: 1 bytes requested, offset: 3, length: 3");
 }
 
-TEST(Decoding, GoesOnToTheStopOfANestedStructBehindAStopOfABaseThatThereIsNot) {
+TEST(Decoding, GoesOnToTheStopOfANestedStructAfterAStopOfABaseThatThereIsNot) {
   const auto material = decoded<cad::Material>("4A 09 01 61 01 C9 63 01 78 00 10 02 00");
   EXPECT_EQ(material.id, 1);
   EXPECT_EQ(material.identity, cad::Material_Identity{.name = "a"});
 }
 
 // What stands behind is a derived record's part, with ordinals of its own.
-TEST(Decoding, PassesOverTheFieldsBehindAStopOfABaseThatThereIsNot) {
+TEST(Decoding, SkipsTheFieldsAfterAStopOfABaseThatThereIsNot) {
   EXPECT_EQ(decoded<cad::Sheet>("10 0E 01 49 01 6E 00"), cad::Sheet{.id = 7});
 }
 
@@ -275,7 +275,7 @@ TEST(Decoding, LeavesNothingInTheRecordThatRefersToTheBytes) {
   EXPECT_EQ(vector_text(value), R"({"value_string":"ab","value_blob":{"$hex":"6364"}})");
 }
 
-TEST(Decoding, IgnoresWhatStandsBehindTheRecord) {
+TEST(Decoding, IgnoresWhatFollowsTheRecord) {
   EXPECT_EQ(decoded<cad::Sheet>("10 0E 00 FF FF"), cad::Sheet{.id = 7});
 }
 

@@ -141,7 +141,7 @@ TYPED_TEST(Enumeration, TurnsEveryEnumeratorIntoItsNameAndBack) {
   }
 }
 
-TYPED_TEST(Enumeration, RefusesTheNumberBehindItsLast) {
+TYPED_TEST(Enumeration, RefusesTheNumberAfterItsLast) {
   const std::size_t beyond = this->expected_.size();
   EXPECT_EQ(core_exception_text([&] { bond::to_string(this->value(beyond)); }),
             "Unexpected value " + std::to_string(beyond) + " for enum " + this->plain_name());

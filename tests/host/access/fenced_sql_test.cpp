@@ -142,7 +142,7 @@ TEST_F(SqlTest, WritesWithTheScope) {
   EXPECT_EQ(rows("select uid from sheet order by uid"), Rows({{"c"}, {"d"}}));
 }
 
-TEST_F(SqlTest, AttachesNothingBehindAStatementThatSqliteEndsElsewhere) {
+TEST_F(SqlTest, AttachesNothingAfterAStatementThatSqliteEndsElsewhere) {
   for (const char* const sql :
        {"create virtual table v using fts4(a, $b('x) ); attach '' as o --')",
         "select $b('x) ; attach '' as o --')",

@@ -175,7 +175,7 @@ TEST_F(TokensTest, ThatNobodyWasGivenAreRefused) {
   }
 }
 
-TEST_F(TokensTest, MayStandBehindTheirSchemeInAnyCase) {
+TEST_F(TokensTest, MayFollowTheirSchemeInAnyCase) {
   const std::string bearer = token({Scope::read});
   for (const char* const scheme : {"Bearer ", "bearer ", "BEARER  "}) {
     EXPECT_EQ(server().client().get("/v1", {{"Authorization", scheme + bearer}}).status, 200);

@@ -73,7 +73,7 @@ TEST_P(Bounds, EndAValueThatAViewMakesTooLarge) {
   EXPECT_EQ(stop_of(*opened, "select b from v", limits), FenceStop::too_much_memory);
 }
 
-TEST_P(Bounds, LeaveTheConnectionUsableBehindATransactionThatRanOutOfMemory) {
+TEST_P(Bounds, LeaveTheConnectionUsableAfterATransactionThatRanOutOfMemory) {
   const auto opened = door();
   {
     SqlFence fence(for_anything(with_memory(16 * kMegabyte)));

@@ -418,7 +418,7 @@ TEST_P(Limits, ThatStoppedAQueryStopNothingAfterwards) {
   EXPECT_EQ(sheets(), "3");
 }
 
-TEST_P(Limits, LetTheFenceGoOnBehindARefusal) {
+TEST_P(Limits, LetTheFenceGoOnAfterARefusal) {
   const auto opened = door();
   const SqlFence fence(kAmple);
   EXPECT_ANY_THROW(opened->run("delete from sheet"));

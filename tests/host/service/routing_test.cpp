@@ -95,7 +95,7 @@ TEST_F(Representations, TheRangeThatFitsBestHasTheSay) {
   expect_compact_binary(count_once(kJson, "*/*, application/json;q=0"));
 }
 
-TEST_F(Representations, TypesThatAreNotServedArePassedOver) {
+TEST_F(Representations, TypesThatAreNotServedAreSkipped) {
   expect_json(count_once(kCompactBinary, "text/html, application/json;q=0.1"));
 }
 
@@ -109,7 +109,7 @@ TEST_F(Representations, ACallThatAcceptsNothingServedIsRefusedAndNotRun) {
   expect_json(count_once(kJson));
 }
 
-TEST_F(Representations, ACharsetIsPassedOver) {
+TEST_F(Representations, ACharsetIsIgnored) {
   const HttpAnswer answer = client().send("POST", path_of(kProbe, "count"), "{}",
                                           {{"Content-Type", "application/json; charset=utf-8"}});
   EXPECT_EQ(answer.status, 200) << answer.body;
@@ -189,7 +189,7 @@ TEST_F(GetTest, AnUnknownParameterIsRefused) {
   EXPECT_EQ(answer.detail(), "unknown parameter \"id\" in the address; expected request");
 }
 
-TEST_F(GetTest, AnUnknownParameterBehindTheRequestIsRefused) {
+TEST_F(GetTest, AnUnknownParameterAfterTheRequestIsRefused) {
   const HttpAnswer answer = get_sheet("?request={}&id=1");
   EXPECT_EQ(answer.status, 400);
   EXPECT_EQ(answer.detail(), "unknown parameter \"id\" in the address; expected request");

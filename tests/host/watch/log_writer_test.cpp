@@ -120,7 +120,7 @@ TEST_F(LogWriterTest, GoesWithinASecondThoughItsReaderHangs) {
   place_->set(false, false);
 }
 
-TEST(LogOutput, BeginsANewLineBehindOneThatWentOutByHalf) {
+TEST(LogOutput, BeginsANewLineAfterOneThatWentOutByHalf) {
   std::vector<std::string> pieces;
   {
     LogWriter log(
