@@ -1,0 +1,234 @@
+#include "schedule/changes.h"
+
+#include <exception>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "platform/rpc4/failure.h"
+#include "schedule/change_mark.h"
+#include "schedule/new_revisions.h"
+#include "schedule/query.h"
+#include "schedule/structure.h"
+
+namespace korvane::schedule {
+
+using namespace model::cad;
+
+namespace {
+
+SheetRef sheet_ref(std::int32_t id) {
+  SheetRef ref;
+  ref.id = id;
+  return ref;
+}
+
+void delete_revision(Project_Service& project, std::int32_t id) {
+  GenericReply reply;
+  project.delete_revision(revision_ref(id), reply);
+}
+
+void delete_sheet(Project_Service& project, std::int32_t id) {
+  GenericReply reply;
+  project.delete_sheet(sheet_ref(id), reply);
+}
+
+/// Removes the bar spacers of a revision whose bars are gone. With bars it would remove their end
+/// treatments too, also from the bars of other revisions.
+void clear_bar_spacers(Project_Service& project, std::int32_t rev_id) {
+  GenericReply reply;
+  project.clear_for_revision(revision_ref(rev_id), reply);
+}
+
+/// Removes all lines of a revision. Its row is replaced by itself, so that what refers to it goes
+/// as if it was deleted.
+void empty_revision(Project_Service& project, std::int32_t rev_id) {
+  query(project,
+        "replace into revision (id, uid, sheet_id, raw) "
+        "select id, uid, sheet_id, raw from revision where id = " +
+            std::to_string(rev_id));
+  clear_bar_spacers(project, rev_id);
+}
+
+/// All revisions, by id.
+std::map<std::int32_t, Revision> revisions_of(Project_Service& project) {
+  Batch<Revision> batch;
+  project.list_revisions({}, batch);
+  std::map<std::int32_t, Revision> revisions;
+  for (Revision& revision : batch.items) revisions.emplace(revision.id, std::move(revision));
+  return revisions;
+}
+
+std::vector<ChangeMark> marks_of(Project_Service& project) {
+  std::vector<ChangeMark> marks;
+  const auto add = [&](const auto& record) {
+    if (std::optional<ChangeMark> mark = mark_of(record)) marks.push_back(*std::move(mark));
+  };
+  for (const auto& [id, revision] : revisions_of(project)) add(revision);
+  Batch<Sheet> sheets;
+  project.list_sheets({}, sheets);
+  for (const Sheet& sheet : sheets.items) add(sheet);
+  return marks;
+}
+
+std::int32_t sheet_of(Project_Service& project, std::int32_t rev_id) {
+  const auto rows = query(project,
+                          "select sheet_id from revision where sheet_id is not null "
+                          "and id = " +
+                              std::to_string(rev_id))
+                        .rows;
+  if (rows.empty()) {
+    throw krv::rpc4::NotFound("no revision " + std::to_string(rev_id) + " in this project");
+  }
+  return static_cast<std::int32_t>(integer_in(rows[0][0]));
+}
+
+void note(Project_Service& project, const ChangeMark& mark, Revision record) {
+  write_mark(mark, record.properties);
+  record.id = mark.id;
+  GenericReply reply;
+  project.update_revision(std::move(record), reply);
+}
+
+/// From a whole new content in the marked revision to its end in the changed one.
+void place(Project_Service& project, ChangeMark mark, const Revision& record,
+           const Content& content) {
+  const std::int32_t sheet_id = sheet_of(project, mark.changed_revision);
+  empty_revision(project, mark.changed_revision);
+  add_content(project, sheet_id, mark.changed_revision, content);
+  mark.step = ChangeStep::placed;
+  note(project, mark, record);
+}
+
+void drop(Project_Service& project, const ChangeMark& mark) {
+  empty_revision(project, mark.id);
+  delete_revision(project, mark.id);
+}
+
+void finish_removing(Project_Service& project, const ChangeMark& mark) {
+  delete_revision(project, mark.changed_revision);
+  clear_bar_spacers(project, mark.changed_revision);
+  delete_revision(project, mark.id);
+}
+
+/// Finishes the change or takes it back, whichever it can.
+void finish(Project_Service& project, const ChangeMark& mark) {
+  switch (mark.step) {
+    case ChangeStep::filling:
+    case ChangeStep::placed:
+      drop(project, mark);
+      break;
+    case ChangeStep::whole: {
+      const std::map<std::int32_t, Revision> revisions = revisions_of(project);
+      if (revisions.count(mark.changed_revision) != 0) {
+        place(project, mark, revisions.at(mark.id), ContentReader(project).read(mark.id));
+      }
+      drop(project, mark);
+      break;
+    }
+    case ChangeStep::removing:
+      finish_removing(project, mark);
+      break;
+    case ChangeStep::importing:
+      take_back_new_revisions(project, mark);
+      break;
+  }
+}
+
+[[noreturn]] void refuse_second_change(std::int32_t rev_id) {
+  throw krv::rpc4::BadRequest("revision " + std::to_string(rev_id) +
+                              " is being changed by another program");
+}
+
+/// A change of one revision that has begun. Takes itself back, or leaves that to others if it cannot.
+class Change {
+ public:
+  Change(Project_Service& project, std::int32_t rev_id, ChangeStep step) : project_(project) {
+    finish_changes(project);
+    record_.sheet_id = sheet_of(project, rev_id);
+    record_.name = revisions_of(project).at(rev_id).name;
+    record_.uid = make_uid();
+    mark_.uid = record_.uid;
+    mark_.step = step;
+    mark_.changed_revision = rev_id;
+    own_.emplace(mark_);
+    Revision record = record_;
+    write_mark(mark_, record.properties);
+    RevisionRef ref;
+    project.create_revision(std::move(record), ref);
+    mark_.id = ref.id.value();
+    // Of two changes that begin at once the one with the lower id goes on.
+    for (const ChangeMark& other : marks_of(project)) {
+      if (other.step == ChangeStep::importing || other.changed_revision != rev_id) continue;
+      if (other.id >= mark_.id) continue;
+      delete_revision(project_, mark_.id);
+      refuse_second_change(rev_id);
+    }
+  }
+
+  ~Change() {
+    if (is_done_) return;
+    try {
+      if (mark_.step == ChangeStep::filling) drop(project_, mark_);
+    } catch (const std::exception&) {
+      // The failure that led here is the one to report. The mark stays, for the next change.
+      return;
+    }
+  }
+  Change(const Change&) = delete;
+  Change& operator=(const Change&) = delete;
+
+  const ChangeMark& mark() const { return mark_; }
+  const Revision& record() const { return record_; }
+
+  void set(ChangeStep step) {
+    ChangeMark next = mark_;
+    next.step = step;
+    note(project_, next, record_);
+    mark_ = next;
+  }
+
+  void done() { is_done_ = true; }
+
+ private:
+  Project_Service& project_;
+  Revision record_;
+  ChangeMark mark_;
+  std::optional<OwnChange> own_;
+  bool is_done_ = false;
+};
+
+}  // namespace
+
+void finish_changes(Project_Service& project) {
+  for (const ChangeMark& mark : marks_of(project)) {
+    if (!may_be_at_work(mark)) finish(project, mark);
+  }
+}
+
+void replace_content(Project_Service& project, std::int32_t rev_id, const Content& content) {
+  Change change(project, rev_id, ChangeStep::filling);
+  add_content(project, change.record().sheet_id, change.mark().id, content);
+  change.set(ChangeStep::whole);
+  place(project, change.mark(), change.record(), content);
+  change.done();
+  drop(project, change.mark());
+}
+
+void remove_revision(Project_Service& project, std::int32_t rev_id) {
+  Change change(project, rev_id, ChangeStep::removing);
+  change.done();
+  finish_removing(project, change.mark());
+}
+
+void remove_sheet(Project_Service& project, std::int32_t sheet_id) {
+  finish_changes(project);
+  for (const auto& row :
+       query(project, "select id from revision where sheet_id = " + std::to_string(sheet_id))
+           .rows) {
+    remove_revision(project, static_cast<std::int32_t>(integer_in(row[0])));
+  }
+  delete_sheet(project, sheet_id);
+}
+
+}  // namespace korvane::schedule

@@ -1,0 +1,141 @@
+#include "schedule/content.h"
+
+#include <iterator>
+#include <utility>
+
+#include "contracts/encoding/record_codec.h"
+#include "schedule/query.h"
+
+namespace korvane::schedule {
+
+using namespace model::cad;
+
+namespace {
+
+/// Rows of one reply: enough to make a call worth its while, few enough for any server.
+constexpr std::size_t kRowsAtATime = 1000;
+
+/// Records of one batch. Each batch is one transaction.
+constexpr std::size_t kItemsAtATime = 4000;
+
+template <class T>
+struct Kind;
+
+template <>
+struct Kind<Rebar> {
+  static constexpr const char* kTable = "rebar";
+  static void add(Project_Service& project, Batch<Rebar> batch, GenericReply& reply) {
+    project.add_rebar(std::move(batch), reply);
+  }
+};
+template <>
+struct Kind<Fabric> {
+  static constexpr const char* kTable = "fabric";
+  static void add(Project_Service& project, Batch<Fabric> batch, GenericReply& reply) {
+    project.add_fabric(std::move(batch), reply);
+  }
+};
+template <>
+struct Kind<BarSpacer> {
+  static constexpr const char* kTable = "barspacer";
+  static void add(Project_Service& project, Batch<BarSpacer> batch, GenericReply& reply) {
+    project.add_barspacer(std::move(batch), reply);
+  }
+};
+template <>
+struct Kind<MountingPart> {
+  static constexpr const char* kTable = "mountingpart";
+  static void add(Project_Service& project, Batch<MountingPart> batch, GenericReply& reply) {
+    project.add_mountingpart(std::move(batch), reply);
+  }
+};
+
+template <class T>
+void add_items(Project_Service& project, std::int32_t sheet_id, std::int32_t rev_id,
+               const std::vector<T>& items) {
+  Batch<T> batch;
+  const auto send = [&] {
+    GenericReply reply;
+    if (!batch.items.empty()) Kind<T>::add(project, std::exchange(batch, {}), reply);
+  };
+  for (const T& original : items) {
+    T& item = batch.items.emplace_back(original);
+    item.sheet_id = sheet_id;
+    item.rev_id = rev_id;
+    if (batch.items.size() == kItemsAtATime) send();
+  }
+  send();
+}
+
+}  // namespace
+
+void add_content(Project_Service& project, std::int32_t sheet_id, std::int32_t rev_id,
+                 const Content& content) {
+  add_items(project, sheet_id, rev_id, content.fabrics);
+  add_items(project, sheet_id, rev_id, content.bar_spacers);
+  add_items(project, sheet_id, rev_id, content.mounting_parts);
+  add_items(project, sheet_id, rev_id, content.bars);
+}
+
+ContentReader::ContentReader(Project_Service& project) : project_(project) {
+  for (const char* const table : {Kind<Rebar>::kTable, Kind<Fabric>::kTable,
+                                  Kind<BarSpacer>::kTable, Kind<MountingPart>::kTable}) {
+    std::map<std::int32_t, Rows>& rows = rows_[table];
+    for (const auto& row :
+         query(project, std::string("select rev_id, min(id), max(id), count(*) from ") + table +
+                            " where rev_id is not null group by rev_id")
+             .rows) {
+      rows[static_cast<std::int32_t>(integer_in(row[0]))] = {
+          integer_in(row[1]), integer_in(row[2]), static_cast<std::size_t>(integer_in(row[3]))};
+    }
+  }
+}
+
+template <class T>
+void ContentReader::for_each(std::int32_t rev_id,
+                             const std::function<void(T&& item)>& visit) const {
+  const auto& rows = rows_.at(Kind<T>::kTable);
+  const auto found = rows.find(rev_id);
+  if (found == rows.end()) return;
+  std::int64_t next = found->second.first;
+  while (next <= found->second.last) {
+    const model::table::TABLE page = query(
+        project_, std::string("select id, raw from ") + Kind<T>::kTable + " where id between " +
+                      std::to_string(next) + " and " + std::to_string(found->second.last) +
+                      " and rev_id = " + std::to_string(rev_id) + " order by id limit " +
+                      std::to_string(kRowsAtATime));
+    if (page.rows.empty()) return;
+    for (const auto& row : page.rows) {
+      const std::string raw = row[1].value_string.hasvalue() ? *row[1].value_string : "";
+      visit(encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size())));
+      next = integer_in(row[0]) + 1;
+    }
+  }
+}
+
+Content ContentReader::read(std::int32_t rev_id) const {
+  Content content;
+  for_each_kind(
+      [&](auto& list) {
+        using T = typename std::decay_t<decltype(list)>::value_type;
+        for_each<T>(rev_id, [&](T&& item) { list.push_back(std::move(item)); });
+      },
+      content);
+  return content;
+}
+
+void ContentReader::for_each_bar(std::int32_t rev_id,
+                                 const std::function<void(Rebar&& bar)>& visit) const {
+  for_each<Rebar>(rev_id, visit);
+}
+
+std::size_t ContentReader::size(std::int32_t rev_id) const {
+  std::size_t size = 0;
+  for (const auto& [table, rows] : rows_) {
+    const auto found = rows.find(rev_id);
+    if (found != rows.end()) size += found->second.count;
+  }
+  return size;
+}
+
+}  // namespace korvane::schedule
