@@ -23,9 +23,11 @@ void require_counted_memory() {
 }  // namespace
 
 ModelServer::ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, ProjectRoot root,
-                         const ModelServerLimits& limits, HttpServer::Encrypt encrypt)
+                         const ModelServerLimits& limits, HttpServer::Encrypt encrypt,
+                         std::vector<MountedRoute> mounted)
     : root_((require_counted_memory(), std::move(root))),
-      state_(std::move(gate), root_, limits, [this] { return http_.connections(); }),
+      state_(std::move(gate), root_, limits, std::move(mounted),
+             [this] { return http_.connections(); }),
       http_(socket, *this, limits.http, std::move(encrypt)) {}
 
 ModelServer::~ModelServer() = default;

@@ -5,12 +5,14 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <Poco/Net/ServerSocket.h>
 
 #include "host/access/gate.h"
 #include "host/access/project_root.h"
 #include "host/http/server.h"
+#include "host/service/mounted.h"
 #include "host/service/server_state.h"
 
 namespace korvane::host {
@@ -26,6 +28,7 @@ struct ModelServerLimits : ServerLimits {
 ///                                           percent-encoded; ?create=true lets a writing one make
 ///                                           the project
 ///     GET  …?request={json}                 the same, where it changes nothing
+///     GET or POST /v1/projects/{file}/{name}  what is mounted beside the operations
 ///     GET  /v1/projects                     the project files in the root
 ///     POST /v1/{service_id}/{operation}     a call of a service by its id, and likewise GET
 ///     GET  /v1                              the live services and their operations
@@ -47,7 +50,8 @@ class ModelServer : private HttpHandler {
   /// fence for SQL must have been installed before any project is opened. Throws std::runtime_error
   /// when the program's memory is not counted (call_memory.h).
   ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, ProjectRoot root,
-              const ModelServerLimits& limits, HttpServer::Encrypt encrypt = nullptr);
+              const ModelServerLimits& limits, HttpServer::Encrypt encrypt = nullptr,
+              std::vector<MountedRoute> mounted = {});
   ~ModelServer() override;
 
   /// Accepts no more, and lets the requests that have come finish. False when calls still run by

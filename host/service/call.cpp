@@ -32,7 +32,12 @@ std::vector<std::string> parameter_names(const Callee& callee) {
 CalledOperation find_operation(const CallRoom& room, Callee callee, const std::string& operation) {
   const ServiceDefinition* definition = &room.project_definition;
   std::string who = "a project";
-  if (!callee.file) {
+  if (callee.file) {
+    for (const MountedRoute& route : room.mounted) {
+      if (route.operation.name != operation) continue;
+      return {std::move(callee), route.operation, "mounted." + operation, &route};
+    }
+  } else {
     const std::optional<LiveService> service = krv::rpc4::find_live_service(callee.service_id);
     if (!service) throw HttpFault(404, "no service " + callee.service_id);
     definition = service->definition;
@@ -40,7 +45,7 @@ CalledOperation find_operation(const CallRoom& room, Callee callee, const std::s
   }
   const krv::rpc4::Operation* const found = definition->find(operation);
   if (found == nullptr) throw HttpFault(404, who + " has no operation " + operation);
-  return {std::move(callee), *found, std::string(definition->name) + "." + operation};
+  return {std::move(callee), *found, std::string(definition->name) + "." + operation, nullptr};
 }
 
 Call::Call(CallRoom& room, const HttpRequest& request, const Target& target, const Client& client,
@@ -51,8 +56,13 @@ Call::Call(CallRoom& room, const HttpRequest& request, const Target& target, con
       client_(client),
       called_(std::move(called)),
       is_get_(reads_method(request.head.getMethod())) {
-  require_method(request_, methods_of(operation()));
+  require_method(request_, mounted() != nullptr ? methods_of(*mounted()) : methods_of(operation()));
   require_scope(client_, scopes_of(operation().effect));
+  if (mounted() != nullptr) {
+    parameters_ = parameters_of(*mounted(), target_);
+    require_run();
+    return;
+  }
   choose_forms();
   target_.refuse_parameters_but(parameter_names(callee()));
   require_run();

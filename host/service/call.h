@@ -1,11 +1,13 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 
 #include "host/access/tokens.h"
 #include "host/http/message.h"
 #include "host/service/call_room.h"
+#include "host/service/mounted.h"
 #include "host/service/representation.h"
 #include "host/service/target.h"
 #include "host/watch/json_log.h"
@@ -26,6 +28,8 @@ struct CalledOperation {
   const krv::rpc4::Operation& operation;
   /// "Project.add_rebar", from a fixed set.
   std::string metric;
+  /// The route that is mounted under the operation's name; null for an operation of a service.
+  const MountedRoute* mounted = nullptr;
 };
 
 /// Throws HttpFault 404 where there is no such service or operation.
@@ -47,6 +51,10 @@ class Call {
   const Client& client() const { return client_; }
   const Callee& callee() const { return called_.callee; }
   const krv::rpc4::Operation& operation() const { return called_.operation; }
+  /// Null for an operation of a service.
+  const MountedRoute* mounted() const { return called_.mounted; }
+  /// Those of the mounted route.
+  const std::map<std::string, std::string>& parameters() const { return parameters_; }
   bool is_get() const { return is_get_; }
   /// The form that the reply is wanted in.
   Representation reply_form() const { return reply_form_; }
@@ -67,6 +75,7 @@ class Call {
   const Target& target_;
   const Client& client_;
   const CalledOperation called_;
+  std::map<std::string, std::string> parameters_;
   const bool is_get_;
   Representation request_form_ = Representation::json;
   Representation reply_form_ = Representation::json;

@@ -5,11 +5,13 @@
 #include <cstdint>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "host/access/project_root.h"
 #include "host/access/sql_fence.h"
 #include "host/memory/memory_pool.h"
 #include "host/service/delivery.h"
+#include "host/service/mounted.h"
 #include "host/service/open_projects.h"
 #include "host/service/runs.h"
 #include "platform/rpc4/directory.h"
@@ -49,7 +51,7 @@ const krv::rpc4::ServiceDefinition& project_definition();
 /// What all calls of a server share. Made when the plugins' services are live.
 struct CallRoom {
   CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
-           std::size_t most_projects);
+           std::size_t most_projects, std::vector<MountedRoute> mounted_routes);
 
   const ProjectRoot& root;
   const CallLimits limits;
@@ -61,6 +63,8 @@ struct CallRoom {
   const krv::rpc4::Operation* const open_operation;
   /// What the projects' own services are.
   const krv::rpc4::ServiceDefinition& project_definition;
+  /// What is served of a project beside these operations.
+  const std::vector<MountedRoute> mounted;
   MemoryPool records;
   MemoryPool replies;
   OpenProjects projects;

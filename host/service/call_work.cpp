@@ -127,6 +127,7 @@ class CallWork {
 
   HttpReply reply();
   void take_request();
+  HttpReply mounted_reply();
   void require_single_statement();
   /// The id of the service that the call is for; opens the project if need be.
   std::string resolve();
@@ -155,6 +156,7 @@ class CallWork {
 };
 
 HttpReply CallWork::reply() {
+  if (call_.mounted() != nullptr) return mounted_reply();
   take_request();
   if (call_.operation().effect == Effect::queries) require_single_statement();
   // One run from here on: what is looked up stays what it is.
@@ -166,6 +168,35 @@ HttpReply CallWork::reply() {
   return answered(run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
     return request_->deliver(service.service, peer);
   }));
+}
+
+HttpReply CallWork::mounted_reply() {
+  const MountedRoute& route = *call_.mounted();
+  MountedCall made{nullptr, nullptr, call_.parameters(), body_};
+  if (route.check) counted(true, [&] { route.check(made); });
+  const Runs::Stay stay(room_.runs, room_.limits.delivery.waiting_time);
+  call_.require_run();
+  const std::string service_id = resolve();
+  MountedReply result;
+  run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
+    made.service = service.service;
+    made.definition = service.definition;
+    result = route.run(made);
+    return std::unique_ptr<Reply>();
+  });
+  HttpReply reply;
+  reply.content_type = std::move(result.content_type);
+  if (!result.file_name.empty()) {
+    reply.fields.emplace_back("Content-Disposition",
+                              "attachment; filename=\"" + result.file_name + "\"");
+  }
+  // It counts among the replies as long as it is on its way.
+  reply.streamed_bytes = result.body.size();
+  auto holding = std::make_shared<MemoryPool::Holding>(room_.replies, call_.client().name);
+  holding->resize(std::max(reply.streamed_bytes, memory_.live()));
+  const auto body = std::make_shared<const std::string>(std::move(result.body));
+  reply.stream_body = [holding, body](const HttpReply::Write& write) { write(*body); };
+  return reply;
 }
 
 /// JSON is decoded at once, on the connection's own thread; Compact Binary, which costs less and
@@ -234,7 +265,8 @@ std::unique_ptr<Reply> CallWork::run_in_turn(const std::string& service_id,
     // A call that gave way has waited already.
     const auto left = limits.lock_wait - (Clock::now() - *first_turn);
     of_turn.lock_wait = std::max(milliseconds(0), std::chrono::duration_cast<milliseconds>(left));
-    of_turn.others_wait = [&turn] { return turn.others_wait(); };
+    // A mounted route is several transactions: it cannot begin anew after the first.
+    if (call_.mounted() == nullptr) of_turn.others_wait = [&turn] { return turn.others_wait(); };
     result = run_within(service_id, of_turn, work);
   });
   return result;

@@ -113,6 +113,51 @@ Json document_item(const RouteDescription& description) {
           {"default", {{"$ref", "#/components/responses/Problem"}}}}}}}};
 }
 
+/// What a mounted route takes or gives: texts or files, which have no schema.
+Json plain_content(const std::vector<std::string>& types) {
+  Json content = Json::object();
+  for (const std::string& type : types) {
+    content[type] = Json::object();
+    if (type != media_type(Representation::json)) content[type]["schema"] = {{"type", "string"}};
+  }
+  return content;
+}
+
+Json described_parameter(const MountedParameter& parameter) {
+  Json schema = {{"type", "string"}};
+  if (parameter.values == on_or_off()) {
+    schema = {{"type", "boolean"}, {"default", false}};
+  } else if (!parameter.values.empty()) {
+    schema["enum"] = parameter.values;
+  }
+  return {{"name", parameter.name},
+          {"in", "query"},
+          {"required", parameter.is_required},
+          {"description", parameter.text},
+          {"schema", std::move(schema)}};
+}
+
+Json mounted_item(const MountedRoute& route) {
+  const bool reads = route.operation.effect == Effect::reads;
+  Json described = {{"tags", {"Projects"}},
+                    {"operationId", "Projects." + std::string(route.operation.name)},
+                    {"description", route.text},
+                    {"parameters", Json::array()}};
+  for (const MountedParameter& one : route.parameters) {
+    described["parameters"].push_back(described_parameter(one));
+  }
+  if (!reads) {
+    described["parameters"].push_back(parameter("create"));
+    described["requestBody"] = {{"required", true},
+                                {"content", plain_content(route.request_types)}};
+  }
+  described["responses"] = {
+      {"200", {{"description", "The result."}, {"content", plain_content(route.reply_types)}}},
+      {"default", {{"$ref", "#/components/responses/Problem"}}}};
+  return {{"parameters", {parameter("file"), parameter("run")}},
+          {reads ? "get" : "post", std::move(described)}};
+}
+
 Json project_files_schema() {
   const Json text = {{"type", "string"}};
   const Json file = {{"type", "object"},
@@ -192,7 +237,8 @@ std::vector<DescribedService> described_services() {
   return services;
 }
 
-std::string openapi_document(const std::vector<DescribedService>& services) {
+std::string openapi_document(const std::vector<DescribedService>& services,
+                             const std::vector<MountedRoute>& mounted) {
   encoding::JsonSchemas schemas;
   Json paths = Json::object();
   for (const Route& route : routes()) {
@@ -202,6 +248,9 @@ std::string openapi_document(const std::vector<DescribedService>& services) {
     for (const Operation& operation : service.definition->operations) {
       paths[path_of(service, operation)] = path_item(service, operation, schemas);
     }
+  }
+  for (const MountedRoute& route : mounted) {
+    paths[path_of({nullptr, Callees::project_files}, route.operation)] = mounted_item(route);
   }
   const Json document = {
       {"openapi", "3.1.0"},

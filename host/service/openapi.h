@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "host/service/mounted.h"
 #include "host/service/routes.h"
 #include "platform/rpc4/operation.h"
 
@@ -24,7 +25,8 @@ std::vector<DescribedService> described_services();
 
 /// The routes, media types and methods of all operations as an OpenAPI 3.1 document
 /// (https://spec.openapis.org/oas/v3.1.0), JSON text. Derived from the routes, the operation tables
-/// and the descriptions of their contracts.
-std::string openapi_document(const std::vector<DescribedService>& services);
+/// and the descriptions of their contracts. What is mounted comes last.
+std::string openapi_document(const std::vector<DescribedService>& services,
+                             const std::vector<MountedRoute>& mounted = {});
 
 }  // namespace korvane::host

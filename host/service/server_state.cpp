@@ -32,12 +32,13 @@ Visit::Visit(Visits& visits, Client client) : visits_(visits), client_(std::move
 Visit::~Visit() { visits_.leave(client_.name); }
 
 ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLimits& limits,
+                         std::vector<MountedRoute> mounted,
                          std::function<std::size_t()> count_connections)
     : gate(std::move(its_gate)),
       visits(limits.requests_per_client),
-      openapi(openapi_document(described_services())),
+      openapi(openapi_document(described_services(), mounted)),
       bodies("bodies of requests", limits.all_body_bytes),
-      room(root, limits, limits.open_projects),
+      room(root, limits, limits.open_projects, std::move(mounted)),
       count_connections_(std::move(count_connections)) {}
 
 std::string ServerState::metrics_text() {

@@ -80,7 +80,7 @@ struct ServerLimits : CallLimits {
 struct ServerState {
   /// `root` must outlive it. `count_connections` is asked for the metrics.
   ServerState(Gate its_gate, const ProjectRoot& root, const ServerLimits& limits,
-              std::function<std::size_t()> count_connections);
+              std::vector<MountedRoute> mounted, std::function<std::size_t()> count_connections);
 
   /// What is measured now, for Prometheus.
   std::string metrics_text();

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/http/message.h"
+#include "host/service/target.h"
+#include "platform/rpc4/operation.h"
+
+/// Routes of a project beside the operations of its service: whoever makes a server mounts what it
+/// can do with a project. They are let in, confined, queued, bounded and logged as calls are.
+namespace korvane::host {
+
+/// A parameter of the address of a mounted route.
+struct MountedParameter {
+  std::string name;
+  std::string text;
+  /// All that it may be; empty where any text will do.
+  std::vector<std::string> values = {};
+  bool is_required = false;
+};
+
+/// The values of one that is on or off.
+std::vector<std::string> on_or_off();
+
+struct MountedCall {
+  /// The skeleton of the project, of the definition that it says. Null when a request is checked.
+  void* service = nullptr;
+  const krv::rpc4::ServiceDefinition* definition = nullptr;
+  /// Those that are given, decoded. Values of a closed set are of it.
+  const std::map<std::string, std::string>& parameters;
+  std::string_view body;
+
+  /// The parameter, or nothing where it is not given.
+  std::optional<std::string> parameter(const std::string& name) const;
+  /// Whether a parameter that is on or off is on.
+  bool has(const std::string& name) const;
+};
+
+struct MountedReply {
+  std::string content_type;
+  std::string body;
+  /// Under which name a browser keeps the body; empty for one that it shows.
+  std::string file_name = {};
+};
+
+struct MountedRoute {
+  /// The last segment of its path, a literal, and its effect: what `reads` is served by GET to who
+  /// has the scope read, what `writes` by POST to who has the scope write.
+  krv::rpc4::Operation operation;
+  /// What it does, for the OpenAPI document.
+  std::string text;
+  std::vector<MountedParameter> parameters;
+  /// The media types of the body that it takes and of those that it gives.
+  std::vector<std::string> request_types;
+  std::vector<std::string> reply_types;
+  /// Refuses a request that cannot be served, before its project is opened or made. May be null.
+  std::function<void(const MountedCall& call)> check;
+  /// Runs in the project's turn. Throws what operations throw. One that writes may be called in the
+  /// middle of another program's transaction: it waits, and gives way to nobody.
+  std::function<MountedReply(const MountedCall& call)> run;
+};
+
+/// An operation for a mounted route: no more than its name and effect.
+krv::rpc4::Operation mounted_operation(std::string_view name, krv::rpc4::Effect effect);
+
+/// The methods by which it is served.
+std::vector<std::string> methods_of(const MountedRoute& route);
+
+/// The parameters of an address. Throws HttpFault 400 for one that the route does not know or that
+/// has a value that it may not have, and for a required one that is missing.
+std::map<std::string, std::string> parameters_of(const MountedRoute& route, const Target& target);
+
+}  // namespace korvane::host
