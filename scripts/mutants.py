@@ -36,6 +36,7 @@ FOLDER = ROOT / "build" / "mutants"
 PRESET = "mutants"
 BUILD_SECONDS = 1800
 MEMORY = 6 << 30
+WAITING = 5  # times as long a test may take that waits while others have the processors
 
 KILLED, SURVIVED, EQUIVALENT, NOT_BUILT = "killed", "survived", "equivalent", "not built"
 
@@ -252,9 +253,11 @@ class Copy:
 
         def limit():
             resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
+            # What goes round in circles takes processor time, however busy the machine is.
+            resource.setrlimit(resource.RLIMIT_CPU, (int(seconds), int(seconds) + 1))
             resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
 
-        return self.command(arguments, seconds, cwd=path.parent, preexec_fn=limit,
+        return self.command(arguments, WAITING * seconds, cwd=path.parent, preexec_fn=limit,
                             env=os.environ | {"TMPDIR": str(self.temporary)}) == 0
 
     def check_unchanged(self, programs):
