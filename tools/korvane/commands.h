@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "tools/korvane/embedded_project.h"
+#include "tools/korvane/exit_codes.h"
 
 namespace korvane::tools {
 
@@ -20,8 +21,8 @@ struct Command {
   /// Owned by the program. `parsed()` when the command line names it.
   const CLI::App* subcommand;
   /// Does the work with the options that were parsed. Results go to stdout, all else to stderr.
-  /// Throws std::exception for what has failed.
-  std::function<void(const CommonOptions&)> run;
+  /// Returns the program's exit code (exit_codes.h), and throws std::exception for what has failed.
+  std::function<int(const CommonOptions&)> run;
 };
 
 // Each adds its subcommand with its options to the program, and stands in the file of its name.

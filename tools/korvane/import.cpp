@@ -40,7 +40,7 @@ void report_import(const std::vector<ImportedRevision>& revisions, const Schedul
   }
 }
 
-void run_import(const ImportOptions& options, const CommonOptions& common) {
+int run_import(const ImportOptions& options, const CommonOptions& common) {
   const Schedule schedule = schedule::bvbs::read_schedule_file(options.file, options.names);
   for (const std::string& remark : schedule.remarks) std::cerr << printable(remark) << '\n';
   with_project(options.project, common, Purpose::writing, [&](Project_Service& project) {
@@ -54,6 +54,7 @@ void run_import(const ImportOptions& options, const CommonOptions& common) {
     }
   });
   require_output();
+  return kDone;
 }
 
 }  // namespace
@@ -70,7 +71,7 @@ Command add_import(CLI::App& program) {
                       "Revision name, instead of the records' own");
   add_server_options(*command, options->project);
   command->footer("Example:\n  korvane import examples/guideline.abs --project guideline.db");
-  return {command, [options](const CommonOptions& common) { run_import(*options, common); }};
+  return {command, [options](const CommonOptions& common) { return run_import(*options, common); }};
 }
 
 }  // namespace korvane::tools

@@ -8,16 +8,13 @@
 
 #include "host/plugins/failure_text.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/exit_codes.h"
 #include "tools/korvane/help.h"
 #include "tools/korvane/standard_output.h"
 #include "tools/korvane/text_table.h"
 
 namespace korvane::tools {
 namespace {
-
-constexpr int kDone = 0;
-constexpr int kFailed = 1;
-constexpr int kWrongUsage = 2;
 
 int run(int argc, char** argv) {
   CommonOptions options;
@@ -40,7 +37,7 @@ int run(int argc, char** argv) {
     return kDone;
   }
   for (const Command& command : commands) {
-    if (command.subcommand->parsed()) command.run(options);
+    if (command.subcommand->parsed()) return command.run(options);
   }
   return kDone;
 }

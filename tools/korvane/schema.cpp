@@ -37,13 +37,14 @@ void print_files(const IdlFiles& files) {
   require_output();
 }
 
-void print_idl(const SchemaOptions& options) {
+int print_idl(const SchemaOptions& options) {
   const IdlFiles files = rpc::idl_files();
   if (options.output) {
     write_files(files, *options.output);
   } else {
     print_files(files);
   }
+  return kDone;
 }
 
 }  // namespace
@@ -55,7 +56,7 @@ Command add_schema(CLI::App& program) {
   command->add_option("--output", options->output,
                       "Folder to write a file for each namespace into");
   command->footer("Example:\n  korvane schema --output contracts");
-  return {command, [options](const CommonOptions&) { print_idl(*options); }};
+  return {command, [options](const CommonOptions&) { return print_idl(*options); }};
 }
 
 }  // namespace korvane::tools

@@ -221,7 +221,7 @@ class Reloadable {
 /// projects. What cannot be read stays as it was, and the log says so.
 ///
 /// Called once, from the program's first thread and before there are others.
-void serve(const ServeOptions& options, const CommonOptions& common) {
+int serve(const ServeOptions& options, const CommonOptions& common) {
   host::keep_freed_memory();
   host::install_sql_fence();
   const Signals signals;
@@ -258,8 +258,9 @@ void serve(const ServeOptions& options, const CommonOptions& common) {
   if (!server.stop(options.stop_time)) {
     host::log_event("calls still run at the end of the time for stopping");
     log.flush(std::chrono::seconds(1));
-    std::_Exit(EXIT_FAILURE);
+    std::_Exit(kFailed);
   }
+  return kDone;
 }
 
 void add_seconds(CLI::App& command, const std::string& name, std::chrono::milliseconds& time,
@@ -337,7 +338,7 @@ Command add_serve(CLI::App& program) {
   add_access_options(*command, *options);
   add_limit_options(*command, *options);
   command->footer("Example:\n  korvane serve --root projects --listen 127.0.0.1:8420");
-  return {command, [options](const CommonOptions& common) { serve(*options, common); }};
+  return {command, [options](const CommonOptions& common) { return serve(*options, common); }};
 }
 
 }  // namespace korvane::tools

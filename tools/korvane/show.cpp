@@ -19,11 +19,12 @@ struct ShowOptions {
   std::optional<std::string> revision;
 };
 
-void run_show(const ShowOptions& options, const CommonOptions& common) {
+int run_show(const ShowOptions& options, const CommonOptions& common) {
   with_project(options.project, common, Purpose::reading, [&](Project_Service& project) {
     print_project(project, options.revision, std::cout);
   });
   require_output();
+  return kDone;
 }
 
 }  // namespace
@@ -35,7 +36,7 @@ Command add_show(CLI::App& program) {
   command->add_option("--revision", options->revision, "Only revisions of this name");
   add_server_options(*command, options->project);
   command->footer("Example:\n  korvane show guideline.db --revision a");
-  return {command, [options](const CommonOptions& common) { run_show(*options, common); }};
+  return {command, [options](const CommonOptions& common) { return run_show(*options, common); }};
 }
 
 }  // namespace korvane::tools

@@ -100,6 +100,7 @@ Command add_token(CLI::App& program) {
             if (adding->parsed()) make_token(*options);
             if (removal->parsed()) remove_token(*options);
             if (listing->parsed()) list_tokens(*options);
+            return kDone;
           }};
 }
 
