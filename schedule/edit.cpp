@@ -1,0 +1,183 @@
+#include "schedule/edit.h"
+
+#include <algorithm>
+#include <charconv>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include <nlohmann/json.hpp>
+
+#include "contracts/encoding/json.h"
+#include "platform/rpc4/failure.h"
+#include "schedule/changes.h"
+
+namespace korvane::schedule {
+
+using namespace model::cad;
+using krv::rpc4::BadRequest;
+using krv::rpc4::NotFound;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+constexpr std::size_t kMostElements = 10'000;
+
+[[noreturn]] void refuse_path(const std::string& path) {
+  throw BadRequest("\"" + path + "\" is not a field: expected a path such as " +
+                   "parameters_exact.a or geometry.objects[0].length");
+}
+
+/// Where the path leads in `json`, which grows to hold it.
+Json& at_path(Json& json, const std::string& path) {
+  Json* place = &json;
+  std::string_view rest = path;
+  while (true) {
+    const std::size_t end = std::min(rest.find_first_of(".["), rest.size());
+    if (end == 0 || !(place->is_object() || place->is_null())) refuse_path(path);
+    place = &(*place)[std::string(rest.substr(0, end))];
+    rest.remove_prefix(end);
+    while (rest.starts_with('[')) {
+      std::size_t index = 0;
+      const char* const last = rest.data() + rest.size();
+      const auto [stop, error] = std::from_chars(rest.data() + 1, last, index);
+      if (error != std::errc() || stop == last || *stop != ']' || index >= kMostElements) {
+        refuse_path(path);
+      }
+      if (!(place->is_array() || place->is_null())) refuse_path(path);
+      if (place->is_array() && index > place->size()) refuse_path(path);
+      place = &(*place)[index];
+      rest.remove_prefix(static_cast<std::size_t>(stop - rest.data()) + 1);
+    }
+    if (rest.empty()) return *place;
+    if (rest.front() != '.') refuse_path(path);
+    rest.remove_prefix(1);
+  }
+}
+
+/// The bar with one field changed.
+Rebar with_value(const Rebar& bar, const Assignment& assignment) {
+  Json json = Json::parse(encoding::to_json(bar));
+  Json& place = at_path(json, assignment.field);
+  const Json literal = Json::parse(assignment.value, nullptr, false);
+  const auto read = [&](const Json& value) {
+    place = value;
+    return encoding::from_json<Rebar>(json.dump());
+  };
+  try {
+    if (literal.is_discarded()) return read(assignment.value);
+    try {
+      return read(literal);
+    } catch (const encoding::JsonError&) {
+      // The mark 10 is a text: without quotation marks it reads as a number.
+      if (literal.is_string()) throw;
+      try {
+        return read(assignment.value);
+      } catch (const encoding::JsonError&) {
+        return read(literal);  // whose refusal says more
+      }
+    }
+  } catch (const encoding::JsonError& failure) {
+    throw BadRequest(assignment.field + "=" + assignment.value + ": " + failure.what());
+  } catch (const Json::exception&) {
+    throw BadRequest(assignment.field + "=" + assignment.value + ": expected text in UTF-8");
+  }
+}
+
+std::int32_t material_named(const Structure& structure, const std::string& name) {
+  for (const auto& [id, material] : structure.materials) {
+    if (material.identity.name == name) return id;
+  }
+  throw NotFound("no material \"" + name + "\" in this project");
+}
+
+/// Sets what follows from the counts that were assigned.
+void follow_counts(Rebar& bar, const Rebar& before, const std::set<std::string>& assigned) {
+  const auto total_of = [](const Rebar& one) {
+    return std::int64_t{one.bars_per_member} * one.member_multiplier;
+  };
+  const bool has_members = total_of(before) == before.total_bars && before.member_multiplier != 0;
+  const bool is_total = assigned.count("total_bars") != 0;
+  const bool is_per_member =
+      assigned.count("bars_per_member") != 0 || assigned.count("member_multiplier") != 0;
+  if (has_members && is_per_member && !is_total) {
+    if (!std::in_range<std::int32_t>(total_of(bar))) {
+      throw BadRequest(std::to_string(total_of(bar)) + " bars are more than a line can have");
+    }
+    bar.total_bars = static_cast<std::int32_t>(total_of(bar));
+  } else if (has_members && is_total && !is_per_member &&
+             std::int64_t{bar.total_bars} % bar.member_multiplier == 0) {
+    bar.bars_per_member = bar.total_bars / bar.member_multiplier;
+  }
+  if (assigned.count("total_length") == 0 && before.total_bars > 0) {
+    bar.total_length = before.total_length / before.total_bars * bar.total_bars;
+  }
+}
+
+std::string shown_mark(const Rebar& bar) {
+  return bar.submark.hasvalue() ? bar.mark + "." + *bar.submark : bar.mark;
+}
+
+}  // namespace
+
+Assignment parse_assignment(const std::string& text) {
+  const std::size_t sign = text.find('=');
+  if (sign == 0 || sign == std::string::npos) {
+    throw BadRequest("\"" + text + "\" is not an assignment: expected FIELD=VALUE");
+  }
+  return {text.substr(0, sign), text.substr(sign + 1)};
+}
+
+Rebar edited(const Rebar& bar, const std::vector<Assignment>& assignments,
+             const Structure& structure) {
+  Rebar result = bar;
+  std::set<std::string> assigned;
+  for (const Assignment& assignment : assignments) {
+    for (const char* const fixed : {"id", "rev_id", "sheet_id"}) {
+      if (assignment.field == fixed) {
+        throw BadRequest(assignment.field + " cannot be edited: the store sets it");
+      }
+    }
+    if (!assigned.insert(assignment.field).second) {
+      throw BadRequest(assignment.field + " is assigned twice");
+    }
+    if (assignment.field == "steel") {
+      result.material_id.set(material_named(structure, assignment.value));
+    } else {
+      result = with_value(result, assignment);
+    }
+  }
+  if (result.total_bars != bar.total_bars || result.bars_per_member != bar.bars_per_member ||
+      result.member_multiplier != bar.member_multiplier) {
+    follow_counts(result, bar, assigned);
+  }
+  if (result.material_id.empty() ||
+      structure.materials.find(*result.material_id) == structure.materials.end()) {
+    throw NotFound("no material of the id that the bar would have: expected steel=NAME");
+  }
+  return result;
+}
+
+EditedBar edit_bar(Project_Service& project, const Selection& selection, const std::string& mark,
+                   const std::vector<Assignment>& assignments, bool is_trial) {
+  if (!is_trial) finish_changes(project);
+  const Structure structure = read_structure(project);
+  const SelectedRevision selected = select_one(structure, selection);
+  Content content = ContentReader(project).read(selected.revision->content_id);
+  std::vector<Rebar*> found;
+  for (Rebar& bar : content.bars) {
+    if (bar.mark == mark || shown_mark(bar) == mark) found.push_back(&bar);
+  }
+  const std::string where = "\"" + mark + "\" in " + name_of(selected);
+  if (found.empty()) throw NotFound("no bar " + where);
+  if (found.size() > 1) {
+    throw BadRequest(std::to_string(found.size()) + " bars have the mark " + where);
+  }
+  EditedBar result{*found[0], edited(*found[0], assignments, structure)};
+  if (is_trial || result.after == result.before) return result;
+  *found[0] = result.after;
+  replace_content(project, selected.revision->record.id, content);
+  return result;
+}
+
+}  // namespace korvane::schedule
