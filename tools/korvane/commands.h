@@ -29,6 +29,8 @@ struct Command {
 Command add_import(CLI::App& program);
 Command add_show(CLI::App& program);
 Command add_schema(CLI::App& program);
+Command add_edit(CLI::App& program);
+Command add_delete(CLI::App& program);
 Command add_serve(CLI::App& program);
 Command add_token(CLI::App& program);
 

@@ -1,7 +1,7 @@
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "schedule/changes.h"
 #include "schedule/structure.h"
@@ -27,8 +27,7 @@ struct DeleteOptions {
 void delete_selected(const DeleteOptions& options, Project_Service& project) {
   schedule::finish_changes(project);
   const schedule::Structure structure = schedule::read_structure(project);
-  const auto selected =
-      schedule::select_revisions(structure, {options.sheet, options.revision});
+  const auto selected = schedule::select_revisions(structure, {options.sheet, options.revision});
   const auto tell = [&](const std::string& what) {
     if (!options.is_quiet) std::cerr << "deleted " << printable(what) << '\n';
   };
@@ -54,8 +53,8 @@ int run_delete(const DeleteOptions& options, const CommonOptions& common) {
 
 Command add_delete(CLI::App& program) {
   const auto options = std::make_shared<DeleteOptions>();
-  CLI::App* const command = program.add_subcommand(
-      "delete", "Remove a sheet or a revision with all that belongs to it");
+  CLI::App* const command =
+      program.add_subcommand("delete", "Remove a sheet or a revision with all that belongs to it");
   command->add_option("PROJECT", options->project.file, "The project file")->required();
   command->add_option("--sheet", options->sheet, "The sheet")->required();
   command->add_option("--revision", options->revision,

@@ -1,9 +1,10 @@
+#include "schedule/edit.h"
+
 #include <iostream>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "schedule/edit.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/exit_codes.h"
 #include "tools/korvane/project_options.h"

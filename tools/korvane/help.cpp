@@ -40,6 +40,15 @@ std::string HelpFormatter::make_option_desc(const CLI::Option* option) const {
   return description(option->get_description());
 }
 
+std::string HelpFormatter::make_footer(const CLI::App* command) const {
+  std::istringstream lines(command->get_footer());
+  std::string text;
+  for (std::string line; std::getline(lines, line);) {
+    text += "\n" + (line.starts_with(' ') ? line : wrapped(line, kTerminalWidth));
+  }
+  return text + "\n";
+}
+
 std::string HelpFormatter::description(const std::string& text) const {
   return wrapped(text, kTerminalWidth - get_column_width());
 }

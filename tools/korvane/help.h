@@ -16,6 +16,8 @@ class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_subcommand(const CLI::App* command) const override;
   std::string make_option_desc(const CLI::Option* option) const override;
+  /// Lines that begin with a blank are examples, and stay as they are.
+  std::string make_footer(const CLI::App* command) const override;
 
  private:
   std::string description(const std::string& text) const;

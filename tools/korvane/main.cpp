@@ -27,8 +27,9 @@ int run(int argc, char** argv) {
   program.add_option("--plugins", options.plugins, "Folder of the plugin libraries")
       ->capture_default_str();
   program.add_flag("-v,--verbose", options.is_verbose, "Print the plugins' trace lines as well");
-  const std::array commands = {add_import(program), add_show(program), add_schema(program),
-                               add_serve(program), add_token(program)};
+  const std::array commands = {add_import(program), add_show(program),   add_edit(program),
+                               add_delete(program), add_schema(program), add_serve(program),
+                               add_token(program)};
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

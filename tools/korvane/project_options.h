@@ -23,7 +23,7 @@ struct ProjectOptions {
 void add_server_options(CLI::App& command, ProjectOptions& project);
 
 /// What a command does with a project. A file that is missing is made for writing only.
-enum class Purpose { reading, writing };
+enum class Purpose { reading, changing, writing };
 
 /// Calls `use` with the project: on its server if there is one, else opened in this process, with
 /// the plugins' log on stderr meanwhile. Throws what opening it and `use` throw, and

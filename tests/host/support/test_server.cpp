@@ -130,7 +130,7 @@ void RawConnection::reset() {
 }
 
 TestServer::TestServer(const host::ModelServerLimits& limits, std::optional<host::Tokens> tokens,
-                       std::vector<std::string> host_names)
+                       std::vector<std::string> host_names, std::vector<host::MountedRoute> mounted)
     : former_directory_(std::filesystem::current_path()) {
   for (const char* const library : {KORVANE_PLUGIN_FILE, KORVANE_PROBE_PLUGIN_FILE}) {
     plugins_.push_back(std::make_unique<host::Plugin>(library));
@@ -140,7 +140,7 @@ TestServer::TestServer(const host::ModelServerLimits& limits, std::optional<host
   port_ = socket.address().port();
   server_ = std::make_unique<host::ModelServer>(
       socket, host::Gate(std::move(tokens), std::move(host_names)),
-      host::ProjectRoot(folder_.path()), limits);
+      host::ProjectRoot(folder_.path()), limits, nullptr, std::move(mounted));
 }
 
 TestServer::~TestServer() {

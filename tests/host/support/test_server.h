@@ -100,7 +100,8 @@ class TestServer {
  public:
   explicit TestServer(const host::ModelServerLimits& limits = {},
                       std::optional<host::Tokens> tokens = std::nullopt,
-                      std::vector<std::string> host_names = {});
+                      std::vector<std::string> host_names = {},
+                      std::vector<host::MountedRoute> mounted = {});
   ~TestServer();
 
   std::uint16_t port() const { return port_; }
