@@ -24,6 +24,8 @@ struct Column {
   std::string unit;
   /// How many digits after the point people need. Programs get all.
   int decimals = 3;
+  /// People have it in another column, or above the table.
+  bool is_for_programs = false;
 };
 
 struct Table {
