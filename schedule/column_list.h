@@ -97,6 +97,12 @@ class Columns {
     return *this;
   }
 
+  /// For people, no value of the column before is this.
+  Columns& if_none(const char* text) {
+    columns_.back().column.if_none = text;
+    return *this;
+  }
+
   Columns& names() {
     text("sheet", "sheet",
          [](const ScheduleLine<T>& line) { return line.selected.sheet->record.name; });
@@ -151,6 +157,15 @@ class Columns {
     text("mark_prefix", "mark prefix", &T::mark_prefix).for_programs();
     text("mark", "mark alone", &T::mark).for_programs();
     return text("mark_suffix", "mark suffix", &T::mark_suffix).for_programs();
+  }
+
+  /// "3 x 4" where the pieces are those of several members.
+  Columns& members(std::int32_t T::*count, std::int32_t T::*pieces) {
+    return text("members", "members", [count, pieces](const ScheduleLine<T>& line) {
+      const std::int32_t members = line.item.*count;
+      if (members == 0 || members == 1) return Cell();
+      return Cell(std::to_string(members) + " x " + std::to_string(line.item.*pieces));
+    });
   }
 
   Columns& diff_state() { return text("diff_state", "state", &T::diff_state); }

@@ -26,6 +26,8 @@ struct Column {
   int decimals = 3;
   /// People have it in another column, or above the table.
   bool is_for_programs = false;
+  /// What people read in place of no value: "unknown".
+  std::string if_none = {};
 };
 
 struct Table {

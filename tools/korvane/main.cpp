@@ -1,8 +1,8 @@
-#include <array>
 #include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <CLI/CLI.hpp>
 
@@ -11,7 +11,7 @@
 #include "tools/korvane/exit_codes.h"
 #include "tools/korvane/help.h"
 #include "tools/korvane/standard_output.h"
-#include "tools/korvane/text_table.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 namespace {
@@ -27,9 +27,19 @@ int run(int argc, char** argv) {
   program.add_option("--plugins", options.plugins, "Folder of the plugin libraries")
       ->capture_default_str();
   program.add_flag("-v,--verbose", options.is_verbose, "Print the plugins' trace lines as well");
-  const std::array commands = {add_import(program), add_show(program),   add_edit(program),
-                               add_delete(program), add_schema(program), add_serve(program),
-                               add_token(program)};
+  std::vector<Command> commands;
+  for (const auto add : {
+           add_import,
+           add_list,
+           add_show,
+           add_edit,
+           add_delete,
+           add_schema,
+           add_serve,
+           add_token,
+       }) {
+    commands.push_back(add(program));
+  }
   try {
     program.parse(argc, argv);
   } catch (const CLI::ParseError& error) {

@@ -1,22 +1,35 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <ostream>
-#include <string>
+#include <vector>
 
 #include "platform/project_rpc/project_service.h"
+#include "schedule/content.h"
+#include "schedule/structure.h"
+#include "tools/korvane/output_options.h"
 
 namespace korvane::tools {
 
-/// Prints the bar schedule of one revision, read back from the project, as aligned tables, with a
-/// summary by diameter, which is made by a query over the columns.
+/// What of each revision is printed.
+struct Printed {
+  /// The lines of this mark alone, as it stands on the drawing or without prefix, suffix and
+  /// submark.
+  std::optional<std::string> mark;
+  /// One of the tables of `content_tables` alone.
+  std::optional<std::string> kind;
+};
+
+/// Prints the schedules of the revisions with all that is stored of them; to people with totals by
+/// diameter, and with those of all together after several revisions. One pass over the file,
+/// however many revisions. `selected` refers to `structure`. Throws krv::rpc4::NotFound "no mark
+/// \"<mark>\" …" if no line has the mark.
+void print_revisions(model::cad::Project_Service& project, const schedule::Structure& structure,
+                     const std::vector<schedule::SelectedRevision>& selected,
+                     const Printed& printed, TablePrinter& printer);
+
+/// Prints the schedule of one revision for people. Prints nothing if it is not there.
 void print_revision(model::cad::Project_Service& project, std::int32_t rev_id,
                     std::ostream& output);
-
-/// Prints every revision of the project, or only those with the name `revision`. Throws
-/// std::runtime_error "no revision \"<name>\" in this project".
-void print_project(model::cad::Project_Service& project, const std::optional<std::string>& revision,
-                   std::ostream& output);
 
 }  // namespace korvane::tools

@@ -28,7 +28,7 @@
 #include "host/watch/json_log.h"
 #include "platform/rpc4/http.h"
 #include "tools/korvane/commands.h"
-#include "tools/korvane/text_table.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 

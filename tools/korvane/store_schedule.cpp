@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "tools/korvane/revision_ref.h"
-#include "tools/korvane/text_table.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 

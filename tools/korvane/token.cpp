@@ -7,7 +7,7 @@
 #include "host/access/tokens.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/standard_output.h"
-#include "tools/korvane/text_table.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 

@@ -1,4 +1,4 @@
-#include "tools/korvane/text_table.h"
+#include "tools/korvane/terminal_text.h"
 
 #include <sstream>
 
