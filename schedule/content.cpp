@@ -113,6 +113,15 @@ void ContentReader::for_each(std::int32_t rev_id,
   }
 }
 
+template void ContentReader::for_each(std::int32_t,
+                                      const std::function<void(Rebar&&)>& visit) const;
+template void ContentReader::for_each(std::int32_t,
+                                      const std::function<void(Fabric&&)>& visit) const;
+template void ContentReader::for_each(std::int32_t,
+                                      const std::function<void(BarSpacer&&)>& visit) const;
+template void ContentReader::for_each(std::int32_t,
+                                      const std::function<void(MountingPart&&)>& visit) const;
+
 Content ContentReader::read(std::int32_t rev_id) const {
   Content content;
   for_each_kind(

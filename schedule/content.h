@@ -58,6 +58,10 @@ class ContentReader {
   /// Throws what `query_table` and decoding throw.
   Content read(std::int32_t rev_id) const;
 
+  /// The lines of one kind, some at a time. `T` is Rebar, Fabric, BarSpacer or MountingPart.
+  template <class T>
+  void for_each(std::int32_t rev_id, const std::function<void(T&& item)>& visit) const;
+
   /// The bars alone, some at a time.
   void for_each_bar(std::int32_t rev_id,
                     const std::function<void(model::cad::Rebar&& bar)>& visit) const;
@@ -71,9 +75,6 @@ class ContentReader {
     std::int64_t last = 0;
     std::size_t count = 0;
   };
-
-  template <class T>
-  void for_each(std::int32_t rev_id, const std::function<void(T&& item)>& visit) const;
 
   model::cad::Project_Service& project_;
   /// By table and revision.

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
+#include <functional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -11,6 +13,7 @@
 #include "contracts/cad/project.h"
 #include "contracts/cad/revision.h"
 #include "contracts/cad/sheet.h"
+#include "schedule/content.h"
 
 /// What is where in the text of a document (schedule/project_document.h).
 namespace korvane::schedule {
@@ -21,8 +24,8 @@ struct DocumentIndex {
     model::cad::Revision record;
     /// Where its object begins in the text.
     std::size_t begin = 0;
-    /// How many lines it has of each kind (Content), without the faulty ones.
-    std::vector<std::size_t> sizes;
+    /// How many lines it has of each kind, in the order of for_each_kind, without the faulty ones.
+    std::array<std::size_t, 4> sizes{};
   };
   struct Sheet {
     model::cad::Sheet record;
@@ -44,5 +47,11 @@ struct DocumentIndex {
 
 /// Checks a document and finds out what it has.
 DocumentIndex index_document(std::string_view text);
+
+/// Reads the lines of a revision of the document again, without the faulty ones. Calls `visit` with
+/// contents of some thousand lines of one kind.
+void read_lines(std::string_view text, const DocumentIndex& index,
+                const DocumentIndex::Revision& revision,
+                const std::function<void(Content&& lines)>& visit);
 
 }  // namespace korvane::schedule

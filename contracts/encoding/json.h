@@ -42,6 +42,10 @@ class JsonError : public std::runtime_error {
 template <class T>
 T from_json(std::string_view text);
 
+/// Goes through `text` as `from_json` does and keeps nothing of it. Throws the first three of those
+/// errors; a number that no double holds passes, and so does what no record takes.
+void check_json(std::string_view text);
+
 /// Writes `record` with all its fields, also those that hold their default, on one line. Doubles
 /// read back as the same double, -0.0 too. An enumeration's unknown number stays a number. Throws
 /// JsonError for what Compact Binary can say and JSON cannot: "<path>: NaN cannot be written as

@@ -4,12 +4,14 @@
 #include <limits>
 #include <rapidjson/reader.h>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
 
 #include "bond/compact_binary.h"
+#include "contracts/encoding/json.h"
 #include "contracts/encoding/json_text.h"
 #include "contracts/encoding/place.h"
 
@@ -44,10 +46,14 @@ std::string reason_of(std::string_view what) {
   return std::string(what.substr(0, what.find("; last read: ")));
 }
 
+/// Stands for a tree where only the text is checked.
+using NoTree = rapidjson::BaseReaderHandler<>;
+
 /// Reads a text into a tree, or says what is wrong with it and where.
+template <class Tree>
 class ExactReader : public nlohmann::json_sax<Json> {
  public:
-  ExactReader(std::string_view text, JsonDocument& tree) : text_(text), tree_(tree) {}
+  ExactReader(std::string_view text, Tree& tree) : text_(text), tree_(tree) {}
 
   bool read() { return Json::sax_parse(text_.begin(), text_.end(), this); }
 
@@ -128,21 +134,23 @@ class ExactReader : public nlohmann::json_sax<Json> {
   }
 
   std::string_view text_;
-  JsonDocument& tree_;
+  Tree& tree_;
   /// From the outermost in.
   std::vector<Open> open_;
 };
 
 /// Passes to the tree what the fast library reads, and refuses what it would read differently.
-class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeHandler> {
+template <class Tree>
+class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeHandler<Tree>> {
  public:
-  explicit TreeHandler(JsonDocument& tree) : tree_(tree) {}
+  explicit TreeHandler(Tree& tree) : tree_(tree) {}
 
   bool Null() { return tree_.Null(); }
   bool Bool(bool value) { return tree_.Bool(value); }
   /// Every number is a double, which holds all that a field can: an integer has 32 bits. The
   /// library's own reading of numbers is inexact, or shifts by more bits than there are.
   bool RawNumber(const char* text, unsigned size, bool) {
+    if constexpr (std::is_same_v<Tree, NoTree>) return true;
     double value = 0;
     const auto [end, error] = std::from_chars(text, text + size, value);
     return error == std::errc() && end == text + size && tree_.Double(value);
@@ -180,16 +188,17 @@ class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeH
     return false;
   }
 
-  JsonDocument& tree_;
+  Tree& tree_;
   std::size_t depth_ = 0;
 };
 
-template <unsigned Flags>
-bool parse_fast(std::string_view text, JsonDocument& tree) {
+template <unsigned Flags, class Tree>
+bool parse_fast(std::string_view text, Tree& tree) {
   rapidjson::MemoryStream stream(text.data(), text.size());
-  TreeHandler handler(tree);
+  TreeHandler<Tree> handler(tree);
   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
-  return !reader.Parse<Flags | rapidjson::kParseNumbersAsStringsFlag>(stream, handler).IsError();
+  return !reader.template Parse<Flags | rapidjson::kParseNumbersAsStringsFlag>(stream, handler)
+              .IsError();
 }
 
 bool is_ascii(std::string_view text) {
@@ -198,9 +207,13 @@ bool is_ascii(std::string_view text) {
   return bits < 0x80;
 }
 
-}  // namespace
+template <class Tree>
+bool parse_fast(std::string_view text, Tree& tree) {
+  return is_ascii(text) ? parse_fast<rapidjson::kParseNoFlags>(text, tree)
+                        : parse_fast<rapidjson::kParseValidateEncodingFlag>(text, tree);
+}
 
-JsonDocument parse_json(std::string_view text) {
+void require_characters(std::string_view text) {
   if (text.find_first_not_of(" \t\r\n") == std::string_view::npos) {
     fail_at("", "the text is empty");
   }
@@ -208,13 +221,15 @@ JsonDocument parse_json(std::string_view text) {
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     fail_malformed(text, nul + 1, "a NUL character");
   }
+}
+
+}  // namespace
+
+JsonDocument parse_json(std::string_view text) {
+  require_characters(text);
   JsonDocument tree;
   bool is_read = false;
-  auto read_fast = [&](JsonDocument& into) {
-    is_read = is_ascii(text) ? parse_fast<rapidjson::kParseNoFlags>(text, into)
-                             : parse_fast<rapidjson::kParseValidateEncodingFlag>(text, into);
-    return is_read;
-  };
+  auto read_fast = [&](JsonDocument& into) { return is_read = parse_fast(text, into); };
   tree.Populate(read_fast);
   if (is_read) return tree;
   // The fast library says little about what is wrong, and refuses some texts that are valid: those
@@ -226,3 +241,14 @@ JsonDocument parse_json(std::string_view text) {
 }
 
 }  // namespace korvane::encoding::detail
+
+namespace korvane::encoding {
+
+void check_json(std::string_view text) {
+  detail::require_characters(text);
+  detail::NoTree no_tree;
+  if (detail::parse_fast(text, no_tree)) return;
+  detail::ExactReader(text, no_tree).read();
+}
+
+}  // namespace korvane::encoding
