@@ -42,8 +42,9 @@ class JsonError : public std::runtime_error {
 template <class T>
 T from_json(std::string_view text);
 
-/// Goes through `text` as `from_json` does and keeps nothing of it. Throws the first three of those
-/// errors; a number that no double holds passes, and so does what no record takes.
+/// Goes through `text` as `from_json` does and keeps nothing of it. Throws the same for text that is
+/// empty, malformed or nested too deep and for a number that no double holds; what no record takes
+/// passes.
 void check_json(std::string_view text);
 
 /// Writes `record` with all its fields, also those that hold their default, on one line. Doubles

@@ -4,7 +4,6 @@
 #include <limits>
 #include <rapidjson/reader.h>
 #include <system_error>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -150,7 +149,6 @@ class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeH
   /// Every number is a double, which holds all that a field can: an integer has 32 bits. The
   /// library's own reading of numbers is inexact, or shifts by more bits than there are.
   bool RawNumber(const char* text, unsigned size, bool) {
-    if constexpr (std::is_same_v<Tree, NoTree>) return true;
     double value = 0;
     const auto [end, error] = std::from_chars(text, text + size, value);
     return error == std::errc() && end == text + size && tree_.Double(value);

@@ -19,8 +19,10 @@ namespace {
 
 namespace cad = korvane::model::cad;
 namespace geometry = korvane::model::geometry;
+using korvane::encoding::check_json;
 using korvane::encoding::from_json;
 using korvane::encoding::to_json;
+using korvane::test::json_error;
 using korvane::test::refusal;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -367,6 +369,21 @@ TEST(ReadingJson, NamesWhatStandsInTheWrongPlace) {
 TEST(ReadingJson, RefusesEmptyText) {
   EXPECT_EQ(refusal<cad::Sheet>(""), "request: the text is empty");
   EXPECT_EQ(refusal<cad::Sheet>(" \r\n\t"), "request: the text is empty");
+}
+
+TEST(CheckingJson, PassesWhatNoRecordTakes) {
+  check_json("[{\"a\":1e99,\"a\":[]},\"\xE2\x82\xAC\",null]");
+  check_json("\xEF\xBB\xBF {}");
+}
+
+TEST(CheckingJson, RefusesWhatIsNotJsonAsReadingDoes) {
+  for (const std::string& text :
+       {std::string(" \n"), std::string("{\"mark\":\n 7,}"), std::string(R"("\uD800")"),
+        std::string("\"\xFF\""), std::string(65, '['), std::string("[1] 2"),
+        std::string("1e999")}) {
+    EXPECT_NE(refusal<cad::Sheet>(text), "nothing was thrown") << text;
+    EXPECT_EQ(json_error([&] { check_json(text); }), refusal<cad::Sheet>(text));
+  }
 }
 
 TEST(ReadingJson, NamesTheLineAndTheByteOfMalformedText) {
