@@ -1,10 +1,11 @@
 #include "schedule/bvbs/lines.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <optional>
 #include <string_view>
+
+#include "schedule/bvbs/numbers.h"
 
 namespace korvane::schedule::bvbs {
 
@@ -39,7 +40,7 @@ class BlockReader {
 
   double positive_number(char field, const char* meaning) const {
     const std::string_view value = block_.find(field).value_or("");
-    const std::optional<double> read = parse(value);
+    const std::optional<double> read = parse_number(value);
     if (!read || !(*read > 0)) refuse(field, value, std::string("expected ") + meaning);
     return *read;
   }
@@ -56,7 +57,7 @@ class BlockReader {
   }
 
   double number(char field, std::string_view value) const {
-    const std::optional<double> read = parse(value);
+    const std::optional<double> read = parse_number(value);
     if (!read) refuse(field, value, "expected a number");
     return *read;
   }
@@ -67,17 +68,6 @@ class BlockReader {
   }
 
  private:
-  /// Decimal point or decimal comma.
-  static std::optional<double> parse(std::string_view value) {
-    std::string text(value);
-    std::replace(text.begin(), text.end(), ',', '.');
-    double number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || rest != end || !std::isfinite(number)) return std::nullopt;
-    return number;
-  }
-
   const Record& record_;
   const Block& block_;
 };
@@ -216,7 +206,7 @@ void keep_text(Properties& properties, const char* key, std::string text) {
 /// What every kind of line takes from the header.
 template <class T>
 void read_common(const Record& record, const BlockReader& header, Line<T>& line) {
-  line.drawing = {header.text('j'), header.text('r'), header.text('i'), header.text('g')};
+  line.drawing = {header.text('j'), header.text('r'), header.text('i'), header.text('g'), false};
   line.item.mark = header.text('p');
   keep_text(line.item.properties, "bvbs", record.source);
   keep_text(line.item.properties, "layer", header.text('a'));

@@ -1,8 +1,9 @@
 #include "schedule/bvbs/record.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
+
+#include "schedule/bvbs/letters.h"
 
 namespace korvane::schedule::bvbs {
 
@@ -12,31 +13,6 @@ constexpr std::size_t kGroupLength = 4;
 
 bool is_capital(char c) { return c >= 'A' && c <= 'Z'; }
 bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
-
-/// The letters of Windows-1252 from 0x80 to 0x9F as UTF-8; U+FFFD where it has none. From 0xA0 on
-/// it is Latin-1.
-constexpr std::array<std::string_view, 32> kWindows1252 = {
-    "\u20AC", "\uFFFD", "\u201A", "\u0192", "\u201E", "\u2026", "\u2020", "\u2021",
-    "\u02C6", "\u2030", "\u0160", "\u2039", "\u0152", "\uFFFD", "\u017D", "\uFFFD",
-    "\uFFFD", "\u2018", "\u2019", "\u201C", "\u201D", "\u2022", "\u2013", "\u2014",
-    "\u02DC", "\u2122", "\u0161", "\u203A", "\u0153", "\uFFFD", "\u017E", "\u0178"};
-
-std::string utf8_from_windows1252(std::string_view text) {
-  std::string utf8;
-  utf8.reserve(text.size());
-  for (const char c : text) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x80) {
-      utf8 += c;
-    } else if (byte < 0xA0) {
-      utf8 += kWindows1252[byte - 0x80U];
-    } else {
-      utf8 += static_cast<char>(0xC0U | (byte >> 6U));
-      utf8 += static_cast<char>(0x80U | (byte & 0x3FU));
-    }
-  }
-  return utf8;
-}
 
 std::string quoted(std::string_view text) { return '"' + utf8_from_windows1252(text) + '"'; }
 

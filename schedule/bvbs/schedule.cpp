@@ -16,6 +16,7 @@ Schedule read_schedule(std::istream& input, const ScheduleNames& names,
     };
     const auto add = [&](auto& lines, auto line) {
       Drawing& drawing = line.drawing;
+      drawing.is_named_after_file = drawing.sheet.empty() && !names.sheet;
       if (drawing.sheet.empty()) drawing.sheet = unnamed_sheet;
       if (names.sheet) drawing.sheet = *names.sheet;
       if (names.revision) drawing.revision = *names.revision;

@@ -151,10 +151,10 @@ TEST(ReadRecords, BytesBeyondAsciiAreWindows1252) {
   EXPECT_THAT(records[0].source, StartsWith("BF2D@Hjü €@"));
 }
 
-TEST(ReadRecords, BytesWithoutALetterInWindows1252AreReplaced) {
+TEST(ReadRecords, BytesWithoutALetterInWindows1252AreControlCharacters) {
   const auto records = records_of(with_checksum("BF2D@Hj\x7F\x81\x9F\xA0\xFF@p1@Gl200@w0@C"));
   ASSERT_EQ(records.size(), 1U);
-  EXPECT_EQ(records[0].find('H')->find('j'), "\x7F\uFFFD\u0178\u00A0\u00FF");
+  EXPECT_EQ(records[0].find('H')->find('j'), "\x7F\xC2\x81\u0178\u00A0\u00FF");
 }
 
 TEST(ReadRecords, EveryPublishedRecordOfTheGuidelineHasItsChecksum) {
