@@ -33,12 +33,12 @@ build-%: packages
 run: build-release ## install, build, import examples/guideline.abs into a new project and print it
 	@rm -f $(PROJECT)
 	@echo "== import: examples/guideline.abs into $(PROJECT)"
-	@build/release/bin/korvane import examples/guideline.abs --project $(PROJECT)
+	@build/release/bin/korvane import examples/guideline.abs --project $(PROJECT) --show
 
 serve: build-release ## install, build, and serve the example project over HTTP until Ctrl-C
 	@mkdir -p $(SERVED)
 	@test -e $(SERVED)/guideline.db || build/release/bin/korvane import examples/guideline.abs \
-	  --project $(SERVED)/guideline.db >/dev/null
+	  --project $(SERVED)/guideline.db
 	@build/release/bin/korvane serve --root $(SERVED)
 
 test: check-sources build-dev ## install, build and run all tests

@@ -1,13 +1,14 @@
-// Any bytes, read as a BVBS file: a RecordError that names its line, or lines that can be written
-// as JSON. They are read as they are, and once more with the right checksums, without which little
+// Any bytes, read as a BVBS file: faults that are UTF-8, and lines that can be written as JSON and
+// are read the same from where they stand. They are read as they are, and once more with the right checksums, without which little
 // would be read at all.
 
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <sstream>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <variant>
 
 #include "contracts/encoding/json.h"
 #include "fuzz/promise.h"
@@ -39,28 +40,34 @@ std::string with_right_checksums(std::string_view text) {
   return right;
 }
 
-template <class Lines>
-void send_on(const Lines& lines) {
-  for (const auto& line : lines) {
-    // Throws for text that is not UTF-8 and for numbers that are not finite.
-    promise(!korvane::encoding::to_json(line.item).empty(), "a line can be written as JSON");
-  }
+std::string json_of(const bvbs::AnyLine& line) {
+  return std::visit(
+      [](const auto& known) -> std::string {
+        if constexpr (std::is_same_v<std::decay_t<decltype(known)>, std::monostate>) {
+          return {};
+        } else {
+          // Throws for text that is not UTF-8 and for numbers that are not finite.
+          return korvane::encoding::to_json(known.item);
+        }
+      },
+      line);
 }
 
 void read(std::string_view text) {
-  std::istringstream input{std::string(text)};
-  bvbs::Schedule schedule;
-  try {
-    schedule = bvbs::read_schedule(input, {}, "unnamed");
-  } catch (const bvbs::RecordError& failure) {
-    const std::string text_of_failure = failure.what();
-    promise(text_of_failure.starts_with("line "), "a failure names its line");
-    promise(korvane::fuzz::is_utf8(text_of_failure), "the text of a failure is UTF-8");
-    return;
+  const auto check = [](const bvbs::AnyLine& line, const bvbs::SourceLine& where) {
+    const std::string json = json_of(line);
+    promise(!json.empty(), "a line can be written as JSON");
+    promise(json == json_of(bvbs::read_line(bvbs::parse_record(where))),
+            "a line is read the same again");
+  };
+  const bvbs::Findings findings = bvbs::read_schedule(text, check);
+  for (const bvbs::Fault& fault : findings.faults) {
+    promise(fault.line > 0, "a fault names its line");
+    promise(korvane::fuzz::is_utf8(fault.reason), "the reason of a fault is UTF-8");
   }
-  send_on(schedule.bars);
-  send_on(schedule.fabrics);
-  send_on(schedule.bar_spacers);
+  for (const bvbs::Note& note : findings.notes) {
+    promise(korvane::fuzz::is_utf8(note.text), "a note is UTF-8");
+  }
 }
 
 }  // namespace

@@ -22,8 +22,10 @@ using model::geometry::Point3d;
 
 constexpr double kMillimetresPerMetre = 1000.0;
 
+constexpr double kPi = 3.14159265358979323846;
+
 /// Kilograms per metre of a round bar one millimetre thick, of steel with 7850 kg/m³.
-constexpr double kMassOfUnitBar = 7850.0 * 3.14159265358979323846 / 4.0 * 1e-6;
+constexpr double kMassOfUnitBar = 7850.0 * kPi / 4.0 * 1e-6;
 
 /// Reads the fields of one block of a record as numbers, and says where one could not be read.
 class BlockReader {
@@ -220,10 +222,10 @@ const Block& header_of(const Record& record) {
 
 /// Sets the kilograms per metre. The guideline asks for the weight of one piece, but some exporters
 /// write that of all pieces: the reading nearer to what the diameter gives is taken.
-void read_mass(const Record& record, const BlockReader& header, double cut_length, BarLine& bar) {
+void read_mass(const Record& record, const BlockReader& header, BarLine& bar) {
   const double stated = header.number_or('e', 0.0);
-  const double expected = kMassOfUnitBar * bar.item.bar_diameter * bar.item.bar_diameter;
-  const double metres = cut_length / kMillimetresPerMetre;
+  const double expected = nominal_mass_per_metre(bar.item.bar_diameter);
+  const double metres = bar.cut_length / kMillimetresPerMetre;
   const double of_one = stated / metres;
   const double of_all = of_one / bar.item.total_bars;
   bar.weight_was_total = std::abs(of_all - expected) < std::abs(of_one - expected);
@@ -231,7 +233,20 @@ void read_mass(const Record& record, const BlockReader& header, double cut_lengt
       in_range(record, bar.weight_was_total ? of_all : of_one, "block H: the mass per metre is");
 }
 
-void read_bar_shape(const Record& record, Rebar& rebar) {
+double sum_of_legs(const RebarGeometry& geometry) {
+  constexpr double kRadiansPerDegree = kPi / 180.0;
+  double sum = 0;
+  for (const GeometryObject& piece : geometry.objects) {
+    if (piece.length.hasvalue()) sum += *piece.length;
+    if (piece.radius.hasvalue() && piece.angle.hasvalue()) {
+      sum += *piece.radius * std::abs(*piece.angle) * kRadiansPerDegree;
+    }
+  }
+  return sum;
+}
+
+void read_bar_shape(const Record& record, BarLine& bar) {
+  Rebar& rebar = bar.item;
   const Block* const block = record.find('G');
   if (block == nullptr) {
     if (record.find('A') != nullptr) return;
@@ -245,6 +260,7 @@ void read_bar_shape(const Record& record, Rebar& rebar) {
     keep_text(rebar.properties, "pitch", std::move(pitches));
   } else {
     rebar.geometry = read_flat_shape(record, *block);
+    bar.sum_of_legs = sum_of_legs(rebar.geometry);
   }
 }
 
@@ -264,16 +280,16 @@ BarLine read_bar(const Record& record) {
   keep_text(rebar.properties, "stagger_group", stagger_group);
   keep_text(rebar.properties, "stagger_step", header.text('t'));
 
-  const double cut_length = header.positive_number('l', "a cut length in millimetres");
+  bar.cut_length = header.positive_number('l', "a cut length in millimetres");
   rebar.total_bars = header.positive_count('n', "a number of pieces");
   rebar.bar_diameter = header.positive_number('d', "a bar diameter in millimetres");
   rebar.standard_bend_diameter = header.number_or('s', 0.0);
   rebar.member_multiplier = 1;
   rebar.bars_per_member = rebar.total_bars;
   rebar.total_length =
-      in_range(record, cut_length * rebar.total_bars, "block H: the total length is");
-  read_mass(record, header, cut_length, bar);
-  read_bar_shape(record, rebar);
+      in_range(record, bar.cut_length * rebar.total_bars, "block H: the total length is");
+  read_mass(record, header, bar);
+  read_bar_shape(record, bar);
   if (const Block* const treatments = record.find('M')) {
     const BlockReader reader(record, *treatments);
     rebar.end_treatment_start = read_treatment(reader, 'a', 'b', 'c');
@@ -319,5 +335,15 @@ BarSpacerLine read_bar_spacer(const Record& record) {
   keep_text(spacer.properties, "height", header.text('h'));
   return line;
 }
+
+AnyLine read_line(const Record& record) {
+  const std::string& group = record.group;
+  if (group == "BF2D" || group == "BF3D" || group == "BFWE") return read_bar(record);
+  if (group == "BFMA") return read_fabric(record);
+  if (group == "BFAU") return read_bar_spacer(record);
+  return {};
+}
+
+double nominal_mass_per_metre(double diameter) { return kMassOfUnitBar * diameter * diameter; }
 
 }  // namespace korvane::schedule::bvbs

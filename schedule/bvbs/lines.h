@@ -1,6 +1,8 @@
 #pragma once
 
+#include <optional>
 #include <string>
+#include <variant>
 
 #include "contracts/cad/bar_spacer.h"
 #include "contracts/cad/fabric.h"
@@ -25,8 +27,6 @@ struct Drawing {
   std::string revision;
   /// The steel grade, by which the material is found.
   std::string steel;
-  /// The record has no number of a drawing, so that the file gave the sheet its name.
-  bool is_named_after_file = false;
 };
 
 /// A line of a schedule with the drawing that it belongs to.
@@ -39,6 +39,11 @@ struct Line {
 struct BarLine : Line<model::cad::Rebar> {
   /// The stated weight was nearer to that of all pieces than to that of one, and was taken as such.
   bool weight_was_total = false;
+  /// Of one piece.
+  double cut_length = 0.0;
+  /// What the legs of a flat bar add up to, a curved one as its arc. They are measured outside, so
+  /// that the cut length is less by what the bends spare, where an office deducts that.
+  std::optional<double> sum_of_legs;
 };
 
 /// A fabric. Its `fabric_type` is complete but for ids and material.
@@ -60,5 +65,15 @@ FabricLine read_fabric(const Record& record);
 
 /// A spacer or support (BFAU).
 BarSpacerLine read_bar_spacer(const Record& record);
+
+/// None for a record of another group, for which a project has no place.
+using AnyLine = std::variant<std::monostate, BarLine, FabricLine, BarSpacerLine>;
+
+/// Reads a record as the line that its group says.
+AnyLine read_line(const Record& record);
+
+/// Kilograms per metre that follow from the diameter alone. What a bar of that nominal diameter
+/// weighs is a matter of the country, by some hundredths.
+double nominal_mass_per_metre(double diameter);
 
 }  // namespace korvane::schedule::bvbs

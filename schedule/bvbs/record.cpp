@@ -16,9 +16,20 @@ bool is_lower(char c) { return c >= 'a' && c <= 'z'; }
 
 std::string quoted(std::string_view text) { return '"' + utf8_from_windows1252(text) + '"'; }
 
-/// Throws unless the number after the C is the one that the record's characters give.
-void verify_checksum(std::string_view line, std::size_t c_position, std::size_t number) {
-  std::string_view stated_text = line.substr(c_position + 1);
+/// Where the checksum block begins, or npos: the last one, since private text may contain "@C".
+std::size_t checksum_block(std::string_view record) {
+  const std::size_t at = record.rfind("@C");
+  return at == std::string_view::npos ? at : at + 1;
+}
+
+std::int32_t computed_checksum(std::string_view record) {
+  return checksum(record.substr(0, checksum_block(record) + 1));
+}
+
+/// Throws unless the number after the C is the one that the record's characters give, as they are
+/// or `as_written`.
+void verify_checksum(std::string_view record, std::string_view as_written, std::size_t number) {
+  std::string_view stated_text = record.substr(checksum_block(record) + 1);
   if (!stated_text.empty() && stated_text.back() == '@') stated_text.remove_suffix(1);
   std::int32_t stated = 0;
   const char* const end = stated_text.data() + stated_text.size();
@@ -27,11 +38,10 @@ void verify_checksum(std::string_view line, std::size_t c_position, std::size_t 
     throw RecordError(number, "the checksum block C holds " + quoted(stated_text) +
                                   ", expected a number from 65 to 96");
   }
-  const std::int32_t computed = checksum(line.substr(0, c_position + 1));
-  if (stated != computed) {
-    throw RecordError(number, "wrong checksum: the record states " + std::to_string(stated) +
-                                  ", its characters give " + std::to_string(computed));
-  }
+  const std::int32_t computed = computed_checksum(record);
+  if (stated == computed || stated == computed_checksum(as_written)) return;
+  throw RecordError(number, "wrong checksum: the record states " + std::to_string(stated) +
+                                ", its characters give " + std::to_string(computed));
 }
 
 /// Takes a block off the front of `text`, which begins with the block's letter.
@@ -77,29 +87,57 @@ std::int32_t checksum(std::string_view text) {
   return 96 - static_cast<std::int32_t>(sum % 32);
 }
 
-Record parse_record(std::string_view line, std::size_t number) {
-  const bool has_group =
-      line.size() > kGroupLength && line[kGroupLength] == '@' && line.substr(0, 2) == "BF";
-  if (!has_group) {
+SourceLines::SourceLines(std::string_view text) : rest_(text) {
+  constexpr std::string_view kMark = "\uFEFF";
+  has_mark_ = rest_.starts_with(kMark);
+  if (has_mark_) rest_.remove_prefix(kMark.size());
+}
+
+std::optional<SourceLine> SourceLines::next() {
+  while (!rest_.empty()) {
+    const std::size_t end = std::min(rest_.find('\n'), rest_.size());
+    std::string_view line = rest_.substr(0, end);
+    rest_.remove_prefix(std::min(end + 1, rest_.size()));
+    ++number_;
+    if (line.ends_with('\r')) line.remove_suffix(1);
+    if (!line.empty()) return SourceLine{number_, line, has_mark_};
+  }
+  return std::nullopt;
+}
+
+bool begins_as_record(std::string_view line) {
+  return line.size() > kGroupLength && line[kGroupLength] == '@' && line.starts_with("BF");
+}
+
+Record parse_record(const SourceLine& source) {
+  const std::size_t number = source.number;
+  const auto converted =
+      source.has_mark ? windows1252_from_utf8(source.text) : std::optional<std::string>();
+  const std::string_view line = converted ? *converted : source.text;
+  if (line.find('\r') != std::string_view::npos) {
+    throw RecordError(number, "a carriage return without a line feed after it");
+  }
+  if (!begins_as_record(line)) {
     throw RecordError(number, "expected a record that begins with its group such as BF2D@, found " +
                                   quoted(line.substr(0, 8)));
   }
   if (line.find("@H") == std::string_view::npos) {
     throw RecordError(number, "no header block H");
   }
-  // The last one: private text may contain "@C".
-  const std::size_t checksum_at = line.rfind("@C");
+  const std::size_t checksum_at = checksum_block(line);
   if (checksum_at == std::string_view::npos) {
     throw RecordError(number, "no checksum block C");
   }
-  verify_checksum(line, checksum_at + 1, number);
+  verify_checksum(line, source.text, number);
 
+  const bool has_foreign_letters =
+      !converted && std::any_of(line.begin(), line.end(), [](char c) { return (c & 0x80) != 0; });
   Record record{number,
                 std::string(line.substr(0, kGroupLength)),
                 {},
                 utf8_from_windows1252(line),
-                std::any_of(line.begin(), line.end(), [](char c) { return (c & 0x80) != 0; })};
-  std::string_view rest = line.substr(kGroupLength + 1, checksum_at - kGroupLength);
+                has_foreign_letters};
+  std::string_view rest = line.substr(kGroupLength + 1, checksum_at - kGroupLength - 1);
   while (!rest.empty() && rest.front() != 'P') {
     if (!is_capital(rest.front())) {
       throw RecordError(number,
@@ -108,20 +146,6 @@ Record parse_record(std::string_view line, std::size_t number) {
     record.blocks.push_back(take_block(rest, number));
   }
   return record;
-}
-
-std::vector<Record> read_records(std::istream& input) {
-  std::vector<Record> records;
-  std::string line;
-  input.exceptions(std::ios::badbit);  // else a read error would pass for the end
-  for (std::size_t number = 1; std::getline(input, line); ++number) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    if (line.find('\r') != std::string::npos) {
-      throw RecordError(number, "a carriage return without a line feed after it");
-    }
-    if (!line.empty()) records.push_back(parse_record(line, number));
-  }
-  return records;
 }
 
 }  // namespace korvane::schedule::bvbs

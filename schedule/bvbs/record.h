@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <istream>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -23,11 +22,46 @@
 /// the last "@C". Block C is the checksum; its number follows the letter without a field.
 namespace korvane::schedule::bvbs {
 
-/// What is wrong with one record. The text begins "line <number>: " and is UTF-8.
+/// What is wrong with one record. The text is UTF-8.
 class RecordError : public std::runtime_error {
  public:
-  RecordError(std::size_t line, const std::string& text)
-      : std::runtime_error("line " + std::to_string(line) + ": " + text) {}
+  /// The whole text is "line <number>: <reason>".
+  RecordError(std::size_t line, const std::string& reason)
+      : std::runtime_error("line " + std::to_string(line) + ": " + reason),
+        line_(line),
+        reason_(reason) {}
+
+  std::size_t line() const { return line_; }
+  const std::string& reason() const { return reason_; }
+
+ private:
+  std::size_t line_;
+  std::string reason_;
+};
+
+/// One line of a source.
+struct SourceLine {
+  /// Counted from 1.
+  std::size_t number = 0;
+  /// Without its end. Refers to the source's text.
+  std::string_view text;
+  /// The source begins with the byte order mark of UTF-8.
+  bool has_mark = false;
+};
+
+/// Takes the text of a source apart. Lines end in CR LF or LF; empty ones are left out, and so is a
+/// byte order mark. The text must outlive what is made of it.
+class SourceLines {
+ public:
+  explicit SourceLines(std::string_view text);
+
+  /// None after the last line.
+  std::optional<SourceLine> next();
+
+ private:
+  std::string_view rest_;
+  std::size_t number_ = 0;
+  bool has_mark_ = false;
 };
 
 struct Field {
@@ -64,15 +98,19 @@ struct Record {
 /// record up to and including the C that begins the checksum block.
 std::int32_t checksum(std::string_view text);
 
-/// Splits one line, given without its end. Throws RecordError for a line that does not begin with a
-/// group and '@', has no header block, no checksum, or a checksum that differs: "wrong checksum:
-/// the record states 81, its characters give 86".
-Record parse_record(std::string_view line, std::size_t number);
+/// Whether a line begins with a group of the format and '@'.
+bool begins_as_record(std::string_view line);
 
-/// Reads all records of a file. Lines end in CR LF or LF; empty ones are skipped. Bytes beyond
-/// ASCII are taken as Windows-1252. Sets the exception mask of `input` to badbit.
+/// Splits one line. Letters beyond ASCII are taken as Windows-1252, but in a source with the byte
+/// order mark of UTF-8 as what they are, provided that Windows-1252 has them all: somebody saved
+/// the file anew. The checksum may then be that of either form.
 ///
-/// Throws RecordError at the first record that is wrong, and what reading `input` throws.
-std::vector<Record> read_records(std::istream& input);
+/// Throws RecordError for a line that does not begin with a group and '@', has no header block, no
+/// checksum, or a checksum that differs ("wrong checksum: the record states 81, its characters give
+/// 86"), or a carriage return in the middle.
+Record parse_record(const SourceLine& line);
+inline Record parse_record(std::string_view line, std::size_t number) {
+  return parse_record(SourceLine{number, line});
+}
 
 }  // namespace korvane::schedule::bvbs

@@ -1,51 +1,115 @@
 #include "schedule/bvbs/schedule.h"
 
-#include <filesystem>
-#include <fstream>
-#include <stdexcept>
+#include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace korvane::schedule::bvbs {
 
-Schedule read_schedule(std::istream& input, const ScheduleNames& names,
-                       const std::string& unnamed_sheet) {
-  Schedule schedule;
-  for (const Record& record : read_records(input)) {
-    const auto remark = [&](const char* text) {
-      schedule.remarks.push_back("line " + std::to_string(record.line) + ": " + text);
-    };
-    const auto add = [&](auto& lines, auto line) {
-      Drawing& drawing = line.drawing;
-      drawing.is_named_after_file = drawing.sheet.empty() && !names.sheet;
-      if (drawing.sheet.empty()) drawing.sheet = unnamed_sheet;
-      if (names.sheet) drawing.sheet = *names.sheet;
-      if (names.revision) drawing.revision = *names.revision;
-      lines.push_back(std::move(line));
-    };
-    if (record.group == "BF2D" || record.group == "BF3D" || record.group == "BFWE") {
-      BarLine bar = read_bar(record);
-      if (bar.weight_was_total) remark("the stated weight was taken as that of all pieces");
-      if (bar.item.bar_type_mass_per_length == 0) {
-        remark("no weight is stated; the mass per metre is 0");
-      }
-      add(schedule.bars, std::move(bar));
-    } else if (record.group == "BFMA") {
-      add(schedule.fabrics, read_fabric(record));
-    } else if (record.group == "BFAU") {
-      add(schedule.bar_spacers, read_bar_spacer(record));
-    } else {
-      ++schedule.skipped[record.group];
-      continue;
-    }
-    if (record.has_foreign_letters) remark("letters beyond ASCII were taken as Windows-1252");
+namespace {
+
+/// Cut lengths are written in whole millimetres, and so are legs.
+constexpr double kLengthTolerance = 1.5;
+
+/// Countries differ by less than a tenth in what a bar of a nominal diameter weighs.
+constexpr double kMassTolerance = 0.2;
+
+/// Collects notes, and what they compare a line with.
+class Plausibility {
+ public:
+  void note(std::size_t line, const std::string& text) {
+    const auto [place, is_new] = places_.try_emplace(text, notes_.size());
+    if (is_new) notes_.push_back({text, 0, line});
+    ++notes_[place->second].count;
   }
-  return schedule;
+
+  void check_drawing(std::size_t line, const Drawing& drawing) {
+    if (drawing.project.empty()) return;
+    if (project_.empty()) project_ = drawing.project;
+    if (drawing.project != project_) {
+      note(line, "the project is another one than \"" + project_ + "\", which is named first");
+    }
+  }
+
+  void check_line(std::size_t line, const BarLine& bar) {
+    if (bar.weight_was_total) note(line, "the stated weight was taken as that of all pieces");
+    const double mass = bar.item.bar_type_mass_per_length;
+    const double nominal = nominal_mass_per_metre(bar.item.bar_diameter);
+    if (mass == 0) {
+      note(line, "no weight is stated; the mass per metre is 0");
+    } else if (std::abs(mass - nominal) > kMassTolerance * nominal) {
+      note(line, "the stated weight is not what length and diameter give");
+    }
+    if (!bar.sum_of_legs) return;
+    if (bar.cut_length < *bar.sum_of_legs - kLengthTolerance) {
+      note(line, "the cut length is less than the sum of the legs, as where bends are deducted");
+    } else if (bar.cut_length > *bar.sum_of_legs + kLengthTolerance) {
+      note(line, "the cut length is more than the sum of the legs");
+    }
+  }
+
+  void check_line(std::size_t line, const FabricLine& fabric) {
+    const auto& type = fabric.item.fabric_type;
+    const auto [first, is_new] =
+        types_.try_emplace(type.type_name, std::pair(type, fabric.drawing.steel));
+    if (is_new || first->second == std::pair(type, fabric.drawing.steel)) return;
+    note(line, "fabric type \"" + type.type_name +
+                   "\" differs in dimensions, weight or steel from the first of that name, which "
+                   "is kept");
+  }
+
+  void check_line(std::size_t, const BarSpacerLine&) {}
+
+  std::vector<Note> take() { return std::move(notes_); }
+
+ private:
+  std::vector<Note> notes_;
+  std::map<std::string, std::size_t> places_;
+  std::string project_;
+  std::map<std::string, std::pair<model::cad::FabricType, std::string>> types_;
+};
+
+}  // namespace
+
+bool looks_like_schedule(std::string_view text) {
+  SourceLines lines(text);
+  while (const std::optional<SourceLine> line = lines.next()) {
+    if (begins_as_record(line->text)) return true;
+  }
+  return false;
 }
 
-Schedule read_schedule_file(const std::string& filename, const ScheduleNames& names) {
-  std::ifstream input(filename, std::ios::binary);
-  if (!input) throw std::runtime_error("cannot read " + filename);
-  return read_schedule(input, names, std::filesystem::path(filename).stem().string());
+Findings read_schedule(std::string_view text,
+                       const std::function<void(AnyLine&&, const SourceLine&)>& visit) {
+  Findings findings;
+  Plausibility plausibility;
+  SourceLines lines(text);
+  while (const std::optional<SourceLine> where = lines.next()) {
+    try {
+      const Record record = parse_record(*where);
+      AnyLine line = read_line(record);
+      if (std::holds_alternative<std::monostate>(line)) {
+        ++findings.skipped[record.group];
+        continue;
+      }
+      if (record.has_foreign_letters) {
+        plausibility.note(where->number, "letters beyond ASCII were taken as Windows-1252");
+      }
+      std::visit(
+          [&](const auto& known) {
+            if constexpr (!std::is_same_v<std::decay_t<decltype(known)>, std::monostate>) {
+              plausibility.check_drawing(where->number, known.drawing);
+              plausibility.check_line(where->number, known);
+            }
+          },
+          line);
+      visit(std::move(line), *where);
+    } catch (const RecordError& error) {
+      findings.faults.push_back({error.line(), error.reason()});
+    }
+  }
+  findings.notes = plausibility.take();
+  return findings;
 }
 
 }  // namespace korvane::schedule::bvbs

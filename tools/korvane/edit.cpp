@@ -9,7 +9,7 @@
 #include "tools/korvane/exit_codes.h"
 #include "tools/korvane/project_options.h"
 #include "tools/korvane/standard_output.h"
-#include "tools/korvane/text_table.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 

@@ -154,6 +154,40 @@ TEST(ReadBar, AHelixKeepsItsShapeAndItsPitches) {
   EXPECT_EQ(*bar.item.properties.at("pitch").value_string, "6 x 100, 12 x 200");
 }
 
+TEST(ReadBar, TheLegsOfAFlatBarAddUpWithCurvesAsTheirArcs) {
+  EXPECT_EQ(bar_of(std::string(kHeader) + "Gl400@w90@l600@w0@C").sum_of_legs, 1000.0);
+  const BarLine curved = bar_of(std::string(kHeader) + "Gl400@w45@r400@w-90@w45@l400@w0@C");
+  EXPECT_NEAR(curved.sum_of_legs.value(), 1428.32, 0.01);
+}
+
+TEST(ReadBar, WhatIsNotFlatHasNoSumOfLegs) {
+  EXPECT_FALSE(bar_of("BF3D@Hp1@l5@n1@d12@Gx294@y0@z0@C").sum_of_legs);
+  EXPECT_FALSE(bar_of("BFWE@Hp1@l5@n1@d12@Gr250@w360@n6@g100@C").sum_of_legs);
+  EXPECT_FALSE(bar_of("BF2D@Hp1@l1334@n1@d10@At6@p140@C").sum_of_legs);
+}
+
+TEST(ReadBar, KeepsTheCutLengthOfOnePiece) {
+  EXPECT_EQ(bar_of(std::string(kHeader) + "Gl400@w90@l600@w0@C").cut_length, 1000.0);
+}
+
+TEST(ReadLine, KindFollowsTheGroup) {
+  for (const std::string group : {"BF2D", "BF3D", "BFWE"}) {
+    const std::string shape = group == "BF3D" ? "Gx5@" : "Gl5@w0@";
+    EXPECT_TRUE(std::holds_alternative<BarLine>(
+        read_line(record_of(group + "@Hp1@l5@n1@d12@" + shape + "C"))))
+        << group;
+  }
+  EXPECT_TRUE(std::holds_alternative<FabricLine>(
+      read_line(record_of("BFMA@Hp1@l5@n1@e1@g@s48@mQ@b3@v@C"))));
+  EXPECT_TRUE(std::holds_alternative<BarSpacerLine>(
+      read_line(record_of("BFAU@Hp1@l5@n1@e1@mDS16@h160@C"))));
+  EXPECT_TRUE(std::holds_alternative<std::monostate>(read_line(record_of("BFGT@Hp1@C"))));
+}
+
+TEST(NominalMass, OfTwelveMillimetresIsWhatTablesSay) {
+  EXPECT_NEAR(nominal_mass_per_metre(12), 0.888, 0.0005);
+}
+
 TEST(ReadFabric, HeaderFieldsReachTheFabricAndItsType) {
   const FabricLine line =
       read_fabric(record_of("BFMA@HjT@r417@ia@p7@l4000@n10@e35.28@gB500A@s48@mQ257@b2150@v@C"));
@@ -239,6 +273,12 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"BendFirst", "BF2D@Hp1@l5@n1@d12@Gw90@C",
                 "line 9: block G, field w: expected legs l or r, each with its bend w, found "
                 "\"90\""},
+        Refusal{"AnotherLetterForABend", "BF2D@Hp1@l5@n1@d12@Gl100@x90@l100@w0@C",
+                "line 9: block G, field x: expected legs l or r, each with its bend w, found "
+                "\"90\""},
+        Refusal{"AnotherLetterForABendAfterAnArc", "BF2D@Hp1@l5@n1@d12@Gr100@w90@x45@l100@w0@C",
+                "line 9: block G, field x: expected legs l or r, each with its bend w, found "
+                "\"45\""},
         Refusal{"SpatialBarWithLegs", "BF3D@Hp1@l5@n1@d12@Gl100@w0@C",
                 "line 9: block G, field l: expected offsets x, y or z, found \"100\""},
         Refusal{"HelixPitchMissing", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@C",

@@ -1,11 +1,13 @@
 #include "schedule/bvbs/record.h"
 
-#include <fstream>
-#include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include "tests/support/text_of.h"
 
 namespace korvane::schedule::bvbs {
 namespace {
@@ -20,8 +22,10 @@ std::string with_checksum(const std::string& text) {
 }
 
 std::vector<Record> records_of(const std::string& text) {
-  std::istringstream input(text);
-  return read_records(input);
+  std::vector<Record> records;
+  SourceLines lines(text);
+  while (const auto line = lines.next()) records.push_back(parse_record(*line));
+  return records;
 }
 
 const std::string kStraight = with_checksum("BF2D@Hj@r@i@p1@l200@n1@e0.178@d12@g@s@v@Gl200@w0@C");
@@ -120,46 +124,86 @@ TEST(ParseRecord, WhatIsQuotedInARefusalIsUtf8) {
               ThrowsMessage<RecordError>("line 6: expected a block, found \"ü\""));
 }
 
-TEST(ReadRecords, TakesBothLineEndsAndSkipsEmptyLines) {
+TEST(SourceLines, TakesBothLineEndsAndSkipsEmptyLines) {
   const auto records = records_of(kStraight + "\r\n\r\n" + kStraight + "\n" + kStraight);
   ASSERT_EQ(records.size(), 3U);
   EXPECT_EQ(records[1].line, 3U);
   EXPECT_EQ(records[2].source, kStraight);
 }
 
-TEST(ReadRecords, AReadErrorIsNotTheEndOfTheFile) {
-  /// Fails in the middle, as a disk does.
-  struct Failing : std::stringbuf {
-    Failing() : std::stringbuf(kStraight + "\n") {}
-    int_type underflow() override { throw std::runtime_error("no more can be read"); }
-  };
-  Failing buffer;
-  std::istream input(&buffer);
-  EXPECT_THAT([&] { read_records(input); },
-              ThrowsMessage<std::runtime_error>("no more can be read"));
-}
-
-TEST(ReadRecords, ACarriageReturnWithoutALineFeedIsRefused) {
+TEST(ParseRecord, ACarriageReturnWithoutALineFeedIsRefused) {
   EXPECT_THAT([] { records_of(kStraight + "\r" + kStraight + "\r\n"); },
               ThrowsMessage<RecordError>("line 1: a carriage return without a line feed after it"));
 }
 
-TEST(ReadRecords, BytesBeyondAsciiAreWindows1252) {
+TEST(ParseRecord, BytesBeyondAsciiAreWindows1252) {
   const auto records = records_of(with_checksum("BF2D@Hj\xFC \x80@p1@Gl200@w0@C"));
   ASSERT_EQ(records.size(), 1U);
   EXPECT_EQ(records[0].find('H')->find('j'), "ü €");
   EXPECT_THAT(records[0].source, StartsWith("BF2D@Hjü €@"));
 }
 
-TEST(ReadRecords, BytesWithoutALetterInWindows1252AreControlCharacters) {
+TEST(ParseRecord, BytesWithoutALetterInWindows1252AreControlCharacters) {
   const auto records = records_of(with_checksum("BF2D@Hj\x7F\x81\x9F\xA0\xFF@p1@Gl200@w0@C"));
   ASSERT_EQ(records.size(), 1U);
   EXPECT_EQ(records[0].find('H')->find('j'), "\x7F\xC2\x81\u0178\u00A0\u00FF");
 }
 
-TEST(ReadRecords, EveryPublishedRecordOfTheGuidelineHasItsChecksum) {
-  std::ifstream input(KORVANE_EXAMPLES "/guideline.abs", std::ios::binary);
-  EXPECT_EQ(read_records(input).size(), 21U);
+TEST(ParseRecord, EveryPublishedRecordOfTheGuidelineHasItsChecksum) {
+  EXPECT_EQ(records_of(test::text_of(KORVANE_EXAMPLES "/guideline.abs")).size(), 21U);
+}
+
+TEST(SourceLines, AByteOrderMarkIsNotPartOfTheFirstLine) {
+  const std::string text = "\uFEFF" + kStraight + "\r\n" + kStraight;
+  SourceLines lines(text);
+  const auto first = lines.next();
+  ASSERT_TRUE(first.has_value());
+  EXPECT_EQ(first->text, kStraight);
+  EXPECT_EQ(first->number, 1U);
+  EXPECT_TRUE(first->has_mark);
+  EXPECT_EQ(lines.next()->text, kStraight);
+  EXPECT_FALSE(lines.next().has_value());
+}
+
+TEST(SourceLines, AMarkAloneHasNoLine) {
+  EXPECT_FALSE(SourceLines("\uFEFF").next().has_value());
+  EXPECT_FALSE(SourceLines("").next().has_value());
+  EXPECT_FALSE(SourceLines("\r\n\n").next().has_value());
+}
+
+TEST(ParseRecord, LettersAfterAByteOrderMarkAreUtf8WithTheChecksumOfEitherForm) {
+  const std::string before = "BF2D@Hj\xFC\x80@p1@Gl200@w0@C";
+  const std::string after = "BF2D@Hjü€@p1@Gl200@w0@C";
+  ASSERT_NE(checksum(before), checksum(after));
+  for (const std::int32_t sum : {checksum(before), checksum(after)}) {
+    const std::string line = after + std::to_string(sum) + "@";
+    const Record record = parse_record({1, line, true});
+    EXPECT_EQ(record.find('H')->find('j'), "ü€");
+    EXPECT_EQ(record.source, line);
+    EXPECT_FALSE(record.has_foreign_letters);
+  }
+}
+
+TEST(ParseRecord, NeitherFormsChecksumIsWrongAfterAByteOrderMarkToo) {
+  EXPECT_THAT(
+      [] {
+        parse_record({1, "BF2D@Hjü@p1@Gl200@w0@C65@", true});
+      },
+      ThrowsMessage<RecordError>(HasSubstr("wrong checksum: the record states 66")));
+}
+
+TEST(ParseRecord, LettersAfterAByteOrderMarkThatAreNotUtf8AreWindows1252) {
+  const std::string line = with_checksum("BF2D@Hj\xFC@p1@Gl200@w0@C");
+  const Record record = parse_record({1, line, true});
+  EXPECT_EQ(record.find('H')->find('j'), "ü");
+  EXPECT_TRUE(record.has_foreign_letters);
+}
+
+TEST(RecordError, HasItsLineAndItsReason) {
+  const RecordError error(7, "no header block H");
+  EXPECT_EQ(error.line(), 7U);
+  EXPECT_EQ(error.reason(), "no header block H");
+  EXPECT_STREQ(error.what(), "line 7: no header block H");
 }
 
 }  // namespace

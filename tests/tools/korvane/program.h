@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <sys/wait.h>
 
 #include "tests/support/temporary_folder.h"
+#include "tests/support/text_of.h"
 
 namespace korvane::test {
 
@@ -16,13 +15,6 @@ struct Outcome {
   std::string out;
   std::string err;
 };
-
-inline std::string text_of(const std::string& filename) {
-  std::ifstream file(filename, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 /// Runs korvane in a shell to its end, which leaves what it prints in `folder`. `environment` is
 /// put before the command, such as "NAME=value"; `output` is a file for its standard output

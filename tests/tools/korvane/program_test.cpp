@@ -10,7 +10,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "schedule/bvbs/record.h"
 #include "tests/support/temporary_folder.h"
 
 namespace korvane {
@@ -33,17 +32,8 @@ class Program : public testing::Test {
   test::TemporaryFolder folder_;
 };
 
-TEST_F(Program, ImportPrintsTheScheduleAndWhatItHasStored) {
-  const Outcome outcome = run(import_guideline());
-  EXPECT_EQ(outcome.exit_code, 0);
-  EXPECT_EQ(outcome.out, text_of(KORVANE_TEST_DATA "/tools/guideline.txt"));
-  EXPECT_THAT(outcome.err,
-              HasSubstr("imported 16 bar marks, 3 fabric marks and 0 bar spacer marks into sheet "
-                        "\"417\", revision \"a\"\n"));
-}
-
 TEST_F(Program, ShowPrintsWhatTheImportPrinted) {
-  const Outcome imported = run(import_guideline());
+  const Outcome imported = run(import_guideline() + " --show");
   const Outcome shown = run("show " + project());
   EXPECT_EQ(shown.exit_code, 0);
   EXPECT_EQ(shown.out, imported.out);
@@ -62,15 +52,6 @@ TEST_F(Program, ShowOfAnUnknownRevisionFails) {
   const Outcome shown = run("show " + project() + " --revision z");
   EXPECT_EQ(shown.exit_code, 1);
   EXPECT_EQ(shown.err, "korvane: no revision \"z\" in this project\n");
-}
-
-TEST_F(Program, AWrongChecksumIsRefusedAndMakesNoProject) {
-  const Outcome outcome =
-      run("import " KORVANE_EXAMPLES "/bad-checksum.abs --project " + project());
-  EXPECT_EQ(outcome.exit_code, 1);
-  EXPECT_EQ(outcome.err,
-            "korvane: line 1: wrong checksum: the record states 81, its characters give 91\n");
-  EXPECT_FALSE(std::filesystem::exists(project()));
 }
 
 TEST_F(Program, ShowNeverMakesAProject) {
@@ -112,7 +93,7 @@ TEST_F(Program, ImportUnderAnotherSpellingOfAProjectLosesNothing) {
 TEST_F(Program, OutputThatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(run("import " KORVANE_EXAMPLES "/guideline.abs --project " + project()).exit_code, 0);
   for (const std::string& command :
-       {"show " + project(), import_guideline() + " --revision b", std::string("schema"),
+       {"show " + project(), import_guideline() + " --revision b --show", std::string("schema"),
         std::string("--help"), std::string("--version"),
         "token list --tokens " + folder_.file("tokens.json")}) {
     const std::string file = folder_.file("tokens.json");
@@ -149,7 +130,8 @@ TEST_F(Program, HelpOfEachSubcommandEndsInAnExample) {
        {"import", "show", "schema", "serve", "token", "token add", "token remove", "token list"}) {
     const Outcome outcome = run(subcommand + " --help");
     EXPECT_EQ(outcome.exit_code, 0);
-    EXPECT_THAT(outcome.out, HasSubstr("Example:\n  korvane " + subcommand)) << subcommand;
+    EXPECT_THAT(outcome.out, testing::ContainsRegex("Examples?:\n  korvane " + subcommand))
+        << subcommand;
   }
 }
 
@@ -203,16 +185,6 @@ TEST_F(Program, ASchemaFolderThatCannotBeMadeIsAFailureThatNamesIt) {
   EXPECT_EQ(outcome.exit_code, 1);
   EXPECT_THAT(outcome.err, StartsWith("korvane: "));
   EXPECT_THAT(outcome.err, HasSubstr(folder_.file("file")));
-}
-
-TEST_F(Program, AnImportNamesTheRecordsThatItSkips) {
-  const std::string file = folder_.file("girder.abs");
-  const std::string girder = "BFGT@Hj@r@i@p1@l2356@n1@e4.3@mKT@h90@C";
-  std::ofstream(file) << girder << schedule::bvbs::checksum(girder) << "@\n";
-  const Outcome outcome = run("import " + file + " --project " + project());
-  EXPECT_EQ(outcome.exit_code, 0);
-  EXPECT_EQ(outcome.err, "nothing to import in " + file +
-                             "\nskipped 1 BFGT record: a project has no place for them\n");
 }
 
 TEST_F(Program, AnUnknownScopeIsWrongUsage) {

@@ -79,7 +79,7 @@ class ServedImport : public testing::TestWithParam<const char*> {
   std::string local_file() const { return folder_.file("project.db"); }
   std::string served_file() const { return server_.file("project.db"); }
   std::string import_command() const {
-    return std::string("import " KORVANE_EXAMPLES "/") + GetParam() + " --project ";
+    return std::string("import " KORVANE_EXAMPLES "/") + GetParam() + " --show --project ";
   }
   Outcome import_locally() const { return run(import_command() + local_file()); }
   Outcome import_remotely() const { return run(import_command() + "project.db" + on_server()); }

@@ -1,0 +1,376 @@
+#include "schedule/import.h"
+
+#include <algorithm>
+#include <exception>
+#include <functional>
+#include <map>
+#include <optional>
+#include <utility>
+
+#include "platform/rpc4/failure.h"
+#include "schedule/changes.h"
+#include "schedule/content.h"
+#include "schedule/new_revisions.h"
+#include "schedule/query.h"
+#include "schedule/structure.h"
+
+namespace korvane::schedule {
+
+using namespace model::cad;
+using bvbs::BarLine;
+using bvbs::BarSpacerLine;
+using bvbs::FabricLine;
+using bvbs::SourceLine;
+
+namespace {
+
+/// Records of one batch, whichever revisions they belong to. Each batch is one transaction.
+constexpr std::size_t kItemsAtATime = 4000;
+
+/// Takes back what was made, the last first, unless `forget` says that the import is complete.
+class Undo {
+ public:
+  Undo() = default;
+  Undo(const Undo&) = delete;
+  Undo& operator=(const Undo&) = delete;
+  ~Undo() {
+    for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
+      try {
+        (*step)();
+      } catch (const std::exception&) {
+        // The failure that led here is the one to report. An entry that is in use stays, for a
+        // revision that was changed.
+        continue;
+      }
+    }
+  }
+
+  void add(std::function<void()> step) { steps_.push_back(std::move(step)); }
+  void forget() { steps_.clear(); }
+
+ private:
+  std::vector<std::function<void()>> steps_;
+};
+
+/// Finds catalogue entries by name, and makes those that are missing.
+class Catalogue {
+ public:
+  Catalogue(Project_Service& project, const Structure& structure, Undo& undo)
+      : project_(project), undo_(undo) {
+    for (const auto& [id, material] : structure.materials) {
+      materials_.emplace(material.identity.name, material);
+    }
+    for (const auto& [id, type] : structure.fabric_types) {
+      fabric_types_.emplace(type.type_name, type);
+    }
+  }
+
+  void add(const ImportPlan& plan) {
+    for (const std::string& steel : plan.steels()) make_material(steel);
+    for (const auto& [name, type] : plan.fabric_types()) {
+      if (fabric_types_.count(name) != 0) continue;
+      FabricType record = type.record;
+      record.material = make_material(type.steel);
+      make(record, &Project_Service::create_fabric_type, &Project_Service::delete_fabric_type);
+      fabric_types_.emplace(name, std::move(record));
+    }
+  }
+
+  const Material& material(const std::string& name) const { return materials_.at(name); }
+  const FabricType& fabric_type(const std::string& name) const { return fabric_types_.at(name); }
+
+ private:
+  const Material& make_material(const std::string& name) {
+    const auto found = materials_.find(name);
+    if (found != materials_.end()) return found->second;
+    Material material;
+    material.identity.name = name;
+    make(material, &Project_Service::create_material, &Project_Service::delete_material);
+    return materials_.emplace(name, std::move(material)).first->second;
+  }
+
+  /// Creates `record` and gives it the id and uid of its row.
+  template <class T, class Ref>
+  void make(T& record, void (Project_Service::*create)(T, Ref&),
+            void (Project_Service::*remove)(Ref, GenericReply&)) {
+    Ref ref;
+    (project_.*create)(record, ref);
+    record.id = ref.id.value();
+    record.uid = ref.uid.value();
+    undo_.add([&project = project_, remove, ref = std::move(ref)] {
+      GenericReply reply;
+      (project.*remove)(ref, reply);
+    });
+  }
+
+  Project_Service& project_;
+  Undo& undo_;
+  std::map<std::string, Material> materials_;
+  std::map<std::string, FabricType> fabric_types_;
+};
+
+/// Lines of a plan as the records that are stored.
+class Records {
+ public:
+  explicit Records(const Catalogue& catalogue) : catalogue_(catalogue) {}
+
+  Rebar bar(const SourceLine& where) const {
+    auto line = line_at<BarLine>(where);
+    line.item.material_id.set(catalogue_.material(line.drawing.steel).id);
+    return std::move(line.item);
+  }
+
+  Fabric fabric(const SourceLine& where) const {
+    auto line = line_at<FabricLine>(where);
+    line.item.fabric_type = catalogue_.fabric_type(line.item.type_name);
+    return std::move(line.item);
+  }
+
+  BarSpacer bar_spacer(const SourceLine& where) const { return line_at<BarSpacerLine>(where).item; }
+
+  /// All that a revision gets, after `content`.
+  void add(const PlannedRevision& planned, Content& content) const {
+    for (const SourceLine& line : planned.bars) content.bars.push_back(bar(line));
+    for (const SourceLine& line : planned.fabrics) content.fabrics.push_back(fabric(line));
+    for (const SourceLine& line : planned.bar_spacers) {
+      content.bar_spacers.push_back(bar_spacer(line));
+    }
+  }
+
+ private:
+  template <class Line>
+  static Line line_at(const SourceLine& where) {
+    return std::get<Line>(bvbs::read_line(bvbs::parse_record(where)));
+  }
+
+  const Catalogue& catalogue_;
+};
+
+/// A revision of the plan, and what it is in the project.
+struct Target {
+  const PlannedRevision* planned = nullptr;
+  /// None for one that is to be made.
+  std::optional<RevisionEntry> existing;
+  /// -1 for one that is to be made.
+  std::int32_t sheet_id = -1;
+  ImportedRevision result;
+};
+
+std::vector<Target> targets_of(const ImportPlan& plan, const Structure& structure) {
+  std::map<std::string, const SheetEntry*> sheets;
+  for (const SheetEntry& sheet : structure.sheets) {
+    if (sheet.record.id >= 0) sheets.emplace(sheet.record.name, &sheet);
+  }
+  std::vector<Target> targets;
+  for (const PlannedRevision& planned : plan.revisions()) {
+    Target& target = targets.emplace_back();
+    target.planned = &planned;
+    target.result.sheet = planned.sheet;
+    target.result.revision = planned.revision;
+    target.result.bars = planned.bars.size();
+    target.result.fabrics = planned.fabrics.size();
+    target.result.bar_spacers = planned.bar_spacers.size();
+    const auto sheet = sheets.find(planned.sheet);
+    if (sheet == sheets.end()) continue;
+    target.sheet_id = sheet->second->record.id;
+    for (const RevisionEntry& revision : sheet->second->revisions) {
+      if (revision.record.name != planned.revision) continue;
+      target.existing = revision;
+      target.result.id = revision.record.id;
+      break;
+    }
+  }
+  return targets;
+}
+
+bool has_existing(const std::vector<Target>& targets) {
+  return std::any_of(targets.begin(), targets.end(),
+                     [](const Target& target) { return target.existing.has_value(); });
+}
+
+/// Counts what the revisions have already.
+void count_lines_before(Project_Service& project, const ContentReader& reader,
+                        std::vector<Target>& targets) {
+  std::map<std::int32_t, std::size_t> mounting_parts;
+  for (const auto& row :
+       query(project, "select rev_id, count(*) from mountingpart group by rev_id").rows) {
+    mounting_parts[static_cast<std::int32_t>(integer_in(row[0]))] =
+        static_cast<std::size_t>(integer_in(row[1]));
+  }
+  for (Target& target : targets) {
+    if (!target.existing) continue;
+    const std::int32_t id = target.existing->content_id;
+    target.result.lines_before = reader.size(id) - mounting_parts[id];
+  }
+}
+
+void refuse_filled(const std::vector<Target>& targets) {
+  const Target* first = nullptr;
+  std::size_t others = 0;
+  for (const Target& target : targets) {
+    if (target.result.lines_before == 0) continue;
+    if (first != nullptr) ++others;
+    if (first == nullptr) first = &target;
+  }
+  if (first == nullptr) return;
+  const std::size_t lines = first->result.lines_before;
+  std::string text = "revision \"" + first->result.revision + "\" of sheet \"" +
+                     first->result.sheet + "\" has " + std::to_string(lines) + " schedule line" +
+                     (lines == 1 ? "" : "s") +
+                     " already: replace them, append to them, or name another revision";
+  if (others != 0) {
+    text += " (and " + std::to_string(others) + " other revision" +
+            (others == 1 ? " has" : "s have") + " lines)";
+  }
+  throw krv::rpc4::BadRequest(text);
+}
+
+/// Makes the sheets and revisions that are missing. Returns whether there are any.
+bool make_missing(NewRevisions& new_revisions, std::vector<Target>& targets) {
+  std::vector<NewRevisions::NewSheet> sheets;
+  std::map<std::string, std::size_t> places;
+  std::vector<std::pair<std::size_t, std::size_t>> made(targets.size());
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    const Target& target = targets[i];
+    if (target.existing) continue;
+    const auto [place, is_new] = places.try_emplace(target.planned->sheet, sheets.size());
+    if (is_new) {
+      sheets.emplace_back();
+      sheets.back().record.id = target.sheet_id;
+      sheets.back().record.name = target.planned->sheet;
+    }
+    auto& revisions = sheets[place->second].revisions;
+    made[i] = {place->second, revisions.size()};
+    revisions.emplace_back().name = target.planned->revision;
+  }
+  if (sheets.empty()) return false;
+  new_revisions.make(sheets);
+  for (std::size_t i = 0; i < targets.size(); ++i) {
+    if (targets[i].existing) continue;
+    const NewRevisions::NewSheet& sheet = sheets[made[i].first];
+    targets[i].sheet_id = sheet.record.id;
+    targets[i].result.id = sheet.revisions[made[i].second].id;
+  }
+  return true;
+}
+
+/// Counts the lines that are stored, for who watches.
+class Counter {
+ public:
+  Counter(const Progress& progress, std::size_t total) : progress_(progress), total_(total) {}
+  void add(std::size_t lines) {
+    done_ += lines;
+    if (progress_) progress_("storing", done_, total_);
+  }
+
+ private:
+  const Progress& progress_;
+  std::size_t total_;
+  std::size_t done_ = 0;
+};
+
+/// Stores the lines of one kind of all revisions that are new.
+template <class T, class Read>
+void store_lines(Project_Service& project, const std::vector<Target>& targets, Counter& counter,
+                 std::vector<SourceLine> PlannedRevision::*lines, Read read,
+                 void (Project_Service::*add)(Batch<T>, GenericReply&)) {
+  Batch<T> batch;
+  const auto send = [&] {
+    const std::size_t size = batch.items.size();
+    GenericReply reply;
+    if (size != 0) (project.*add)(std::exchange(batch, {}), reply);
+    counter.add(size);
+  };
+  for (const Target& target : targets) {
+    if (target.existing) continue;
+    for (const SourceLine& where : target.planned->*lines) {
+      T& item = batch.items.emplace_back(read(where));
+      item.sheet_id = target.sheet_id;
+      item.rev_id = target.result.id;
+      if (batch.items.size() == kItemsAtATime) send();
+    }
+  }
+  send();
+}
+
+void fill_new(Project_Service& project, const std::vector<Target>& targets, const Records& records,
+              Counter& counter) {
+  store_lines(
+      project, targets, counter, &PlannedRevision::fabrics,
+      [&](const SourceLine& where) { return records.fabric(where); }, &Project_Service::add_fabric);
+  store_lines(
+      project, targets, counter, &PlannedRevision::bar_spacers,
+      [&](const SourceLine& where) { return records.bar_spacer(where); },
+      &Project_Service::add_barspacer);
+  store_lines(
+      project, targets, counter, &PlannedRevision::bars,
+      [&](const SourceLine& where) { return records.bar(where); }, &Project_Service::add_rebar);
+}
+
+void fill_existing(Project_Service& project, const ContentReader& reader,
+                   const std::vector<Target>& targets, IfFilled if_filled, const Records& records,
+                   Counter& counter) {
+  for (const Target& target : targets) {
+    if (!target.existing) continue;
+    Content content = reader.read(target.existing->content_id);
+    if (if_filled == IfFilled::replace) {
+      content.bars.clear();
+      content.fabrics.clear();
+      content.bar_spacers.clear();
+    }
+    records.add(*target.planned, content);
+    replace_content(project, target.result.id, content);
+    counter.add(target.planned->size());
+  }
+}
+
+void keep_project_name(Project_Service& project, const std::string& name, ProjectData record,
+                       Undo& undo) {
+  if (name.empty() || record.properties.count("project") != 0) return;
+  UpdateProject before;
+  before.item = record;
+  UpdateProject update;
+  update.item = std::move(record);
+  update.item.properties["project"].value_string.set(name);
+  GenericReply reply;
+  project.update_project(std::move(update), reply);
+  undo.add([&project, before = std::move(before)] {
+    GenericReply ignored;
+    project.update_project(before, ignored);
+  });
+}
+
+}  // namespace
+
+std::vector<ImportedRevision> import_plan(Project_Service& project, const ImportPlan& plan,
+                                          IfFilled if_filled, const Progress& progress) {
+  finish_changes(project);
+  const Structure structure = read_structure(project);
+  std::vector<Target> targets = targets_of(plan, structure);
+  std::optional<ContentReader> reader;
+  if (has_existing(targets)) {
+    reader.emplace(project);
+    count_lines_before(project, *reader, targets);
+    if (if_filled == IfFilled::refuse) refuse_filled(targets);
+  }
+
+  Undo undo;
+  Catalogue catalogue(project, structure, undo);
+  catalogue.add(plan);
+  // Must be destroyed before the catalogue entries that its lines refer to are taken back.
+  NewRevisions new_revisions(project);
+  const bool has_new = make_missing(new_revisions, targets);
+  const Records records(catalogue);
+  Counter counter(progress, plan.size());
+  fill_new(project, targets, records, counter);
+  if (reader) fill_existing(project, *reader, targets, if_filled, records, counter);
+  keep_project_name(project, plan.project(), structure.project, undo);
+  if (has_new) new_revisions.finish();
+  undo.forget();
+
+  std::vector<ImportedRevision> imported;
+  for (Target& target : targets) imported.push_back(std::move(target.result));
+  return imported;
+}
+
+}  // namespace korvane::schedule
