@@ -187,7 +187,7 @@ TEST(ParseRecord, LettersAfterAByteOrderMarkAreUtf8WithTheChecksumOfEitherForm) 
 TEST(ParseRecord, NeitherFormsChecksumIsWrongAfterAByteOrderMarkToo) {
   EXPECT_THAT(
       [] {
-        parse_record({1, "BF2D@Hjü@p1@Gl200@w0@C65@", true});
+        parse_record({1, "BF2D@Hjü@p1@Gl200@w0@C66@", true});
       },
       ThrowsMessage<RecordError>(HasSubstr("wrong checksum: the record states 66")));
 }
