@@ -251,6 +251,11 @@ class Storing {
 
 }  // namespace
 
+void require_room_for_document(Project_Service& project, std::string_view text,
+                               const DocumentIndex& index, IfFilled if_filled) {
+  if (if_filled == IfFilled::refuse) Storing(project, text, index).require_room(if_filled);
+}
+
 StoredDocument store_document(Project_Service& project, std::string_view text,
                               const DocumentIndex& index, IfFilled if_filled) {
   finish_changes(project);

@@ -8,6 +8,10 @@
 
 namespace korvane::schedule {
 
+/// Throws what ProjectDocument::store throws for revisions that have lines.
+void require_room_for_document(model::cad::Project_Service& project, std::string_view text,
+                               const DocumentIndex& index, IfFilled if_filled);
+
 /// Stores what is not faulty of a document, as ProjectDocument::store says. `index` is that of
 /// `text`.
 StoredDocument store_document(model::cad::Project_Service& project, std::string_view text,

@@ -1,8 +1,6 @@
 #include "schedule/import.h"
 
 #include <algorithm>
-#include <exception>
-#include <functional>
 #include <map>
 #include <optional>
 #include <utility>
@@ -13,6 +11,7 @@
 #include "schedule/new_revisions.h"
 #include "schedule/query.h"
 #include "schedule/structure.h"
+#include "schedule/undo.h"
 
 namespace korvane::schedule {
 
@@ -27,35 +26,10 @@ namespace {
 /// Records of one batch, whichever revisions they belong to. Each batch is one transaction.
 constexpr std::size_t kItemsAtATime = 4000;
 
-/// Takes back what was made, the last first, unless `forget` says that the import is complete.
-class Undo {
- public:
-  Undo() = default;
-  Undo(const Undo&) = delete;
-  Undo& operator=(const Undo&) = delete;
-  ~Undo() {
-    for (auto step = steps_.rbegin(); step != steps_.rend(); ++step) {
-      try {
-        (*step)();
-      } catch (const std::exception&) {
-        // The failure that led here is the one to report. An entry that is in use stays, for a
-        // revision that was changed.
-        continue;
-      }
-    }
-  }
-
-  void add(std::function<void()> step) { steps_.push_back(std::move(step)); }
-  void forget() { steps_.clear(); }
-
- private:
-  std::vector<std::function<void()>> steps_;
-};
-
 /// Finds catalogue entries by name, and makes those that are missing.
-class Catalogue {
+class EntriesByName {
  public:
-  Catalogue(Project_Service& project, const Structure& structure, Undo& undo)
+  EntriesByName(Project_Service& project, const Structure& structure, Undo& undo)
       : project_(project), undo_(undo) {
     for (const auto& [id, material] : structure.materials) {
       materials_.emplace(material.identity.name, material);
@@ -112,7 +86,7 @@ class Catalogue {
 /// Lines of a plan as the records that are stored.
 class Records {
  public:
-  explicit Records(const Catalogue& catalogue) : catalogue_(catalogue) {}
+  explicit Records(const EntriesByName& catalogue) : catalogue_(catalogue) {}
 
   Rebar bar(const SourceLine& where) const {
     auto line = line_at<BarLine>(where);
@@ -143,7 +117,7 @@ class Records {
     return std::get<Line>(bvbs::read_line(bvbs::parse_record(where)));
   }
 
-  const Catalogue& catalogue_;
+  const EntriesByName& catalogue_;
 };
 
 /// A revision of the plan, and what it is in the project.
@@ -340,11 +314,9 @@ void keep_project_name(Project_Service& project, const std::string& name, Projec
   });
 }
 
-}  // namespace
-
-std::vector<ImportedRevision> import_plan(Project_Service& project, const ImportPlan& plan,
-                                          IfFilled if_filled, const Progress& progress) {
-  finish_changes(project);
+/// Stores the schedules of a plan.
+std::vector<Target> import_schedules(Project_Service& project, const ImportPlan& plan,
+                                     IfFilled if_filled, Counter& counter) {
   const Structure structure = read_structure(project);
   std::vector<Target> targets = targets_of(plan, structure);
   std::optional<ContentReader> reader;
@@ -355,22 +327,56 @@ std::vector<ImportedRevision> import_plan(Project_Service& project, const Import
   }
 
   Undo undo;
-  Catalogue catalogue(project, structure, undo);
+  EntriesByName catalogue(project, structure, undo);
   catalogue.add(plan);
   // Must be destroyed before the catalogue entries that its lines refer to are taken back.
   NewRevisions new_revisions(project);
   const bool has_new = make_missing(new_revisions, targets);
   const Records records(catalogue);
-  Counter counter(progress, plan.size());
   fill_new(project, targets, records, counter);
   if (reader) fill_existing(project, *reader, targets, if_filled, records, counter);
   keep_project_name(project, plan.project(), structure.project, undo);
   if (has_new) new_revisions.finish();
   undo.forget();
+  return targets;
+}
 
-  std::vector<ImportedRevision> imported;
-  for (Target& target : targets) imported.push_back(std::move(target.result));
-  return imported;
+void require_room(Project_Service& project, const PlannedDocument& planned, IfFilled if_filled) {
+  try {
+    planned.document.require_room(project, if_filled);
+  } catch (const DocumentError& error) {
+    const std::size_t others = error.faults().size() - 1;
+    throw krv::rpc4::BadRequest(planned.source + ": " + error.faults().front() +
+                                (others == 0 ? "" : " (and " + std::to_string(others) + " more)"));
+  }
+}
+
+}  // namespace
+
+ImportResult import_plan(Project_Service& project, const ImportPlan& plan, IfFilled if_filled,
+                         const Progress& progress) {
+  finish_changes(project);
+  for (const PlannedDocument& planned : plan.documents()) {
+    require_room(project, planned, if_filled);
+  }
+  Counter counter(progress, plan.size());
+  ImportResult result;
+  if (!plan.revisions().empty()) {
+    for (Target& target : import_schedules(project, plan, if_filled, counter)) {
+      result.revisions.push_back(std::move(target.result));
+    }
+  }
+  for (const PlannedDocument& planned : plan.documents()) {
+    StoredDocument stored = planned.document.store(project, if_filled, true);
+    for (StoredRevision& revision : stored.revisions) {
+      result.revisions.push_back({std::move(revision)});
+    }
+    for (const std::string& note : stored.notes) {
+      result.notes.push_back(planned.source + ": " + note);
+    }
+    counter.add(planned.document.size());
+  }
+  return result;
 }
 
 }  // namespace korvane::schedule

@@ -1,5 +1,6 @@
 #include "schedule/import_plan.h"
 
+#include <algorithm>
 #include <filesystem>
 
 namespace korvane::schedule {
@@ -34,16 +35,55 @@ ImportPlan::ImportPlan(std::vector<Source> sources, const ImportNames& names,
   for (const Source& source : sources_) total += source.text.size();
   std::size_t before = 0;
   for (const Source& source : sources_) {
-    if (bvbs::looks_like_schedule(source.text)) {
+    if (looks_like_document(source.text)) {
+      read_document(source, names);
+    } else if (bvbs::looks_like_schedule(source.text)) {
       read_schedule(source, names, [&](const SourceLine& where) {
         const auto in_source = static_cast<std::size_t>(where.text.data() - source.text.data());
         if (progress) progress("reading", before + in_source, total);
       });
     } else if (source.text.find_first_not_of(" \t\r\n") != std::string::npos) {
-      faults_.push_back({source.name, 0, "is not a bar schedule in the format of BVBS"});
+      faults_.push_back({source.name, 0,
+                         "is neither a bar schedule in the format of BVBS nor a project in JSON"});
     }
     before += source.text.size();
   }
+  refuse_shared_revisions();
+}
+
+void ImportPlan::read_document(const Source& source, const ImportNames& names) {
+  if (names.sheet || names.revision) {
+    faults_.push_back({source.name, 0, "the names of a project in JSON cannot be replaced"});
+    return;
+  }
+  ProjectDocument document(source.text);
+  for (const std::string& fault : document.faults()) faults_.push_back({source.name, 0, fault});
+  if (!document.faults().empty() && !document.is_rest_usable()) return;
+  documents_.push_back({source.name, std::move(document)});
+}
+
+void ImportPlan::refuse_shared_revisions() {
+  std::set<std::pair<std::string, std::string>> known;
+  for (const auto& [names, place] : revisions_by_name_) known.insert(names);
+  std::vector<PlannedDocument> kept;
+  for (PlannedDocument& planned : documents_) {
+    std::set<std::pair<std::string, std::string>> own;
+    for (const StoredRevision& revision : planned.document.revisions()) {
+      own.emplace(revision.sheet, revision.revision);
+    }
+    const auto shared = std::find_if(own.begin(), own.end(),
+                                     [&](const auto& names) { return known.count(names) != 0; });
+    if (shared != own.end()) {
+      faults_.push_back({planned.source, 0,
+                         "revision \"" + shared->second + "\" of sheet \"" + shared->first +
+                             "\" is in another source too"});
+      continue;
+    }
+    known.merge(own);
+    size_ += planned.document.size();
+    kept.push_back(std::move(planned));
+  }
+  documents_ = std::move(kept);
 }
 
 void ImportPlan::read_schedule(const Source& source, const ImportNames& names,

@@ -12,6 +12,7 @@
 
 #include "contracts/cad/fabric_type.h"
 #include "schedule/bvbs/schedule.h"
+#include "schedule/project_document.h"
 
 /// What an import will do, before any project is touched.
 namespace korvane::schedule {
@@ -76,16 +77,23 @@ struct PlannedFabricType {
   std::string steel;
 };
 
+/// A project in JSON, and the source that it is.
+struct PlannedDocument {
+  std::string source;
+  ProjectDocument document;
+};
+
 /// Sources that are read and checked.
 class ImportPlan {
  public:
   /// Reads all of `sources`. What each of them is, its content says: a bar schedule of BVBS has a
-  /// line that begins as a record.
+  /// line that begins as a record, a project in JSON begins with a brace.
   ImportPlan(std::vector<Source> sources, const ImportNames& names, const Progress& progress = {});
   ImportPlan(const ImportPlan&) = delete;
   ImportPlan& operator=(const ImportPlan&) = delete;
 
-  /// Of all sources, in order. The other lines can be imported without those that they name.
+  /// Of all sources, in order. The rest can be imported without what they name. It is a fault, too,
+  /// that a revision of a document is in another source, or that a document is to get other names.
   const std::vector<SourceFault>& faults() const { return faults_; }
   const std::vector<SourceNote>& notes() const { return notes_; }
   /// How many records of each group were left out, since a project has no place for them.
@@ -100,13 +108,20 @@ class ImportPlan {
   /// The first name of a project; empty without one.
   const std::string& project() const { return project_; }
 
+  const std::vector<PlannedDocument>& documents() const { return documents_; }
+
   /// How many lines there are to store.
   std::size_t size() const { return size_; }
+  /// Whether there is nothing to store. A document always has something.
+  bool is_empty() const { return size_ == 0 && documents_.empty(); }
 
  private:
   /// Calls `go_on` with each line.
   void read_schedule(const Source& source, const ImportNames& names,
                      const std::function<void(const bvbs::SourceLine&)>& go_on);
+  void read_document(const Source& source, const ImportNames& names);
+  /// Takes out the documents that have a revision of another source.
+  void refuse_shared_revisions();
   PlannedRevision& revision_of(const bvbs::Drawing& drawing);
   void note(const Source& source, const bvbs::Note& note);
 
@@ -120,6 +135,7 @@ class ImportPlan {
   std::set<std::string> steels_;
   std::map<std::string, PlannedFabricType> fabric_types_;
   std::string project_;
+  std::vector<PlannedDocument> documents_;
   std::size_t size_ = 0;
 };
 

@@ -237,6 +237,22 @@ bool looks_like_document(std::string_view text) {
 ProjectDocument::ProjectDocument(std::string_view text)
     : text_(without_byte_order_mark(text)), index_(index_document(text_)) {}
 
+std::vector<StoredRevision> ProjectDocument::revisions() const {
+  std::vector<StoredRevision> revisions;
+  for (const DocumentIndex::Sheet& sheet : index_.sheets) {
+    for (const DocumentIndex::Revision& revision : sheet.revisions) {
+      const auto& [bars, fabrics, bar_spacers, mounting_parts] = revision.sizes;
+      revisions.push_back(
+          {0, sheet.record.name, revision.record.name, bars, fabrics, bar_spacers, mounting_parts});
+    }
+  }
+  return revisions;
+}
+
+void ProjectDocument::require_room(Project_Service& project, IfFilled if_filled) const {
+  require_room_for_document(project, text_, index_, if_filled);
+}
+
 StoredDocument ProjectDocument::store(Project_Service& project, IfFilled if_filled,
                                       bool skip_faulty) const {
   const bool is_usable = index_.faults.empty() || (skip_faulty && index_.is_rest_usable);

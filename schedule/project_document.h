@@ -120,6 +120,12 @@ class ProjectDocument {
   /// How many lines of schedules it has, without those that are faulty.
   std::size_t size() const { return index_.size; }
 
+  /// Its revisions, with names and numbers alone.
+  std::vector<StoredRevision> revisions() const;
+
+  /// Throws what `store` throws for revisions that have lines.
+  void require_room(model::cad::Project_Service& project, IfFilled if_filled) const;
+
   /// Stores it in `project`. Sheets, and revisions of a sheet, go by their names: one that the
   /// project has is filled, with its record and properties as they are; one that it lacks is made as
   /// the document has it, with its uid unless the project uses that already. So do materials and

@@ -93,7 +93,9 @@ TEST(ImportPlan, NamesEveryFaultOfEverySource) {
 
 TEST(ImportPlan, ATextOfNoKnownFormatIsOneFault) {
   const ImportPlan plan({{"letter.abs", "Dear all,\nplease find enclosed\n"}}, {});
-  EXPECT_THAT(faults_of(plan), ElementsAre(HasSubstr("letter.abs: is not a bar schedule")));
+  EXPECT_THAT(faults_of(plan),
+              ElementsAre("letter.abs: is neither a bar schedule in the format of BVBS nor a "
+                          "project in JSON"));
   EXPECT_EQ(plan.size(), 0U);
 }
 
@@ -132,6 +134,48 @@ TEST(ImportPlan, SaysHowFarItIs) {
                           done.push_back(part);
                         });
   EXPECT_THAT(done, ElementsAre(0U, bar.size(), 2 * bar.size()));
+}
+
+/// A document of one revision, without lines.
+std::string document_of(const std::string& sheet, const std::string& revision) {
+  return R"({"format":"korvane project","version":1,"project":{},"materials":[],"fabric_types":[],)"
+         R"("sheets":[{"sheet":{"name":")" +
+         sheet + R"("},"revisions":[{"revision":{"name":")" + revision +
+         R"("},"bars":[],"fabrics":[],"bar_spacers":[],"mounting_parts":[]}]}]})";
+}
+
+TEST(ImportPlan, ADocumentIsKnownByItsContent) {
+  const ImportPlan plan({{"a.abs", "\uFEFF" + document_of("1", "a")}}, {});
+  EXPECT_THAT(faults_of(plan), IsEmpty());
+  ASSERT_THAT(plan.documents(), SizeIs(1));
+  EXPECT_EQ(plan.documents()[0].source, "a.abs");
+  EXPECT_FALSE(plan.is_empty());
+}
+
+TEST(ImportPlan, FaultsOfADocumentNameTheirSource) {
+  const ImportPlan plan({{"a.json", "{\"format\":\"another\"}"}}, {});
+  EXPECT_THAT(faults_of(plan), ElementsAre(testing::StartsWith("a.json: ")));
+  EXPECT_TRUE(plan.is_empty());
+}
+
+TEST(ImportPlan, ADocumentGetsNoOtherNames) {
+  const ImportPlan plan({{"a.json", document_of("1", "a")}}, {"S1", std::nullopt});
+  EXPECT_THAT(faults_of(plan),
+              ElementsAre("a.json: the names of a project in JSON cannot be replaced"));
+  EXPECT_TRUE(plan.is_empty());
+}
+
+TEST(ImportPlan, ARevisionOfADocumentIsInNoOtherSource) {
+  const ImportPlan plan({{"a.json", document_of("1", "a")},
+                         {"b.json", document_of("2", "a")},
+                         {"c.json", document_of("1", "a")},
+                         {"d.abs", straight_bar("r2@ia@p1@")}},
+                        {});
+  EXPECT_THAT(faults_of(plan),
+              ElementsAre("b.json: revision \"a\" of sheet \"2\" is in another source too",
+                          "c.json: revision \"a\" of sheet \"1\" is in another source too"));
+  ASSERT_THAT(plan.documents(), SizeIs(1));
+  EXPECT_EQ(plan.documents()[0].source, "a.json");
 }
 
 }  // namespace

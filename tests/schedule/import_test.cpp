@@ -33,7 +33,7 @@ class Import : public test::StoreTest {
   std::vector<ImportedRevision> import(const std::string& text,
                                        IfFilled if_filled = IfFilled::refuse,
                                        const ImportNames& names = {}) {
-    return import_plan(project(), ImportPlan({{"source.abs", text}}, names), if_filled);
+    return import_plan(project(), ImportPlan({{"source.abs", text}}, names), if_filled).revisions;
   }
   std::vector<ImportedRevision> import_guideline(IfFilled if_filled = IfFilled::refuse,
                                                  const ImportNames& names = {}) {
@@ -61,6 +61,13 @@ class Import : public test::StoreTest {
     ProjectData data;
     project().get_project({}, data);
     return data;
+  }
+
+  /// The project as a document.
+  std::string document() {
+    std::string text;
+    write_document(project(), {}, DocumentForm::json, [&](std::string_view part) { text += part; });
+    return text;
   }
 
   MountingPart add_mounting_part(std::int32_t rev_id) {
@@ -323,7 +330,7 @@ TEST_F(Import, ManyDrawingsTakeFewOperations) {
   const ImportPlan plan({{"many.abs", text}}, {});
   test::FailingProject user(project());
   user.kill_after(40);
-  EXPECT_THAT(import_plan(user, plan, IfFilled::refuse), SizeIs(200));
+  EXPECT_THAT(import_plan(user, plan, IfFilled::refuse).revisions, SizeIs(200));
   EXPECT_EQ(value("select count(*) from (select rev_id from rebar group by rev_id having "
                   "count(*) = 2)"),
             "200");
@@ -341,7 +348,8 @@ TEST_F(Import, BatchesSpanRevisionsAndMissNoLine) {
                     EXPECT_EQ(step, "storing");
                     EXPECT_EQ(total, 4500U);
                     done.push_back(part);
-                  });
+                  })
+          .revisions;
   for (int i = 0; i < 3; ++i) {
     const std::vector<std::string> marks = marks_of(imported[static_cast<std::size_t>(i)].id);
     ASSERT_THAT(marks, SizeIs(1500));
@@ -349,6 +357,52 @@ TEST_F(Import, BatchesSpanRevisionsAndMissNoLine) {
     EXPECT_EQ(marks.back(), std::to_string(4497 + i));
   }
   EXPECT_EQ(done.back(), 4500U);
+}
+
+TEST_F(Import, SchedulesAndDocumentsComeTogether) {
+  const std::int32_t rev_id = import(straight_bar("r1@ia@p1@"))[0].id;
+  add_mounting_part(rev_id);
+  const std::string text = document();
+  remove_sheet(project(), bars_of(rev_id)[0].sheet_id);
+
+  const ImportPlan plan({{"a.json", text}, {"b.abs", straight_bar("r2@ia@p2@")}}, {});
+  EXPECT_EQ(plan.size(), 3U);
+  const ImportResult result = import_plan(project(), plan, IfFilled::refuse);
+  EXPECT_THAT(names_seen(),
+              ElementsAre("sheet \"2\", revision \"a\"", "sheet \"1\", revision \"a\""));
+  ASSERT_THAT(result.revisions, SizeIs(2));
+  EXPECT_THAT(marks_of(result.revisions[0].id), ElementsAre("2"));
+  EXPECT_THAT(marks_of(result.revisions[1].id), ElementsAre("1"));
+  EXPECT_EQ(result.revisions[1].mounting_parts, 1U);
+  EXPECT_THAT(parts_of(result.revisions[1].id), SizeIs(1));
+}
+
+TEST_F(Import, ADocumentWhoseRevisionHasLinesIsRefusedBeforeAnythingIsStored) {
+  import(straight_bar("r1@ia@p1@"));
+  const std::string text = document();
+  const auto before = counts();
+  const ImportPlan plan({{"b.abs", straight_bar("r2@ia@gnew@p2@")}, {"a.json", text}}, {});
+  EXPECT_THAT([&] { import_plan(project(), plan, IfFilled::refuse); },
+              ThrowsMessage<krv::rpc4::BadRequest>(
+                  "a.json: sheet \"1\", revision \"a\" has 1 line already"));
+  EXPECT_EQ(counts(), before);
+  import_plan(project(), plan, IfFilled::replace);
+  EXPECT_EQ(count("rebar"), 2);
+}
+
+TEST_F(Import, NotesOfADocumentNameTheirSource) {
+  import(straight_bar("r1@ia@p1@"));
+  UpdateProject update;
+  update.item.properties["client"].value_string.set("Smith");
+  GenericReply reply;
+  project().update_project(update, reply);
+  const std::string text = document();
+  update.item.properties["client"].value_string.set("Jones");
+  project().update_project(update, reply);
+  const ImportResult result =
+      import_plan(project(), ImportPlan({{"a.json", text}}, {}), IfFilled::replace);
+  EXPECT_THAT(result.notes,
+              ElementsAre("a.json: the project has another \"client\", which is kept"));
 }
 
 }  // namespace

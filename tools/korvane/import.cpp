@@ -46,9 +46,12 @@ struct ImportOptions {
 void say(const std::string& text) { std::cerr << printable(text) << '\n'; }
 
 std::string counts_text(const ImportedRevision& counted) {
-  return format_count(counted.bars, "bar mark") + ", " +
-         format_count(counted.fabrics, "fabric mark") + " and " +
-         format_count(counted.bar_spacers, "bar spacer mark");
+  const std::string bars_and_fabrics =
+      format_count(counted.bars, "bar mark") + ", " + format_count(counted.fabrics, "fabric mark");
+  const std::string spacers = format_count(counted.bar_spacers, "bar spacer mark");
+  if (counted.mounting_parts == 0) return bars_and_fabrics + " and " + spacers;
+  return bars_and_fabrics + ", " + spacers + " and " +
+         format_count(counted.mounting_parts, "mounting part mark");
 }
 
 void report_revision(const ImportedRevision& revision, IfFilled if_filled) {
@@ -68,13 +71,16 @@ void report_sum(const std::vector<ImportedRevision>& revisions) {
     sum.bars += revision.bars;
     sum.fabrics += revision.fabrics;
     sum.bar_spacers += revision.bar_spacers;
+    sum.mounting_parts += revision.mounting_parts;
     sheets.insert(revision.sheet);
   }
   say("imported " + counts_text(sum) + " into " + format_count(revisions.size(), "revision") +
       " of " + format_count(sheets.size(), "sheet"));
 }
 
-void report(const std::vector<ImportedRevision>& revisions, IfFilled if_filled) {
+void report(const schedule::ImportResult& result, IfFilled if_filled) {
+  for (const std::string& note : result.notes) say(note);
+  const std::vector<ImportedRevision>& revisions = result.revisions;
   if (revisions.size() > kMostListed) {
     report_sum(revisions);
   } else {
@@ -85,7 +91,7 @@ void report(const std::vector<ImportedRevision>& revisions, IfFilled if_filled) 
 /// What is known before a project is touched.
 void report_plan(const ImportPlan& plan, const std::vector<std::string>& files) {
   for (const schedule::SourceNote& note : plan.notes()) say(text_of(note));
-  if (plan.size() == 0) {
+  if (plan.is_empty()) {
     std::string names;
     for (const std::string& file : files) names += (names.empty() ? "" : ", ") + file;
     say("nothing to import in " + names);
@@ -113,17 +119,16 @@ int run_import(const ImportOptions& options, const CommonOptions& common) {
   const bool is_faulty = !plan.faults().empty();
   if (!options.is_quiet) report_plan(plan, options.files);
   if (is_faulty) report_faults(plan, options.skips_faulty);
-  if (is_faulty && (!options.skips_faulty || plan.size() == 0)) return kFailed;
-  if (plan.size() == 0) return kDone;
+  if (is_faulty && (!options.skips_faulty || plan.is_empty())) return kFailed;
+  if (plan.is_empty()) return kDone;
 
   with_project(options.project, common, Purpose::writing, [&](Project_Service& project) {
-    const std::vector<ImportedRevision> revisions =
-        import_plan(project, plan, options.if_filled(), progress);
+    const schedule::ImportResult result = import_plan(project, plan, options.if_filled(), progress);
     line.clear();
-    if (!options.is_quiet) report(revisions, options.if_filled());
-    for (std::size_t i = 0; options.shows && i < revisions.size(); ++i) {
+    if (!options.is_quiet) report(result, options.if_filled());
+    for (std::size_t i = 0; options.shows && i < result.revisions.size(); ++i) {
       if (i != 0) std::cout << '\n';
-      print_revision(project, revisions[i].id, std::cout);
+      print_revision(project, result.revisions[i].id, std::cout);
     }
   });
   require_output();
@@ -134,8 +139,8 @@ int run_import(const ImportOptions& options, const CommonOptions& common) {
 
 Command add_import(CLI::App& program) {
   const auto options = std::make_shared<ImportOptions>();
-  CLI::App* const command =
-      program.add_subcommand("import", "Store bar schedules in a project: BVBS files (.abs)");
+  CLI::App* const command = program.add_subcommand(
+      "import", "Store bar schedules in a project: BVBS files (.abs), or projects in JSON");
   command
       ->add_option("FILE", options->files,
                    "Files, folders for all .abs and .json files in them, or - for the standard "
