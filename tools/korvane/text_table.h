@@ -1,3 +1,0 @@
-#pragma once
-
-#include "tools/korvane/terminal_text.h"  // IWYU pragma: export
