@@ -16,6 +16,7 @@
 #include "schedule/line_text.h"
 #include "schedule/structure.h"
 #include "schedule/table.h"
+#include "schedule/value_text.h"
 
 /// What the lists of columns in content_tables.cpp are made of.
 namespace korvane::schedule {

@@ -1,18 +1,17 @@
 #include "schedule/line_text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <variant>
 
 #include "bond/describe.h"
-#include "bond/enumeration.h"
 #include "contracts/cad/diff_state.describe.h"
 #include "contracts/cad/fabric_type.describe.h"
 #include "contracts/cad/hook.describe.h"
-#include "contracts/encoding/base64.h"
 #include "schedule/table_text.h"
+#include "schedule/value_text.h"
 
 namespace korvane::schedule {
 
@@ -39,19 +38,6 @@ class Joined {
 
 std::string millimetres(double value) {
   return value == 0 ? std::string() : format_number(value) + " mm";
-}
-
-/// The enumerator without the k before it: "left"; for a value without a name its number.
-template <class E>
-std::string enumerator_text(E value) {
-  for (const auto& each : bond::DescribeEnum<E>::enumerators) {
-    if (each.value != value) continue;
-    std::string text(each.name.substr(1));
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return text;
-  }
-  return std::to_string(static_cast<std::int32_t>(value));
 }
 
 std::string leg_text(const GeometryObject& piece) {
@@ -151,6 +137,23 @@ std::string properties_text(const Properties& properties) {
     if (key != "bvbs") text.add(key + ": " + variant_text(value));
   }
   return text.take();
+}
+
+Cell variant_cell(const Variant& value) {
+  Variant others = value;
+  others.value_int32.reset();
+  if (value.value_int32.hasvalue() && others == Variant{}) return std::int64_t{*value.value_int32};
+  others = value;
+  others.value_double.reset();
+  if (value.value_double.hasvalue() && others == Variant{}) return *value.value_double;
+  return variant_text(value);
+}
+
+std::string cell_text(const Cell& cell) {
+  if (const auto* const text = std::get_if<std::string>(&cell)) return *text;
+  if (const auto* const count = std::get_if<std::int64_t>(&cell)) return std::to_string(*count);
+  const auto* const number = std::get_if<double>(&cell);
+  return number == nullptr ? std::string() : format_number(*number, 6);
 }
 
 std::string variant_text(const Variant& value) {

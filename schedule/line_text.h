@@ -46,9 +46,6 @@ std::string textblock_text(const model::cad::Textblock& textblock);
 /// "layer: 1; pitch: 6 x 100", without the source line that the importer keeps under "bvbs".
 std::string properties_text(const Properties& properties);
 
-/// The values that are set, the bytes of a blob as base64.
-std::string variant_text(const Variant& value);
-
 /// The mark as it stands on the drawing, with prefix and suffix, and after a point the submark.
 template <class T>
 std::string label_of(const T& line) {

@@ -28,6 +28,8 @@ struct Column {
   bool is_for_programs = false;
   /// What people read in place of no value: "unknown".
   std::string if_none = {};
+  /// People see nothing in place of 0.
+  bool hides_zero = false;
 };
 
 struct Table {

@@ -11,9 +11,6 @@ namespace {
 
 using Kind = Column::Kind;
 
-Cell count_or_none(std::int64_t count) { return count == 0 ? Cell() : Cell(count); }
-Cell number_or_none(double number) { return number == 0 ? Cell() : Cell(number); }
-
 /// Kilograms of lines, none if no weight of any is known.
 Cell mass_cell(const Sum& sum) { return sum.mass == 0 && sum.lines != 0 ? Cell() : Cell(sum.mass); }
 
@@ -26,8 +23,10 @@ void add_sum_columns(Table& table, Length length) {
     table.columns.push_back({"metres", "length", Kind::number, "m", 2});
   }
   table.columns.push_back({"mass", "weight", Kind::number, "kg", 2, false, "unknown"});
-  table.columns.push_back({"marks_without_weight", "without weight", Kind::number, "marks", 0});
-  table.columns.push_back({"estimated_mass", "estimated for them", Kind::number, "kg", 2});
+  table.columns.push_back(
+      {"marks_without_weight", "without weight", Kind::number, "marks", 0, false, "", true});
+  table.columns.push_back(
+      {"estimated_mass", "estimated for them", Kind::number, "kg", 2, false, "", true});
 }
 
 void add_sum_cells(std::vector<Cell>& row, const Sum& sum, Length length) {
@@ -35,8 +34,8 @@ void add_sum_cells(std::vector<Cell>& row, const Sum& sum, Length length) {
   row.emplace_back(sum.pieces);
   if (length == Length::metres) row.emplace_back(sum.metres);
   row.push_back(mass_cell(sum));
-  row.push_back(count_or_none(sum.lines_without_mass));
-  row.push_back(number_or_none(sum.estimated_mass));
+  row.emplace_back(sum.lines_without_mass);
+  row.emplace_back(sum.estimated_mass);
 }
 
 std::string marks_text(std::int64_t count) {
@@ -80,14 +79,14 @@ std::vector<Cell> revision_row(const std::string& sheet, const Cell& revision,
                                const Totals& totals) {
   const Sum all = sum_of(totals);
   std::vector<Cell> row = {sheet, revision, all.lines};
-  row.push_back(count_or_none(sum_of(totals.bars).pieces));
-  row.push_back(count_or_none(sum_of(totals.fabrics).pieces));
-  row.push_back(count_or_none(sum_of(totals.bar_spacers).pieces));
-  row.push_back(count_or_none(sum_of(totals.mounting_parts).pieces));
-  row.push_back(number_or_none(all.metres));
+  row.emplace_back(sum_of(totals.bars).pieces);
+  row.emplace_back(sum_of(totals.fabrics).pieces);
+  row.emplace_back(sum_of(totals.bar_spacers).pieces);
+  row.emplace_back(sum_of(totals.mounting_parts).pieces);
+  row.emplace_back(all.metres);
   row.push_back(mass_cell(all));
-  row.push_back(count_or_none(all.lines_without_mass));
-  row.push_back(number_or_none(all.estimated_mass));
+  row.emplace_back(all.lines_without_mass);
+  row.emplace_back(all.estimated_mass);
   return row;
 }
 
@@ -133,17 +132,18 @@ std::vector<Table> totals_tables(const Totals& totals) {
 Table revisions_table(const Structure& structure, const std::vector<SelectedRevision>& selected,
                       const std::map<std::int32_t, Totals>& totals) {
   Table table{"revisions", "Revisions", {}, {}, {}, {}};
-  table.columns = {{"sheet", "sheet", Kind::text, ""},
-                   {"revision", "revision", Kind::text, ""},
-                   {"marks", "marks", Kind::number, "", 0},
-                   {"bars", "bars", Kind::number, "pieces", 0},
-                   {"fabrics", "fabrics", Kind::number, "pieces", 0},
-                   {"bar_spacers", "bar spacers", Kind::number, "pieces", 0},
-                   {"mounting_parts", "mounting parts", Kind::number, "pieces", 0},
-                   {"bar_metres", "length of bars", Kind::number, "m", 2},
-                   {"mass", "weight", Kind::number, "kg", 2, false, "unknown"},
-                   {"marks_without_weight", "without weight", Kind::number, "marks", 0},
-                   {"estimated_mass", "estimated for them", Kind::number, "kg", 2}};
+  table.columns = {
+      {"sheet", "sheet", Kind::text, ""},
+      {"revision", "revision", Kind::text, ""},
+      {"marks", "marks", Kind::number, "", 0},
+      {"bars", "bars", Kind::number, "pieces", 0, false, "", true},
+      {"fabrics", "fabrics", Kind::number, "pieces", 0, false, "", true},
+      {"bar_spacers", "bar spacers", Kind::number, "pieces", 0, false, "", true},
+      {"mounting_parts", "mounting parts", Kind::number, "pieces", 0, false, "", true},
+      {"bar_metres", "length of bars", Kind::number, "m", 2, false, "", true},
+      {"mass", "weight", Kind::number, "kg", 2, false, "unknown"},
+      {"marks_without_weight", "without weight", Kind::number, "marks", 0, false, "", true},
+      {"estimated_mass", "estimated for them", Kind::number, "kg", 2, false, "", true}};
   Totals all;
   for (const SelectedRevision& each : selected) {
     const auto found = totals.find(each.revision->record.id);

@@ -34,6 +34,10 @@ void require_project(const std::string& filename, EmbeddedProject::IfMissing if_
   }
 }
 
+ProjectManager_Service* find_manager() {
+  return krv::rpc4::find_service<ProjectManager_Service>(ProjectManager_Metadata::GlobalInstanceID);
+}
+
 }  // namespace
 
 EmbeddedProject::EmbeddedProject(const boost::filesystem::path& plugin_folder,
@@ -42,19 +46,23 @@ EmbeddedProject::EmbeddedProject(const boost::filesystem::path& plugin_folder,
   for (const auto& library : host::find_plugins(plugin_folder)) {
     plugins_.push_back(std::make_unique<host::Plugin>(library));
   }
-  auto* const manager =
-      krv::rpc4::find_service<ProjectManager_Service>(ProjectManager_Metadata::GlobalInstanceID);
-  if (manager == nullptr) {
+  if (find_manager() == nullptr) {
     throw std::runtime_error("no plugin in " + plugin_folder.string() + " opens projects");
   }
+  service_ = &open(filename, if_missing);
+}
+
+Project_Service& EmbeddedProject::open(const std::string& filename, IfMissing if_missing) {
+  require_project(filename, if_missing);
   model::OpenProjectRequest request;
   request.filename = filename;
   model::OpenProjectResponse response;
-  manager->open(std::move(request), response, krv::rpc4::PeerInfo{});
-  service_ = krv::rpc4::find_service<Project_Service>(response.service_id);
-  if (service_ == nullptr) {
+  find_manager()->open(std::move(request), response, krv::rpc4::PeerInfo{});
+  auto* const service = krv::rpc4::find_service<Project_Service>(response.service_id);
+  if (service == nullptr) {
     throw std::runtime_error("the project's service " + response.service_id + " is not live");
   }
+  return *service;
 }
 
 boost::filesystem::path default_plugin_folder() {

@@ -32,6 +32,10 @@ class EmbeddedProject {
   /// Lives as long as this object.
   model::cad::Project_Service& service() { return *service_; }
 
+  /// Opens one more file, beside the first. Throws as the constructor does. The project lives as
+  /// long as this object.
+  model::cad::Project_Service& open(const std::string& filename, IfMissing if_missing);
+
  private:
   std::vector<std::unique_ptr<host::Plugin>> plugins_;
   model::cad::Project_Service* service_ = nullptr;

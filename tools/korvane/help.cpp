@@ -29,6 +29,10 @@ std::string wrapped(const std::string& text, std::size_t width) {
   return lines;
 }
 
+std::string HelpFormatter::make_description(const CLI::App* command) const {
+  return wrapped(command->get_description(), kTerminalWidth) + "\n";
+}
+
 std::string HelpFormatter::make_subcommand(const CLI::App* command) const {
   std::ostringstream text;
   CLI::detail::format_help(text, command->get_display_name(true),

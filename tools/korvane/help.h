@@ -14,6 +14,7 @@ std::string wrapped(const std::string& text, std::size_t width);
 /// Help whose descriptions fit a terminal of 80 columns.
 class HelpFormatter : public CLI::Formatter {
  public:
+  std::string make_description(const CLI::App* command) const override;
   std::string make_subcommand(const CLI::App* command) const override;
   std::string make_option_desc(const CLI::Option* option) const override;
   /// Lines that begin with a blank are examples, and stay as they are.

@@ -32,6 +32,7 @@ int run(int argc, char** argv) {
            add_import,
            add_list,
            add_show,
+           add_compare,
            add_edit,
            add_delete,
            add_schema,

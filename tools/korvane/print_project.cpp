@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "platform/rpc4/failure.h"
 #include "schedule/content_tables.h"
@@ -27,21 +28,28 @@ std::string heading_of(const SelectedRevision& selected) {
          (revision.empty() ? "(unnamed)" : revision);
 }
 
-void keep_mark(Content& content, const std::string& mark) {
+/// Removes what is not to be printed.
+void keep_printed(Content& content, const Printed& printed) {
   schedule::for_each_kind(
       [&](auto& list) {
         std::erase_if(list, [&](const auto& item) {
-          return item.mark != mark && schedule::label_of(item) != mark;
+          return printed.mark && item.mark != *printed.mark &&
+                 schedule::label_of(item) != *printed.mark;
         });
       },
       content);
+  if (!printed.kind) return;
+  Content kept;
+  if (*printed.kind == "bars") kept.bars = std::move(content.bars);
+  if (*printed.kind == "fabrics") kept.fabrics = std::move(content.fabrics);
+  if (*printed.kind == "bar_spacers") kept.bar_spacers = std::move(content.bar_spacers);
+  if (*printed.kind == "mounting_parts") kept.mounting_parts = std::move(content.mounting_parts);
+  content = std::move(kept);
 }
 
-template <class Keep>
-void print_totals(const Totals& totals, TablePrinter& printer, Keep keep) {
-  for (Table& table : schedule::totals_tables(totals)) {
-    if (table.rows.empty() || !keep(table)) continue;
-    printer.print_for_people(table);
+void print_totals(const Totals& totals, TablePrinter& printer) {
+  for (const Table& table : schedule::totals_tables(totals)) {
+    if (!table.rows.empty()) printer.print_for_people(table);
   }
 }
 
@@ -50,35 +58,28 @@ void print_totals(const Totals& totals, TablePrinter& printer, Keep keep) {
 void print_revisions(Project_Service& project, const Structure& structure,
                      const std::vector<SelectedRevision>& selected, const Printed& printed,
                      TablePrinter& printer) {
-  const auto is_printed = [&](const std::string& table) {
-    return !printed.kind || table == *printed.kind;
-  };
-  const auto has_kind = [&](const Table& totals) {
-    // "bar_totals" are those of "bars".
-    return !printed.kind ||
-           totals.name == printed.kind->substr(0, printed.kind->size() - 1) + "_totals";
-  };
   const ContentReader reader(project);
   Totals all;
   std::size_t shown = 0;
+  std::size_t marks = 0;
   for (const SelectedRevision& each : selected) {
     Content content = reader.read(each.revision->content_id);
-    if (printed.mark) {
-      keep_mark(content, *printed.mark);
-      if (content.size() == 0) continue;
-    }
+    keep_printed(content, printed);
+    const bool is_filtered = printed.mark || printed.kind;
+    if (content.size() == 0 && is_filtered && printer.is_for_people()) continue;
+    marks += content.size();
     ++shown;
-    printer.print_heading(heading_of(each));
+    printer.print_heading(heading_of(each) + (content.size() == 0 ? ": no content" : ""));
     for (const Table& table : schedule::content_tables(structure, each, content)) {
-      if (!is_printed(table.name)) continue;
+      if (printed.kind && table.name != *printed.kind) continue;
       if (!printer.is_for_people() || !table.rows.empty()) printer.print(table);
     }
     if (!printer.is_for_people()) continue;
     const Totals totals = schedule::totals_of(structure, content);
-    print_totals(totals, printer, has_kind);
+    print_totals(totals, printer);
     all += totals;
   }
-  if (printed.mark && shown == 0) {
+  if (printed.mark && marks == 0) {
     throw krv::rpc4::NotFound("no mark \"" + *printed.mark + "\" in " +
                               (selected.size() == 1
                                    ? name_of(selected[0])
@@ -88,7 +89,7 @@ void print_revisions(Project_Service& project, const Structure& structure,
     const std::string note = schedule::several_revisions_note(selected);
     printer.print_heading("All " + std::to_string(shown) + " revisions" +
                           (note.empty() ? "" : ": " + note));
-    print_totals(all, printer, has_kind);
+    print_totals(all, printer);
   }
 }
 

@@ -11,6 +11,21 @@
 namespace korvane::tools {
 
 using client::RemoteProject;
+using model::cad::Project_Service;
+
+namespace {
+
+/// Calls `use`, which may find that the store's own SQL does not fit the file.
+template <class Use>
+void require_tables(const std::string& file, Use use) {
+  try {
+    use();
+  } catch (const Poco::Data::SQLite::InvalidSQLStatementException& failure) {
+    throw std::runtime_error("\"" + file + "\" is not a korvane project: " + failure.displayText());
+  }
+}
+
+}  // namespace
 
 void add_server_options(CLI::App& command, ProjectOptions& project) {
   command.add_option("--server", project.server,
@@ -33,13 +48,24 @@ void with_project(const ProjectOptions& project, const CommonOptions& common, Pu
   const krv::log::StderrSink log(common.is_verbose ? krv::log::trace : krv::log::refused);
   EmbeddedProject embedded(common.plugins, project.file,
                            may_make ? IfMissing::make : IfMissing::fail);
-  try {
-    use(embedded.service());
-  } catch (const Poco::Data::SQLite::InvalidSQLStatementException& failure) {
-    // The store's own SQL does not fit the file.
-    throw std::runtime_error("\"" + project.file +
-                             "\" is not a korvane project: " + failure.displayText());
+  require_tables(project.file, [&] { use(embedded.service()); });
+}
+
+void with_two_projects(const ProjectOptions& project, const std::string& other_file,
+                       const CommonOptions& common,
+                       const std::function<void(Project_Service&, Project_Service&)>& use) {
+  if (project.server) {
+    using IfMissing = RemoteProject::IfMissing;
+    RemoteProject first(*project.server, project.token, project.file, IfMissing::fail);
+    RemoteProject second(*project.server, project.token, other_file, IfMissing::fail);
+    use(first, second);
+    return;
   }
+  using IfMissing = EmbeddedProject::IfMissing;
+  const krv::log::StderrSink log(common.is_verbose ? krv::log::trace : krv::log::refused);
+  EmbeddedProject embedded(common.plugins, project.file, IfMissing::fail);
+  Project_Service& other = embedded.open(other_file, IfMissing::fail);
+  require_tables(project.file + "\" or \"" + other_file, [&] { use(embedded.service(), other); });
 }
 
 }  // namespace korvane::tools

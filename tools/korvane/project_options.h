@@ -31,4 +31,10 @@ enum class Purpose { reading, changing, writing };
 void with_project(const ProjectOptions& project, const CommonOptions& common, Purpose purpose,
                   const std::function<void(model::cad::Project_Service&)>& use);
 
+/// The same with two projects, for reading: `project` and the one in `other_file`, both on the server
+/// or both opened in this process.
+void with_two_projects(
+    const ProjectOptions& project, const std::string& other_file, const CommonOptions& common,
+    const std::function<void(model::cad::Project_Service&, model::cad::Project_Service&)>& use);
+
 }  // namespace korvane::tools

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <iomanip>
+#include <optional>
 #include <sstream>
 #include <string_view>
 #include <sys/ioctl.h>
@@ -23,8 +24,9 @@ using schedule::Table;
 namespace {
 
 constexpr std::size_t kDefaultWidth = 80;
-/// Narrower than this no text is read with ease.
-constexpr std::size_t kNarrowestText = 20;
+/// Texts become that narrow if all columns fit then, and else no narrower than is read with ease.
+constexpr std::size_t kNarrowText = 12;
+constexpr std::size_t kReadableText = 20;
 /// Wider than any line.
 constexpr std::size_t kEndless = std::size_t{1} << 30U;
 constexpr std::string_view kGap = "  ";
@@ -40,15 +42,24 @@ struct PrintedColumn {
   std::string title;
   std::vector<std::string> cells;
   std::vector<std::string> totals;
-  /// Of its widest cell, or its title in several lines.
+  /// Of the longest word of its title, and its unit.
+  std::size_t title_width = 0;
+  /// Of that and of its widest cell.
   std::size_t natural_width = 0;
-  std::size_t narrowest = 0;
   std::size_t width = 0;
 
+  /// Texts may wrap, down to that width.
+  std::size_t narrowest(std::size_t text_width) const {
+    return is_number() ? natural_width : std::max(title_width, std::min(natural_width, text_width));
+  }
   bool is_number() const { return column->kind == Column::Kind::number; }
 };
 
-bool has_value(const Cell& cell) { return !std::holds_alternative<std::monostate>(cell); }
+/// Whether people see a value there.
+bool has_value(const Column& column, const Cell& cell) {
+  if (column.hides_zero && (cell == Cell(std::int64_t{0}) || cell == Cell(0.0))) return false;
+  return !std::holds_alternative<std::monostate>(cell);
+}
 
 std::string fixed(double value, int decimals) {
   std::ostringstream text;
@@ -56,8 +67,10 @@ std::string fixed(double value, int decimals) {
   return text.str();
 }
 
-/// As many digits after the point as the values need, and no more than people do.
-int decimals_of(const Table& table, std::size_t index) {
+/// As many digits after the point as the values need, and no more than people do. None for a
+/// column of texts, where each number stands for itself.
+std::optional<int> decimals_of(const Table& table, std::size_t index) {
+  if (table.columns[index].kind == Column::Kind::text) return std::nullopt;
   int decimals = 0;
   const int most = table.columns[index].decimals;
   for (const auto* rows : {&table.rows, &table.totals}) {
@@ -74,12 +87,13 @@ int decimals_of(const Table& table, std::size_t index) {
   return decimals;
 }
 
-std::string text_of(const Cell& cell, int decimals) {
+std::string text_of(const Cell& cell, const std::optional<int>& decimals) {
   if (const auto* const text = std::get_if<std::string>(&cell)) return printable(*text);
   if (const auto* const count = std::get_if<std::int64_t>(&cell)) return std::to_string(*count);
   if (const auto* const number = std::get_if<double>(&cell)) {
-    const std::string text = fixed(*number, decimals);
-    return text.find_first_not_of("-0.") == std::string::npos ? fixed(0, decimals) : text;
+    if (!decimals) return format_number(*number, 6);
+    const std::string text = fixed(*number, *decimals);
+    return text.find_first_not_of("-0.") == std::string::npos ? fixed(0, *decimals) : text;
   }
   return {};
 }
@@ -96,58 +110,86 @@ std::vector<PrintedColumn> columns_of(const Table& table) {
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
     const Column& column = table.columns[i];
     const bool is_empty = std::none_of(table.rows.begin(), table.rows.end(),
-                                       [&](const auto& row) { return has_value(row[i]); });
+                                       [&](const auto& row) { return has_value(column, row[i]); });
     if (column.is_for_programs || (is_empty && column.if_none.empty())) continue;
     PrintedColumn printed{&column, printable(column.title), {}, {}};
-    const int decimals = decimals_of(table, i);
+    const std::optional<int> decimals = decimals_of(table, i);
     for (const auto& row : table.rows) {
-      printed.cells.push_back(has_value(row[i]) ? text_of(row[i], decimals) : column.if_none);
+      printed.cells.push_back(has_value(column, row[i]) ? text_of(row[i], decimals)
+                                                        : column.if_none);
     }
-    for (const auto& row : table.totals) printed.totals.push_back(text_of(row[i], decimals));
-    std::size_t title_width = width_of(column.unit);
+    for (const auto& row : table.totals) {
+      printed.totals.push_back(has_value(column, row[i]) ? text_of(row[i], decimals)
+                                                         : column.if_none);
+    }
+    printed.title_width = std::max(width_of(column.unit), std::size_t{2});
     std::istringstream words(printed.title);
-    for (std::string word; words >> word;) title_width = std::max(title_width, width_of(word));
-    printed.natural_width = std::max(
-        {title_width, widest_of(printed.cells), widest_of(printed.totals), std::size_t{2}});
-    printed.narrowest =
-        printed.is_number()
-            ? printed.natural_width
-            : std::max(title_width, std::min(printed.natural_width, kNarrowestText));
+    for (std::string word; words >> word;) {
+      printed.title_width = std::max(printed.title_width, width_of(word));
+    }
+    printed.natural_width =
+        std::max({printed.title_width, widest_of(printed.cells), widest_of(printed.totals)});
     columns.push_back(std::move(printed));
   }
   return columns;
 }
 
+/// How many of the first columns fit if texts are no narrower than that.
+std::size_t count_fitting(const std::vector<PrintedColumn>& columns, std::size_t narrowest_text,
+                          std::size_t width) {
+  std::size_t used = 0;
+  for (std::size_t count = 0; count < columns.size(); ++count) {
+    used += columns[count].narrowest(narrowest_text) + (count == 0 ? 0 : kGap.size());
+    if (used > width && count != 0) return count;
+  }
+  return columns.size();
+}
+
+/// Gives each column its narrowest width and a fair share of what is left.
+void share_width(std::vector<PrintedColumn>& columns, std::size_t narrowest_text,
+                 std::size_t width) {
+  std::size_t used = kGap.size() * (columns.size() - 1);
+  for (PrintedColumn& column : columns) {
+    column.width = column.narrowest(narrowest_text);
+    used += column.width;
+  }
+  std::size_t spare = width > used ? width - used : 0;
+  for (bool is_shared = true; is_shared && spare != 0;) {
+    is_shared = false;
+    for (PrintedColumn& column : columns) {
+      if (spare == 0 || column.width >= column.natural_width) continue;
+      ++column.width;
+      --spare;
+      is_shared = true;
+    }
+  }
+}
+
 /// Decides which columns stand side by side, and how wide each is. The others are left in
 /// `columns`.
 std::vector<PrintedColumn> take_fitting(std::vector<PrintedColumn>& columns, std::size_t width) {
-  std::size_t used = 0;
-  std::size_t count = 0;
-  for (; count < columns.size(); ++count) {
-    const std::size_t more = columns[count].narrowest + (count == 0 ? 0 : kGap.size());
-    if (width != 0 && count != 0 && used + more > width) break;
-    used += more;
-  }
-  const auto end = columns.begin() + static_cast<std::ptrdiff_t>(count);
+  const bool fits_when_narrow = count_fitting(columns, kNarrowText, width) == columns.size();
+  const std::size_t narrowest = fits_when_narrow ? kNarrowText : kReadableText;
+  const auto count = static_cast<std::ptrdiff_t>(count_fitting(columns, narrowest, width));
+  const auto end = columns.begin() + count;
   std::vector<PrintedColumn> fitting(std::make_move_iterator(columns.begin()),
                                      std::make_move_iterator(end));
   columns.erase(columns.begin(), end);
-  std::size_t spare = width > used ? width - used : 0;
-  for (PrintedColumn& column : fitting) {
-    const std::size_t wanted = column.natural_width - column.narrowest;
-    const std::size_t given = width == 0 ? wanted : std::min(wanted, spare);
-    column.width = column.narrowest + given;
-    spare -= width == 0 ? 0 : given;
-  }
-  if (fitting.size() == 1 && width != 0) {
-    fitting[0].width = std::min(fitting[0].width, std::max(width, std::size_t{2}));
-  }
+  if (fitting.empty()) return fitting;
+  share_width(fitting, narrowest, width);
+  if (fitting.size() == 1)
+    fitting[0].width = std::min(fitting[0].width, std::max<std::size_t>(width, 2));
   return fitting;
+}
+
+std::size_t usable_width(const Terminal& terminal) {
+  return terminal.width == 0 ? kEndless : terminal.width;
 }
 
 class Printer {
  public:
-  Printer(const Terminal& terminal, std::ostream& output) : terminal_(terminal), output_(output) {}
+  Printer(const Terminal& terminal, std::ostream& output)
+      : width_(usable_width(terminal)), has_colours_(terminal.has_colours), output_(output) {}
 
   /// Cells side by side, each wrapped within its column; the lines end at the same line if
   /// `from_below`.
@@ -186,8 +228,7 @@ class Printer {
   /// Texts one after another, with line ends between them where one does not fit.
   void print_pieces(const std::vector<std::string>& pieces, std::string_view indent,
                     std::string_view style) {
-    const std::size_t room = terminal_.width == 0 ? kEndless : terminal_.width;
-    const std::size_t width = std::max(room - std::min(room, indent.size()), kNarrowestText);
+    const std::size_t width = std::max(width_ - std::min(width_, indent.size()), kReadableText);
     std::string line;
     const auto print = [&] {
       for (const std::string& part : lines_of(line, width)) {
@@ -206,7 +247,7 @@ class Printer {
   }
 
   void print_styled(const std::string& text, std::string_view style) {
-    if (terminal_.has_colours && !style.empty()) {
+    if (has_colours_ && !style.empty()) {
       output_ << style << text << kPlain << '\n';
     } else {
       output_ << text << '\n';
@@ -221,7 +262,8 @@ class Printer {
     output_ << text << '\n';
   }
 
-  const Terminal& terminal_;
+  std::size_t width_;
+  bool has_colours_;
   std::ostream& output_;
 };
 
@@ -306,7 +348,7 @@ void print_table(const Table& table, const Terminal& terminal, std::ostream& out
   }
   if (!table.rows.empty()) {
     std::vector<PrintedColumn> rest = columns_of(table);
-    const std::vector<PrintedColumn> columns = take_fitting(rest, terminal.width);
+    const std::vector<PrintedColumn> columns = take_fitting(rest, usable_width(terminal));
     const std::vector<std::string> common = take_common(rest);
     if (!common.empty()) {
       std::vector<std::string> pieces = common;

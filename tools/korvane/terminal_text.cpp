@@ -57,7 +57,7 @@ char32_t take_code(std::string_view& text) {
   return code;
 }
 
-/// Takes as many code points off `word` as fit.
+/// Takes as many code points off `word` as fit, if it can up to a mark between its parts.
 std::string_view take_cells(std::string_view& word, std::size_t width) {
   const std::string_view whole = word;
   std::size_t used = 0;
@@ -67,7 +67,11 @@ std::string_view take_cells(std::string_view& word, std::size_t width) {
     if (used > width) break;
     word = rest;
   }
-  return whole.substr(0, whole.size() - word.size());
+  const std::string_view fitting = whole.substr(0, whole.size() - word.size());
+  const std::size_t mark = fitting.find_last_of("._/,;:");
+  if (mark == std::string_view::npos || mark < fitting.size() / 3) return fitting;
+  word = whole.substr(mark + 1);
+  return whole.substr(0, mark + 1);
 }
 
 bool is_plain(std::string_view text) {

@@ -21,7 +21,7 @@ std::string printable(std::string_view text);
 std::size_t width_of(std::string_view text);
 
 /// `text` in lines of at most `width` cells, which must be at least 2: broken at blanks, and within
-/// a word that is longer than a line. At least one line.
+/// a word that is longer than a line, if possible after a point or the like. At least one line.
 std::vector<std::string> lines_of(std::string_view text, std::size_t width);
 
 /// "1 bar mark", "12 bar marks".
