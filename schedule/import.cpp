@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/rpc4/failure.h"
+#include "schedule/bvbs/write_schedule.h"
 #include "schedule/changes.h"
 #include "schedule/content.h"
 #include "schedule/new_revisions.h"
@@ -212,6 +213,10 @@ bool make_missing(NewRevisions& new_revisions, std::vector<Target>& targets) {
       sheets.emplace_back();
       sheets.back().record.id = target.sheet_id;
       sheets.back().record.name = target.planned->sheet;
+      if (target.planned->is_named_after_source) {
+        sheets.back().record.properties[bvbs::kNameInsteadProperty].value_string.set(
+            target.planned->sheet);
+      }
     }
     auto& revisions = sheets[place->second].revisions;
     made[i] = {place->second, revisions.size()};

@@ -91,6 +91,7 @@ void ImportPlan::read_schedule(const Source& source, const ImportNames& names,
   const std::string unnamed_sheet = std::filesystem::path(source.name).stem().string();
   const auto place = [&](Drawing& drawing) -> PlannedRevision& {
     if (project_.empty()) project_ = drawing.project;
+    drawing.is_named_after_file = drawing.sheet.empty() && !names.sheet;
     if (drawing.sheet.empty()) drawing.sheet = unnamed_sheet;
     if (names.sheet) drawing.sheet = *names.sheet;
     if (names.revision) drawing.revision = *names.revision;
@@ -121,7 +122,9 @@ void ImportPlan::read_schedule(const Source& source, const ImportNames& names,
 PlannedRevision& ImportPlan::revision_of(const Drawing& drawing) {
   const auto [place, is_new] =
       revisions_by_name_.try_emplace(std::pair(drawing.sheet, drawing.revision), revisions_.size());
-  if (is_new) revisions_.push_back({drawing.sheet, drawing.revision, {}, {}, {}});
+  if (is_new)
+    revisions_.push_back(
+        {drawing.sheet, drawing.revision, {}, {}, {}, drawing.is_named_after_file});
   return revisions_[place->second];
 }
 

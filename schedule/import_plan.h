@@ -67,6 +67,8 @@ struct PlannedRevision {
   std::vector<bvbs::SourceLine> bars;
   std::vector<bvbs::SourceLine> fabrics;
   std::vector<bvbs::SourceLine> bar_spacers;
+  /// The records have no number of a drawing, so that the source gave the sheet its name.
+  bool is_named_after_source = false;
 
   std::size_t size() const { return bars.size() + fabrics.size() + bar_spacers.size(); }
 };

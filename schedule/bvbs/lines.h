@@ -27,6 +27,8 @@ struct Drawing {
   std::string revision;
   /// The steel grade, by which the material is found.
   std::string steel;
+  /// The record has no number of a drawing, so that the file gave the sheet its name.
+  bool is_named_after_file = false;
 };
 
 /// A line of a schedule with the drawing that it belongs to.

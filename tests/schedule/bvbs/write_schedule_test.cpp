@@ -3,6 +3,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <variant>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +17,13 @@ namespace {
 using model::cad::Material;
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+std::string text_of(const std::string& file) {
+  std::ifstream input(KORVANE_EXAMPLES "/" + file, std::ios::binary);
+  std::ostringstream text;
+  text << input.rdbuf();
+  return text.str();
+}
 
 /// One sheet with one revision, and the materials that a schedule names.
 struct SmallProject {
@@ -44,19 +52,21 @@ struct SmallProject {
 
   /// Takes the lines of a file as an import stores them.
   void import(const std::string& file) {
-    const Schedule schedule = read_schedule_file(KORVANE_EXAMPLES "/" + file, {});
-    for (const BarLine& line : schedule.bars) {
-      content.bars.push_back(line.item);
-      content.bars.back().material_id.set(material(line.drawing.steel));
-    }
-    for (const FabricLine& line : schedule.fabrics) {
-      content.fabrics.push_back(line.item);
-      const auto id = static_cast<std::int32_t>(structure.fabric_types.size()) + 1;
-      structure.fabric_types[id] = line.item.fabric_type;
-      structure.fabric_types[id].material.id = material(line.drawing.steel);
-      content.fabrics.back().fabric_type.id = id;
-    }
-    for (const BarSpacerLine& line : schedule.bar_spacers) content.bar_spacers.push_back(line.item);
+    const std::string text = text_of(file);
+    read_schedule(text, [&](AnyLine&& line, const SourceLine&) {
+      if (const auto* const bar = std::get_if<BarLine>(&line)) {
+        content.bars.push_back(bar->item);
+        content.bars.back().material_id.set(material(bar->drawing.steel));
+      } else if (const auto* const fabric = std::get_if<FabricLine>(&line)) {
+        content.fabrics.push_back(fabric->item);
+        const auto id = static_cast<std::int32_t>(structure.fabric_types.size()) + 1;
+        structure.fabric_types[id] = fabric->item.fabric_type;
+        structure.fabric_types[id].material.id = material(fabric->drawing.steel);
+        content.fabrics.back().fabric_type.id = id;
+      } else if (const auto* const spacer = std::get_if<BarSpacerLine>(&line)) {
+        content.bar_spacers.push_back(spacer->item);
+      }
+    });
   }
 
   std::string written(WrittenSchedule& result) const {
@@ -65,13 +75,6 @@ struct SmallProject {
     return output.str();
   }
 };
-
-std::string text_of(const std::string& file) {
-  std::ifstream input(KORVANE_EXAMPLES "/" + file, std::ios::binary);
-  std::ostringstream text;
-  text << input.rdbuf();
-  return text.str();
-}
 
 TEST(WriteSchedule, AnUnchangedFileComesOutByteForByte) {
   SmallProject project;
