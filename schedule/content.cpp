@@ -133,6 +133,21 @@ Content ContentReader::read(std::int32_t rev_id) const {
   return content;
 }
 
+void ContentReader::read_in_parts(std::int32_t rev_id,
+                                  const std::function<void(Content&& part)>& visit) const {
+  Content part;
+  for_each_kind(
+      [&](auto& list) {
+        using T = typename std::decay_t<decltype(list)>::value_type;
+        for_each<T>(rev_id, [&](T&& item) {
+          list.push_back(std::move(item));
+          if (list.size() == kRowsAtATime) visit(std::exchange(part, {}));
+        });
+        if (!list.empty()) visit(std::exchange(part, {}));
+      },
+      part);
+}
+
 void ContentReader::for_each_bar(std::int32_t rev_id,
                                  const std::function<void(Rebar&& bar)>& visit) const {
   for_each<Rebar>(rev_id, visit);

@@ -62,6 +62,9 @@ class ContentReader {
   template <class T>
   void for_each(std::int32_t rev_id, const std::function<void(T&& item)>& visit) const;
 
+  /// All lines, a thousand of one kind at a time, in the order of for_each_kind.
+  void read_in_parts(std::int32_t rev_id, const std::function<void(Content&& part)>& visit) const;
+
   /// The bars alone, some at a time.
   void for_each_bar(std::int32_t rev_id,
                     const std::function<void(model::cad::Rebar&& bar)>& visit) const;

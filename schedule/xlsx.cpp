@@ -104,6 +104,8 @@ class XlsxFile::Book {
     lxw_worksheet* sheet = nullptr;
     lxw_row_t next_row = 0;
     std::vector<std::size_t> widths;
+    /// Whether a column has any value.
+    std::vector<bool> is_used;
   };
 
   [[noreturn]] void fail(const std::string& reason) const {
@@ -127,6 +129,7 @@ class XlsxFile::Book {
     sheet.sheet = workbook_add_worksheet(book_, name.c_str());
     if (sheet.sheet == nullptr) fail("no worksheet \"" + name + "\"");
     sheet.widths.assign(table.columns.size(), kNarrowest);
+    sheet.is_used.assign(table.columns.size(), false);
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
       const std::string header = header_of(table.columns[i]);
       write_text(sheet, i, header, bold_);
@@ -148,7 +151,10 @@ class XlsxFile::Book {
   }
 
   void write_row(Sheet& sheet, const std::vector<Cell>& row, lxw_format* format) {
-    for (std::size_t i = 0; i < row.size(); ++i) write_cell(sheet, i, row[i], format);
+    for (std::size_t i = 0; i < row.size(); ++i) {
+      write_cell(sheet, i, row[i], format);
+      if (row[i].index() != 0 && i < sheet.is_used.size()) sheet.is_used[i] = true;
+    }
     ++sheet.next_row;
   }
 
@@ -191,8 +197,10 @@ class XlsxFile::Book {
   void set_widths(Sheet& sheet) {
     for (std::size_t i = 0; i < sheet.widths.size(); ++i) {
       const auto column = static_cast<lxw_col_t>(i);
-      check(worksheet_set_column(sheet.sheet, column, column, static_cast<double>(sheet.widths[i]),
-                                 nullptr));
+      lxw_row_col_options options{};
+      options.hidden = sheet.next_row > 1 && !sheet.is_used[i] ? LXW_TRUE : LXW_FALSE;
+      check(worksheet_set_column_opt(sheet.sheet, column, column,
+                                     static_cast<double>(sheet.widths[i]), nullptr, &options));
     }
   }
 

@@ -15,8 +15,8 @@ namespace korvane::schedule {
 /// A table becomes a worksheet with its title as name, as far as worksheets can have it. The first
 /// row, which stays when one scrolls, has the columns' titles with their units. Numbers are numbers
 /// that spreadsheets calculate with, texts are texts whatever they look like, and no value is an
-/// empty cell. Totals come below in bold, notes after them. Rows beyond what a worksheet holds go to
-/// a further one.
+/// empty cell. Totals come below in bold, notes after them. Columns without any value are hidden.
+/// Rows beyond what a worksheet holds go to a further one.
 ///
 /// What a cell cannot have is replaced: characters that XML lacks and bytes that are not UTF-8 by
 /// U+FFFD, a number that is not finite by the text "nan", "inf" or "-inf".

@@ -30,6 +30,7 @@ int run(int argc, char** argv) {
   std::vector<Command> commands;
   for (const auto add : {
            add_import,
+           add_export,
            add_list,
            add_show,
            add_compare,
