@@ -12,7 +12,7 @@ namespace {
 constexpr double kLengthTolerance = 1.5;
 
 /// Countries differ by less than a tenth in what a bar of a nominal diameter weighs.
-constexpr double kMassTolerance = 0.2;
+constexpr double kMassTolerance = 0.15;
 
 /// Collects notes, and what they compare a line with.
 class Plausibility {

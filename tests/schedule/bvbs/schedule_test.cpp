@@ -98,8 +98,15 @@ TEST(ReadSchedule, AWeightThatWasTakenAsTheTotalIsNoted) {
 }
 
 TEST(ReadSchedule, AWeightThatIsMissingIsNoted) {
-  EXPECT_THAT(findings_in(kGuideline).notes,
-              ElementsAre(FieldsAre("no weight is stated; the mass per metre is 0", 1U, 13U)));
+  EXPECT_THAT(findings_in(line_of("BF2D@Hp1@l1000@n10@d12@Gl1000@w0@C")).notes,
+              ElementsAre(FieldsAre("no weight is stated; the mass per metre is 0", 1U, 1U)));
+}
+
+TEST(ReadSchedule, OfThePublishedExamplesOneHasNoWeightAndOneAnotherThanTheOthers) {
+  EXPECT_THAT(
+      findings_in(kGuideline).notes,
+      ElementsAre(FieldsAre("the stated weight is not what length and diameter give", 1U, 9U),
+                  FieldsAre("no weight is stated; the mass per metre is 0", 1U, 13U)));
 }
 
 TEST(ReadSchedule, AWeightThatLengthAndDiameterDoNotGiveIsNoted) {
