@@ -69,7 +69,7 @@ struct ComparedLine {
 };
 
 void forget_ids(Material& material) {
-  material.id = 0;
+  material.id = Material{}.id;
   material.uid.clear();
 }
 

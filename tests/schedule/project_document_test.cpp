@@ -272,7 +272,7 @@ TEST_F(Documents, OfASelectionHaveOnlyWhatItRefersTo) {
   EXPECT_THAT(a, HasSubstr("Q257"));
   EXPECT_THAT(a, Not(HasSubstr("S235")));
   EXPECT_THAT(a, Not(HasSubstr("\"name\":\"b\"")));
-  EXPECT_THAT(a, Not(HasSubstr("418")));
+  EXPECT_THAT(a, Not(HasSubstr("\"name\":\"418\"")));
   EXPECT_THAT(document_of(project(), {"417", "b"}), Not(HasSubstr("Q257")));
   EXPECT_THAT(document_of(project(), {"418", std::nullopt}), HasSubstr("\"name\":\"418\""));
   EXPECT_THAT(

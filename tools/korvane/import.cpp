@@ -126,10 +126,10 @@ int run_import(const ImportOptions& options, const CommonOptions& common) {
     const schedule::ImportResult result = import_plan(project, plan, options.if_filled(), progress);
     line.clear();
     if (!options.is_quiet) report(result, options.if_filled());
-    for (std::size_t i = 0; options.shows && i < result.revisions.size(); ++i) {
-      if (i != 0) std::cout << '\n';
-      print_revision(project, result.revisions[i].id, std::cout);
-    }
+    if (!options.shows) return;
+    std::vector<std::int32_t> ids;
+    for (const auto& revision : result.revisions) ids.push_back(revision.id);
+    print_revisions(project, ids, std::cout);
   });
   require_output();
   return is_faulty ? kDonePart : kDone;

@@ -1,6 +1,6 @@
 #include "tools/korvane/print_project.h"
 
-#include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -93,15 +93,21 @@ void print_revisions(Project_Service& project, const Structure& structure,
   }
 }
 
-void print_revision(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+void print_revisions(Project_Service& project, const std::vector<std::int32_t>& rev_ids,
+                     std::ostream& output) {
   const Structure structure = schedule::read_structure(project);
-  std::vector<SelectedRevision> selected;
-  for (const SelectedRevision& each : schedule::select_revisions(structure, {})) {
-    if (each.revision->record.id == rev_id) selected.push_back(each);
-  }
+  const std::set<std::int32_t> wanted(rev_ids.begin(), rev_ids.end());
+  std::vector<SelectedRevision> selected = schedule::select_revisions(structure, {});
+  std::erase_if(selected, [&](const SelectedRevision& each) {
+    return wanted.count(each.revision->record.id) == 0;
+  });
   TablePrinter printer({}, TablePrinter::Tables::several, output);
   print_revisions(project, structure, selected, {}, printer);
   printer.finish();
+}
+
+void print_revision(Project_Service& project, std::int32_t rev_id, std::ostream& output) {
+  print_revisions(project, std::vector{rev_id}, output);
 }
 
 }  // namespace korvane::tools

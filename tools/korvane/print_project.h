@@ -1,11 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <ostream>
+#include <string>
 #include <vector>
 
 #include "platform/project_rpc/project_service.h"
-#include "schedule/content.h"
 #include "schedule/structure.h"
 #include "tools/korvane/output_options.h"
 
@@ -28,7 +29,11 @@ void print_revisions(model::cad::Project_Service& project, const schedule::Struc
                      const std::vector<schedule::SelectedRevision>& selected,
                      const Printed& printed, TablePrinter& printer);
 
-/// Prints the schedule of one revision for people. Prints nothing if it is not there.
+/// The same for people, of the revisions with these ids; those that are not there are left out.
+void print_revisions(model::cad::Project_Service& project, const std::vector<std::int32_t>& rev_ids,
+                     std::ostream& output);
+
+/// The same of one.
 void print_revision(model::cad::Project_Service& project, std::int32_t rev_id,
                     std::ostream& output);
 

@@ -344,7 +344,8 @@ Terminal standard_terminal() {
 void print_table(const Table& table, const Terminal& terminal, std::ostream& output) {
   Printer printer(terminal, output);
   if (!table.title.empty()) {
-    printer.print_styled(printable(table.title) + (table.rows.empty() ? ": none" : ""), kBold);
+    printer.print_pieces({printable(table.title) + (table.rows.empty() ? ": none" : "")}, "",
+                         kBold);
   }
   if (!table.rows.empty()) {
     std::vector<PrintedColumn> rest = columns_of(table);
@@ -370,7 +371,7 @@ void print_table(const Table& table, const Terminal& terminal, std::ostream& out
 }
 
 void print_heading(const std::string& text, const Terminal& terminal, std::ostream& output) {
-  Printer(terminal, output).print_styled(printable(text), kBold);
+  Printer(terminal, output).print_pieces({printable(text)}, "", kBold);
 }
 
 }  // namespace korvane::tools
