@@ -8,8 +8,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include "contracts/cad/contracts.describe.h"
 #include "contracts/encoding/json.h"
 #include "platform/rpc4/failure.h"
+#include "schedule/bvbs/source.h"
 #include "schedule/changes.h"
 
 namespace korvane::schedule {
@@ -114,6 +116,24 @@ void follow_counts(Rebar& bar, const Rebar& before, const std::set<std::string>&
   }
 }
 
+Cell steel_of(const Structure& structure, const Rebar& bar) {
+  if (bar.material_id.empty()) return {};
+  const auto found = structure.materials.find(*bar.material_id);
+  return found == structure.materials.end() ? Cell() : Cell(found->second.identity.name);
+}
+
+std::vector<FieldDifference> changes_of(const Structure& structure, const Rebar& before,
+                                        const Rebar& after) {
+  DifferenceFinder finder;
+  finder.compare("", before, after);
+  std::vector<FieldDifference> changes = finder.take();
+  for (FieldDifference& change : changes) {
+    if (change.field != "material_id") continue;
+    change = {"steel", steel_of(structure, before), steel_of(structure, after)};
+  }
+  return changes;
+}
+
 std::string shown_mark(const Rebar& bar) {
   return bar.submark.hasvalue() ? bar.mark + "." + *bar.submark : bar.mark;
 }
@@ -155,6 +175,7 @@ Rebar edited(const Rebar& bar, const std::vector<Assignment>& assignments,
       structure.materials.find(*result.material_id) == structure.materials.end()) {
     throw NotFound("no material of the id that the bar would have: expected steel=NAME");
   }
+  bvbs::drop_stale_source(result, structure.materials.at(*result.material_id).identity.name);
   return result;
 }
 
@@ -173,7 +194,8 @@ EditedBar edit_bar(Project_Service& project, const Selection& selection, const s
   if (found.size() > 1) {
     throw BadRequest(std::to_string(found.size()) + " bars have the mark " + where);
   }
-  EditedBar result{*found[0], edited(*found[0], assignments, structure)};
+  EditedBar result{*found[0], edited(*found[0], assignments, structure), {}};
+  result.changes = changes_of(structure, result.before, result.after);
   if (is_trial || result.after == result.before) return result;
   *found[0] = result.after;
   replace_content(project, selected.revision->record.id, content);

@@ -5,6 +5,7 @@
 
 #include "contracts/cad/rebar.h"
 #include "platform/project_rpc/project_service.h"
+#include "schedule/field_differences.h"
 #include "schedule/structure.h"
 
 namespace korvane::schedule {
@@ -36,6 +37,8 @@ model::cad::Rebar edited(const model::cad::Rebar& bar, const std::vector<Assignm
 struct EditedBar {
   model::cad::Rebar before;
   model::cad::Rebar after;
+  /// Those of fields that were assigned, and of fields that follow. The steel is a name in "steel".
+  std::vector<FieldDifference> changes;
 };
 
 /// Edits the one bar of the revision whose mark is `mark`, or "<mark>.<submark>". With `is_trial`

@@ -6,15 +6,14 @@
 
 namespace korvane::server {
 
-/// What the server does with a schedule, as routes of a project (schedule/):
+/// What a server does with the schedule of a project, as routes beside the operations:
 ///
-///     POST /v1/projects/{file}/import    a schedule in the body: BVBS records, or a JSON document
-///     GET  /v1/projects/{file}/export    the schedule as bvbs, csv, xlsx, json or ndjson
-///     GET  /v1/projects/{file}/compare   two revisions of a sheet
-///     GET  /v1/projects/{file}/totals    pieces, metres and kilograms
-///     GET  /v1/projects/{file}/schedule  the lines of revisions as tables
+///     POST /v1/projects/{file}/import    stores the BVBS records or the JSON document in the body
+///     GET  /v1/projects/{file}/export    gives the schedule as bvbs, csv, xlsx, json or ndjson
+///     GET  /v1/projects/{file}/compare   says what has changed between two revisions
+///     GET  /v1/projects/{file}/totals    adds up pieces, metres and kilograms
 ///
-/// Failures are those of the functions that they call.
+/// They call the same functions of schedule/ as the command line, and fail as these do.
 std::vector<host::MountedRoute> project_routes();
 
 }  // namespace korvane::server

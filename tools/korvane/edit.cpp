@@ -7,9 +7,9 @@
 
 #include "tools/korvane/commands.h"
 #include "tools/korvane/exit_codes.h"
+#include "tools/korvane/output_options.h"
 #include "tools/korvane/project_options.h"
 #include "tools/korvane/standard_output.h"
-#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 
@@ -23,8 +23,21 @@ struct EditOptions {
   std::string mark;
   std::vector<std::string> assignments;
   bool is_trial = false;
-  bool is_quiet = false;
+  OutputOptions output;
 };
+
+schedule::Table table_of(const schedule::EditedBar& bar) {
+  schedule::Table table;
+  table.name = "changes";
+  for (const char* const name : {"field", "before", "after"}) {
+    schedule::Column& column = table.columns.emplace_back();
+    column.name = column.title = name;
+  }
+  for (const schedule::FieldDifference& change : bar.changes) {
+    table.rows.push_back({change.field, change.before, change.after});
+  }
+  return table;
+}
 
 int run_edit(const EditOptions& options, const CommonOptions& common) {
   std::vector<schedule::Assignment> assignments;
@@ -37,8 +50,11 @@ int run_edit(const EditOptions& options, const CommonOptions& common) {
                  bar = schedule::edit_bar(project, options.selection, options.mark, assignments,
                                           options.is_trial);
                });
-  if (options.is_quiet) return kDone;
-  if (bar.before == bar.after) std::cerr << "nothing changes\n";
+  if (options.output.is_quiet) return kDone;
+  if (bar.changes.empty()) std::cerr << "nothing changes\n";
+  TablePrinter printer(options.output, TablePrinter::Tables::one, std::cout);
+  if (!bar.changes.empty()) printer.print(table_of(bar));
+  printer.finish();
   require_output();
   return kDone;
 }
@@ -59,7 +75,7 @@ Command add_edit(CLI::App& program) {
                    "null takes a value away")
       ->required();
   command->add_flag("--dry-run", options->is_trial, "Print what would change, and store nothing");
-  command->add_flag("-q,--quiet", options->is_quiet, "Print nothing but errors");
+  add_output_options(*command, options->output);
   add_server_options(*command, options->project);
   command->footer(
       "Another number of pieces keeps the length of one; the line of an imported file is dropped "

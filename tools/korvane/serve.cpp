@@ -27,6 +27,7 @@
 #include "host/plugins/plugin.h"
 #include "host/watch/json_log.h"
 #include "platform/rpc4/http.h"
+#include "server/project_routes.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/terminal_text.h"
 
@@ -241,7 +242,8 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
       (options.tls_certificate ? "https://" : "http://") + socket.address().toString();
   std::filesystem::current_path(options.root);
 
-  host::ModelServer server(socket, std::move(gate), std::move(root), limits, reloadable.encrypt());
+  host::ModelServer server(socket, std::move(gate), std::move(root), limits, reloadable.encrypt(),
+                           server::project_routes());
   std::cout << "korvane serves " << options.root << " at " << url << "\nup to "
             << limits.open_projects << " projects open at a time\n";
   if (!options.tokens && !options.tls_certificate) print_examples(url, ".");

@@ -1,0 +1,270 @@
+#include "server/project_routes.h"
+
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <Poco/TemporaryFile.h>
+#include <nlohmann/json.hpp>
+
+#include "platform/project_rpc/project_service.h"
+#include "platform/rpc4/failure.h"
+#include "schedule/compare.h"
+#include "schedule/export.h"
+#include "schedule/import.h"
+#include "schedule/project_document.h"
+#include "schedule/table_text.h"
+#include "schedule/totals.h"
+
+namespace korvane::server {
+
+using host::MountedCall;
+using host::MountedParameter;
+using host::MountedReply;
+using host::MountedRoute;
+using krv::rpc4::BadRequest;
+using krv::rpc4::Effect;
+using model::cad::Project_Service;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+constexpr const char* kJson = "application/json";
+constexpr const char* kXlsx = "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet";
+
+struct ExportFormat {
+  const char* name;
+  const char* media_type;
+  const char* file_name;
+};
+
+constexpr ExportFormat kExportFormats[] = {
+    {"bvbs", "text/plain; charset=windows-1252", "schedule.abs"},
+    {"csv", "text/csv; charset=utf-8", "schedule.csv"},
+    {"xlsx", kXlsx, "schedule.xlsx"},
+    {"json", kJson, "project.json"},
+    {"ndjson", "application/x-ndjson", "project.ndjson"},
+};
+
+Project_Service& project_of(const MountedCall& call) {
+  if (call.definition != &Project_Service::definition()) {
+    throw krv::rpc4::NotFound("this server's projects have no schedules");
+  }
+  return *static_cast<Project_Service*>(call.service);
+}
+
+std::vector<MountedParameter> selection_parameters() {
+  return {{"sheet", "Only sheets of this name"}, {"revision", "Only revisions of this name"}};
+}
+
+schedule::Selection selection_of(const MountedCall& call) {
+  return {call.parameter("sheet"), call.parameter("revision")};
+}
+
+/// An object of the tables' rows, by their names.
+MountedReply json_of(const std::vector<schedule::Table>& tables) {
+  std::ostringstream text;
+  for (const schedule::Table& table : tables) {
+    text << (text.tellp() == std::streampos(0) ? "{" : ",") << schedule::json_text(table.name)
+         << ':';
+    schedule::write_json(table, text);
+  }
+  text << "}\n";
+  return {kJson, std::move(text).str()};
+}
+
+schedule::ImportPlan plan_of(const MountedCall& call) {
+  std::vector<schedule::Source> sources;
+  sources.push_back({call.parameter("name").value_or("import"), std::string(call.body)});
+  return {std::move(sources), {call.parameter("sheet"), call.parameter("revision")}};
+}
+
+void refuse_unusable(const MountedCall& call) {
+  if (call.has("replace") && call.has("append")) {
+    throw BadRequest("replace and append exclude each other");
+  }
+  const schedule::ImportPlan plan = plan_of(call);
+  if (!plan.faults().empty() && (!call.has("skip_faulty") || plan.is_empty())) {
+    std::string text = "nothing is stored:";
+    for (const schedule::SourceFault& fault : plan.faults()) text += "\n" + text_of(fault);
+    throw BadRequest(text);
+  }
+  if (plan.is_empty()) throw BadRequest("there is nothing to import in the body");
+}
+
+schedule::IfFilled if_filled(const MountedCall& call) {
+  if (call.has("replace")) return schedule::IfFilled::replace;
+  return call.has("append") ? schedule::IfFilled::append : schedule::IfFilled::refuse;
+}
+
+MountedReply import(const MountedCall& call) {
+  const schedule::ImportPlan plan = plan_of(call);
+  const schedule::ImportResult result = import_plan(project_of(call), plan, if_filled(call));
+  Json reply = {{"revisions", Json::array()},
+                {"left_out", Json::array()},
+                {"skipped", Json::object()},
+                {"notes", result.notes}};
+  for (const schedule::ImportedRevision& revision : result.revisions) {
+    reply["revisions"].push_back({{"id", revision.id},
+                                  {"sheet", revision.sheet},
+                                  {"revision", revision.revision},
+                                  {"bars", revision.bars},
+                                  {"fabrics", revision.fabrics},
+                                  {"bar_spacers", revision.bar_spacers},
+                                  {"mounting_parts", revision.mounting_parts}});
+  }
+  for (const schedule::SourceFault& fault : plan.faults()) {
+    reply["left_out"].push_back({{"line", fault.line}, {"reason", fault.reason}});
+  }
+  for (const auto& [group, count] : plan.skipped()) reply["skipped"][group] = count;
+  for (const schedule::SourceNote& note : plan.notes()) reply["notes"].push_back(text_of(note));
+  return {kJson, reply.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"};
+}
+
+/// The library writes to files alone.
+std::string xlsx_of(Project_Service& project, const schedule::Selection& selection) {
+  const Poco::TemporaryFile file;
+  export_xlsx(project, selection, file.path());
+  std::ifstream stream(file.path(), std::ios::binary);
+  std::ostringstream bytes;
+  if (!(bytes << stream.rdbuf())) throw std::runtime_error("cannot read a temporary file");
+  return std::move(bytes).str();
+}
+
+std::string exported(const MountedCall& call, const std::string& format) {
+  Project_Service& project = project_of(call);
+  const schedule::Selection selection = selection_of(call);
+  std::string text;
+  const schedule::TextSink sink = [&text](std::string_view piece) { text += piece; };
+  if (format == "xlsx") return xlsx_of(project, selection);
+  if (format == "csv") {
+    export_csv(project, selection, call.parameter("kind").value_or("bars"), sink);
+  } else if (format == "bvbs") {
+    const schedule::ExportReport report = export_bvbs(project, selection, sink);
+    if (!report.refusals.empty() && !call.has("skip_unsayable")) {
+      std::string refusal = "the format cannot say all lines; skip_unsayable=true leaves them out:";
+      for (const std::string& one : report.refusals) refusal += "\n" + one;
+      throw BadRequest(refusal);
+    }
+  } else {
+    using schedule::DocumentForm;
+    write_document(project, selection, format == "json" ? DocumentForm::json : DocumentForm::ndjson,
+                   sink);
+  }
+  return text;
+}
+
+MountedReply export_as(const MountedCall& call) {
+  const std::string name = *call.parameter("format");
+  for (const ExportFormat& format : kExportFormats) {
+    if (name == format.name) return {format.media_type, exported(call, name), format.file_name};
+  }
+  throw std::logic_error("a format that is offered and not known: " + name);
+}
+
+MountedReply compare(const MountedCall& call) {
+  Project_Service& project = project_of(call);
+  const schedule::Structure structure = schedule::read_structure(project);
+  const schedule::RevisionPair pair = schedule::find_revisions(
+      structure, call.parameter("sheet"), *call.parameter("before"), *call.parameter("after"));
+  std::vector<schedule::Table> tables;
+  schedule::compare_revisions(
+      project, structure, project, structure, {pair},
+      [&](const schedule::RevisionPair& compared, const schedule::Comparison& comparison) {
+        tables = difference_tables(comparison.before, comparison.after);
+        tables.insert(tables.begin(), changes_table(compared, comparison));
+      });
+  return json_of(tables);
+}
+
+MountedReply totals(const MountedCall& call) {
+  Project_Service& project = project_of(call);
+  const schedule::Structure structure = schedule::read_structure(project);
+  const auto selected = select_revisions(structure, selection_of(call));
+  const auto by_revision = totals_by_revision(project, structure);
+  schedule::Totals all;
+  for (const schedule::SelectedRevision& one : selected) {
+    const auto found = by_revision.find(one.revision->record.id);
+    if (found != by_revision.end()) all += found->second;
+  }
+  std::vector<schedule::Table> tables = totals_tables(all);
+  tables.insert(tables.begin(), revisions_table(structure, selected, by_revision));
+  return json_of(tables);
+}
+
+MountedRoute import_route() {
+  MountedRoute route;
+  route.operation = host::mounted_operation("import", Effect::writes);
+  route.text =
+      "Stores a schedule: records of the bar schedule exchange format (BVBS), or a project in JSON "
+      "as export gives it. A faulty record is named, and then nothing is stored.";
+  route.parameters = {
+      {"name", "The name of the file; without its extension it names sheets without a number"},
+      {"sheet", "The sheet, instead of the records' own"},
+      {"revision", "The revision, instead of the records' own"},
+      {"skip_faulty", "Whether to store the rest where records are faulty", host::on_or_off()},
+      {"replace", "Whether the lines take the place of those that a revision has",
+       host::on_or_off()},
+      {"append", "Whether the lines come after those that a revision has", host::on_or_off()}};
+  route.request_types = {"text/plain", "application/octet-stream", kJson};
+  route.reply_types = {kJson};
+  route.check = refuse_unusable;
+  route.run = import;
+  return route;
+}
+
+MountedRoute export_route() {
+  MountedRoute route;
+  route.operation = host::mounted_operation("export", Effect::reads);
+  route.text =
+      "Gives the schedule for others: bvbs for machines, csv or xlsx for spreadsheets, json and "
+      "ndjson with every field of every record.";
+  MountedParameter format{"format", "The format", {}, true};
+  for (const ExportFormat& one : kExportFormats) {
+    format.values.emplace_back(one.name);
+    route.reply_types.emplace_back(one.media_type);
+  }
+  route.parameters = selection_parameters();
+  route.parameters.push_back(std::move(format));
+  route.parameters.push_back(
+      {"kind", "With csv, which lines; bars if it is not given", schedule::table_kinds()});
+  route.parameters.push_back({"skip_unsayable",
+                              "With bvbs, whether to leave out lines that the format cannot say",
+                              host::on_or_off()});
+  route.run = export_as;
+  return route;
+}
+
+MountedRoute compare_route() {
+  MountedRoute route;
+  route.operation = host::mounted_operation("compare", Effect::reads);
+  route.text =
+      "Says what has changed between two revisions of a sheet, mark by mark, and what it means in "
+      "pieces and kilograms.";
+  route.parameters = {{"before", "The revision before", {}, true},
+                      {"after", "The revision after", {}, true},
+                      {"sheet", "The sheet, where several have such revisions"}};
+  route.reply_types = {kJson};
+  route.run = compare;
+  return route;
+}
+
+MountedRoute totals_route() {
+  MountedRoute route;
+  route.operation = host::mounted_operation("totals", Effect::reads);
+  route.text = "Adds up pieces, metres and kilograms, by revision, diameter, steel and type.";
+  route.parameters = selection_parameters();
+  route.reply_types = {kJson};
+  route.run = totals;
+  return route;
+}
+
+}  // namespace
+
+std::vector<MountedRoute> project_routes() {
+  return {import_route(), export_route(), compare_route(), totals_route()};
+}
+
+}  // namespace korvane::server
