@@ -121,7 +121,13 @@ void take_back_new_revisions(Project_Service& project, const ChangeMark& mark) {
   for (const auto& row : query(project, "select distinct rev_id from barspacer").rows) {
     with_bar_spacers.insert(static_cast<std::int32_t>(integer_in(row[0])));
   }
-  for (const std::int32_t id : made) {
+  const bool has_bar_spacers = std::any_of(
+      made.begin(), made.end(), [&](std::int32_t id) { return with_bar_spacers.count(id) != 0; });
+  // Bar spacers do not go with their revision, and cannot be found without it.
+  if (!made.empty() && !has_bar_spacers) {
+    try_query(project, "delete from revision where id in " + list_of(made));
+  }
+  for (const std::int32_t id : made_revisions()) {
     GenericReply reply;
     project.delete_revision(revision_ref(id), reply);
     // Not before: it would remove the end treatments that bars share with other revisions'.
@@ -131,12 +137,19 @@ void take_back_new_revisions(Project_Service& project, const ChangeMark& mark) {
   for (const auto& row : query(project, "select distinct sheet_id from revision").rows) {
     in_use.insert(static_cast<std::int32_t>(integer_in(row[0])));
   }
-  Batch<Sheet> sheets;
-  project.list_sheets({}, sheets);
-  for (const Sheet& sheet : sheets.items) {
-    const bool is_made = mark.made_uids.count(sheet.uid) != 0;
-    if (is_made && in_use.count(sheet.id) == 0) delete_sheet(project, sheet.id);
-  }
+  const auto unused_sheets = [&] {
+    std::vector<std::int32_t> ids;
+    Batch<Sheet> sheets;
+    project.list_sheets({}, sheets);
+    for (const Sheet& sheet : sheets.items) {
+      const bool is_made = mark.made_uids.count(sheet.uid) != 0;
+      if (is_made && in_use.count(sheet.id) == 0) ids.push_back(sheet.id);
+    }
+    return ids;
+  };
+  const std::vector<std::int32_t> unused = unused_sheets();
+  if (!unused.empty()) try_query(project, "delete from sheet where id in " + list_of(unused));
+  for (const std::int32_t id : unused_sheets()) delete_sheet(project, id);
   delete_sheet(project, mark.id);
 }
 

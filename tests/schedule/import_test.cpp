@@ -336,6 +336,18 @@ TEST_F(Import, ManyDrawingsTakeFewOperations) {
             "200");
 }
 
+TEST_F(Import, ManyDrawingsAreTakenBackInFewOperations) {
+  std::string text;
+  for (int i = 0; i < 200; ++i) text += straight_bar("r" + std::to_string(i) + "@ia@p1@");
+  const ImportPlan plan({{"many.abs", text}}, {});
+  refuse("insert", "rebar", "new.mark = '1'");
+  test::FailingProject user(project());
+  user.kill_after(60);
+  EXPECT_ANY_THROW(import_plan(user, plan, IfFilled::refuse));
+  EXPECT_FALSE(user.is_killed());
+  EXPECT_THAT(counts(), Each(0));
+}
+
 TEST_F(Import, BatchesSpanRevisionsAndMissNoLine) {
   std::string text;
   for (int i = 0; i < 4500; ++i) {
