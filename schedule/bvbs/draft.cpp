@@ -139,8 +139,8 @@ StaggeredMark staggered_mark(const Rebar& bar) {
 std::string cut_length_of(const Rebar& bar) {
   require_finite(bar.total_length, "total length");
   const double pieces = bar.total_bars;
-  const std::string text = number_text_that(
-      bar.total_length / pieces, [&](double cut) { return cut * pieces == bar.total_length; });
+  std::string text = number_text_that(bar.total_length / pieces,
+                                      [&](double cut) { return cut * pieces == bar.total_length; });
   const double cut_length = parse_number(text).value_or(0);
   // A weight is divided by it, in metres.
   if (!(cut_length / kMillimetresPerMetre > 0)) {

@@ -90,6 +90,9 @@ class FlatShape {
   void add(char letter, std::string_view value) {
     const double number = reader_.number(letter, value);
     std::vector<GeometryObject>& pieces = geometry_.objects;
+    if (letter != 'w' && expects_bend_ && pieces.back().type == GeometryObjectType::kArc) {
+      reader_.refuse(letter, value, "expected the angle w of the curved leg before it");
+    }
     if (letter == 'l') {
       pieces.emplace_back().length.set(number);
       expects_bend_ = true;

@@ -102,12 +102,15 @@ std::string offsets(const std::vector<Point3d>& points) {
   const auto add = [&](char letter, double Point3d::*coordinate, const Point3d& point) {
     const double from = sum.*coordinate;
     const double target = point.*coordinate - points.front().*coordinate;
-    if (!std::isfinite(target) || !std::isfinite(target - from)) {
+    const double way = target - from;
+    const std::string offset =
+        std::isfinite(way)
+            ? number_text_that(way, [&](double step) { return from + step == target; })
+            : std::string();
+    sum.*coordinate = from + parse_number(offset).value_or(way);
+    if (!std::isfinite(sum.*coordinate)) {
       throw CannotSay("its points are not finite numbers, or too far apart");
     }
-    const std::string offset =
-        number_text_that(target - from, [&](double step) { return from + step == target; });
-    sum.*coordinate = from + *parse_number(offset);
     text += letter;
     text += offset + '@';
   };

@@ -279,6 +279,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"AnotherLetterForABendAfterAnArc", "BF2D@Hp1@l5@n1@d12@Gr100@w90@x45@l100@w0@C",
                 "line 9: block G, field x: expected legs l or r, each with its bend w, found "
                 "\"45\""},
+        Refusal{"CurvedLegWithoutAngle", "BF2D@Hp1@l5@n1@d12@Gr5@l1@w0@C",
+                "line 9: block G, field l: expected the angle w of the curved leg before it, found "
+                "\"1\""},
         Refusal{"SpatialBarWithLegs", "BF3D@Hp1@l5@n1@d12@Gl100@w0@C",
                 "line 9: block G, field l: expected offsets x, y or z, found \"100\""},
         Refusal{"HelixPitchMissing", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@C",

@@ -260,6 +260,8 @@ TEST(UnchangedLine, KeepsItsOwnSpelling) {
         // A helix without turns, a spatial bar that leaves out zeros, positions and a shape.
         "BFWE@Hp1@l5@n1@d12@Gr100@w360@C", "BF3D@Hp1@l5@n1@d12@Gx10@y20@x30@z5@C",
         "BF2D@Hp1@l5@n1@d12@Gl5@w0@At6@p1@C",
+        // A leg that leaves out its bend.
+        "BF2D@Hp1@l5@n1@d12@Gl5@l5@w0@C",
         // A weight of all pieces.
         "BF2D@Hp1@l1000@n10@e8.88@d12@Gl1000@w0@C"}) {
     const std::string line = line_of(text);
