@@ -159,13 +159,12 @@ std::string turns_of(std::string_view pitch) {
   constexpr std::string_view kTimes = " x ";
   constexpr std::string_view kComma = ", ";
   std::string text;
+  // A number may end in a decimal comma, so the times sign is what to look for.
   for (std::string_view rest = pitch; !rest.empty();) {
-    const std::string_view part = rest.substr(0, rest.find(kComma));
-    rest.remove_prefix(std::min(part.size() + kComma.size(), rest.size()));
-    const std::size_t times = part.find(kTimes);
-    const std::string_view turns = part.substr(0, times);
-    const std::string_view height =
-        times == std::string_view::npos ? "" : part.substr(times + kTimes.size());
+    const std::string_view turns = rest.substr(0, rest.find(kTimes));
+    rest.remove_prefix(std::min(turns.size() + kTimes.size(), rest.size()));
+    const std::string_view height = rest.substr(0, rest.find(kComma));
+    rest.remove_prefix(std::min(height.size() + kComma.size(), rest.size()));
     if (!parse_number(turns) || !parse_number(height)) {
       throw CannotSay("its property \"pitch\" is not turns and pitches such as 6 x 100, 12 x 200");
     }

@@ -262,6 +262,8 @@ TEST(UnchangedLine, KeepsItsOwnSpelling) {
         "BF2D@Hp1@l5@n1@d12@Gl5@w0@At6@p1@C",
         // A leg that leaves out its bend.
         "BF2D@Hp1@l5@n1@d12@Gl5@l5@w0@C",
+        // Numbers that end in their decimal comma.
+        "BFWE@Hp1@l5@n1@d12@Gr1@w360@n6,@g1,@n12,@g2,5@C",
         // A weight of all pieces.
         "BF2D@Hp1@l1000@n10@e8.88@d12@Gl1000@w0@C"}) {
     const std::string line = line_of(text);
