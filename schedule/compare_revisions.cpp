@@ -234,17 +234,20 @@ std::vector<Table> difference_tables(const Totals& before, const Totals& after) 
   Table parts{"mounting_part_differences", "Mounting parts by type", {}, {}, {}, {}};
   parts.columns = {{"name", "name", Kind::text, ""}};
   const auto name_cells = [&](const std::string& name) { return std::vector<Cell>{text(name)}; };
-  return {
-      difference_table(std::move(bars), before.bars, after.bars,
-                       [&](const BarGroup& group) {
-                         return std::vector<Cell>{group.diameter, text(group.steel)};
-                       }),
-      difference_table(std::move(fabrics), before.fabrics, after.fabrics,
-                       [&](const FabricGroup& group) {
-                         return std::vector<Cell>{text(group.type), text(group.steel)};
-                       }),
-      difference_table(std::move(spacers), before.bar_spacers, after.bar_spacers, name_cells),
-      difference_table(std::move(parts), before.mounting_parts, after.mounting_parts, name_cells)};
+  std::vector<Table> tables;
+  tables.push_back(
+      difference_table(std::move(bars), before.bars, after.bars, [&](const BarGroup& group) {
+        return std::vector<Cell>{group.diameter, text(group.steel)};
+      }));
+  tables.push_back(difference_table(std::move(fabrics), before.fabrics, after.fabrics,
+                                    [&](const FabricGroup& group) {
+                                      return std::vector<Cell>{text(group.type), text(group.steel)};
+                                    }));
+  tables.push_back(
+      difference_table(std::move(spacers), before.bar_spacers, after.bar_spacers, name_cells));
+  tables.push_back(
+      difference_table(std::move(parts), before.mounting_parts, after.mounting_parts, name_cells));
+  return tables;
 }
 
 }  // namespace korvane::schedule

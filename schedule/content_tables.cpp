@@ -227,12 +227,16 @@ std::vector<Table> content_tables(const Structure& structure, const SelectedRevi
   static const Columns<Fabric> fabrics = fabric_columns();
   static const Columns<BarSpacer> bar_spacers = bar_spacer_columns();
   static const Columns<MountingPart> mounting_parts = mounting_part_columns();
-  return {
-      table_of(bars, "bars", "Bars", structure, selected, content.bars),
-      table_of(fabrics, "fabrics", "Fabrics", structure, selected, content.fabrics),
-      table_of(bar_spacers, "bar_spacers", "Bar spacers", structure, selected, content.bar_spacers),
-      table_of(mounting_parts, "mounting_parts", "Mounting parts", structure, selected,
-               content.mounting_parts)};
+  std::vector<Table> tables;
+  const auto add = [&](const auto& columns, const char* name, const char* title,
+                       const auto& items) {
+    tables.push_back(table_of(columns, name, title, structure, selected, items));
+  };
+  add(bars, "bars", "Bars", content.bars);
+  add(fabrics, "fabrics", "Fabrics", content.fabrics);
+  add(bar_spacers, "bar_spacers", "Bar spacers", content.bar_spacers);
+  add(mounting_parts, "mounting_parts", "Mounting parts", content.mounting_parts);
+  return tables;
 }
 
 std::string steel_name(const Structure& structure, std::int32_t material_id) {

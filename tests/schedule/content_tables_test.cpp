@@ -10,6 +10,8 @@
 #include "contracts/cad/contracts.describe.h"
 #include "schedule/bvbs/schedule.h"
 #include "schedule/line_text.h"
+#include "schedule/table_text.h"
+#include "schedule/value_text.h"
 #include "tests/support/filled_record.h"
 #include "tests/support/records.h"
 
@@ -206,6 +208,86 @@ TEST_F(ContentTables, EveryColumnOfAFilledLineHasAValue) {
       EXPECT_NE(cell, Cell()) << name << ": " << column;
     }
   }
+}
+
+/// Collects the texts and numbers of a record, with their places.
+class Values {
+ public:
+  template <class T>
+  static std::map<std::string, std::string> of(const T& record) {
+    Values values;
+    values.visit(record);
+    return std::move(values.values_);
+  }
+
+ private:
+  void visit(const bond::Text auto& text) { keep(text); }
+  void visit(bond::Double auto number) { keep(format_number(number, 6)); }
+  void visit(bond::Int32 auto number) { keep(std::to_string(number)); }
+  void visit(const bond::Blob auto&) {}
+  void visit(bond::Bool auto) {}
+  template <bond::Enumeration E>
+  void visit(E) {}
+  void visit(const bond::Nullable auto& value) {
+    if (value.hasvalue()) visit(*value);
+  }
+  void visit(const bond::List auto& list) {
+    for (const auto& element : list) visit(element);
+  }
+  void visit(const bond::Map auto& map) {
+    for (const auto& [key, value] : map) {
+      keep(key);
+      visit(value);
+    }
+  }
+  template <bond::Record T>
+  void visit(const T& record) {
+    bond::for_each_field<T>([&](const auto& field) {
+      const std::string outer = path_;
+      path_ += (path_.empty() ? "" : ".") + std::string(field.name);
+      visit(record.*field.member);
+      path_ = outer;
+    });
+  }
+  void keep(const std::string& value) { values_[value] = path_; }
+
+  std::string path_;
+  /// Places by value: each has one of its own.
+  std::map<std::string, std::string> values_;
+};
+
+template <class T>
+void expect_all_shown(const T& item, const Table& table, const std::set<std::string>& others) {
+  std::string all;
+  for (const Cell& cell : table.rows.at(0)) all += cell_text(cell) + "\n";
+  std::set<std::string> missing;
+  for (const auto& [value, path] : Values::of(item)) {
+    if (all.find(value) == std::string::npos) missing.insert(path);
+  }
+  EXPECT_EQ(missing, others) << table.name;
+}
+
+/// Each value that is stored is in some column, but for ids of rows and what is said of materials
+/// besides their names.
+TEST_F(ContentTables, AllThatIsStoredOfALineIsShown) {
+  test::Filler filler;
+  const auto bar = filler.make<Rebar>();
+  expect_all_shown(bar, table("bars", {{bar}, {}, {}, {}}),
+                   {"id", "rev_id", "sheet_id", "textblock.items.rows.cells.implicit_unit"});
+  const auto fabric = filler.make<Fabric>();
+  expect_all_shown(
+      fabric, table("fabrics", {{}, {fabric}, {}, {}}),
+      {"rev_id", "sheet_id", "textblock.items.rows.cells.implicit_unit", "fabric_type.id",
+       "fabric_type.uid", "fabric_type.material.id", "fabric_type.material.uid",
+       "fabric_type.material.identity.comment", "fabric_type.material.identity.description",
+       "fabric_type.material.identity.keyword", "fabric_type.material.physical.comment",
+       "fabric_type.material.physical.density", "fabric_type.material.physical.description",
+       "fabric_type.material.physical.keyword", "fabric_type.material.physical.name"});
+  const auto spacer = filler.make<BarSpacer>();
+  expect_all_shown(spacer, table("bar_spacers", {{}, {}, {spacer}, {}}), {"rev_id", "sheet_id"});
+  const auto part = filler.make<MountingPart>();
+  expect_all_shown(part, table("mounting_parts", {{}, {}, {}, {part}}),
+                   {"id", "rev_id", "sheet_id"});
 }
 
 TEST_F(ContentTables, ARevisionWithoutContentHasFourEmptyTables) {

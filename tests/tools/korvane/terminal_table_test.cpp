@@ -1,9 +1,11 @@
 #include "tools/korvane/terminal_table.h"
 
 #include <cstdlib>
+#include <pty.h>
 #include <random>
 #include <sstream>
 #include <string>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -222,6 +224,32 @@ TEST(PrintTable, KeepsToTheWidth) {
   }
 }
 
+/// A terminal in place of the standard output, for as long as it lives.
+class TerminalAsOutput {
+ public:
+  explicit TerminalAsOutput(unsigned short columns) : output_(::dup(STDOUT_FILENO)) {
+    winsize size{};
+    size.ws_col = columns;
+    int controller = -1;
+    int terminal = -1;
+    EXPECT_EQ(::openpty(&controller, &terminal, nullptr, nullptr, &size), 0);
+    controller_ = controller;
+    ::dup2(terminal, STDOUT_FILENO);
+    ::close(terminal);
+  }
+  TerminalAsOutput(const TerminalAsOutput&) = delete;
+  TerminalAsOutput& operator=(const TerminalAsOutput&) = delete;
+  ~TerminalAsOutput() {
+    ::dup2(output_, STDOUT_FILENO);
+    ::close(output_);
+    ::close(controller_);
+  }
+
+ private:
+  int output_;
+  int controller_ = -1;
+};
+
 /// Sets variables of the environment and puts them back.
 class Environment {
  public:
@@ -247,6 +275,19 @@ TEST(StandardTerminal, IsAsWideAsColumnsSaysWithoutATerminal) {
   EXPECT_EQ(width("120"), 120U);
   EXPECT_EQ(width("-3"), 80U);
   EXPECT_EQ(width("wide"), 80U);
+}
+
+TEST(StandardTerminal, KnowsATerminalAndItsWidth) {
+  const auto terminal = [](unsigned short columns, const char* no_color) {
+    const Environment environment("70", no_color);
+    const TerminalAsOutput output(columns);
+    return standard_terminal();
+  };
+  EXPECT_EQ(terminal(123, "").width, 123U);
+  EXPECT_TRUE(terminal(123, "").has_colours);
+  EXPECT_FALSE(terminal(123, "1").has_colours);
+  // A serial line does not know how wide it is.
+  EXPECT_EQ(terminal(0, "").width, 70U);
 }
 
 }  // namespace
