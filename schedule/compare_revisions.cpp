@@ -6,6 +6,7 @@
 
 #include "platform/rpc4/failure.h"
 #include "schedule/compare.h"
+#include "schedule/groupings.h"
 
 namespace korvane::schedule {
 
@@ -25,17 +26,13 @@ std::string change_text(Change change) {
   return change == Change::added ? "added" : change == Change::removed ? "removed" : "changed";
 }
 
-Cell mass_cell(const Sum& sum) {
-  return sum.lines_without_mass != 0 && sum.mass == 0 ? Cell() : Cell(sum.mass);
-}
-
 void add_difference_cells(std::vector<Cell>& row, const Sum& before, const Sum& after) {
   row.emplace_back(before.pieces);
   row.emplace_back(after.pieces);
   row.emplace_back(after.pieces - before.pieces);
   row.push_back(mass_cell(before));
   row.push_back(mass_cell(after));
-  const bool is_known = before.lines_without_mass == 0 && after.lines_without_mass == 0;
+  const bool is_known = mass_cell(before) != Cell() && mass_cell(after) != Cell();
   row.push_back(is_known ? Cell(after.mass - before.mass) : Cell());
 }
 
@@ -223,30 +220,12 @@ Table changes_table(const RevisionPair& pair, const Comparison& comparison) {
 }
 
 std::vector<Table> difference_tables(const Totals& before, const Totals& after) {
-  const auto text = [](const std::string& name) { return name.empty() ? Cell() : Cell(name); };
-  Table bars{"bar_differences", "Bars by diameter", {}, {}, {}, {}};
-  bars.columns = {{"bar_diameter", "diameter", Kind::number, "mm", 3},
-                  {"steel", "steel", Kind::text, ""}};
-  Table fabrics{"fabric_differences", "Fabrics by type", {}, {}, {}, {}};
-  fabrics.columns = {{"type_name", "type", Kind::text, ""}, {"steel", "steel", Kind::text, ""}};
-  Table spacers{"bar_spacer_differences", "Bar spacers by name", {}, {}, {}, {}};
-  spacers.columns = {{"name", "name", Kind::text, ""}};
-  Table parts{"mounting_part_differences", "Mounting parts by type", {}, {}, {}, {}};
-  parts.columns = {{"name", "name", Kind::text, ""}};
-  const auto name_cells = [&](const std::string& name) { return std::vector<Cell>{text(name)}; };
   std::vector<Table> tables;
-  tables.push_back(
-      difference_table(std::move(bars), before.bars, after.bars, [&](const BarGroup& group) {
-        return std::vector<Cell>{group.diameter, text(group.steel)};
-      }));
-  tables.push_back(difference_table(std::move(fabrics), before.fabrics, after.fabrics,
-                                    [&](const FabricGroup& group) {
-                                      return std::vector<Cell>{text(group.type), text(group.steel)};
-                                    }));
-  tables.push_back(
-      difference_table(std::move(spacers), before.bar_spacers, after.bar_spacers, name_cells));
-  tables.push_back(
-      difference_table(std::move(parts), before.mounting_parts, after.mounting_parts, name_cells));
+  for_each_grouping("_differences", [&](Table table, auto groups, auto cells) {
+    tables.push_back(difference_table(std::move(table), before.*groups, after.*groups, cells));
+  });
+  // Parts have no weight at all.
+  for (Column& column : tables.back().columns) column.if_none.clear();
   return tables;
 }
 

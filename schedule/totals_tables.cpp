@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "schedule/groupings.h"
 #include "schedule/totals.h"
 
 namespace korvane::schedule {
@@ -10,9 +11,6 @@ namespace korvane::schedule {
 namespace {
 
 using Kind = Column::Kind;
-
-/// Kilograms of lines, none if no weight of any is known.
-Cell mass_cell(const Sum& sum) { return sum.mass == 0 && sum.lines != 0 ? Cell() : Cell(sum.mass); }
 
 enum class Length { none, metres };
 
@@ -73,8 +71,6 @@ Table group_table(Table table, const std::map<Key, Sum>& groups, Length length, 
   return table;
 }
 
-Cell name_or_none(const std::string& name) { return name.empty() ? Cell() : Cell(name); }
-
 std::vector<Cell> revision_row(const std::string& sheet, const Cell& revision,
                                const Totals& totals) {
   const Sum all = sum_of(totals);
@@ -103,29 +99,14 @@ std::string several_revisions_note(const std::vector<SelectedRevision>& selected
 }
 
 std::vector<Table> totals_tables(const Totals& totals) {
-  Table bars{"bar_totals", "Bars by diameter", {}, {}, {}, {}};
-  bars.columns = {{"bar_diameter", "diameter", Kind::number, "mm", 3},
-                  {"steel", "steel", Kind::text, ""}};
-  Table fabrics{"fabric_totals", "Fabrics by type", {}, {}, {}, {}};
-  fabrics.columns = {{"type_name", "type", Kind::text, ""}, {"steel", "steel", Kind::text, ""}};
-  Table spacers{"bar_spacer_totals", "Bar spacers by name", {}, {}, {}, {}};
-  spacers.columns = {{"name", "name", Kind::text, ""}};
-  Table parts{"mounting_part_totals", "Mounting parts by type", {}, {}, {}, {}};
-  parts.columns = {{"name", "name", Kind::text, ""}};
-  const auto name_cells = [](const std::string& name) {
-    return std::vector<Cell>{name_or_none(name)};
-  };
   std::vector<Table> tables;
-  tables.push_back(
-      group_table(std::move(bars), totals.bars, Length::metres, [](const BarGroup& group) {
-        return std::vector<Cell>{group.diameter, name_or_none(group.steel)};
-      }));
-  tables.push_back(
-      group_table(std::move(fabrics), totals.fabrics, Length::none, [](const FabricGroup& group) {
-        return std::vector<Cell>{name_or_none(group.type), name_or_none(group.steel)};
-      }));
-  tables.push_back(group_table(std::move(spacers), totals.bar_spacers, Length::metres, name_cells));
-  tables.push_back(group_table(std::move(parts), totals.mounting_parts, Length::none, name_cells));
+  for_each_grouping("_totals", [&](Table table, auto groups, auto cells) {
+    const bool has_length = table.name == "bar_totals" || table.name == "bar_spacer_totals";
+    tables.push_back(group_table(std::move(table), totals.*groups,
+                                 has_length ? Length::metres : Length::none, cells));
+  });
+  // Parts have no weight at all.
+  for (Column& column : tables.back().columns) column.if_none.clear();
   return tables;
 }
 
