@@ -155,6 +155,24 @@ void add_schedules(SeedFolder& bvbs) {
   }
 }
 
+/// Documents of projects, whole and faulty.
+void add_documents(SeedFolder& document) {
+  const std::string head = R"({"format":"korvane project","version":1,)";
+  for (
+      const std::string& text : std::vector<std::string>{
+          "{}", R"({"format":"korvane project","version":2})", head + R"("sheets":[]})",
+          head + R"("sheets":7,"materials":{},"project":[]})",
+          head +
+              R"("materials":[{"id":1},{"id":1,"uid":"m"}],"fabric_types":[{"material":{"id":1}}],)"
+              R"("sheets":[{"sheet":{"name":"417"},"revisions":[{"revision":{},"bars":[)"
+              R"({"material_id":1},{"material_id":2},{"mark":"\\\u20ac"}],"fabrics":[{}],)"
+              R"("bar_spacers":[{},{"length":1e99}],"mounting_parts":[{"material_id":1}]}]}]})",
+          head + R"("materials":[{"id":1}], "sheets" : [ { "revisions" : [ { "bars" : [ {)"
+                 R"("material_id" : 1 } ] , "revision" : {} } ], "sheet" : {"uid":"u"} } ] })"}) {
+    document.add(text);
+  }
+}
+
 /// Every request, and what is none, of the parser's tests. Long ones would slow every run.
 void add_requests(SeedFolder& http) {
   constexpr std::size_t kLong = 10'000;
@@ -205,12 +223,14 @@ int main(int count, char** arguments) {
     SeedFolder decode(folder / "decode");
     SeedFolder json(folder / "json");
     SeedFolder bvbs(folder / "bvbs");
+    SeedFolder document(folder / "document");
     SeedFolder http(folder / "http");
     SeedFolder model(folder / "model");
     add_records(decode, json);
     add_reference_vectors(decode);
     add_strange_json(json);
     add_schedules(bvbs);
+    add_documents(document);
     add_requests(http);
     add_choices(model);
     write_json_dictionary(folder / "json.dict");

@@ -453,6 +453,34 @@ TEST_F(Documents, NameAllTheirFaultsInOneRun) {
           "line 21: [\"extra \xE2\x82\xAC\"]: unknown field"));
 }
 
+TEST_F(Documents, ThatAreCutAnywhereAreRefused) {
+  make_project();
+  const std::string text = document();
+  for (std::size_t length = 0; length + 2 < text.size(); length += 7) {
+    EXPECT_THAT(faults_of(text.substr(0, length)), SizeIs(1)) << length;
+  }
+}
+
+TEST_F(Documents, WithAnyCharacterChangedAreFaultyOrCanBeStored) {
+  make_project();
+  const std::string text = document();
+  for (std::size_t at = 0; at < text.size(); at += 11) {
+    for (const char c : {'"', '{', ']', ',', '1', '\\', ' '}) {
+      std::string changed = text;
+      changed[at] = c;
+      const DocumentIndex index = index_document(changed);
+      if (!index.is_rest_usable) continue;
+      std::size_t lines = 0;
+      for (const auto& sheet : index.sheets) {
+        for (const auto& revision : sheet.revisions) {
+          read_lines(changed, index, revision, [&](Content&& content) { lines += content.size(); });
+        }
+      }
+      EXPECT_EQ(lines, index.size) << at << c;
+    }
+  }
+}
+
 TEST_F(Documents, WithMoreFaultsThanAreReadCountThem) {
   make_project();
   std::string text = "{\"format\":\"korvane project\",\"version\":1,\"materials\":[";
