@@ -48,9 +48,9 @@ std::string HelpFormatter::make_footer(const CLI::App* command) const {
   std::istringstream lines(command->get_footer());
   std::string text;
   for (std::string line; std::getline(lines, line);) {
-    text += "\n" + (line.starts_with(' ') ? line : wrapped(line, kTerminalWidth));
+    text += (line.starts_with(' ') ? line : wrapped(line, kTerminalWidth)) + "\n";
   }
-  return text + "\n";
+  return "\n" + text;
 }
 
 std::string HelpFormatter::description(const std::string& text) const {

@@ -160,7 +160,7 @@ Command add_import(CLI::App& program) {
   command->add_flag("--append", options->appends, "Add the lines to those that a revision has")
       ->excludes(replace);
   command->add_flag("--show", options->shows, "Print the schedule that was stored");
-  command->add_flag("--quiet", options->is_quiet, "Print nothing but errors");
+  command->add_flag("-q,--quiet", options->is_quiet, "Print nothing but errors");
   add_server_options(*command, options->project);
   command->footer(
       "Examples:\n"
