@@ -50,6 +50,20 @@ void empty_revision(Project_Service& project, std::int32_t rev_id) {
   clear_bar_spacers(project, rev_id);
 }
 
+bool has_lines(Project_Service& project, std::int32_t rev_id) {
+  const std::string where = " where rev_id = " + std::to_string(rev_id) + ")";
+  const auto rows = query(project, "select exists (select 1 from rebar" + where +
+                                       " or exists (select 1 from fabric" + where +
+                                       " or exists (select 1 from barspacer" + where +
+                                       " or exists (select 1 from mountingpart" + where)
+                        .rows;
+  return integer_in(rows.at(0).at(0)) != 0;
+}
+
+/// Fails where the project lets no statement pass that writes, before anything has begun that would
+/// need one.
+void require_sql(Project_Service& project) { query(project, "delete from rebar where 0"); }
+
 /// All revisions, by id.
 std::map<std::int32_t, Revision> revisions_of(Project_Service& project) {
   Batch<Revision> batch;
@@ -94,14 +108,20 @@ void note(Project_Service& project, const ChangeMark& mark, Revision record) {
 void place(Project_Service& project, ChangeMark mark, const Revision& record,
            const Content& content) {
   const std::int32_t sheet_id = sheet_of(project, mark.changed_revision);
-  empty_revision(project, mark.changed_revision);
+  if (has_lines(project, mark.changed_revision)) empty_revision(project, mark.changed_revision);
   add_content(project, sheet_id, mark.changed_revision, content);
   mark.step = ChangeStep::placed;
   note(project, mark, record);
 }
 
 void drop(Project_Service& project, const ChangeMark& mark) {
-  empty_revision(project, mark.id);
+  try {
+    empty_revision(project, mark.id);
+  } catch (const std::exception&) {
+    // Without SQL that writes its bar spacers go last: whoever is killed just there leaves them.
+    delete_revision(project, mark.id);
+    return clear_bar_spacers(project, mark.id);
+  }
   delete_revision(project, mark.id);
 }
 
@@ -207,6 +227,7 @@ void finish_changes(Project_Service& project) {
 }
 
 void replace_content(Project_Service& project, std::int32_t rev_id, const Content& content) {
+  if (has_lines(project, rev_id)) require_sql(project);
   Change change(project, rev_id, ChangeStep::filling);
   add_content(project, change.record().sheet_id, change.mark().id, content);
   change.set(ChangeStep::whole);

@@ -10,8 +10,9 @@
 /// after a maker that was killed finishes the change or takes it back. Until then readers see the
 /// old content or the new (Structure), never a part.
 ///
-/// Every function throws what the project throws. On a server they need the scopes write and sql:
-/// there is no operation that empties a revision and touches nothing else.
+/// Every function throws what the project throws. On a server they need the scopes read and write,
+/// and to replace lines sql as well: there is no operation that empties a revision and touches
+/// nothing else. Without it nothing is begun.
 namespace korvane::schedule {
 
 /// Finishes or takes back every change whose maker is no longer at work. The first thing that each

@@ -200,6 +200,11 @@ void refuse_filled(const std::vector<Target>& targets) {
   throw krv::rpc4::BadRequest(text);
 }
 
+void note_name_instead(const PlannedRevision& planned, Sheet& sheet) {
+  if (!planned.is_sheet_named_after_source) return;
+  sheet.properties[bvbs::kNameInsteadProperty].value_string.set(sheet.name);
+}
+
 /// Makes the sheets and revisions that are missing. Returns whether there are any.
 bool make_missing(NewRevisions& new_revisions, std::vector<Target>& targets) {
   std::vector<NewRevisions::NewSheet> sheets;
@@ -213,10 +218,9 @@ bool make_missing(NewRevisions& new_revisions, std::vector<Target>& targets) {
       sheets.emplace_back();
       sheets.back().record.id = target.sheet_id;
       sheets.back().record.name = target.planned->sheet;
-      if (target.planned->is_named_after_source) {
-        sheets.back().record.properties[bvbs::kNameInsteadProperty].value_string.set(
-            target.planned->sheet);
-      }
+      note_name_instead(*target.planned, sheets.back().record);
+    } else if (!target.planned->is_sheet_named_after_source) {
+      sheets[place->second].record.properties.erase(bvbs::kNameInsteadProperty);
     }
     auto& revisions = sheets[place->second].revisions;
     made[i] = {place->second, revisions.size()};

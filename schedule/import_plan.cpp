@@ -122,10 +122,10 @@ void ImportPlan::read_schedule(const Source& source, const ImportNames& names,
 PlannedRevision& ImportPlan::revision_of(const Drawing& drawing) {
   const auto [place, is_new] =
       revisions_by_name_.try_emplace(std::pair(drawing.sheet, drawing.revision), revisions_.size());
-  if (is_new)
-    revisions_.push_back(
-        {drawing.sheet, drawing.revision, {}, {}, {}, drawing.is_named_after_file});
-  return revisions_[place->second];
+  if (is_new) revisions_.push_back({drawing.sheet, drawing.revision, true, {}, {}, {}});
+  PlannedRevision& planned = revisions_[place->second];
+  if (!drawing.is_named_after_file) planned.is_sheet_named_after_source = false;
+  return planned;
 }
 
 void ImportPlan::note(const Source& source, const bvbs::Note& note) {

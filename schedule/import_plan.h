@@ -64,11 +64,11 @@ using Progress = std::function<void(std::string_view step, std::size_t done, std
 struct PlannedRevision {
   std::string sheet;
   std::string revision;
+  /// No record has the number of a drawing: the sheet is named after its source.
+  bool is_sheet_named_after_source = true;
   std::vector<bvbs::SourceLine> bars;
   std::vector<bvbs::SourceLine> fabrics;
   std::vector<bvbs::SourceLine> bar_spacers;
-  /// The records have no number of a drawing, so that the source gave the sheet its name.
-  bool is_named_after_source = false;
 
   std::size_t size() const { return bars.size() + fabrics.size() + bar_spacers.size(); }
 };

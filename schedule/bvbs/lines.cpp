@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "schedule/bvbs/numbers.h"
+#include "schedule/weights.h"
 
 namespace korvane::schedule::bvbs {
 
@@ -20,12 +21,7 @@ using model::cad::Rebar;
 using model::cad::RebarGeometry;
 using model::geometry::Point3d;
 
-constexpr double kMillimetresPerMetre = 1000.0;
-
-constexpr double kPi = 3.14159265358979323846;
-
-/// Kilograms per metre of a round bar one millimetre thick, of steel with 7850 kg/m³.
-constexpr double kMassOfUnitBar = 7850.0 * kPi / 4.0 * 1e-6;
+constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 
 /// Reads the fields of one block of a record as numbers, and says where one could not be read.
 class BlockReader {
@@ -227,7 +223,7 @@ const Block& header_of(const Record& record) {
 /// write that of all pieces: the reading nearer to what the diameter gives is taken.
 void read_mass(const Record& record, const BlockReader& header, BarLine& bar) {
   const double stated = header.number_or('e', 0.0);
-  const double expected = nominal_mass_per_metre(bar.item.bar_diameter);
+  const double expected = nominal_mass_per_length(bar.item.bar_diameter);
   const double metres = bar.cut_length / kMillimetresPerMetre;
   const double of_one = stated / metres;
   const double of_all = of_one / bar.item.total_bars;
@@ -237,13 +233,10 @@ void read_mass(const Record& record, const BlockReader& header, BarLine& bar) {
 }
 
 double sum_of_legs(const RebarGeometry& geometry) {
-  constexpr double kRadiansPerDegree = kPi / 180.0;
   double sum = 0;
   for (const GeometryObject& piece : geometry.objects) {
     if (piece.length.hasvalue()) sum += *piece.length;
-    if (piece.radius.hasvalue() && piece.angle.hasvalue()) {
-      sum += *piece.radius * std::abs(*piece.angle) * kRadiansPerDegree;
-    }
+    if (piece.radius.hasvalue()) sum += *piece.radius * std::abs(*piece.angle) * kRadiansPerDegree;
   }
   return sum;
 }
@@ -346,7 +339,5 @@ AnyLine read_line(const Record& record) {
   if (group == "BFAU") return read_bar_spacer(record);
   return {};
 }
-
-double nominal_mass_per_metre(double diameter) { return kMassOfUnitBar * diameter * diameter; }
 
 }  // namespace korvane::schedule::bvbs

@@ -27,7 +27,7 @@ struct Drawing {
   std::string revision;
   /// The steel grade, by which the material is found.
   std::string steel;
-  /// The record has no number of a drawing, so that the file gave the sheet its name.
+  /// The record has no number of a drawing, so that the sheet is named after the file.
   bool is_named_after_file = false;
 };
 
@@ -73,9 +73,5 @@ using AnyLine = std::variant<std::monostate, BarLine, FabricLine, BarSpacerLine>
 
 /// Reads a record as the line that its group says.
 AnyLine read_line(const Record& record);
-
-/// Kilograms per metre that follow from the diameter alone. What a bar of that nominal diameter
-/// weighs is a matter of the country, by some hundredths.
-double nominal_mass_per_metre(double diameter);
 
 }  // namespace korvane::schedule::bvbs

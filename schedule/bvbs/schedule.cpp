@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "schedule/weights.h"
+
 namespace korvane::schedule::bvbs {
 
 namespace {
@@ -34,7 +36,7 @@ class Plausibility {
   void check_line(std::size_t line, const BarLine& bar) {
     if (bar.weight_was_total) note(line, "the stated weight was taken as that of all pieces");
     const double mass = bar.item.bar_type_mass_per_length;
-    const double nominal = nominal_mass_per_metre(bar.item.bar_diameter);
+    const double nominal = nominal_mass_per_length(bar.item.bar_diameter);
     if (mass == 0) {
       note(line, "no weight is stated; the mass per metre is 0");
     } else if (std::abs(mass - nominal) > kMassTolerance * nominal) {

@@ -253,6 +253,31 @@ TEST_F(Changes, ThatFailLeaveNothingBehind) {
   expect_nothing_left();
 }
 
+TEST_F(Changes, WithoutSqlAreRefusedBeforeAnythingBegins) {
+  add_content(project(), sheet_, revision_, content("old"));
+  const test::Rows before = rows("select * from revision");
+  user_.forbid_sql();
+  EXPECT_THAT([&] { replace_content(user_, revision_, content("new")); },
+              ThrowsMessage<std::runtime_error>("403 no sql"));
+  EXPECT_EQ(rows("select * from revision"), before);
+  EXPECT_EQ(seen(revision_), placed(content("old"), revision_));
+}
+
+TEST_F(Changes, WithoutSqlFillARevisionThatIsEmpty) {
+  user_.forbid_sql();
+  replace_content(user_, revision_, content("new"));
+  EXPECT_EQ(seen(revision_), placed(content("new"), revision_));
+  expect_nothing_left();
+}
+
+TEST_F(Changes, WithoutSqlRemoveARevision) {
+  add_content(project(), sheet_, revision_, content("old"));
+  user_.forbid_sql();
+  remove_revision(user_, revision_);
+  EXPECT_EQ(seen(revision_), std::nullopt);
+  expect_nothing_left();
+}
+
 class NewSheets : public Changes {
  protected:
   static std::vector<NewRevisions::NewSheet> wanted() {
@@ -337,6 +362,17 @@ TEST_F(NewSheets, AreAllThereOrNoneWhereverTheImportIsKilled) {
             << testing::PrintToString(found);
       });
   EXPECT_THAT(seen_sheets(), SizeIs(3));
+}
+
+TEST_F(NewSheets, AreMadeAndTakenBackWithoutSqlToo) {
+  user_.forbid_sql();
+  user_.kill_after(25);
+  EXPECT_THROW(import(user_), Killed);
+  user_.let_live();
+  EXPECT_THAT(seen_sheets(), SizeIs(1));
+  import(user_);
+  EXPECT_THAT(seen_sheets(), ElementsAre(": 0 0", "new 0: a6 b6", "new 1: a6 b6"));
+  expect_nothing_left();
 }
 
 TEST_F(NewSheets, KeepTheUidsThatTheyHave) {

@@ -80,8 +80,8 @@ TEST_F(Edited, TakesAQuotedTextAsJson) {
 }
 
 TEST_F(Edited, TakesFieldsInsideByTheirPath) {
-  const Rebar bar = with(
-      {"parameters_exact.a=300", "geometry.objects[0].length=250", "start_hook.angle=90"});
+  const Rebar bar =
+      with({"parameters_exact.a=300", "geometry.objects[0].length=250", "start_hook.angle=90"});
   EXPECT_EQ(*bar.parameters_exact.a, 300);
   ASSERT_THAT(bar.geometry.objects, SizeIs(1));
   EXPECT_EQ(*bar.geometry.objects[0].length, 250);

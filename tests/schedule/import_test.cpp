@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/rpc4/failure.h"
+#include "schedule/bvbs/write_schedule.h"
 #include "schedule/changes.h"
 #include "schedule/content.h"
 #include "schedule/structure.h"
@@ -153,6 +154,24 @@ TEST_F(Import, AFabricTypeThatIsThereByItsNameStaysAsItIs) {
   const auto imported = import(test::line_of("BFMA@Hj@r1@ia@p7@l4000@n1@e1@gB@s@mQ257@b2150@v@C"));
   EXPECT_EQ(only_row("fabric_type"), before);
   EXPECT_EQ(fabrics_of(imported[0].id)[0].fabric_type.overall_length, 0.0);
+}
+
+TEST_F(Import, ASheetThatIsNamedAfterItsSourceSaysSo) {
+  import(straight_bar("r@ia@p1@") + straight_bar("r2@ia@p2@"));
+  const Structure structure = read_structure(project());
+  ASSERT_THAT(structure.sheets, SizeIs(2));
+  EXPECT_EQ(structure.sheets[0].record.name, "source");
+  EXPECT_EQ(*structure.sheets[0].record.properties.at(bvbs::kNameInsteadProperty).value_string,
+            "source");
+  EXPECT_THAT(structure.sheets[1].record.properties, IsEmpty());
+}
+
+TEST_F(Import, ASheetThatAnyRecordNamesIsNotNamedAfterItsSource) {
+  import(straight_bar("r@ia@p1@") + straight_bar("rsource@ib@p2@"));
+  import(straight_bar("r@ic@p1@"), IfFilled::refuse, {"given", std::nullopt});
+  for (const SheetEntry& sheet : read_structure(project()).sheets) {
+    EXPECT_THAT(sheet.record.properties, IsEmpty()) << sheet.record.name;
+  }
 }
 
 TEST_F(Import, AnotherRevisionSharesSheetAndSteels) {

@@ -5,6 +5,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "schedule/weights.h"
+
 namespace korvane::schedule::bvbs {
 namespace {
 
@@ -185,7 +187,7 @@ TEST(ReadLine, KindFollowsTheGroup) {
 }
 
 TEST(NominalMass, OfTwelveMillimetresIsWhatTablesSay) {
-  EXPECT_NEAR(nominal_mass_per_metre(12), 0.888, 0.0005);
+  EXPECT_NEAR(nominal_mass_per_length(12), 0.888, 0.0005);
 }
 
 TEST(ReadFabric, HeaderFieldsReachTheFabricAndItsType) {
