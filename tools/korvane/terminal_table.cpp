@@ -274,7 +274,7 @@ std::string piece_of(const PrintedColumn& column, const std::string& cell) {
     value.erase(value.find_last_not_of('0') + 1);
     if (value.back() == '.') value.pop_back();
   }
-  return column.title + " " + value +
+  return column.title + (column.is_number() ? " " : ": ") + value +
          (column.column->unit.empty() ? "" : " " + column.column->unit);
 }
 

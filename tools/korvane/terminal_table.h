@@ -23,9 +23,9 @@ Terminal standard_terminal();
 /// without any value is left out, and so are those for programs.
 ///
 /// What does not fit: texts wrap, then the later columns go to a second line under each row, as
-/// "title value unit", or under the title if all rows have the same value. Numbers are right-aligned
-/// at their points. Texts come out as `printable` returns them. Prints the title and "none" for a
-/// table without rows.
+/// "title value unit" or "title: text", or under the title if all rows have the same value. Numbers
+/// are right-aligned at their points. Texts come out as `printable` returns them. Prints the title
+/// and "none" for a table without rows.
 void print_table(const schedule::Table& table, const Terminal& terminal, std::ostream& output);
 
 /// A line that stands above several tables.

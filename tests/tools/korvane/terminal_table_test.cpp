@@ -78,19 +78,19 @@ TEST(PrintTable, PutsWhatDoesNotFitUnderItsRow) {
             "                  kg\n"
             "----  ------  ------\n"
             "1         10    8.88\n"
-            "    legs 400 (90°) 600\n"
+            "    legs: 400 (90°) 600\n"
             "10.1       8    0.50\n"
-            "    legs 200\n");
+            "    legs: 200\n");
   EXPECT_EQ(printed(bars(), 15),
             "Bars\n"
             "mark  pieces\n"
             "----  ------\n"
             "1         10\n"
             "    weight 8.88 kg;\n"
-            "    legs 400 (90°) 600\n"
+            "    legs: 400 (90°) 600\n"
             "10.1       8\n"
             "    weight 0.5 kg;\n"
-            "    legs 200\n");
+            "    legs: 200\n");
 }
 
 TEST(PrintTable, SaysOnceWhatIsTheSameInAllRows) {
@@ -98,7 +98,7 @@ TEST(PrintTable, SaysOnceWhatIsTheSameInAllRows) {
   table.rows[1][3] = table.rows[0][3];
   EXPECT_EQ(printed(table, 25),
             "Bars\n"
-            "all: legs 400 (90°) 600\n"
+            "all: legs: 400 (90°) 600\n"
             "mark  pieces  weight\n"
             "                  kg\n"
             "----  ------  ------\n"
@@ -180,7 +180,7 @@ TEST(PrintTable, PrintsCellsOnOneLineWhateverTheyHold) {
 
 TEST(PrintTable, HasColoursOnlyWhereTheTerminalHas) {
   EXPECT_THAT(printed(bars(), 15, true), HasSubstr("\x1b[1mBars\x1b[0m\n"));
-  EXPECT_THAT(printed(bars(), 15, true), HasSubstr("\x1b[2m    legs 200\x1b[0m\n"));
+  EXPECT_THAT(printed(bars(), 15, true), HasSubstr("\x1b[2m    legs: 200\x1b[0m\n"));
   EXPECT_THAT(printed(bars(), 15), Not(HasSubstr("\x1b")));
 }
 
