@@ -1,9 +1,9 @@
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/project_rpc/project_service.h"
@@ -34,12 +34,20 @@ struct Sum {
 struct BarGroup {
   double diameter = 0;
   std::string steel;
-  auto operator<=>(const BarGroup&) const = default;
+
+  bool operator==(const BarGroup&) const = default;
+  bool operator<(const BarGroup& other) const {
+    return std::tie(diameter, steel) < std::tie(other.diameter, other.steel);
+  }
 };
 struct FabricGroup {
   std::string type;
   std::string steel;
-  auto operator<=>(const FabricGroup&) const = default;
+
+  bool operator==(const FabricGroup&) const = default;
+  bool operator<(const FabricGroup& other) const {
+    return std::tie(type, steel) < std::tie(other.type, other.steel);
+  }
 };
 
 struct Totals {
