@@ -1,7 +1,7 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench fuzz \
+.PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench bench-commands fuzz \
   fuzz-corpora mutants format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
@@ -58,7 +58,8 @@ coverage: build-coverage ## lines and branches of bond/ and of the plugin that t
 	@scripts/coverage.py
 
 torture: build-dev ## kills, failing disks and memory, power cuts, hostile files at length (CRASHES, TORTURE_ROUNDS)
-	@KORVANE_CRASHES=$(CRASHES) build/dev/tests/scenarios/crash_loop/crash_loop_test
+	@for test in crash_loop/crash_loop_test killed_changes/killed_changes_test; do \
+	  KORVANE_CRASHES=$(CRASHES) build/dev/tests/scenarios/$$test || exit 1; done
 	@for test in torture/failing_disk_test torture/failing_memory_test torture/power_cut_test \
 	    hostile_files/hostile_files_test other_programs/other_programs_test; do \
 	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/scenarios/$$test || exit 1; done
@@ -71,6 +72,10 @@ soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 
 bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json and docs/performance.md
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
+	@scripts/performance.py
+
+bench-commands: build-release ## the commands over 100,000 bars beside sqlite3 and ogr2ogr, kept in bench/commands.json
+	@bench/commands.py --program=build/release/bin/korvane --results=bench/commands.json
 	@scripts/performance.py
 
 fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Writes the tables of docs/performance.md, each between <!-- table: NAME --> and <!-- /table -->,
-from bench/results.json. With --check it fails if they are not what it would write.
+from bench/results.json and bench/commands.json. With --check it fails if they are not what it would write.
 
 bench/before.json has the figures of the release before, from a run on the same day as
 bench/results.json. It is left out where the days differ: machines do too.
@@ -15,6 +15,7 @@ from sources import ROOT
 
 DOCUMENT = "docs/performance.md"
 RESULTS = "bench/results.json"
+COMMANDS = "bench/commands.json"
 BEFORE = "bench/before.json"
 BLOCK = re.compile(r"(<!-- table: (\S+) -->\n).*?(<!-- /table -->)", re.DOTALL)
 # What such a figure is compared with is its own smallest case.
@@ -63,6 +64,18 @@ def ratio_lines(results, before):
     return table(head + ["goal:", "met"], rows)
 
 
+def command_lines(commands):
+    rows = []
+    for figure in commands["figures"]:
+        baseline = figure.get("baseline", "")
+        ratio = f"{figure['ratio']:.2f}" if baseline else ""
+        rows.append([figure["work"], readable(figure["seconds"], "s"),
+                     f"{figure['kilobytes'] // 1024} MiB", ratio, baseline])
+    return [f"{commands['date']}, {commands['bars']:,} bars in {commands['drawings']:,} drawings, "
+            f"medians of {commands['repetitions']}.", ""] + table(
+                ["Work", "Time:", "Memory:", "Ratio:", "to"], rows)
+
+
 def growth_lines(results, _):
     rows = [[figure["work"].removeprefix(GROWTH), figure["arguments"],
              readable(figure["korvane"], figure["unit"]), f"{figure['ratio']:.1f}"]
@@ -70,7 +83,8 @@ def growth_lines(results, _):
     return table(["Work", "Arguments", "Time:", "Ratio:"], rows)
 
 
-TABLES = {"machine": machine_lines, "ratios": ratio_lines, "growth": growth_lines}
+TABLES = {"machine": machine_lines, "ratios": ratio_lines, "growth": growth_lines,
+          "commands": lambda results, _: command_lines(results["commands"])}
 
 
 def rewritten(document, results, before):
@@ -90,7 +104,9 @@ def main():
     path = ROOT / DOCUMENT
     document = path.read_text()
     before = ROOT / BEFORE
-    new = rewritten(document, json.loads((ROOT / RESULTS).read_text()),
+    results = json.loads((ROOT / RESULTS).read_text())
+    results["commands"] = json.loads((ROOT / COMMANDS).read_text())
+    new = rewritten(document, results,
                     json.loads(before.read_text()) if before.exists() else None)
     if "--check" in sys.argv:
         sys.stdout.writelines(difflib.unified_diff(
