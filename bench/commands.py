@@ -92,6 +92,7 @@ def works(program, folder):
         Work("import, 2,000 drawings", "import, one drawing",
              [program, "import", many, "--project", imported, "--quiet"], fresh(imported)),
         Work("list", "sqlite3: sums by revision", [program, "list", project]),
+        Work("show", "sqlite3: all columns of all bars", [program, "show", project]),
         Work("show --sheet", "sqlite3: bars of a revision",
              [program, "show", project, "--sheet", sheet]),
         Work("export --format csv", "ogr2ogr: all columns as CSV", export + ["csv"]),
