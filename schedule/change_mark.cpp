@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <filesystem>
 #include <fstream>
 #include <mutex>
 #include <set>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -30,9 +32,16 @@ std::string first_line(const std::string& filename) {
   return line;
 }
 
-const std::string& this_boot() {
-  static const std::string boot = first_line("/proc/sys/kernel/random/boot_id");
-  return boot;
+/// Where a number of a process means what it means here: one boot of a machine, and in it one space
+/// of process numbers, of which each container has its own.
+const std::string& this_place() {
+  static const std::string place = [] {
+    std::error_code none;
+    std::string space = std::filesystem::read_symlink("/proc/self/ns/pid", none).string();
+    std::erase_if(space, [](char c) { return c < '0' || c > '9'; });
+    return first_line("/proc/sys/kernel/random/boot_id") + "." + space;
+  }();
+  return place;
 }
 
 /// The clock tick since the machine's start in which a process began: the 22nd field of its
@@ -66,7 +75,7 @@ OwnChanges& own_changes() {
 
 std::string this_process() {
   const std::string process = std::to_string(::getpid());
-  return this_boot() + ":" + process + ":" + start_of(process);
+  return this_place() + ":" + process + ":" + start_of(process);
 }
 
 }  // namespace
@@ -123,11 +132,12 @@ bool may_be_at_work(const ChangeMark& mark) {
   const std::size_t first = mark.owner.find(':');
   const std::size_t second = mark.owner.find(':', first + 1);
   if (first == std::string::npos || second == std::string::npos) return false;
-  if (mark.owner.substr(0, first) == this_boot()) {
+  if (mark.owner.substr(0, first) == this_place()) {
     const std::string start = start_of(mark.owner.substr(first + 1, second - first - 1));
     return !start.empty() && start == mark.owner.substr(second + 1);
   }
-  return seconds_now() - mark.begun < kSecondsElsewhere;
+  const std::int64_t now = seconds_now();
+  return mark.begun > now - kSecondsElsewhere && mark.begun < now + kSecondsElsewhere;
 }
 
 std::string make_uid() { return boost::uuids::to_string(boost::uuids::random_generator()()); }

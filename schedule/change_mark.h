@@ -12,11 +12,11 @@
 /// "korvane.change": the id of the revision that is changed as the number, and as the text the step
 /// and who makes the change:
 ///
-///     {"value_int32": 7, "value_string": "whole 9f1c…:4711:83201 1795348800"}
+///     {"value_int32": 7, "value_string": "whole 9f1c….4026531836:4711:83201 1795348800"}
 ///
-/// The owner is the boot of a machine, the number of a process and the clock tick in which that
-/// process began, so that one that has died can be told; then the second since 1970 in which the
-/// change began.
+/// The owner is the boot of a machine with the space of its process numbers, the number of a process
+/// and the clock tick in which that began, so that one that has died can be told; then the second
+/// since 1970 in which the change began.
 namespace korvane::schedule {
 
 inline constexpr const char* kChangeProperty = "korvane.change";
@@ -74,7 +74,7 @@ class OwnChange {
 };
 
 /// Whether the maker of the change may still be at work: this process is, or another living process
-/// of this machine, or one elsewhere if the change began less than a quarter of an hour ago. May be
+/// with a number of the same space, or one elsewhere if the change began less than a quarter of an hour ago. May be
 /// called from every thread.
 bool may_be_at_work(const ChangeMark& mark);
 

@@ -50,7 +50,7 @@ std::string HelpFormatter::make_footer(const CLI::App* command) const {
   for (std::string line; std::getline(lines, line);) {
     text += (line.starts_with(' ') ? line : wrapped(line, kTerminalWidth)) + "\n";
   }
-  return "\n" + text;
+  return text;
 }
 
 std::string HelpFormatter::description(const std::string& text) const {
