@@ -45,15 +45,16 @@ std::string DocumentReader::element(const std::string& place, std::size_t index)
   return place + "[" + std::to_string(index) + "]";
 }
 
-void DocumentReader::fault(std::size_t position, const std::string& text) {
-  if (position < counted_to_) {
-    counted_to_ = 0;
-    line_ = 1;
-  }
-  const std::string_view between = text_.substr(counted_to_, position - counted_to_);
-  line_ += static_cast<std::size_t>(std::count(between.begin(), between.end(), '\n'));
-  counted_to_ = position;
-  faults_.add(position, "line " + std::to_string(line_) + ": " + text);
+// Lines are counted once, at the end: faults come in any order, and there may be one for each byte.
+std::vector<std::string> DocumentReader::faults() const {
+  std::size_t line = 1;
+  std::size_t counted_to = 0;
+  return faults_.texts([&](std::size_t position) {
+    const std::string_view between = text_.substr(counted_to, position - counted_to);
+    line += static_cast<std::size_t>(std::count(between.begin(), between.end(), '\n'));
+    counted_to = position;
+    return "line " + std::to_string(line) + ": ";
+  });
 }
 
 void DocumentReader::refuse_kind(const std::string& place, const char* expected) {

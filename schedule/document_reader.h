@@ -32,8 +32,8 @@ class DocumentReader {
   void go_to(std::size_t position) { cursor_ = JsonCursor(text_, position); }
 
   /// Notes "line <n>: <text>" for the line of `position`.
-  void fault(std::size_t position, const std::string& text);
-  std::vector<std::string> faults() const { return faults_.texts(); }
+  void fault(std::size_t position, const std::string& text) { faults_.add(position, text); }
+  std::vector<std::string> faults() const;
   std::size_t fault_count() const { return faults_.count(); }
 
   /// Reads the object that comes next. Other members than these, those that are given twice, and
@@ -65,9 +65,6 @@ class DocumentReader {
   std::string_view text_;
   JsonCursor cursor_;
   FaultList faults_;
-  /// One more than there are line ends before `counted_to_`.
-  std::size_t line_ = 1;
-  std::size_t counted_to_ = 0;
 };
 
 }  // namespace korvane::schedule

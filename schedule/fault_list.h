@@ -21,11 +21,17 @@ class FaultList {
   std::size_t count() const { return count_; }
 
   std::vector<std::string> texts() const {
+    return texts([](std::size_t) { return std::string(); });
+  }
+
+  /// The same, each after what `name` gives for its position. It is called in their order.
+  template <class Name>
+  std::vector<std::string> texts(Name name) const {
     std::vector<std::pair<std::size_t, std::string>> faults = faults_;
     std::stable_sort(faults.begin(), faults.end(),
                      [](const auto& a, const auto& b) { return a.first < b.first; });
     std::vector<std::string> texts;
-    for (auto& [position, text] : faults) texts.push_back(std::move(text));
+    for (auto& [position, text] : faults) texts.push_back(name(position) + text);
     if (count_ > faults.size()) {
       texts.push_back("and " + std::to_string(count_ - faults.size()) + " more");
     }

@@ -695,5 +695,18 @@ TEST_F(Documents, OfManyLinesAreHandedOverInPieces) {
   EXPECT_EQ(document_of(other.service()), text);
 }
 
+TEST(ProjectDocumentText, IsReadInOneGoHoweverItsFaultsAreOrdered) {
+  // Each sheet has a fault at its end and then one at its beginning.
+  std::string text = "{\"format\":\"korvane project\",\"version\":1,\n\"sheets\":[";
+  constexpr std::size_t kSheets = 200000;
+  for (std::size_t i = 0; i < kSheets; ++i) text += i == 0 ? "{\"a\":1}" : ",\n{\"a\":1}";
+  const std::vector<std::string> faults = ProjectDocument(text + "]}").faults();
+  ASSERT_THAT(faults, SizeIs(1001));
+  EXPECT_EQ(faults[0], "line 2: sheets[0].sheet: is missing");
+  EXPECT_EQ(faults[1], "line 2: sheets[0].a: unknown field");
+  EXPECT_EQ(faults[999], "line 501: sheets[499].a: unknown field");
+  EXPECT_EQ(faults.back(), "and " + std::to_string(2 * kSheets - 1000) + " more");
+}
+
 }  // namespace
 }  // namespace korvane::schedule
