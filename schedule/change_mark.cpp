@@ -21,6 +21,7 @@ namespace korvane::schedule {
 namespace {
 
 constexpr std::int64_t kSecondsElsewhere = 15LL * 60;
+constexpr std::int64_t kSecondsHere = 24LL * 60 * 60;
 
 constexpr std::array<std::string_view, 5> kSteps = {"filling", "whole", "placed", "removing",
                                                     "importing"};
@@ -60,6 +61,12 @@ std::int64_t seconds_now() {
   using std::chrono::system_clock;
   return std::chrono::duration_cast<std::chrono::seconds>(system_clock::now().time_since_epoch())
       .count();
+}
+
+/// Whether a change began at most so many seconds ago. Clocks may differ by as many.
+bool has_begun_within(const ChangeMark& mark, std::int64_t seconds) {
+  const std::int64_t now = seconds_now();
+  return mark.begun > now - seconds && mark.begun < now + seconds;
 }
 
 /// Changes of this process, by the uid of the mark.
@@ -134,10 +141,10 @@ bool may_be_at_work(const ChangeMark& mark) {
   if (first == std::string::npos || second == std::string::npos) return false;
   if (mark.owner.substr(0, first) == this_place()) {
     const std::string start = start_of(mark.owner.substr(first + 1, second - first - 1));
-    return !start.empty() && start == mark.owner.substr(second + 1);
+    return !start.empty() && start == mark.owner.substr(second + 1) &&
+           has_begun_within(mark, kSecondsHere);
   }
-  const std::int64_t now = seconds_now();
-  return mark.begun > now - kSecondsElsewhere && mark.begun < now + kSecondsElsewhere;
+  return has_begun_within(mark, kSecondsElsewhere);
 }
 
 std::string make_uid() { return boost::uuids::to_string(boost::uuids::random_generator()()); }

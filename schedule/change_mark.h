@@ -4,7 +4,9 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <type_traits>
 
+#include "contracts/cad/contracts.h"
 #include "contracts/common/variant.h"
 
 /// How a change of a project that takes several operations is told from what is there for good. The
@@ -52,7 +54,8 @@ struct ChangeMark {
   std::set<std::string> made_uids;
 };
 
-/// The mark of a revision or a sheet, if it bears one that can be read.
+/// The mark of a revision or a sheet, if it bears one that can be read and is of its kind: what
+/// follows from that of another kind would befall a record that only has the same id.
 template <class T>
 std::optional<ChangeMark> mark_of(const T& record);
 
@@ -74,8 +77,9 @@ class OwnChange {
 };
 
 /// Whether the maker of the change may still be at work: this process is, or another living process
-/// with a number of the same space, or one elsewhere if the change began less than a quarter of an hour ago. May be
-/// called from every thread.
+/// with a number of the same space if the change began within a day, or one elsewhere if it began
+/// less than a quarter of an hour ago. None is that began in the future: anyone may write a mark, and
+/// it must not keep others away for ever. May be called from every thread.
 bool may_be_at_work(const ChangeMark& mark);
 
 /// The text of a new random UUID.
@@ -84,6 +88,8 @@ std::string make_uid();
 template <class T>
 std::optional<ChangeMark> mark_of(const T& record) {
   std::optional<ChangeMark> mark = mark_in(record.properties);
+  constexpr bool kIsSheet = std::is_same_v<T, model::cad::Sheet>;
+  if (mark && (mark->step == ChangeStep::importing) != kIsSheet) return std::nullopt;
   if (mark) {
     mark->id = record.id;
     mark->uid = record.uid;

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <map>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -140,8 +141,10 @@ void finish(Project_Service& project, const ChangeMark& mark) {
       break;
     case ChangeStep::whole: {
       const std::map<std::int32_t, Revision> revisions = revisions_of(project);
+      const auto marked = revisions.find(mark.id);
+      if (marked == revisions.end()) return;
       if (revisions.count(mark.changed_revision) != 0) {
-        place(project, mark, revisions.at(mark.id), ContentReader(project).read(mark.id));
+        place(project, mark, marked->second, ContentReader(project).read(mark.id));
       }
       drop(project, mark);
       break;
@@ -222,7 +225,16 @@ class Change {
 
 void finish_changes(Project_Service& project) {
   for (const ChangeMark& mark : marks_of(project)) {
-    if (!may_be_at_work(mark)) finish(project, mark);
+    if (may_be_at_work(mark)) continue;
+    try {
+      finish(project, mark);
+    } catch (const std::bad_alloc&) {
+      throw;
+    } catch (const std::exception&) {
+      // Its revision stays as readers see it and cannot be changed; all others can. Anyone may
+      // write a mark that cannot be finished.
+      continue;
+    }
   }
 }
 

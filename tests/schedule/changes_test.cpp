@@ -12,6 +12,7 @@
 
 #include "platform/rpc4/failure.h"
 #include "schedule/new_revisions.h"
+#include "schedule/query.h"
 #include "schedule/structure.h"
 #include "tests/schedule/failing_project.h"
 #include "tests/support/records.h"
@@ -275,6 +276,60 @@ TEST_F(Changes, WithoutSqlRemoveARevision) {
   user_.forbid_sql();
   remove_revision(user_, revision_);
   EXPECT_EQ(seen(revision_), std::nullopt);
+  expect_nothing_left();
+}
+
+class ForeignMarks : public Changes {
+ protected:
+  /// As anyone may write it.
+  std::int32_t make_marked(const std::string& text, std::int32_t changed, std::int32_t sheet) {
+    Revision marked;
+    marked.sheet_id = sheet;
+    marked.properties[kChangeProperty].value_int32.set(changed);
+    marked.properties[kChangeProperty].value_string.set(text);
+    RevisionRef ref;
+    project().create_revision(marked, ref);
+    return ref.id.value();
+  }
+};
+
+TEST_F(ForeignMarks, ThatBeganInTheFutureKeepNobodyAway) {
+  for (const char* const begun : {"99999999999", "9223372036854775807", "-9223372036854775808"}) {
+    make_marked("filling elsewhere:1:1 " + std::string(begun), revision_, sheet_);
+    EXPECT_NO_THROW(replace_content(project(), revision_, content(begun)));
+    EXPECT_EQ(seen(revision_), placed(content(begun), revision_));
+    expect_nothing_left();
+  }
+}
+
+TEST_F(ForeignMarks, ThatTheirRecordCannotBearAreNone) {
+  const std::int32_t revision = make_marked("importing a:1:1 0", 0, sheet_);
+  Sheet sheet;
+  sheet.properties[kChangeProperty].value_string.set("removing a:1:1 0");
+  sheet.properties[kChangeProperty].value_int32.set(revision_);
+  SheetRef ref;
+  project().create_sheet(sheet, ref);
+  finish_changes(project());
+  EXPECT_EQ(count("sheet"), 2);
+  EXPECT_EQ(seen(revision_), Content());
+  EXPECT_EQ(seen(revision), Content());
+}
+
+TEST_F(ForeignMarks, ThatCannotBeFinishedHoldUpNoOtherChange) {
+  const std::int32_t lost = make_revision(sheet_);
+  query(project(), "update revision set sheet_id = null where id = " + std::to_string(lost));
+  make_marked("whole a:1:1 0", lost, sheet_);
+  EXPECT_NO_THROW(replace_content(project(), revision_, content("new")));
+  EXPECT_EQ(seen(revision_), placed(content("new"), revision_));
+  EXPECT_ANY_THROW(replace_content(project(), lost, content("new")));
+}
+
+TEST_F(ForeignMarks, ThatNameEachOtherComeToAnEnd) {
+  const std::int32_t first = make_marked("removing a:1:1 0", revision_ + 3, sheet_);
+  make_marked("whole a:1:1 0", first, sheet_);
+  make_marked("whole a:1:1 0", revision_, sheet_);
+  EXPECT_NO_THROW(finish_changes(project()));
+  EXPECT_NO_THROW(finish_changes(project()));
   expect_nothing_left();
 }
 
