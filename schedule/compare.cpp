@@ -151,7 +151,8 @@ class KindComparison {
     changes_.resize(before_.size());
   }
 
-  void add_to(std::vector<LineDifference>& lines) {
+  void add_to(std::vector<LineDifference>& lines, std::size_t most_effort) {
+    left_effort_ = most_effort;
     match_by_key([](const ComparedLine<T>& line) { return line.key(); });
     match_alike();
     match_by_key([](const ComparedLine<T>& line) {
@@ -207,24 +208,29 @@ class KindComparison {
     }
     for (const auto& [mark, indices] : by_mark) {
       const auto& [first, second] = indices;
-      if (first.size() * second.size() > kMostPairs) {
-        for (std::size_t i = 0; i < std::min(first.size(), second.size()); ++i) {
-          match(first[i], second[i]);
-        }
-      } else {
-        match_most_alike(first, second);
+      if (first.size() * second.size() > kMostPairs || !match_most_alike(first, second)) {
+        match_in_order(first, second);
       }
     }
   }
 
-  void match_most_alike(const Indices& before, const Indices& after) {
+  void match_in_order(const Indices& before, const Indices& after) {
+    for (std::size_t i = 0; i < std::min(before.size(), after.size()); ++i) {
+      match(before[i], after[i]);
+    }
+  }
+
+  /// Returns false, and nothing is matched, if that takes too long.
+  bool match_most_alike(const Indices& before, const Indices& after) {
     std::vector<std::tuple<std::size_t, std::size_t, std::size_t>> pairs;
     for (const std::size_t i : before) {
       for (const std::size_t j : after) {
         std::size_t distance = 0;
         if (before.size() * after.size() > 1) {
-          distance = differences_of(before_[i], after_[j]).size() +
-                     (before_[i].label == after_[j].label ? 0 : kWeightOfLabel);
+          if (left_effort_ == 0) return false;
+          distance = differences_of(before_[i], after_[j]).size();
+          left_effort_ -= std::min(left_effort_, 1 + distance);
+          if (before_[i].label != after_[j].label) distance += kWeightOfLabel;
         }
         pairs.emplace_back(distance, i, j);
       }
@@ -233,6 +239,7 @@ class KindComparison {
     for (const auto& [distance, i, j] : pairs) {
       if (!before_[i].is_matched && !after_[j].is_matched) match(i, j);
     }
+    return true;
   }
 
   static std::string summary(const ComparedLine<T>& line) {
@@ -258,17 +265,19 @@ class KindComparison {
   std::vector<ComparedLine<T>> after_;
   /// Of each line before that is matched.
   std::vector<std::vector<FieldDifference>> changes_;
+  std::size_t left_effort_ = 0;
 };
 
 }  // namespace
 
 Comparison compare_contents(const Structure& structure_before, const Content& before,
-                            const Structure& structure_after, const Content& after) {
+                            const Structure& structure_after, const Content& after,
+                            std::size_t most_effort) {
   Comparison comparison;
   const auto add = [&](const char* kind, const auto& items, const auto& others) {
     using T = typename std::decay_t<decltype(items)>::value_type;
     KindComparison<T>(kind, structure_before, items, structure_after, others)
-        .add_to(comparison.lines);
+        .add_to(comparison.lines, most_effort);
   };
   add("bars", before.bars, after.bars);
   add("fabrics", before.fabrics, after.fabrics);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -36,6 +37,11 @@ struct Comparison {
   Totals after;
 };
 
+/// What a search for the lines that are most alike may cost with one kind of line: a few seconds,
+/// since no time limit of a server's ends it. Each pair that is tried counts once, and once more for
+/// each field that it differs in.
+inline constexpr std::size_t kMostEffort = 4000000;
+
 /// Compares two contents line by line.
 ///
 /// Lines are matched by mark. Of several lines with one mark equal ones are matched first, then
@@ -43,9 +49,11 @@ struct Comparison {
 /// fields are compared, but for the ids of rows. What a line refers to by id, its material and its
 /// fabric type, is compared by its values: "material.identity.name". Of the source record that an
 /// import keeps under "bvbs", only those parts count that no field holds, and only if both lines
-/// have one.
+/// have one. Where a mark has more than ten thousand pairs of lines, or all together have cost
+/// `most_effort`, the lines of a mark are matched in their order.
 Comparison compare_contents(const Structure& structure_before, const Content& before,
-                            const Structure& structure_after, const Content& after);
+                            const Structure& structure_after, const Content& after,
+                            std::size_t most_effort = kMostEffort);
 
 /// Two revisions to compare, or one that the other side lacks. Refers to the structures.
 struct RevisionPair {

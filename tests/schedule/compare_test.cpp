@@ -279,6 +279,17 @@ TEST(CompareBars, ManyLinesOfOneMarkAreMatchedInOrder) {
   EXPECT_THAT(comparison.lines[7].fields, ElementsAre(FieldDifference{"total_length", 7.0, 7.5}));
 }
 
+TEST(CompareBars, LinesOfOneMarkAreMatchedInOrderWhereASearchCostsTooMuch) {
+  const Content before = content_of<Rebar>({bar_of("1", 1), bar_of("1", 2)});
+  Content after = content_of<Rebar>({bar_of("1", 2.5), bar_of("1", 1)});
+  for (Rebar& bar : after.bars) bar.comment = "new";
+  EXPECT_THAT(compare_contents({}, before, {}, after).lines[0].fields, SizeIs(1));
+  const Comparison cheap = compare_contents({}, before, {}, after, 1);
+  ASSERT_THAT(cheap.lines, SizeIs(2));
+  EXPECT_THAT(cheap.lines[0].fields, SizeIs(2));
+  EXPECT_EQ(cheap.lines[0].fields[1], (FieldDifference{"total_length", 1.0, 2.5}));
+}
+
 Structure with_material(std::int32_t id, const std::string& name, const std::string& comment = "") {
   Structure structure;
   Material& material = structure.materials[id];
