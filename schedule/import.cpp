@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "platform/rpc4/failure.h"
@@ -132,9 +133,19 @@ struct Target {
 };
 
 std::vector<Target> targets_of(const ImportPlan& plan, const Structure& structure) {
-  std::map<std::string, const SheetEntry*> sheets;
+  struct Known {
+    std::int32_t sheet_id = -1;
+    /// By name; of two the first.
+    std::map<std::string_view, const RevisionEntry*> revisions;
+  };
+  std::map<std::string_view, Known> sheets;
   for (const SheetEntry& sheet : structure.sheets) {
-    if (sheet.record.id >= 0) sheets.emplace(sheet.record.name, &sheet);
+    if (sheet.record.id < 0 || sheets.count(sheet.record.name) != 0) continue;
+    Known& known = sheets[sheet.record.name];
+    known.sheet_id = sheet.record.id;
+    for (const RevisionEntry& revision : sheet.revisions) {
+      known.revisions.emplace(revision.record.name, &revision);
+    }
   }
   std::vector<Target> targets;
   for (const PlannedRevision& planned : plan.revisions()) {
@@ -147,13 +158,11 @@ std::vector<Target> targets_of(const ImportPlan& plan, const Structure& structur
     target.result.bar_spacers = planned.bar_spacers.size();
     const auto sheet = sheets.find(planned.sheet);
     if (sheet == sheets.end()) continue;
-    target.sheet_id = sheet->second->record.id;
-    for (const RevisionEntry& revision : sheet->second->revisions) {
-      if (revision.record.name != planned.revision) continue;
-      target.existing = revision;
-      target.result.id = revision.record.id;
-      break;
-    }
+    target.sheet_id = sheet->second.sheet_id;
+    const auto revision = sheet->second.revisions.find(planned.revision);
+    if (revision == sheet->second.revisions.end()) continue;
+    target.existing = *revision->second;
+    target.result.id = revision->second->record.id;
   }
   return targets;
 }
