@@ -131,7 +131,7 @@ class Indexer {
   /// A mark of a change would have the next change of the project finish what it says.
   template <class T>
   void check_mark(const T& record, std::size_t position, const std::string& place) {
-    if (!mark_of(record)) return;
+    if (!mark_in(record.properties)) return;
     fault(position,
           place + ".properties: \"" + kChangeProperty + "\" is for changes that are not complete");
   }
