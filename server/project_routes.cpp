@@ -1,12 +1,14 @@
 #include "server/project_routes.h"
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <unistd.h>
 #include <utility>
 
-#include <Poco/TemporaryFile.h>
 #include <nlohmann/json.hpp>
 
 #include "platform/project_rpc/project_service.h"
@@ -123,9 +125,31 @@ MountedReply import(const MountedCall& call) {
   return {kJson, reply.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"};
 }
 
+/// A temporary file that no other user of the machine can read, nor put anything in its place.
+class PrivateFile {
+ public:
+  PrivateFile() : folder_((std::filesystem::temp_directory_path() / "korvane-XXXXXX").string()) {
+    if (::mkdtemp(folder_.data()) == nullptr) throw std::runtime_error("cannot make " + folder_);
+    path_ = folder_ + "/schedule.xlsx";
+  }
+  PrivateFile(const PrivateFile&) = delete;
+  PrivateFile& operator=(const PrivateFile&) = delete;
+  /// Takes no memory: there may be none left for the call.
+  ~PrivateFile() {
+    ::unlink(path_.c_str());
+    ::rmdir(folder_.c_str());
+  }
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string folder_;
+  std::string path_;
+};
+
 /// The library writes to files alone.
 std::string xlsx_of(Project_Service& project, const schedule::Selection& selection) {
-  const Poco::TemporaryFile file;
+  const PrivateFile file;
   export_xlsx(project, selection, file.path());
   std::ifstream stream(file.path(), std::ios::binary);
   std::ostringstream bytes;

@@ -2,6 +2,7 @@
 
 #include "server/project_routes.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -10,6 +11,7 @@
 #include <Poco/URI.h>
 
 #include "tests/host/support/server_suite.h"
+#include "tests/support/temporary_folder.h"
 
 namespace korvane::test {
 namespace {
@@ -102,6 +104,16 @@ TEST_F(ProjectRoutes, ExportGivesEachFormat) {
   EXPECT_THAT(get("export?format=ndjson").body, HasSubstr("\"kind\":\"bar\""));
   EXPECT_EQ(get("export?format=pdf").status, 400);
   EXPECT_EQ(get("export").status, 400);
+}
+
+TEST_F(ProjectRoutes, ExportLeavesNoTemporaryFile) {
+  import(text_of("guideline.abs"));
+  const TemporaryFolder folder;
+  ::setenv("TMPDIR", folder.path().c_str(), 1);
+  EXPECT_EQ(get("export?format=xlsx").status, 200);
+  EXPECT_EQ(get("export?format=xlsx&sheet=none").status, 404);
+  ::unsetenv("TMPDIR");
+  EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 }
 
 TEST_F(ProjectRoutes, ADocumentThatWasExportedCanBeImported) {
