@@ -19,6 +19,9 @@ namespace {
 
 constexpr const char* kStandardInput = "-";
 
+/// Of all sources together: millions of bars.
+constexpr std::size_t kMostBytes = std::size_t{2} << 30U;
+
 bool is_import_file(const std::filesystem::path& path) {
   std::string extension = path.extension().string();
   std::transform(extension.begin(), extension.end(), extension.begin(),
@@ -63,32 +66,39 @@ std::vector<std::string> files_of(const std::vector<std::string>& arguments) {
   throw std::runtime_error("cannot read " + name + ": " + std::strerror(errno));
 }
 
-std::string rest_of(std::FILE* input, const std::string& name) {
+/// Takes what it reads off `room`.
+std::string rest_of(std::FILE* input, const std::string& name, std::size_t& room) {
   std::string text;
   std::array<char, 1U << 16U> part{};
   while (const std::size_t size = std::fread(part.data(), 1, part.size(), input)) {
+    if (size > room) {
+      throw std::runtime_error(name + ": there are more than " + std::to_string(kMostBytes) +
+                               " bytes to import");
+    }
+    room -= size;
     text.append(part.data(), size);
   }
   if (std::ferror(input) != 0) refuse(name);
   return text;
 }
 
-std::string text_in(const std::string& file) {
+std::string text_in(const std::string& file, std::size_t& room) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> input(std::fopen(file.c_str(), "rb"),
                                                               &std::fclose);
   if (!input) refuse(file);
-  return rest_of(input.get(), file);
+  return rest_of(input.get(), file, room);
 }
 
 }  // namespace
 
 std::vector<schedule::Source> read_import_files(const std::vector<std::string>& arguments) {
   std::vector<schedule::Source> sources;
+  std::size_t room = kMostBytes;
   for (const std::string& file : files_of(arguments)) {
     if (file == kStandardInput) {
-      sources.push_back({"standard input", rest_of(stdin, "the standard input")});
+      sources.push_back({"standard input", rest_of(stdin, "the standard input", room)});
     } else {
-      sources.push_back({file, text_in(file)});
+      sources.push_back({file, text_in(file, room)});
     }
   }
   return sources;
