@@ -15,6 +15,13 @@ RESULTS = {
         {"work": "growth: look", "arguments": "file:10", "korvane": 7.019e-08,
          "baseline": 7.019e-08, "unit": "s", "ratio": 1.0, "ratio_of_fastest": 1.0},
     ],
+    "commands": {
+        "date": "2026-01-03", "bars": 100000, "drawings": 2000, "repetitions": 5,
+        "figures": [
+            {"work": "sqlite3", "seconds": 0.4, "kilobytes": 15000},
+            {"work": "export", "seconds": 0.6, "kilobytes": 30720, "baseline": "sqlite3",
+             "ratio": 1.5},
+        ]},
 }
 BEFORE = {"date": "2026-01-02", "figures": [
     {"work": "store", "arguments": "lines:10", "ratio": 1.5, "ratio_of_fastest": 1.4}]}
@@ -26,6 +33,8 @@ More.
 | old |
 <!-- /table -->
 <!-- table: growth -->
+<!-- /table -->
+<!-- table: commands -->
 <!-- /table -->
 """
 
@@ -47,6 +56,14 @@ More.
 | Work | Arguments | Time | Ratio |
 |---|---|--:|--:|
 | look | file:10 | 70.2 ns | 1.0 |
+<!-- /table -->
+<!-- table: commands -->
+2026-01-03, 100,000 bars in 2,000 drawings, medians of 5.
+
+| Work | Time | Memory | Ratio | to |
+|---|--:|--:|--:|---|
+| sqlite3 | 400 ms | 14 MiB |  |  |
+| export | 600 ms | 30 MiB | 1.50 | sqlite3 |
 <!-- /table -->
 """)
 
