@@ -15,7 +15,7 @@ TORTURE_ROUNDS := 100
 SOAK_SECONDS := 3600
 MUTANTS := 100
 SEED := 1
-LINT_SOURCES := 30
+LINT_SOURCES := 20
 SOURCES = $(shell scripts/sources.py)
 
 help: ## list the targets

@@ -6,6 +6,7 @@
 #include <optional>
 #include <utility>
 
+#include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/change_mark.h"
 #include "schedule/new_revisions.h"
@@ -37,6 +38,10 @@ void delete_sheet(Project_Service& project, std::int32_t id) {
 /// Removes the bar spacers of a revision whose bars are gone. With bars it would remove their end
 /// treatments too, also from the bars of other revisions.
 void clear_bar_spacers(Project_Service& project, std::int32_t rev_id) {
+  // There are few of them, and many bars, all of which the operation would look at.
+  const auto found = query(
+      project, "select 1 from barspacer where rev_id = " + std::to_string(rev_id) + " limit 1");
+  if (found.rows.empty()) return;
   GenericReply reply;
   project.clear_for_revision(revision_ref(rev_id), reply);
 }
@@ -65,24 +70,33 @@ bool has_lines(Project_Service& project, std::int32_t rev_id) {
 /// need one.
 void require_sql(Project_Service& project) { query(project, "delete from rebar where 0"); }
 
-/// All revisions, by id.
-std::map<std::int32_t, Revision> revisions_of(Project_Service& project) {
-  Batch<Revision> batch;
-  project.list_revisions({}, batch);
-  std::map<std::int32_t, Revision> revisions;
-  for (Revision& revision : batch.items) revisions.emplace(revision.id, std::move(revision));
-  return revisions;
+/// The records of a table that bear a mark, by id. The database searches their bytes for the name of
+/// the property, so that a change costs no reading of all other revisions.
+template <class T>
+std::map<std::int32_t, T> marked(Project_Service& project, const std::string& table) {
+  std::map<std::int32_t, T> records;
+  for (const auto& row : query(project, "select id, uid, raw from " + table + " where instr(raw, " +
+                                            sql_blob(kChangeProperty) + ")")
+                             .rows) {
+    if (row[2].value_string.empty()) continue;
+    const std::string& raw = *row[2].value_string;
+    T record = encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size()));
+    record.id = static_cast<std::int32_t>(integer_in(row[0]));
+    if (row[1].value_string.hasvalue()) record.uid = *row[1].value_string;
+    records.emplace(record.id, std::move(record));
+  }
+  return records;
 }
 
 std::vector<ChangeMark> marks_of(Project_Service& project) {
   std::vector<ChangeMark> marks;
-  const auto add = [&](const auto& record) {
-    if (std::optional<ChangeMark> mark = mark_of(record)) marks.push_back(*std::move(mark));
+  const auto add = [&](const auto& records) {
+    for (const auto& [id, record] : records) {
+      if (std::optional<ChangeMark> mark = mark_of(record)) marks.push_back(*std::move(mark));
+    }
   };
-  for (const auto& [id, revision] : revisions_of(project)) add(revision);
-  Batch<Sheet> sheets;
-  project.list_sheets({}, sheets);
-  for (const Sheet& sheet : sheets.items) add(sheet);
+  add(marked<Revision>(project, "revision"));
+  add(marked<Sheet>(project, "sheet"));
   return marks;
 }
 
@@ -140,11 +154,13 @@ void finish(Project_Service& project, const ChangeMark& mark) {
       drop(project, mark);
       break;
     case ChangeStep::whole: {
-      const std::map<std::int32_t, Revision> revisions = revisions_of(project);
-      const auto marked = revisions.find(mark.id);
-      if (marked == revisions.end()) return;
-      if (revisions.count(mark.changed_revision) != 0) {
-        place(project, mark, marked->second, ContentReader(project).read(mark.id));
+      OptionalValue<Revision> bearer;
+      project.try_get_revision(revision_ref(mark.id), bearer);
+      if (!bearer.value) return;
+      OptionalValue<Revision> changed;
+      project.try_get_revision(revision_ref(mark.changed_revision), changed);
+      if (changed.value) {
+        place(project, mark, bearer.value.value(), ContentReader(project).read(mark.id));
       }
       drop(project, mark);
       break;
@@ -169,7 +185,9 @@ class Change {
   Change(Project_Service& project, std::int32_t rev_id, ChangeStep step) : project_(project) {
     finish_changes(project);
     record_.sheet_id = sheet_of(project, rev_id);
-    record_.name = revisions_of(project).at(rev_id).name;
+    Revision changed;
+    project.get_revision(revision_ref(rev_id), changed);
+    record_.name = changed.name;
     record_.uid = make_uid();
     mark_.uid = record_.uid;
     mark_.step = step;
