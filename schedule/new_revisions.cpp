@@ -84,7 +84,8 @@ void make_rows(Project_Service& project, const std::string& table, const std::st
   std::map<std::string, std::int32_t> made;
   if (records.size() > 1) {
     for (std::size_t first = 0; first < records.size(); first += kRowsAtATime) {
-      std::string sql = "insert into " + table + " (" + columns + ") values ";
+      std::string sql = "insert into ";
+      sql.append(table).append(" (").append(columns).append(") values ");
       for (std::size_t i = first; i < std::min(records.size(), first + kRowsAtATime); ++i) {
         sql += (i == first ? "" : ",") + row_of(*records[i]);
       }

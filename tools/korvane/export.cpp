@@ -52,7 +52,7 @@ ExportReport write(Project_Service& project, const ExportOptions& options, const
 
 ExportReport write_file(Project_Service& project, const ExportOptions& options) {
   OutputFile file(options.output);
-  const ExportReport report =
+  ExportReport report =
       options.format == "xlsx"
           ? export_xlsx(project, options.selection, file.path())
           : write(project, options, [&](std::string_view text) { file.write(text); });
@@ -61,7 +61,7 @@ ExportReport write_file(Project_Service& project, const ExportOptions& options) 
 }
 
 ExportReport print_all(Project_Service& project, const ExportOptions& options) {
-  const ExportReport report = write(project, options, [](std::string_view text) {
+  ExportReport report = write(project, options, [](std::string_view text) {
     std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
     if (!std::cout) require_output();
   });
