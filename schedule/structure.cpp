@@ -25,11 +25,7 @@ std::map<std::int32_t, std::int32_t> sheets_of_revisions(Project_Service& projec
   return sheets;
 }
 
-}  // namespace
-
-Structure read_structure(Project_Service& project) {
-  Structure structure;
-  project.get_project({}, structure.project);
+void read_catalogues(Project_Service& project, Structure& structure) {
   Batch<Material> materials;
   project.list_materials({}, materials);
   for (Material& material : materials.items) {
@@ -38,6 +34,14 @@ Structure read_structure(Project_Service& project) {
   Batch<FabricType> types;
   project.list_fabric_type({}, types);
   for (FabricType& type : types.items) structure.fabric_types.emplace(type.id, std::move(type));
+}
+
+}  // namespace
+
+Structure read_structure(Project_Service& project) {
+  Structure structure;
+  project.get_project({}, structure.project);
+  read_catalogues(project, structure);
 
   std::map<std::int32_t, Sheet> sheets;
   std::set<std::string> hidden;
