@@ -1,6 +1,7 @@
 #include "tools/korvane/terminal_table.h"
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <pty.h>
 #include <random>
 #include <sstream>
@@ -224,30 +225,44 @@ TEST(PrintTable, KeepsToTheWidth) {
   }
 }
 
-/// A terminal in place of the standard output, for as long as it lives.
-class TerminalAsOutput {
+/// Another file in place of the standard output, for as long as it lives.
+class Output {
  public:
-  explicit TerminalAsOutput(unsigned short columns) : output_(::dup(STDOUT_FILENO)) {
-    winsize size{};
-    size.ws_col = columns;
-    int controller = -1;
-    int terminal = -1;
-    EXPECT_EQ(::openpty(&controller, &terminal, nullptr, nullptr, &size), 0);
-    controller_ = controller;
-    ::dup2(terminal, STDOUT_FILENO);
-    ::close(terminal);
+  /// Takes the descriptor.
+  explicit Output(int other) : former_(::dup(STDOUT_FILENO)) {
+    EXPECT_GE(::dup2(other, STDOUT_FILENO), 0);
+    ::close(other);
   }
-  TerminalAsOutput(const TerminalAsOutput&) = delete;
-  TerminalAsOutput& operator=(const TerminalAsOutput&) = delete;
-  ~TerminalAsOutput() {
-    ::dup2(output_, STDOUT_FILENO);
-    ::close(output_);
-    ::close(controller_);
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+  ~Output() {
+    ::dup2(former_, STDOUT_FILENO);
+    ::close(former_);
   }
 
  private:
-  int output_;
+  int former_;
+};
+
+/// A terminal in its place.
+class TerminalAsOutput {
+ public:
+  explicit TerminalAsOutput(unsigned short columns) : output_(terminal(columns)) {}
+  TerminalAsOutput(const TerminalAsOutput&) = delete;
+  TerminalAsOutput& operator=(const TerminalAsOutput&) = delete;
+  ~TerminalAsOutput() { ::close(controller_); }
+
+ private:
+  int terminal(unsigned short columns) {
+    winsize size{};
+    size.ws_col = columns;
+    int end = -1;
+    EXPECT_EQ(::openpty(&controller_, &end, nullptr, nullptr, &size), 0);
+    return end;
+  }
+
   int controller_ = -1;
+  Output output_;
 };
 
 /// Sets variables of the environment and puts them back.
@@ -266,7 +281,7 @@ class Environment {
 };
 
 TEST(StandardTerminal, IsAsWideAsColumnsSaysWithoutATerminal) {
-  if (::isatty(STDOUT_FILENO) != 0) GTEST_SKIP() << "the output is a terminal";
+  const Output output(::open("/dev/null", O_WRONLY | O_CLOEXEC));
   const auto width = [](const char* columns) {
     const Environment environment(columns, "");
     EXPECT_FALSE(standard_terminal().has_colours);
