@@ -1,0 +1,117 @@
+#include "sqlite/database.h"
+
+namespace korvane::sqlite {
+
+namespace {
+
+constexpr int kWaitMilliseconds = 60'000;
+
+int flags_of(Database::Access access) {
+  switch (access) {
+    case Database::Access::read:
+      return SQLITE_OPEN_READONLY;
+    case Database::Access::write:
+      return SQLITE_OPEN_READWRITE;
+    default:
+      return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  }
+}
+
+}  // namespace
+
+Database::Database(const std::string& filename, Access access) : filename_(filename) {
+  // A name such as ":memory:", "file:x" or none at all is no file to SQLite.
+  const std::string path = filename.starts_with('/') ? filename : "./" + filename;
+  sqlite3* handle = nullptr;
+  const int code = sqlite3_open_v2(path.c_str(), &handle, flags_of(access), nullptr);
+  handle_.reset(handle);
+  if (handle == nullptr) throw DatabaseError("out of memory", SQLITE_NOMEM);
+  if (code != SQLITE_OK) fail();
+  sqlite3_extended_result_codes(handle, 1);
+  sqlite3_busy_timeout(handle, kWaitMilliseconds);
+}
+
+void Database::run(const std::string& sql) {
+  if (sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
+}
+
+void Database::fail() const {
+  throw DatabaseError("\"" + filename_ + "\": " + sqlite3_errmsg(handle()),
+                      sqlite3_extended_errcode(handle()));
+}
+
+Statement::Statement(const Database& database, std::string_view sql) : database_(&database) {
+  sqlite3_stmt* handle = nullptr;
+  const char* tail = nullptr;
+  check(sqlite3_prepare_v2(database.handle(), sql.data(), static_cast<int>(sql.size()), &handle,
+                           &tail));
+  handle_.reset(handle);
+  if (handle == nullptr) throw DatabaseError("not a statement: " + std::string(sql), SQLITE_ERROR);
+}
+
+Statement& Statement::bind(int parameter, std::int64_t value) {
+  check(sqlite3_bind_int64(handle(), parameter, value));
+  return *this;
+}
+
+Statement& Statement::bind(int parameter, double value) {
+  check(sqlite3_bind_double(handle(), parameter, value));
+  return *this;
+}
+
+Statement& Statement::bind(int parameter, std::string_view value) {
+  check(sqlite3_bind_text64(handle(), parameter, value.data(), value.size(), SQLITE_TRANSIENT,
+                            SQLITE_UTF8));
+  return *this;
+}
+
+Statement& Statement::bind_bytes(int parameter, std::string_view value) {
+  check(sqlite3_bind_blob64(handle(), parameter, value.data(), value.size(), SQLITE_TRANSIENT));
+  return *this;
+}
+
+Statement& Statement::bind_null(int parameter) {
+  check(sqlite3_bind_null(handle(), parameter));
+  return *this;
+}
+
+bool Statement::next() {
+  const int code = sqlite3_step(handle());
+  if (code == SQLITE_ROW) return true;
+  if (code != SQLITE_DONE) database_->fail();
+  return false;
+}
+
+void Statement::reset() { sqlite3_reset(handle()); }
+
+int Statement::column_count() const { return sqlite3_column_count(handle()); }
+
+std::string Statement::column_name(int column) const {
+  const char* const name = sqlite3_column_name(handle(), column);
+  if (name == nullptr) throw DatabaseError("out of memory", SQLITE_NOMEM);
+  return name;
+}
+
+int Statement::type(int column) const { return sqlite3_column_type(handle(), column); }
+
+std::int64_t Statement::integer(int column) const { return sqlite3_column_int64(handle(), column); }
+
+double Statement::real(int column) const { return sqlite3_column_double(handle(), column); }
+
+std::string_view Statement::text(int column) const {
+  const auto* const text = sqlite3_column_text(handle(), column);
+  const int size = sqlite3_column_bytes(handle(), column);
+  return {reinterpret_cast<const char*>(text), static_cast<std::size_t>(size)};
+}
+
+std::string_view Statement::bytes(int column) const {
+  const auto* const bytes = static_cast<const char*>(sqlite3_column_blob(handle(), column));
+  const int size = sqlite3_column_bytes(handle(), column);
+  return {bytes, static_cast<std::size_t>(size)};
+}
+
+void Statement::check(int code) const {
+  if (code != SQLITE_OK) database_->fail();
+}
+
+}  // namespace korvane::sqlite

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include <sqlite3.h>
+
+/// SQLite itself, for what looks into a project file without the store.
+namespace korvane::sqlite {
+
+/// What SQLite refuses, with its own text, after the name of the file where there is one:
+/// "\"a.db\": database is locked".
+class DatabaseError : public std::runtime_error {
+ public:
+  DatabaseError(const std::string& text, int code) : std::runtime_error(text), code_(code) {}
+
+  /// SQLite's extended result code.
+  int code() const { return code_; }
+
+ private:
+  int code_;
+};
+
+/// A connection of its own to a file. Waits a minute for locks that others hold, as the store does.
+/// One thread at a time.
+class Database {
+ public:
+  enum class Access { read, write, make };
+
+  /// Opens `filename`, which is a path and never an URI. Only `make` makes a file that is missing.
+  /// Throws DatabaseError.
+  Database(const std::string& filename, Access access);
+
+  /// Runs statements that give no rows. Throws DatabaseError.
+  void run(const std::string& sql);
+
+  /// Throws what SQLite said last.
+  [[noreturn]] void fail() const;
+
+  /// Lives as long as this object.
+  sqlite3* handle() const { return handle_.get(); }
+  const std::string& filename() const { return filename_; }
+
+ private:
+  struct Closed {
+    void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
+  };
+
+  std::string filename_;
+  std::unique_ptr<sqlite3, Closed> handle_;
+};
+
+/// One statement, parsed once. The database must outlive it.
+class Statement {
+ public:
+  /// Throws DatabaseError for what is not one statement.
+  Statement(const Database& database, std::string_view sql);
+
+  /// Parameters count from 1. Texts and bytes are copied.
+  Statement& bind(int parameter, std::int64_t value);
+  Statement& bind(int parameter, double value);
+  Statement& bind(int parameter, std::string_view value);
+  Statement& bind_bytes(int parameter, std::string_view value);
+  Statement& bind_null(int parameter);
+
+  /// Goes to the next row; false if there is none. Throws DatabaseError.
+  bool next();
+  /// Makes it ready to run again, with the same parameters.
+  void reset();
+
+  // Of the current row; columns count from 0. The text and bytes are valid until `next`.
+  int column_count() const;
+  std::string column_name(int column) const;
+  /// SQLITE_INTEGER, SQLITE_FLOAT, SQLITE_TEXT, SQLITE_BLOB or SQLITE_NULL.
+  int type(int column) const;
+  bool is_null(int column) const { return type(column) == SQLITE_NULL; }
+  std::int64_t integer(int column) const;
+  double real(int column) const;
+  std::string_view text(int column) const;
+  std::string_view bytes(int column) const;
+
+  sqlite3_stmt* handle() const { return handle_.get(); }
+
+ private:
+  struct Finalized {
+    void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
+  };
+
+  void check(int code) const;
+
+  const Database* database_;
+  std::unique_ptr<sqlite3_stmt, Finalized> handle_;
+};
+
+}  // namespace korvane::sqlite
