@@ -1,6 +1,5 @@
 #include "schedule/bvbs/shape_text.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <string_view>
@@ -8,6 +7,8 @@
 
 #include "schedule/bvbs/draft.h"
 #include "schedule/bvbs/numbers.h"
+#include "schedule/space.h"
+#include "schedule/turns.h"
 
 namespace korvane::schedule::bvbs {
 
@@ -16,7 +17,6 @@ namespace {
 using model::cad::GeometryObject;
 using model::cad::GeometryObjectType;
 using model::cad::RebarGeometry;
-using model::geometry::Point3d;
 
 /// Writes the legs of a flat shape, each with the bend after it.
 class FlatShapeWriter {
@@ -122,53 +122,14 @@ std::string offsets(const std::vector<Point3d>& points) {
   return text;
 }
 
-Point3d difference(const Point3d& to, const Point3d& from) {
-  return {to.x - from.x, to.y - from.y, to.z - from.z};
-}
-
-Point3d cross(const Point3d& a, const Point3d& b) {
-  return {a.y * b.z - a.z * b.y, a.z * b.x - a.x * b.z, a.x * b.y - a.y * b.x};
-}
-
-double dot(const Point3d& a, const Point3d& b) { return a.x * b.x + a.y * b.y + a.z * b.z; }
-
-double length(const Point3d& vector) { return std::sqrt(dot(vector, vector)); }
-
-/// Whether the points lie in one plane, to a thousandth of the longest way across.
-bool is_flat(const std::vector<Point3d>& points) {
-  constexpr double kTolerance = 1e-3;
-  if (points.size() < 4) return true;
-  Point3d longest;
-  Point3d normal;
-  for (const Point3d& point : points) {
-    const Point3d way = difference(point, points.front());
-    if (length(way) > length(longest)) longest = way;
-  }
-  for (const Point3d& point : points) {
-    const Point3d candidate = cross(longest, difference(point, points.front()));
-    if (length(candidate) > length(normal)) normal = candidate;
-  }
-  const double limit = kTolerance * length(longest) * length(normal);
-  return std::all_of(points.begin(), points.end(), [&](const Point3d& point) {
-    return std::abs(dot(normal, difference(point, points.front()))) <= limit;
-  });
-}
-
 /// "n6@g100@n12@g200@" from "6 x 100, 12 x 200".
 std::string turns_of(std::string_view pitch) {
-  constexpr std::string_view kTimes = " x ";
-  constexpr std::string_view kComma = ", ";
   std::string text;
-  // A number may end in a decimal comma, so the times sign is what to look for.
-  for (std::string_view rest = pitch; !rest.empty();) {
-    const std::string_view turns = rest.substr(0, rest.find(kTimes));
-    rest.remove_prefix(std::min(turns.size() + kTimes.size(), rest.size()));
-    const std::string_view height = rest.substr(0, rest.find(kComma));
-    rest.remove_prefix(std::min(height.size() + kComma.size(), rest.size()));
-    if (!parse_number(turns) || !parse_number(height)) {
+  for (const TurnsText& part : turns_in(pitch)) {
+    if (!parse_number(part.count) || !parse_number(part.pitch)) {
       throw CannotSay("its property \"pitch\" is not turns and pitches such as 6 x 100, 12 x 200");
     }
-    text += "n" + std::string(turns) + "@g" + std::string(height) + "@";
+    text += "n" + std::string(part.count) + "@g" + std::string(part.pitch) + "@";
   }
   return text;
 }

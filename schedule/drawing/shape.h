@@ -67,6 +67,8 @@ struct Shape {
     spatial,
     /// Turns of the cross-section that the legs are.
     helix,
+    /// A flat fabric: one leg along it, then one across.
+    sheet,
   };
 
   Kind kind = Kind::unknown;
@@ -87,7 +89,7 @@ struct Shape {
 /// given.
 Shape shape_of(const model::cad::Rebar& bar);
 
-/// The shape of a fabric's bent bars, unknown for one that is flat.
+/// The shape of a fabric's bent bars, or the sheet that it is.
 Shape shape_of(const model::cad::Fabric& fabric);
 
 }  // namespace korvane::schedule::drawing

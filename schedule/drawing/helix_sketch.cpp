@@ -1,0 +1,89 @@
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "schedule/drawing/fonts.h"
+#include "schedule/drawing/numbers.h"
+#include "schedule/drawing/sketch.h"
+#include "schedule/drawing/sketch_kinds.h"
+#include "schedule/drawing/strokes.h"
+
+namespace korvane::schedule::drawing {
+
+namespace {
+
+/// Turns that are drawn of each pitch, at most.
+constexpr int kMostTurns = 3;
+/// Zones of different pitch that are drawn; the others are in the text.
+constexpr std::size_t kMostZones = 6;
+constexpr double kTurnWidth = 0.4;
+
+/// One zone as it is drawn.
+struct Zone {
+  int turns;
+  double pitch;
+  std::string text;
+};
+
+std::vector<Zone> zones_of(const Shape& shape) {
+  double largest = 0;
+  for (const Turns& turns : shape.turns) largest = std::max(largest, turns.pitch);
+  std::vector<Zone> zones;
+  for (const Turns& turns : shape.turns) {
+    const double count = std::clamp(std::round(turns.count), 1.0, double{kMostTurns});
+    // Close turns are seen to be closer, but stay apart.
+    const double pitch = 0.35 + 0.65 * turns.pitch / largest;
+    zones.push_back({static_cast<int>(count), pitch,
+                     short_number(turns.count) + " × " + short_number(turns.pitch)});
+    if (zones.size() == kMostZones) break;
+  }
+  return zones;
+}
+
+/// The turns from the side: what is in front thick, what is at the back thin.
+void draw_turns(const std::vector<Zone>& zones, Point corner, double width, double height,
+                Picture& picture, LabelField& labels) {
+  double sum = 0;
+  for (const Zone& zone : zones) sum += zone.turns * zone.pitch;
+  const double scale = width / sum;
+  std::vector<Point> front;
+  double x = corner.x;
+  for (const Zone& zone : zones) {
+    const double begin = x;
+    for (int turn = 0; turn < zone.turns; ++turn) {
+      const double step = zone.pitch * scale;
+      const Point low{x, corner.y + height};
+      const Point high{x + step / 2, corner.y};
+      const Point next{x + step, corner.y + height};
+      picture.strokes.push_back({path_through({low, high}), kTurnWidth});
+      picture.strokes.push_back({path_through({high, next}), kThinWidth * 2, Ink::grey});
+      labels.add_line({low, high, next}, kTurnWidth);
+      x = next.x;
+    }
+    const double level = corner.y + height;
+    draw_dimension({begin, level}, {x, level}, {1, 0}, 1.6, zone.text, picture, labels);
+  }
+}
+
+}  // namespace
+
+Picture helix_sketch(const Shape& shape, double width, double height) {
+  Shape section = shape;
+  section.kind = Shape::Kind::flat;
+  section.turns.clear();
+  const double section_width = width * 0.42;
+  Picture picture = sketch_of(section, section_width, height);
+  picture.width = width;
+  const double text_height = kLabelSize * kCapitalHeight;
+  LabelField labels(width, height);
+  const double top = 2.5;
+  const double left = section_width + 2;
+  draw_turns(zones_of(shape), {left, top}, width - left - 3, height - top - text_height - 4,
+             picture, labels);
+  labels.draw(picture);
+  return picture;
+}
+
+}  // namespace korvane::schedule::drawing

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "schedule/drawing/picture.h"
+#include "schedule/drawing/track.h"
+
+/// Finds places for texts where they cover nothing.
+namespace korvane::schedule::drawing {
+
+/// A place where a label may stand, and how good it is as such.
+struct LabelPlace {
+  /// The middle of its text.
+  Point middle;
+  /// 0 for the best.
+  double cost = 0;
+};
+
+/// The size of labels in sketches, in millimetres.
+inline constexpr double kLabelSize = 2.2;
+
+/// Labels of one picture, and what they must not cover. Coordinates are those of a picture.
+class LabelField {
+ public:
+  LabelField(double width, double height) : width_(width), height_(height) {}
+
+  /// Lines that no label may cover, through these points; `width` is that of the pen.
+  void add_line(const std::vector<Point>& points, double width);
+
+  /// How large a text is as a label, with the space around it.
+  static Box box_of_label(const std::string& text, Point middle);
+
+  /// Puts the text to the cheapest place at which it covers nothing and stays in the field. If there
+  /// is none, anywhere in the field with a line to `target`; and if there is no room at all, to the
+  /// place where it covers least.
+  void add_label(const std::string& text, const std::vector<LabelPlace>& places, Point target);
+
+  /// A label whose place is given.
+  void add_label_at(const std::string& text, Point middle);
+
+  /// How many labels cover a line or each other.
+  int overlaps() const;
+
+  /// Draws the labels and the lines to those that stand apart.
+  void draw(Picture& picture) const;
+
+ private:
+  struct Segment {
+    Point from;
+    Point to;
+    double half_width;
+  };
+  struct Label {
+    std::string text;
+    Point middle;
+    Box box;
+  };
+
+  /// How many lines and labels the box covers, and by how much it leaves the field.
+  double conflicts(const Box& box) const;
+  void put(const std::string& text, Point middle);
+  bool put_apart(const std::string& text, Point target);
+
+  double width_;
+  double height_;
+  std::vector<Segment> segments_;
+  std::vector<Label> labels_;
+  std::vector<std::vector<Point>> leaders_;
+};
+
+}  // namespace korvane::schedule::drawing
