@@ -328,6 +328,13 @@ TEST(ReadingJson, QuotesAFieldThatIsNoPlainWord) {
   EXPECT_EQ(refusal<cad::Sheet>(R"({"a.b\n":1})"), R"(["a.b\n"]: unknown field)");
 }
 
+TEST(ReadingJson, LeavesPlainWordsOfAllLettersAndDigitsBare) {
+  for (const char* word : {"azAZ", "0123456789", "a_b-c"}) {
+    EXPECT_EQ(refusal<cad::Sheet>("{\"" + std::string(word) + "\":1}"),
+              std::string(word) + ": unknown field");
+  }
+}
+
 TEST(ReadingJson, ShortensTheUnknownFieldBetweenTwoCharacters) {
   std::string name = "a";
   for (int i = 0; i < 1000; ++i) name += "ä";
