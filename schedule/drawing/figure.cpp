@@ -63,7 +63,7 @@ std::optional<double> gap_between(const TrackPiece& one, const TrackPiece& other
   const auto position = [&](Point point) {
     return (point.x - one.from.x) * along.x + (point.y - one.from.y) * along.y;
   };
-  const auto [low, high] = std::minmax(position(other.from), position(other.to));
+  const auto [low, high] = std::minmax({position(other.from), position(other.to)});
   if (std::min(high, length) - std::max(low, 0.0) < kLeastOverlap) return std::nullopt;
   return std::abs(side_of(one.from, one.to, other.from)) / length;
 }

@@ -20,7 +20,7 @@ bool do_meet(Point from, Point to, const Box& box, double margin) {
   double end = 1;
   const auto clip = [&](double start, double way, double least, double greatest) {
     if (std::abs(way) < 1e-12) return start >= least && start <= greatest;
-    const auto [first, last] = std::minmax((least - start) / way, (greatest - start) / way);
+    const auto [first, last] = std::minmax({(least - start) / way, (greatest - start) / way});
     begin = std::max(begin, first);
     end = std::min(end, last);
     return begin <= end;
@@ -52,32 +52,43 @@ void LabelField::add_line(const std::vector<Point>& points, double width) {
   }
 }
 
-Box LabelField::box_of_label(const std::string& text, Point middle) {
-  const Point half{text_width(text, kLabelSize) / 2 + kSpace,
-                   kLabelSize * kCapitalHeight / 2 + kSpace};
-  return {middle - half, middle + half};
+Point LabelField::half_size(const std::string& text) {
+  return {text_width(text, kLabelSize) / 2 + kSpace, kLabelSize * kCapitalHeight / 2 + kSpace};
+}
+
+bool LabelField::is_within(const Box& box) const {
+  return box.least.x >= 0 && box.least.y >= 0 && box.greatest.x <= width_ &&
+         box.greatest.y <= height_;
+}
+
+bool LabelField::is_free(const Box& box) const {
+  return is_within(box) &&
+         std::none_of(segments_.begin(), segments_.end(),
+                      [&](const Segment& segment) { return covers(box, segment); }) &&
+         std::none_of(labels_.begin(), labels_.end(),
+                      [&](const Label& label) { return do_meet(label.box, box); });
+}
+
+bool LabelField::covers(const Box& box, const Segment& segment) {
+  return do_meet(segment.from, segment.to, box, segment.half_width);
 }
 
 double LabelField::conflicts(const Box& box) const {
   constexpr double kOutside = 10;
-  double count = 0;
-  if (box.least.x < 0 || box.least.y < 0 || box.greatest.x > width_ || box.greatest.y > height_) {
-    count += kOutside;
-  }
-  for (const Segment& segment : segments_) {
-    if (do_meet(segment.from, segment.to, box, segment.half_width)) ++count;
-  }
-  for (const Label& label : labels_) {
-    if (do_meet(label.box, box)) ++count;
-  }
+  double count = is_within(box) ? 0 : kOutside;
+  for (const Segment& segment : segments_) count += covers(box, segment) ? 1 : 0;
+  for (const Label& label : labels_) count += do_meet(label.box, box) ? 1 : 0;
   return count;
 }
 
-void LabelField::put(const std::string& text, Point middle) {
-  labels_.push_back({text, middle, box_of_label(text, middle)});
+void LabelField::put(const std::string& text, const Box& box) {
+  labels_.push_back({text, (box.least + box.greatest) * 0.5, box});
 }
 
-void LabelField::add_label_at(const std::string& text, Point middle) { put(text, middle); }
+void LabelField::add_label_at(const std::string& text, Point middle) {
+  const Point half = half_size(text);
+  put(text, {middle - half, middle + half});
+}
 
 void LabelField::add_label(const std::string& text, const std::vector<LabelPlace>& places,
                            Point target) {
@@ -85,42 +96,46 @@ void LabelField::add_label(const std::string& text, const std::vector<LabelPlace
   std::stable_sort(
       sorted.begin(), sorted.end(),
       [](const LabelPlace& one, const LabelPlace& other) { return one.cost < other.cost; });
-  const LabelPlace* best = nullptr;
+  const Point half = half_size(text);
+  const auto box_at = [half](Point middle) { return Box{middle - half, middle + half}; };
+  for (const LabelPlace& place : sorted) {
+    if (is_free(box_at(place.middle))) return put(text, box_at(place.middle));
+  }
+  if (put_apart(text, half, target)) return;
+  Point best = target;
   double least = HUGE_VAL;
   for (const LabelPlace& place : sorted) {
-    const double count = conflicts(box_of_label(text, place.middle));
-    if (count == 0) return put(text, place.middle);
+    const double count = conflicts(box_at(place.middle));
     if (count >= least) continue;
     least = count;
-    best = &place;
+    best = place.middle;
   }
-  if (put_apart(text, target)) return;
-  put(text, best == nullptr ? target : best->middle);
+  put(text, box_at(best));
 }
 
-bool LabelField::put_apart(const std::string& text, Point target) {
+bool LabelField::put_apart(const std::string& text, Point half, Point target) {
   constexpr double kStep = 1.5;
-  Point found;
+  Box found{};
   double least = HUGE_VAL;
-  for (double y = 0; y <= height_; y += kStep) {
-    for (double x = 0; x <= width_; x += kStep) {
+  for (double y = half.y; y <= height_ - half.y; y += kStep) {
+    for (double x = half.x; x <= width_ - half.x; x += kStep) {
       const double way = std::hypot(x - target.x, y - target.y);
-      const Box box = box_of_label(text, {x, y});
-      if (way >= least || conflicts(box) != 0) continue;
+      const Box box{Point{x, y} - half, Point{x, y} + half};
+      if (way >= least || !is_free(box)) continue;
       const Point end = nearest(box, target);
-      const bool is_free = std::none_of(labels_.begin(), labels_.end(), [&](const Label& label) {
+      const bool is_clear = std::none_of(labels_.begin(), labels_.end(), [&](const Label& label) {
         return do_meet(end, target, label.box, kLeaderWidth);
       });
-      if (!is_free) continue;
+      if (!is_clear) continue;
       least = way;
-      found = {x, y};
+      found = box;
     }
   }
   if (least == HUGE_VAL) return false;
   put(text, found);
-  leaders_.push_back({nearest(labels_.back().box, target), target});
+  const Point start = nearest(found, target);
+  leaders_.push_back({start, target});
   // Later labels leave the leader free; its own touches it.
-  const Point start = leaders_.back().front();
   segments_.push_back({start + (target - start) * 0.05, target, kLeaderWidth / 2});
   return true;
 }

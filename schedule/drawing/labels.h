@@ -28,8 +28,8 @@ class LabelField {
   /// Lines that no label may cover, through these points; `width` is that of the pen.
   void add_line(const std::vector<Point>& points, double width);
 
-  /// How large a text is as a label, with the space around it.
-  static Box box_of_label(const std::string& text, Point middle);
+  /// Half the width and height of a text as a label, with the space around it.
+  static Point half_size(const std::string& text);
 
   /// Puts the text to the cheapest place at which it covers nothing and stays in the field. If there
   /// is none, anywhere in the field with a line to `target`; and if there is no room at all, to the
@@ -57,10 +57,14 @@ class LabelField {
     Box box;
   };
 
-  /// How many lines and labels the box covers, and by how much it leaves the field.
+  bool is_within(const Box& box) const;
+  /// Whether the box covers nothing and is in the field.
+  bool is_free(const Box& box) const;
+  static bool covers(const Box& box, const Segment& segment);
+  /// How many lines and labels the box covers, and more if it leaves the field.
   double conflicts(const Box& box) const;
-  void put(const std::string& text, Point middle);
-  bool put_apart(const std::string& text, Point target);
+  void put(const std::string& text, const Box& box);
+  bool put_apart(const std::string& text, Point half, Point target);
 
   double width_;
   double height_;

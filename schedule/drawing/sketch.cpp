@@ -18,8 +18,8 @@ namespace korvane::schedule::drawing {
 namespace {
 
 /// A sketch of more is a tangle, and takes its time.
-constexpr std::size_t kMostPieces = 60;
-constexpr double kMostDegrees = 3600;
+constexpr std::size_t kMostPieces = 40;
+constexpr double kMostDegrees = 720;
 
 /// Draws a flat bar.
 class FlatSketch {

@@ -73,8 +73,8 @@ std::vector<PathStep> path_of(const std::vector<TrackPiece>& track, double heigh
 std::vector<LabelPlace> places_beside(Point from, Point to, Point centre, const std::string& text) {
   const Point way = to - from;
   const Point normal = unit({-way.y, way.x});
-  const Box box = LabelField::box_of_label(text, {0, 0});
-  const double reach = std::abs(normal.x) * box.width() / 2 + std::abs(normal.y) * box.height() / 2;
+  const Point half = LabelField::half_size(text);
+  const double reach = std::abs(normal.x) * half.x + std::abs(normal.y) * half.y;
   const Point middle = (from + to) * 0.5;
   const Point outwards = middle - centre;
   const double outer = normal.x * outwards.x + normal.y * outwards.y >= 0 ? 1 : -1;
@@ -93,14 +93,13 @@ std::vector<LabelPlace> places_beside(Point from, Point to, Point centre, const 
 
 std::vector<LabelPlace> places_around(Point point, Point outwards, const std::string& text) {
   constexpr int kDirections = 24;
-  const Box box = LabelField::box_of_label(text, {0, 0});
+  const Point half = LabelField::half_size(text);
   const Point best = unit(outwards);
   std::vector<LabelPlace> places;
   for (int i = 0; i < kDirections; ++i) {
     const double angle = i * 2 * std::numbers::pi / kDirections;
     const Point direction{std::cos(angle), std::sin(angle)};
-    const double reach =
-        std::abs(direction.x) * box.width() / 2 + std::abs(direction.y) * box.height() / 2;
+    const double reach = std::abs(direction.x) * half.x + std::abs(direction.y) * half.y;
     const double turn = 1 - (direction.x * best.x + direction.y * best.y);
     for (int ring = 0; ring < 4; ++ring) {
       places.push_back({point + direction * (reach + 0.6 + ring * 0.9), turn * 1.5 + ring});
