@@ -35,7 +35,8 @@ struct Leg {
 };
 
 /// A dimension between two corners of a flat bar, measured in the direction of one of its legs or
-/// at right angles to it. Corner 0 is the start of the first leg, corner i the end of leg i-1.
+/// at right angles to it; the direction of an arc is that in which it starts. Corner 0 is the start
+/// of the first leg, corner i the end of leg i-1.
 struct Span {
   std::size_t from = 0;
   std::size_t to = 0;
@@ -82,6 +83,9 @@ struct Shape {
   std::optional<End> start;
   std::optional<End> end;
   std::string code;
+  /// Where the figure that a flat bar is known by has a position: the direction of its first leg, in
+  /// degrees counter-clockwise from the right.
+  std::optional<double> heading = {};
 };
 
 /// The shape of a bar: from its geometry; without one from its shape code and dimensions; else
