@@ -47,15 +47,20 @@ bool CodedBar::agree(double given, double derived) const {
   return std::abs(given - derived) <= kPart * std::max(given, derived) + 2 * bar_diameter();
 }
 
+double CodedBar::slope(char length, char rise) {
+  const double part = (*this)[rise] / (*this)[length];
+  if (part <= 1) return std::asin(part) / kDegree;
+  refuse();
+  return 0;
+}
+
 double CodedBar::slope(char length, char rise, char run) {
-  const double whole = (*this)[length];
-  if (std::max((*this)[rise], (*this)[run]) > whole || (!has(rise) && !has(run))) {
-    refuse();
-    return 0;
-  }
-  if (!has(rise)) return std::acos((*this)[run] / whole) / kDegree;
-  if (has(run) && !agree(std::hypot((*this)[rise], (*this)[run]), whole)) refuse();
-  return std::asin((*this)[rise] / whole) / kDegree;
+  if (!has(rise) && !has(run)) refuse();
+  if (!has(run)) return slope(length, rise);
+  const double from_run = 90 - slope(length, run);
+  if (!has(rise)) return from_run;
+  if (!agree(std::hypot((*this)[rise], (*this)[run]), (*this)[length])) refuse();
+  return slope(length, rise);
 }
 
 double CodedBar::hook(char letter, char twin, double limit) {

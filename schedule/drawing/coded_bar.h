@@ -31,8 +31,10 @@ class CodedBar {
   /// bar and the other in its middle.
   bool agree(double given, double derived) const;
 
-  /// The angle of a sloping leg, in degrees, from how far it rises or how far it runs. Refuses a leg
-  /// that is shorter than one of them, and two that contradict each other.
+  /// The angle of a sloping leg, in degrees, from how far it rises. Refuses a leg that is shorter.
+  double slope(char length, char rise);
+  /// The same from how far it rises or how far it runs, of which one may be missing. Refuses two that
+  /// contradict each other.
   double slope(char length, char rise, char run);
 
   /// How long a hook of a link is: as given, or as its twin at the other end, or else so long as

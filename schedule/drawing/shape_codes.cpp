@@ -231,8 +231,8 @@ constexpr std::array kCodes = {
               }},
     ShapeCode{"25", "ABCDE", "", kBoth,
               [](CodedBar& bar) {
-                const double left = bar.slope('A', 'C', 'C');
-                const double right = bar.slope('B', 'D', 'D');
+                const double left = bar.slope('A', 'C');
+                const double right = bar.slope('B', 'D');
                 bar.heading(-left).leg('A').turn(left).leg('E').turn(right).leg('B');
                 bar.across(0, 1, 1, 'C').across(2, 3, 1, 'D');
               }},
