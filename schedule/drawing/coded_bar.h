@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "contracts/cad/rebar_params.h"
+#include "contracts/geometry/point.h"
 #include "schedule/drawing/shape.h"
 
 namespace korvane::schedule::drawing {

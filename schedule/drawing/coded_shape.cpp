@@ -1,6 +1,8 @@
 #include "schedule/drawing/coded_shape.h"
 
 #include <algorithm>
+#include <cstddef>
+#include <span>
 
 #include "schedule/drawing/coded_bar.h"
 #include "schedule/drawing/shape_codes.h"

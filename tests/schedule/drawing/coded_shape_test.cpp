@@ -2,16 +2,22 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <cmath>
+#include <cstddef>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <limits>
 #include <map>
 #include <numbers>
 #include <optional>
 #include <random>
 #include <set>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -598,6 +604,39 @@ TEST(CodedShape, HasNoneWhereALetterIsMissing) {
             << figure.code << letter << number;
       }
     }
+  }
+}
+
+/// The letters in one cell of a table.
+std::string letters_of(const std::string& cell) {
+  std::string letters;
+  std::ranges::copy_if(cell, std::back_inserter(letters), [](char character) {
+    return kLetters.find(character) != std::string_view::npos;
+  });
+  return letters;
+}
+
+TEST(CodedShape, TheirPageHasTheLettersOfEveryCode) {
+  std::ifstream page(KORVANE_SHAPES_PAGE);
+  std::map<std::string, std::vector<std::string>> rows;
+  for (std::string line; std::getline(page, line);) {
+    std::vector<std::string> cells;
+    std::istringstream text(line);
+    for (std::string cell; std::getline(text, cell, '|');) cells.push_back(cell);
+    if (cells.size() == 6 && cells[1].size() > 2 && std::isdigit(cells[1][1]) != 0) {
+      rows[cells[1].substr(1, 2)] = cells;
+    }
+  }
+  EXPECT_EQ(rows.erase("99"), 1U);
+  EXPECT_EQ(rows.size(), shape_codes().size());
+  for (const ShapeCode& code : shape_codes()) {
+    const std::vector<std::string>& cells = rows[std::string(code.code)];
+    ASSERT_FALSE(cells.empty()) << code.code;
+    EXPECT_EQ(letters_of(cells[3]), code.required) << code.code;
+    EXPECT_EQ(letters_of(cells[4]), code.optional) << code.code;
+    EXPECT_EQ(cells[1].find("ISO") != std::string::npos,
+              code.source.find("ISO") != std::string_view::npos)
+        << code.code;
   }
 }
 
