@@ -72,7 +72,11 @@ std::optional<double> gap_between(const TrackPiece& one, const TrackPiece& other
 class Fitting {
  public:
   Fitting(const Shape& shape, double width, double height)
-      : legs_(shape.legs), true_(true_sizes(shape)), width_(width), height_(height) {
+      : legs_(shape.legs),
+        heading_(shape.heading),
+        true_(true_sizes(shape)),
+        width_(width),
+        height_(height) {
     if (true_.bend_radius == 0) true_.bend_radius = longest() / 50;
     crossings_ = crossings_of(track_of(legs_, true_));
   }
@@ -128,9 +132,10 @@ class Fitting {
     return result;
   }
 
-  /// The turn that brings the longest leg to the horizontal, and lets what is open be open upwards:
-  /// most of the bar lies low then.
+  /// The turn that brings the bar into its known position; else the longest leg to the horizontal,
+  /// and lets what is open be open upwards: most of the bar lies low then.
   double turn(const TrackSizes& sizes) const {
+    if (heading_) return *heading_;
     const double lying = -heading();
     const std::vector<TrackPiece> track = transformed(track_of(legs_, sizes), lying, 1, {0, 0});
     const Box box = box_of(points_of(track));
@@ -224,6 +229,7 @@ class Fitting {
   }
 
   const std::vector<Leg>& legs_;
+  std::optional<double> heading_;
   TrackSizes true_;
   double width_;
   double height_;

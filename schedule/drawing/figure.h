@@ -11,7 +11,7 @@
 namespace korvane::schedule::drawing {
 
 /// Places the line of a flat shape into a field of this size in millimetres, from (0, 0), y upwards,
-/// its longest leg horizontal. Equal legs stay equal and longer ones longer, but for legs that lie on
+/// in the position that it is known by or with its longest leg horizontal. Equal legs stay equal and longer ones longer, but for legs that lie on
 /// each other, which are moved apart; and legs that don't cross on the bar don't cross here.
 std::vector<TrackPiece> figure_of(const Shape& shape, double width, double height);
 

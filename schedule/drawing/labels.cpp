@@ -92,6 +92,7 @@ void LabelField::add_label_at(const std::string& text, Point middle) {
 
 void LabelField::add_label(const std::string& text, const std::vector<LabelPlace>& places,
                            Point target) {
+  if (text.empty()) return;
   std::vector<LabelPlace> sorted = places;
   std::stable_sort(
       sorted.begin(), sorted.end(),

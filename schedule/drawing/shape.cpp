@@ -187,6 +187,7 @@ void add_start_hook(const Hook& hook, Shape& shape) {
   std::optional<Leg> leg = leg_of(hook);
   if (!leg) return;
   leg->bend = bend_of(hook);
+  if (shape.heading) *shape.heading -= leg->bend;
   legs.insert(legs.begin(), std::move(*leg));
   for (Span& span : shape.spans) {
     ++span.from;

@@ -28,7 +28,8 @@ struct Leg {
   double bend = 0;
   /// What is printed at it, none where the number follows from others: "400", "R400", "A 400".
   std::optional<std::string> label = {};
-  /// What is printed at the bend after it; where there is none, angles other than 90 and 180 are.
+  /// What is printed at the bend after it, perhaps nothing; where there is none, angles other than
+  /// 90 and 180 are.
   std::optional<std::string> bend_label = {};
   /// A hook that the record tells apart from the shape.
   bool is_hook = false;
