@@ -1,0 +1,36 @@
+#include "model/tables/meanings.h"
+
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "model/tables/meanings_data.h"
+
+namespace korvane::model::tables {
+
+void for_each_meaning(const std::function<void(const Meaning&)>& visit) {
+  for (const std::span<const Meaning> part :
+       {table_meanings(), catalogue_meanings(), schedule_meanings()}) {
+    for (const Meaning& meaning : part) visit(meaning);
+  }
+}
+
+const Meaning& meaning_of(std::string_view owner, std::string_view name) {
+  using Key = std::pair<std::string_view, std::string_view>;
+  static const std::map<Key, const Meaning*> by_name = [] {
+    std::map<Key, const Meaning*> all;
+    for_each_meaning(
+        [&](const Meaning& meaning) { all.emplace(Key(meaning.owner, meaning.name), &meaning); });
+    return all;
+  }();
+  const auto found = by_name.find(Key(owner, name));
+  if (found == by_name.end()) {
+    std::string text(owner);
+    if (!name.empty()) text.append(".").append(name);
+    throw std::out_of_range("no meaning of \"" + text + "\"");
+  }
+  return *found->second;
+}
+
+}  // namespace korvane::model::tables
