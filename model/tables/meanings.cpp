@@ -16,7 +16,7 @@ void for_each_meaning(const std::function<void(const Meaning&)>& visit) {
   }
 }
 
-const Meaning& meaning_of(std::string_view owner, std::string_view name) {
+const Meaning* find_meaning(std::string_view owner, std::string_view name) {
   using Key = std::pair<std::string_view, std::string_view>;
   static const std::map<Key, const Meaning*> by_name = [] {
     std::map<Key, const Meaning*> all;
@@ -25,12 +25,14 @@ const Meaning& meaning_of(std::string_view owner, std::string_view name) {
     return all;
   }();
   const auto found = by_name.find(Key(owner, name));
-  if (found == by_name.end()) {
-    std::string text(owner);
-    if (!name.empty()) text.append(".").append(name);
-    throw std::out_of_range("no meaning of \"" + text + "\"");
-  }
-  return *found->second;
+  return found == by_name.end() ? nullptr : found->second;
+}
+
+const Meaning& meaning_of(std::string_view owner, std::string_view name) {
+  if (const Meaning* const meaning = find_meaning(owner, name)) return *meaning;
+  std::string text(owner);
+  if (!name.empty()) text.append(".").append(name);
+  throw std::out_of_range("no meaning of \"" + text + "\"");
 }
 
 }  // namespace korvane::model::tables

@@ -25,6 +25,9 @@ struct Meaning {
 /// for good. Throws std::out_of_range `no meaning of "Rebar.colour"`.
 const Meaning& meaning_of(std::string_view owner, std::string_view name = {});
 
+/// The same, or null. Some columns have a meaning of their own although they repeat a field.
+const Meaning* find_meaning(std::string_view owner, std::string_view name);
+
 /// Calls `visit` with each of them.
 void for_each_meaning(const std::function<void(const Meaning&)>& visit);
 

@@ -11,13 +11,13 @@ std::span<const Meaning> table_meanings() {
       {"material", "", "",
        "The catalogue of materials, such as steel grades. A material that "
        "another row refers to cannot be deleted."},
-      {"material", "id", "", "what other rows name the material by. Never used again."},
+      {"material", "id", "", "what other rows name the material by. Not given again."},
       {"material", "raw", "", "the whole record"},
 
       {"sheet", "", "",
        "Drawing sheets. Deleting one deletes its revisions, and with them their "
        "bars, fabrics and mounting parts, but not their bar spacers."},
-      {"sheet", "id", "", "what revisions name the sheet by. Never used again."},
+      {"sheet", "id", "", "what revisions name the sheet by. Not given again."},
       {"sheet", "raw", "", "the whole record"},
 
       {"revision", "", "",
@@ -25,7 +25,7 @@ std::span<const Meaning> table_meanings() {
        "its own. Deleting one deletes its bars, fabrics and mounting parts, "
        "but not its bar spacers."},
       {"revision", "id", "",
-       "what the lines of the schedule name the revision by. Never used again."},
+       "what the lines of the schedule name the revision by. Not given again."},
       {"revision", "raw", "", "the whole record"},
 
       {"barspacer", "", "",
@@ -58,12 +58,15 @@ std::span<const Meaning> table_meanings() {
       {"fabric_type", "", "",
        "The catalogue of types of fabric (welded mesh). A type that a fabric "
        "refers to cannot be deleted."},
-      {"fabric_type", "id", "", "what fabrics name the type by. Never used again."},
+      {"fabric_type", "id", "", "what fabrics name the type by. Not given again."},
+      {"fabric_type", "description", "", "description; a number if the text reads as one"},
+      {"fabric_type", "material_id", "", "`id` of the row of `material`"},
       {"fabric_type", "is_list_fabric", "", "1 if `list_fabric` of the record is set, else 0"},
       {"fabric_type", "raw", "", "the whole record"},
 
       {"fabric", "", "", "Lines of the schedule that are fabrics: one row is one mark."},
       {"fabric", "id", "", "the row's number, and the order of the lines. Nothing refers to it."},
+      {"fabric", "fabric_type_id", "", "`id` of the row of `fabric_type`"},
       {"fabric", "raw", "", "the whole record"},
 
       {"mountingpart", "", "",

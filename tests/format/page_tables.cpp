@@ -1,0 +1,302 @@
+#include "tests/format/page_tables.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "bond/serialize.h"
+#include "model/tables/meanings.h"
+#include "model/tables/tables.h"
+#include "tests/support/filled_record.h"
+#include "tests/support/stored_contracts.h"
+
+namespace korvane::test {
+
+namespace {
+
+using model::tables::Bytes;
+using model::tables::Column;
+using model::tables::find_meaning;
+using model::tables::Meaning;
+using model::tables::meaning_of;
+using model::tables::Origin;
+using model::tables::Table;
+using model::tables::Value;
+
+std::string code(std::string_view text) { return "`" + std::string(text) + "`"; }
+
+std::string row(const std::vector<std::string>& cells) {
+  std::string line = "|";
+  for (const std::string& cell : cells) line += cell.empty() ? " |" : " " + cell + " |";
+  return line + "\n";
+}
+
+std::string number_text(double value) {
+  char digits[32];
+  std::string text(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
+  return text.find('.') == std::string::npos ? text + ".0" : text;
+}
+
+template <class T>
+std::string name_of() {
+  return std::string(bond::plain_name(bond::Describe<T>::qualified_name));
+}
+template <bond::Enumeration E>
+std::string name_of() {
+  return std::string(bond::plain_name(bond::DescribeEnum<E>::qualified_name));
+}
+
+/// The type of a field of each kind.
+struct TypeText {
+  static std::string of(bond::Bool auto) { return "bool"; }
+  static std::string of(bond::Int32 auto) { return "int32"; }
+  static std::string of(bond::Double auto) { return "double"; }
+  static std::string of(const bond::Text auto&) { return "string"; }
+  static std::string of(const bond::Blob auto&) { return "blob"; }
+  template <bond::Enumeration E>
+  static std::string of(E) {
+    return name_of<E>();
+  }
+  template <bond::Record T>
+  static std::string of(const T&) {
+    return name_of<T>();
+  }
+  template <bond::Nullable T>
+  static std::string of(const T&) {
+    return "nullable<" + of(typename T::value_type{}) + ">";
+  }
+  template <bond::List T>
+  static std::string of(const T&) {
+    return "list<" + of(typename T::value_type{}) + ">";
+  }
+  template <bond::Map T>
+  static std::string of(const T&) {
+    return "map<" + of(typename T::key_type{}) + ", " + of(typename T::mapped_type{}) + ">";
+  }
+};
+
+/// The default of a field of each kind.
+struct DefaultText {
+  static std::string of(bond::Bool auto value) { return value ? "true" : "false"; }
+  static std::string of(bond::Int32 auto value) { return std::to_string(value); }
+  static std::string of(bond::Double auto value) { return number_text(value); }
+  static std::string of(bond::Enumeration auto value) { return code(bond::to_string(value)); }
+  static std::string of(const bond::Text auto& value) {
+    if (!value.empty()) throw std::logic_error("the page has no place for a text as a default");
+    return "empty";
+  }
+  static std::string of(const bond::List auto&) { return "empty"; }
+  static std::string of(const bond::Map auto&) { return "empty"; }
+  static std::string of(const bond::Nullable auto&) { return "not set"; }
+  static std::string of(const bond::Record auto&) { return "its own"; }
+};
+
+/// Lists the ordinals that no field has.
+struct SpareOrdinals {
+  std::string text;
+
+  template <std::uint16_t Ordinal, auto Member>
+  void operator()(const bond::Field<Ordinal, Member>&) {}
+  template <std::uint16_t First, std::uint16_t Last>
+  void operator()(bond::Gap<First, Last>) {
+    for (int ordinal = First; ordinal <= Last; ++ordinal) {
+      text += (text.empty() ? "" : ", ") + std::to_string(ordinal);
+    }
+  }
+};
+
+struct TypesWriter {
+  std::string contracts;
+  std::string enumerations;
+
+  template <class T>
+  void contract() {
+    const std::string name = name_of<T>();
+    contracts += "### " + code(name) + "\n\n" + std::string(meaning_of(name).text) + "\n\n";
+    contracts +=
+        "| Ordinal | Field | Type | Default | Unit | Meaning |\n|--:|---|---|---|---|---|\n";
+    bond::for_each_field<T>([&](const auto& field) {
+      const auto& standard = bond::default_record<T>().*field.member;
+      const Meaning& meaning = meaning_of(name, field.name);
+      contracts +=
+          row({std::to_string(field.ordinal), code(field.name), code(TypeText::of(standard)),
+               DefaultText::of(standard), std::string(meaning.unit), std::string(meaning.text)});
+    });
+    SpareOrdinals spare;
+    bond::Describe<T>::fields(spare);
+    contracts += spare.text.empty() ? "\n" : "\nSpare ordinals: " + spare.text + ".\n\n";
+  }
+
+  template <class E>
+  void enumeration() {
+    const std::string name = name_of<E>();
+    enumerations += "### " + code(name) + "\n\n" + std::string(meaning_of(name).text) + "\n\n";
+    enumerations += "| Number | Name | Meaning |\n|--:|---|---|\n";
+    for (const auto& [enumerator, value] : bond::DescribeEnum<E>::enumerators) {
+      enumerations += row({std::to_string(static_cast<std::int32_t>(value)), code(enumerator),
+                           std::string(meaning_of(name, enumerator).text)});
+    }
+    enumerations += "\n";
+  }
+};
+
+/// A field that a column repeats.
+struct Source {
+  std::string path;
+  const Meaning* meaning = nullptr;
+};
+
+/// Where in a record each value is. The record must hold no value twice.
+class Sources {
+ public:
+  template <bond::Record T>
+  void add(const T& record, const std::string& path = "") {
+    bond::for_each_field<T>([&](const auto& field) {
+      const std::string name(field.name);
+      add_field(record.*field.member, {path + name, &meaning_of(name_of<T>(), name)});
+    });
+  }
+
+  std::optional<Source> find(const Value& value) const {
+    for (const auto& [known, source] : values_) {
+      if (known == value) return source;
+    }
+    return std::nullopt;
+  }
+
+ private:
+  template <class T>
+  void add_field(const T& value, const Source& source) {
+    if constexpr (bond::Nullable<T>) {
+      add_field(*value, source);
+    } else if constexpr (bond::Record<T>) {
+      add(value, source.path + ".");
+    } else if constexpr (bond::Int32<T> || bond::Double<T> || bond::Text<T>) {
+      values_.emplace_back(model::tables::value_of(value), source);
+    }
+  }
+
+  std::vector<std::pair<Value, Source>> values_;
+};
+
+template <class T>
+std::string column_row(const std::string& table, const Column<T>& column, const T& record,
+                       const Sources& sources) {
+  std::optional<Source> source;
+  std::string source_text = "SQLite";
+  bool can_be_null = column.type.find("NOT NULL") == std::string_view::npos;
+  if (column.origin == Origin::kDatabase) {
+    can_be_null = false;
+  } else {
+    const bool is_null_of_default = column.value(T{}, {}) == Value();
+    can_be_null = can_be_null && is_null_of_default;
+    if (column.origin == Origin::kRecord) source = sources.find(column.value(record, {}));
+    source_text = source ? code(source->path) : "the store";
+  }
+  const Meaning* const own = find_meaning(table, column.name);
+  const Meaning& meaning =
+      own == nullptr && source ? *source->meaning : meaning_of(table, column.name);
+  return row({code(column.name), code(column.type), can_be_null ? "yes" : "no", source_text,
+              std::string(meaning.unit), std::string(meaning.text)});
+}
+
+/// The fields of a record that no column repeats: "`id`, `geometry`, of `fabric_type` all but `id`".
+template <class T>
+std::string fields_without_column(const Table<T>& table, const T& record, const Sources& sources) {
+  std::set<std::string> in_columns;
+  std::map<std::string, std::string> parts;
+  for (const Column<T>& column : table.columns()) {
+    if (column.origin == Origin::kDatabase) continue;
+    in_columns.insert(column.name);
+    const auto source = sources.find(column.value(record, {}));
+    if (column.origin != Origin::kRecord || !source) continue;
+    const std::size_t dot = source->path.find('.');
+    in_columns.insert(source->path.substr(0, dot));
+    if (dot == std::string::npos) continue;
+    std::string& part = parts[source->path.substr(0, dot)];
+    part += (part.empty() ? "" : ", ") + code(source->path.substr(dot + 1));
+  }
+  std::string text;
+  const auto add = [&](const std::string& name) { text += (text.empty() ? "" : ", ") + name; };
+  bond::for_each_field<T>([&](const auto& field) {
+    const std::string name(field.name);
+    using M = std::remove_cvref_t<decltype(record.*field.member)>;
+    if constexpr (bond::Record<M>) {
+      const std::string& part = parts[name];
+      const auto columns = std::count(part.begin(), part.end(), ',') + (part.empty() ? 0 : 1);
+      if (!part.empty() && static_cast<std::size_t>(columns) < bond::field_count<M>()) {
+        return add("of " + code(name) + " all but " + part);
+      }
+    }
+    if (!in_columns.contains(name)) add(code(name));
+  });
+  return text;
+}
+
+/// Constraints, each on a line.
+std::string constraint_lines(std::string_view constraints) {
+  constexpr std::string_view kSeparator = ", FOREIGN";
+  std::string text(constraints);
+  for (std::size_t at = text.find(kSeparator); at != std::string::npos;
+       at = text.find(kSeparator, at)) {
+    text.replace(at, 2, ",\n");
+  }
+  return "```sql\n" + text + "\n```\n\n";
+}
+
+template <class T>
+std::string table_text(const Table<T>& table) {
+  std::string text = "### `" + table.name() + "` (table)\n\n";
+  text += std::string(meaning_of(table.name()).text);
+  text += table.columns().back().name == "raw"
+              ? " `raw` holds a `" + name_of<T>() + "`.\n\n"
+              : " No `raw`: the columns repeat fields of an `" + name_of<T>() + "`.\n\n";
+  text += "| Column | Declared | NULL | Source | Unit | Meaning |\n|---|---|---|---|---|---|\n";
+  const T record = Filler().make<T>();
+  Sources sources;
+  sources.add(record);
+  for (const Column<T>& column : table.columns()) {
+    text += column_row(table.name(), column, record, sources);
+  }
+  const std::string hidden = fields_without_column(table, record, sources);
+  text += "\n" + (hidden.empty() ? "" : "In no column: " + hidden + ".\n\n");
+  if (!table.constraints().empty()) text += constraint_lines(table.constraints());
+  return text;
+}
+
+}  // namespace
+
+std::map<std::string, std::string> format_page_parts() {
+  std::string tables;
+  model::tables::for_each_table([&](const auto& table) { tables += table_text(table); });
+  TypesWriter types;
+  for_each_stored_type(types);
+  return {{"tables", tables}, {"contracts", types.contracts}, {"enumerations", types.enumerations}};
+}
+
+std::string remade_format_page(const std::string& page) {
+  const std::string end = "<!-- /made -->";
+  std::string text = page;
+  for (const auto& [name, part] : format_page_parts()) {
+    const std::string begin = "<!-- made: " + name + " -->\n";
+    const std::size_t from = text.find(begin);
+    const std::size_t to = text.find(end, from);
+    if (from == std::string::npos || to == std::string::npos ||
+        text.find(begin, from + 1) != std::string::npos) {
+      throw std::invalid_argument("the page does not have the part \"" + name + "\" once");
+    }
+    text.replace(from + begin.size(), to - from - begin.size(), "\n" + part);
+  }
+  return text;
+}
+
+}  // namespace korvane::test
