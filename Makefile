@@ -2,7 +2,7 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench bench-commands fuzz \
-  fuzz-corpora mutants format check-format lint lint-changed clean
+  fuzz-corpora mutants docs format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
 SERVED := build/release/projects
@@ -83,6 +83,12 @@ fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 
 fuzz-corpora: build-fuzz ## make fuzz/corpora of all that the fuzz targets have found
 	@scripts/fuzz.sh minimise
+
+docs: packages ## write the tables of docs/format.md anew, from the descriptions
+	@mkdir -p build
+	@cmake --preset dev >build/dev-configure.log || { cat build/dev-configure.log; exit 1; }
+	@cmake --build --preset dev --target write_format_page
+	@build/dev/tests/format/write_format_page docs/format.md
 
 format: ## format all sources
 	@clang-format -i $(SOURCES)

@@ -98,8 +98,8 @@ std::span<const Meaning> schedule_meanings() {
       {"Point3d", "z", "mm", "z"},
 
       {"Hook", "", "", "A hook at one end of a bar."},
-      {"Hook", "length", "mm", "length of its straight end"},
-      {"Hook", "total_length", "mm", "length of all of it, the bend included"},
+      {"Hook", "length", "mm", "length of its leg"},
+      {"Hook", "total_length", "mm", "length of all of it"},
       {"Hook", "type", "", "kind of hook, as any text: \"standard\""},
       {"Hook", "direction", "", "to which side it turns"},
       {"Hook", "angle", "°", "through how much it turns"},
