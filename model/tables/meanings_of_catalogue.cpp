@@ -2,102 +2,104 @@
 
 namespace korvane::model::tables {
 
-std::span<const Meaning> catalogue_meanings() {
-  static constexpr Meaning kMeanings[] = {
-      {"ProjectData", "", "", "The project as a whole."},
-      {"ProjectData", "properties", "", "whatever clients note of the project"},
+namespace {
 
-      {"Material", "", "", "A material of the catalogue."},
-      {"Material", "id", "",
-       "what the client sent. In the table `material` the column is the truth."},
-      {"Material", "uid", "",
-       "a text that names the material for good, usually a UUID. In the table "
-       "`material` the column is the truth."},
-      {"Material", "identity", "", "its names"},
-      {"Material", "physical", "", "its physical side"},
+constexpr Meaning kMeanings[] = {
+    {"ProjectData", "", "", "The project as a whole."},
+    {"ProjectData", "properties", "", "whatever clients note of the project"},
 
-      {"Material_Identity", "", "", "The names of a material."},
-      {"Material_Identity", "name", "", "name, for steel the grade: \"B500A\""},
-      {"Material_Identity", "description", "", "description"},
-      {"Material_Identity", "keyword", "", "keyword"},
-      {"Material_Identity", "comment", "", "comment"},
+    {"Material", "", "", "A material of the catalogue."},
+    {"Material", "id", "",
+     "what the client sent. In the table `material` the column is the truth."},
+    {"Material", "uid", "",
+     "a text that names the material for good, usually a UUID. In the table "
+     "`material` the column is the truth."},
+    {"Material", "identity", "", "its names"},
+    {"Material", "physical", "", "its physical side"},
 
-      {"Material_Physical", "", "", "The physical side of a material."},
-      {"Material_Physical", "name", "", "name of the physical properties"},
-      {"Material_Physical", "description", "", "description"},
-      {"Material_Physical", "keyword", "", "keyword"},
-      {"Material_Physical", "comment", "", "comment"},
-      {"Material_Physical", "density", "kg/m³", "density; 0 if not stated"},
+    {"Material_Identity", "", "", "The names of a material."},
+    {"Material_Identity", "name", "", "name, for steel the grade: \"B500A\""},
+    {"Material_Identity", "description", "", "description"},
+    {"Material_Identity", "keyword", "", "keyword"},
+    {"Material_Identity", "comment", "", "comment"},
 
-      {"Sheet", "", "", "A drawing sheet."},
-      {"Sheet", "id", "", "what the client sent. The column is the truth."},
-      {"Sheet", "uid", "", "a text that names the sheet for good. The column is the truth."},
-      {"Sheet", "name", "", "name or number of the drawing: \"417\""},
-      {"Sheet", "comment", "", "comment"},
-      {"Sheet", "properties", "", "whatever clients note of the sheet"},
+    {"Material_Physical", "", "", "The physical side of a material."},
+    {"Material_Physical", "name", "", "name of the physical properties"},
+    {"Material_Physical", "description", "", "description"},
+    {"Material_Physical", "keyword", "", "keyword"},
+    {"Material_Physical", "comment", "", "comment"},
+    {"Material_Physical", "density", "kg/m³", "density; 0 if not stated"},
 
-      {"Revision", "", "", "One revision of a sheet."},
-      {"Revision", "id", "", "what the client sent. The column is the truth."},
-      {"Revision", "uid", "", "a text that names the revision for good. The column is the truth."},
-      {"Revision", "name", "", "name or letter of the revision: \"a\""},
-      {"Revision", "properties", "", "whatever clients note of the revision"},
-      {"Revision", "sheet_id", "",
-       "`id` of the row of `sheet`. The column is the truth: the record "
-       "may say another sheet after an update, and the revision still "
-       "belongs to that of the column."},
+    {"Sheet", "", "", "A drawing sheet."},
+    {"Sheet", "id", "", "what the client sent. The column is the truth."},
+    {"Sheet", "uid", "", "a text that names the sheet for good. The column is the truth."},
+    {"Sheet", "name", "", "name or number of the drawing: \"417\""},
+    {"Sheet", "comment", "", "comment"},
+    {"Sheet", "properties", "", "whatever clients note of the sheet"},
 
-      {"FabricType", "", "", "A type of fabric (welded mesh)."},
-      {"FabricType", "id", "",
-       "what the client sent. In the table `fabric_type` the column is the "
-       "truth. In a fabric, `id` of the row of `fabric_type`."},
-      {"FabricType", "uid", "",
-       "a text that names the type for good. In the table `fabric_type` the "
-       "column is the truth."},
-      {"FabricType", "sheet_mass", "kg", "weight of one whole sheet"},
-      {"FabricType", "overall_length", "mm", "length of a whole sheet"},
-      {"FabricType", "overall_width", "mm", "width of a whole sheet"},
-      {"FabricType", "type_name", "", "name of the type: \"Q257A\""},
-      {"FabricType", "material", "",
-       "a copy of the material as the client had it. Its `id` is that "
-       "of the row of `material`; the rest may be out of date."},
-      {"FabricType", "description", "", "description"},
-      {"FabricType", "list_fabric", "",
-       "the layout of its bars. Set for fabric that is made to order "
-       "(list fabric), not for stock."},
+    {"Revision", "", "", "One revision of a sheet."},
+    {"Revision", "id", "", "what the client sent. The column is the truth."},
+    {"Revision", "uid", "", "a text that names the revision for good. The column is the truth."},
+    {"Revision", "name", "", "name or letter of the revision: \"a\""},
+    {"Revision", "properties", "", "whatever clients note of the revision"},
+    {"Revision", "sheet_id", "",
+     "`id` of the row of `sheet`. The column is the truth: the record "
+     "may say another sheet after an update, and the revision still "
+     "belongs to that of the column."},
 
-      {"ListenMatten", "", "",
-       "The bars of a list fabric: along it, which is in the direction of its "
-       "length, and across. Border bars are those at the edges where the "
-       "diameter may differ."},
-      {"ListenMatten", "along_distance", "mm", "spacing of the bars that run along"},
-      {"ListenMatten", "along_inner_bar_diameter", "mm", "their diameter inside"},
-      {"ListenMatten", "along_border_bar_diameter", "mm", "their diameter at the borders"},
-      {"ListenMatten", "along_left_border_bar_number", "pieces", "how many at the left border"},
-      {"ListenMatten", "along_right_border_bar_number", "pieces", "how many at the right border"},
-      {"ListenMatten", "along_start_overhang", "mm",
-       "how far they stand out over the first bar across"},
-      {"ListenMatten", "along_end_overhang", "mm",
-       "how far they stand out over the last bar across"},
-      {"ListenMatten", "across_distance", "mm", "spacing of the bars that run across"},
-      {"ListenMatten", "across_inner_bar_diameter", "mm", "their diameter inside"},
-      {"ListenMatten", "across_border_bar_diameter", "mm", "their diameter at the borders"},
-      {"ListenMatten", "across_start_border_bar_number", "pieces", "how many at the start"},
-      {"ListenMatten", "across_end_border_bar_number", "pieces", "how many at the end"},
-      {"ListenMatten", "across_left_overhang", "mm",
-       "how far they stand out over the leftmost bar along"},
-      {"ListenMatten", "across_right_overhang", "mm",
-       "how far they stand out over the rightmost bar along"},
+    {"FabricType", "", "", "A type of fabric (welded mesh)."},
+    {"FabricType", "id", "",
+     "what the client sent. In the table `fabric_type` the column is the "
+     "truth. In a fabric, `id` of the row of `fabric_type`."},
+    {"FabricType", "uid", "",
+     "a text that names the type for good. In the table `fabric_type` the "
+     "column is the truth."},
+    {"FabricType", "sheet_mass", "kg", "weight of one whole sheet"},
+    {"FabricType", "overall_length", "mm", "length of a whole sheet"},
+    {"FabricType", "overall_width", "mm", "width of a whole sheet"},
+    {"FabricType", "type_name", "", "name of the type: \"Q257A\""},
+    {"FabricType", "material", "",
+     "a copy of the material as the client had it. Its `id` is that "
+     "of the row of `material`; the rest may be out of date."},
+    {"FabricType", "description", "", "description"},
+    {"FabricType", "list_fabric", "",
+     "the layout of its bars. Set for fabric that is made to order "
+     "(list fabric), not for stock."},
 
-      {"Variant", "", "",
-       "An open value. The field that is set says of what kind it is. Nothing "
-       "forbids that none is set or several are."},
-      {"Variant", "value_int32", "", "a whole number"},
-      {"Variant", "value_double", "", "a number"},
-      {"Variant", "value_string", "", "a text"},
-      {"Variant", "value_blob", "", "bytes"},
-      {"Variant", "bool_", "", "true or false. The name ends in an underscore."},
-  };
-  return kMeanings;
-}
+    {"ListenMatten", "", "",
+     "The bars of a list fabric: along it, which is in the direction of its "
+     "length, and across. Border bars are those at the edges where the "
+     "diameter may differ."},
+    {"ListenMatten", "along_distance", "mm", "spacing of the bars that run along"},
+    {"ListenMatten", "along_inner_bar_diameter", "mm", "their diameter inside"},
+    {"ListenMatten", "along_border_bar_diameter", "mm", "their diameter at the borders"},
+    {"ListenMatten", "along_left_border_bar_number", "pieces", "how many at the left border"},
+    {"ListenMatten", "along_right_border_bar_number", "pieces", "how many at the right border"},
+    {"ListenMatten", "along_start_overhang", "mm",
+     "how far they stand out over the first bar across"},
+    {"ListenMatten", "along_end_overhang", "mm", "how far they stand out over the last bar across"},
+    {"ListenMatten", "across_distance", "mm", "spacing of the bars that run across"},
+    {"ListenMatten", "across_inner_bar_diameter", "mm", "their diameter inside"},
+    {"ListenMatten", "across_border_bar_diameter", "mm", "their diameter at the borders"},
+    {"ListenMatten", "across_start_border_bar_number", "pieces", "how many at the start"},
+    {"ListenMatten", "across_end_border_bar_number", "pieces", "how many at the end"},
+    {"ListenMatten", "across_left_overhang", "mm",
+     "how far they stand out over the leftmost bar along"},
+    {"ListenMatten", "across_right_overhang", "mm",
+     "how far they stand out over the rightmost bar along"},
+
+    {"Variant", "", "",
+     "An open value. The field that is set says of what kind it is. Nothing "
+     "forbids that none is set or several are."},
+    {"Variant", "value_int32", "", "a whole number"},
+    {"Variant", "value_double", "", "a number"},
+    {"Variant", "value_string", "", "a text"},
+    {"Variant", "value_blob", "", "bytes"},
+    {"Variant", "bool_", "", "true or false. The name ends in an underscore."},
+};
+
+}  // namespace
+
+std::span<const Meaning> catalogue_meanings() { return kMeanings; }
 
 }  // namespace korvane::model::tables

@@ -23,7 +23,6 @@ namespace korvane::test {
 
 namespace {
 
-using model::tables::Bytes;
 using model::tables::Column;
 using model::tables::find_meaning;
 using model::tables::Meaning;

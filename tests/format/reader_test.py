@@ -356,6 +356,23 @@ class ProjectFiles(Projects):
         self.assertRaisesRegex(reader.Damaged, "^rebar 3: Rebar", reader.Project, PAGE, path)
 
 
+class DamagedFiles(Projects):
+    def test_what_the_page_says_takes_from_a_file_what_can_be_read(self):
+        path = self.imported("guideline.abs")
+        every = reader.Project(PAGE, path).records("rebar")
+        data = pathlib.Path(path).read_bytes()
+        # The last page has bars.
+        pathlib.Path(self.file("damaged.db")).write_bytes(data[:-4096])
+        command = re.search(r"^ *(sqlite3 damaged\.db \.dump .*)$", PAGE.text, re.MULTILINE).group(1)
+        subprocess.run(command, shell=True, cwd=self.folder.name, check=True,
+                       stderr=subprocess.DEVNULL)
+        rescued = reader.Project(PAGE, self.file("rescued.db")).records("rebar")
+        self.assertTrue(rescued)
+        self.assertLess(len(rescued), len(every))
+        for record in rescued:
+            self.assertIn(record, every)
+
+
 class FilesBesideTheProject(Projects):
     def copy_at_work(self, path):
         """A copy of the project as it is while somebody writes, with what lies beside it."""
