@@ -194,28 +194,58 @@ class Fitting {
     return count;
   }
 
-  /// Laps and closed stirrups: legs that lie on each other are moved apart by making a leg between
-  /// them a little shorter or longer.
+  /// A leg that is drawn a little longer or shorter.
+  struct Change {
+    std::size_t leg = 0;
+    double length = 0;
+  };
+
+  /// A leg at an end moves nothing by its length.
+  std::vector<Change> possible_changes() const {
+    std::vector<Change> changes;
+    for (std::size_t leg = 1; leg + 1 < legs_.size(); ++leg) {
+      if (legs_[leg].kind == Leg::Kind::arc) continue;
+      for (const double length : {-kApart, kApart, -2 * kApart, 2 * kApart}) {
+        changes.push_back({leg, length});
+      }
+    }
+    return changes;
+  }
+
+  static void apply(const Change& change, TrackSizes& sizes) {
+    sizes.legs[change.leg] = std::max(sizes.legs[change.leg] + change.length, kApart);
+  }
+
+  /// Laps and closed stirrups: legs that lie on each other are moved apart by changes of the legs
+  /// between them, one or two at a time.
   void move_apart(TrackSizes& sizes) const {
     constexpr std::size_t kMostLegs = 24;
+    constexpr std::size_t kMostLegsForPairs = 9;
     if (legs_.size() > kMostLegs) return;
+    const std::vector<Change> changes = possible_changes();
     for (std::size_t round = 0; round < legs_.size(); ++round) {
       const int before = faults(sizes);
       if (before == 0) return;
-      int best = before;
+      int least = before;
       TrackSizes better = sizes;
-      for (std::size_t leg = 0; leg < legs_.size(); ++leg) {
-        if (legs_[leg].kind == Leg::Kind::arc) continue;
-        for (const double change : {-kApart, kApart, -2 * kApart, 2 * kApart}) {
-          TrackSizes changed = sizes;
-          changed.legs[leg] = std::max(changed.legs[leg] + change, kApart);
-          const int after = faults(changed);
-          if (after >= best) continue;
-          best = after;
-          better = changed;
+      const auto consider = [&](const TrackSizes& changed) {
+        const int after = faults(changed);
+        if (after >= least) return;
+        least = after;
+        better = changed;
+      };
+      for (std::size_t i = 0; i < changes.size(); ++i) {
+        TrackSizes changed = sizes;
+        apply(changes[i], changed);
+        consider(changed);
+        if (legs_.size() > kMostLegsForPairs) continue;
+        for (std::size_t j = i + 1; j < changes.size(); ++j) {
+          TrackSizes twice = changed;
+          apply(changes[j], twice);
+          consider(twice);
         }
       }
-      if (best == before) return;
+      if (least == before) return;
       sizes = better;
     }
   }

@@ -107,7 +107,7 @@ class FlatSketch {
         continue;
       }
       const TrackPiece& piece = piece_of(span.leg);
-      Point direction = unit(in_picture(piece.at(1)) - in_picture(piece.at(0)));
+      Point direction = unit(in_picture(piece.at(0.001)) - in_picture(piece.at(0)));
       if (span.is_across) direction = {-direction.y, direction.x};
       const Point from = corners[span.from];
       const Point to = corners[span.to];

@@ -24,6 +24,7 @@
 
 #include "schedule/drawing/picture.h"
 #include "schedule/drawing/shape_codes.h"
+#include "tests/schedule/drawing/coded_figures.h"
 
 namespace korvane::schedule::drawing {
 namespace {
@@ -781,4 +782,13 @@ TEST(CodedShape, AnyNumbersGiveAShapeOfFiniteNumbersOrNone) {
 }
 
 }  // namespace
+
+std::vector<std::pair<std::string, Shape>> coded_figures() {
+  std::vector<std::pair<std::string, Shape>> figures;
+  for (const Figure& figure : kFigures) {
+    figures.emplace_back(figure.code, *shape(figure.code, figure.letters));
+  }
+  return figures;
+}
+
 }  // namespace korvane::schedule::drawing

@@ -9,6 +9,8 @@
 #include <gtest/gtest.h>
 
 #include "schedule/bvbs/lines.h"
+#include "schedule/drawing/coded_shape.h"
+#include "tests/schedule/drawing/coded_figures.h"
 #include "tests/schedule/drawing/drawn.h"
 #include "tests/schedule/drawing/random_shapes.h"
 #include "tests/support/text_of.h"
@@ -244,6 +246,40 @@ TEST(Sketch, LetsNoLabelOfTheExamplesCoverALine) {
   for (const auto& [line, shape] : shapes) {
     EXPECT_EQ(covering_texts(sketch(shape)).size(), 0U) << line;
   }
+}
+
+TEST(Sketch, LetsNoLabelOfTheShapeCodesCoverALine) {
+  const auto figures = coded_figures();
+  ASSERT_GT(figures.size(), 30U);
+  for (const auto& [code, shape] : figures) {
+    EXPECT_EQ(covering_texts(sketch(shape)).size(), 0U) << code;
+  }
+}
+
+TEST(Sketch, DrawsTheHelixAndTheSpatialBarOfTheCodes) {
+  model::cad::RebarParams letters;
+  letters.a.set(600);
+  letters.b.set(100);
+  letters.c.set(12);
+  EXPECT_THAT(texts_of(sketch(*shape_of_code("77", letters, 10, 40))),
+              UnorderedElementsAre("Ø600", "12 × 100"));
+  letters.c.set(400);
+  letters.d.set(250);
+  EXPECT_THAT(texts_of(sketch(*shape_of_code("98", letters, 10, 40))),
+              UnorderedElementsAre("x", "y", "z", "400", "100", "600", "100", "250"));
+}
+
+TEST(Sketch, HasACodedBarInThePositionOfItsFigure) {
+  model::cad::RebarParams letters;
+  letters.a.set(400);
+  letters.b.set(900);
+  letters.c.set(350);
+  // A U: down, to the right, up.
+  const std::vector<Point> points =
+      flattened(bar_of(sketch(*shape_of_code("21", letters, 10, 40))));
+  EXPECT_LT(points.front().x, points.back().x);
+  EXPECT_LT(points[0].y, points[1].y);
+  EXPECT_GT(points[points.size() - 2].y, points.back().y);
 }
 
 TEST(Sketch, LetsNoLabelOfAThousandShapesCoverALine) {
