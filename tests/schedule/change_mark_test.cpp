@@ -1,11 +1,16 @@
 #include "schedule/change_mark.h"
 
+#include <csignal>
 #include <cstdint>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -74,6 +79,32 @@ TEST(MakersOfChanges, AreNotAtWorkWhenTheirProcessHasEnded) {
   int status = 0;
   ::waitpid(child, &status, 0);
   EXPECT_FALSE(may_be_at_work(with_process(mark, std::to_string(child) + ":1")));
+}
+
+/// The 22nd field of a process's status, of which the second is a name in brackets.
+std::string start_of(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string text;
+  std::getline(file, text);
+  std::istringstream fields(text.substr(text.rfind(") ") + 2));
+  const std::vector<std::string> all{std::istream_iterator<std::string>(fields), {}};
+  return all.at(22 - 3);
+}
+
+TEST(MakersOfChanges, AreAtWorkAsLongAsTheirProcessIs) {
+  ChangeMark mark = own_mark("u");
+  const OwnChange own(mark);
+  const pid_t child = ::fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    for (;;) ::pause();
+  }
+  const ChangeMark other = with_process(mark, std::to_string(child) + ":" + start_of(child));
+  EXPECT_TRUE(may_be_at_work(other));
+  ::kill(child, SIGKILL);
+  int status = 0;
+  ::waitpid(child, &status, 0);
+  EXPECT_FALSE(may_be_at_work(other));
 }
 
 TEST(MakersOfChanges, AreNotAtWorkWhenAnotherProcessHasTheirNumber) {

@@ -145,6 +145,14 @@ TEST_F(ContentTables, NoWeightIsNoValueAndEstimatedFromTheDiameter) {
   EXPECT_EQ(row_of(BarSpacer{}).at("mass"), Cell());
 }
 
+TEST_F(ContentTables, PeopleReadWeightsInKilogramsWithTwoDecimals) {
+  for (const Column& column : table("bars", {{Rebar{}}, {}, {}, {}}).columns) {
+    if (column.name != "mass" && column.name != "estimated_mass") continue;
+    EXPECT_EQ(column.unit, "kg") << column.name;
+    EXPECT_EQ(column.decimals, 2) << column.name;
+  }
+}
+
 TEST_F(ContentTables, AFabricIsOfTheTypeThatTheCatalogueHasNow) {
   FabricType type;
   type.id = 5;

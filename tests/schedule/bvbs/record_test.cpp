@@ -115,6 +115,15 @@ TEST(ParseRecord, WhatIsNotAFieldIsNamedWithItsBlock) {
               ThrowsMessage<RecordError>("line 6: block G: expected a field, found \";0\""));
 }
 
+TEST(ParseRecord, NoLetterBesideTheCapitalsBeginsABlock) {
+  EXPECT_NO_THROW(parse_record(with_checksum("BF2D@Hp1@Al1@Zl1@C"), 6));
+  for (const char letter : {'[', '`', '{', '1'}) {
+    EXPECT_THROW(parse_record(with_checksum(std::string("BF2D@Hp1@") + letter + "l1@C"), 6),
+                 RecordError)
+        << letter;
+  }
+}
+
 TEST(ParseRecord, WhatIsQuotedInARefusalIsUtf8) {
   EXPECT_THAT([] { parse_record("BF2D@Hp1@Cx\xFC", 2); },
               ThrowsMessage<RecordError>(HasSubstr("the checksum block C holds \"xü\"")));
