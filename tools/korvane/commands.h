@@ -26,6 +26,7 @@ struct Command {
 };
 
 // Each adds its subcommand with its options to the program, and stands in the file of its name.
+Command add_bending_list(CLI::App& program);
 Command add_compare(CLI::App& program);
 Command add_export(CLI::App& program);
 Command add_import(CLI::App& program);

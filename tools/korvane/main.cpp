@@ -33,6 +33,7 @@ int run(int argc, char** argv) {
            add_export,
            add_list,
            add_show,
+           add_bending_list,
            add_compare,
            add_edit,
            add_delete,
