@@ -19,6 +19,8 @@
 #include "schedule/project_document.h"
 #include "schedule/table_text.h"
 #include "schedule/totals.h"
+#include "server/drawing_routes.h"
+#include "server/mounted_project.h"
 
 namespace korvane::server {
 
@@ -49,21 +51,6 @@ constexpr ExportFormat kExportFormats[] = {
     {"json", kJson, "project.json"},
     {"ndjson", "application/x-ndjson", "project.ndjson"},
 };
-
-Project_Service& project_of(const MountedCall& call) {
-  if (call.definition != &Project_Service::definition()) {
-    throw krv::rpc4::NotFound("this server's projects have no schedules");
-  }
-  return *static_cast<Project_Service*>(call.service);
-}
-
-std::vector<MountedParameter> selection_parameters() {
-  return {{"sheet", "Only sheets of this name"}, {"revision", "Only revisions of this name"}};
-}
-
-schedule::Selection selection_of(const MountedCall& call) {
-  return {call.parameter("sheet"), call.parameter("revision")};
-}
 
 /// An object of the tables' rows, by their names.
 MountedReply json_of(const std::vector<schedule::Table>& tables) {
@@ -288,7 +275,8 @@ MountedRoute totals_route() {
 }  // namespace
 
 std::vector<MountedRoute> project_routes() {
-  return {import_route(), export_route(), compare_route(), totals_route()};
+  return {import_route(), export_route(),       compare_route(),
+          totals_route(), bending_list_route(), sketch_route()};
 }
 
 }  // namespace korvane::server

@@ -186,6 +186,7 @@ HttpReply CallWork::mounted_reply() {
   });
   HttpReply reply;
   reply.content_type = std::move(result.content_type);
+  reply.fields = std::move(result.fields);
   if (!result.file_name.empty()) {
     reply.fields.emplace_back("Content-Disposition",
                               "attachment; filename=\"" + result.file_name + "\"");

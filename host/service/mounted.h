@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "host/http/message.h"
@@ -46,6 +47,8 @@ struct MountedReply {
   std::string body;
   /// Under which name a browser keeps the body; empty for one that it shows.
   std::string file_name = {};
+  /// Fields of the header besides.
+  std::vector<std::pair<std::string, std::string>> fields = {};
 };
 
 struct MountedRoute {

@@ -150,7 +150,7 @@ void BendingListPages::add_table(const Table& table) {
 }
 
 void BendingListPages::add_totals(const BendingSheet& sheet) {
-  constexpr double kRoomForATable = 25;
+  constexpr double kRoomForATable = 40;
   place(title_block("Totals"), nullptr, kRoomForATable);
   for (const Table& table : totals_tables(sheet.totals)) add_table(table);
   place(weight_block(sheet.totals));

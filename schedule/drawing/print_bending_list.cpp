@@ -57,8 +57,8 @@ void print_svg(const BendingListPages& pages, const encoding::JsonSink& sink) {
 
 void print_html(const BendingListPages& pages, const encoding::JsonSink& sink) {
   sink(
-      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
+      "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\"/>\n"
+      "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n<title>" +
       escaped(one_line(pages.title())) + "</title>\n<style>\n" + kStyle +
       "</style>\n</head>\n<body>\n<main>\n");
   for (std::size_t i = 0; i < pages.count(); ++i) {

@@ -53,6 +53,13 @@ std::vector<std::string> title_lines(const PaperColumn& column) {
   return wrapped(column.title, column.width - 2 * kPadding, kSmallSize, true, 3).lines;
 }
 
+std::string capitalized(std::string title) {
+  if (!title.empty() && title[0] >= 'a' && title[0] <= 'z') {
+    title[0] = static_cast<char>(title[0] - 'a' + 'A');
+  }
+  return title;
+}
+
 std::vector<PaperColumn> paper_columns(const std::vector<std::pair<Column, std::size_t>>& shown) {
   constexpr double kWidestNumber = 24;
   constexpr double kNarrowText = 30;
@@ -66,7 +73,8 @@ std::vector<PaperColumn> paper_columns(const std::vector<std::pair<Column, std::
   std::vector<PaperColumn> columns;
   for (const auto& [column, index] : shown) {
     const bool is_number = column.kind == Column::Kind::number;
-    columns.push_back({column.title, column.unit, is_number ? number_width : text_width,
+    columns.push_back({capitalized(column.title), column.unit,
+                       is_number ? number_width : text_width,
                        is_number ? Align::right : Align::left, is_number});
   }
   return columns;

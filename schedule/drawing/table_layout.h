@@ -16,7 +16,7 @@ inline constexpr double kPageWidth = 210;
 inline constexpr double kPageHeight = 297;
 inline constexpr double kPageLeft = 17;
 inline constexpr double kPageTop = 12;
-inline constexpr double kPageBottom = 286;
+inline constexpr double kPageBottom = 287;
 inline constexpr double kContentWidth = 182;
 
 inline constexpr double kSketchWidth = 59;
