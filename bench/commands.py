@@ -22,6 +22,8 @@ import time
 
 BARS = 100_000
 DRAWINGS = 2_000
+# Of a bending list. 5 seconds and 200 MB are the goal.
+MARKS = 2_000
 DIAMETERS = (8, 10, 12, 14, 16, 20, 25, 28)
 
 
@@ -65,8 +67,11 @@ def works(program, folder):
     many, one = folder / "many.abs", folder / "one.abs"
     write_schedule(many, DRAWINGS, BARS)
     write_schedule(one, 1, BARS)
-    project = folder / "bench.db"
+    marks = folder / "marks.abs"
+    write_schedule(marks, 1, MARKS)
+    project, list_project = folder / "bench.db", folder / "marks.db"
     subprocess.run([program, "import", many, "--project", project, "--quiet"], check=True)
+    subprocess.run([program, "import", marks, "--project", list_project, "--quiet"], check=True)
     sheet = str(DRAWINGS // 2)
 
     def fresh(path):
@@ -101,6 +106,10 @@ def works(program, folder):
         Work("export --format bvbs", "sqlite3: all columns of all bars", export + ["bvbs"]),
         Work("export --format xlsx", "sqlite3: all columns of all bars",
              export + ["xlsx", "--output", folder / "bench.xlsx"]),
+    ] + [
+        Work(f"bending-list, 2,000 marks, {format}", None,
+             [program, "bending-list", list_project, "--output", folder / f"bench.{format}"])
+        for format in ("pdf", "svg", "html")
     ]
 
 

@@ -14,7 +14,7 @@ namespace {
 constexpr double kTitleSize = 5.2;
 constexpr double kBoxTop = kPageTop + 7;
 constexpr double kBoxHeight = 10;
-constexpr double kCommentPitch = 3.3;
+constexpr double kCommentPitch = 3.5;
 constexpr std::size_t kMostCommentLines = 2;
 constexpr std::size_t kMostNoteLines = 6;
 

@@ -21,7 +21,7 @@ constexpr double kPadding = 1.1;
 constexpr double kFirstBaseline = 4.2;
 constexpr double kBelowText = 1.6;
 constexpr double kLinePitch = 3.7;
-constexpr double kSmallPitch = 3.2;
+constexpr double kSmallPitch = 3.4;
 constexpr double kTitleSize = 3.4;
 constexpr std::size_t kMostCellLines = 4;
 /// Of all remarks of a row together.

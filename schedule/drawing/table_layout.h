@@ -25,7 +25,7 @@ inline constexpr double kSketchHeight = 22;
 inline constexpr double kHairline = 0.1;
 /// Sizes of texts: of values, and of what stands under and above them.
 inline constexpr double kValueSize = 2.9;
-inline constexpr double kSmallSize = 2.3;
+inline constexpr double kSmallSize = 2.5;
 
 /// A part of a page that stays whole.
 struct Block {

@@ -70,7 +70,7 @@ TEST(BendingListPages, HaveAHeadingWithNamesDateAndNumber) {
   ASSERT_GT(pages.count(), 2U);
   for (std::size_t i = 0; i < pages.count(); ++i) {
     const Picture page = pages.page(i);
-    for (const std::string text :
+    for (const std::string& text :
          {std::string("Bridge"), std::string("417"), std::string("a"), std::string("2026-01-31"),
           "Page " + std::to_string(i + 1) + " of " + std::to_string(pages.count())}) {
       EXPECT_TRUE(has_text(page, text)) << text;

@@ -12,9 +12,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "schedule/import.h"
 #include "schedule/import_plan.h"
 #include "tests/schedule/drawing/read_pdf.h"
 #include "tests/support/store_test.h"
+#include "tests/support/text_of.h"
 
 namespace korvane::schedule::drawing {
 namespace {
