@@ -175,11 +175,12 @@ Block TableLayout::head(const std::string& title) const {
   return block;
 }
 
-void TableLayout::add_cell(Block& block, const PaperColumn& column, const PaperCell& cell,
+bool TableLayout::add_cell(Block& block, const PaperColumn& column, const PaperCell& cell,
                            double left, double& bottom) const {
   const double room = column.width - 2 * kPadding;
   const double x = anchor_of(column, left);
   double baseline = kFirstBaseline;
+  bool is_whole = true;
   if (column.is_number && !cell.text.empty()) {
     const double width = text_width(cell.text, kValueSize, cell.is_bold);
     const double scale = width > room ? std::max(kLeastScale, room / width) : 1;
@@ -187,7 +188,7 @@ void TableLayout::add_cell(Block& block, const PaperColumn& column, const PaperC
         {{x, baseline}, cell.text, kValueSize * scale, column.align, cell.is_bold});
   } else {
     const WrappedText text = wrapped(cell.text, room, kValueSize, cell.is_bold, kMostCellLines);
-    block.is_shortened = block.is_shortened || text.is_shortened;
+    is_whole = !text.is_shortened;
     for (const std::string& line : text.lines) {
       block.picture.texts.push_back({{x, baseline}, line, kValueSize, column.align, cell.is_bold});
       baseline += kLinePitch;
@@ -201,25 +202,20 @@ void TableLayout::add_cell(Block& block, const PaperColumn& column, const PaperC
     block.picture.texts.push_back({{x, baseline}, line, kSmallSize, column.align});
   }
   bottom = std::max(bottom, baseline);
+  return is_whole;
 }
 
-Block TableLayout::row(const PaperRow& row) const {
-  Block block;
-  double bottom = kFirstBaseline;
-  double left = 0;
-  for (std::size_t i = 0; i < columns_.size() && i < row.cells.size(); ++i) {
-    add_cell(block, columns_[i], row.cells[i], left, bottom);
-    left += columns_[i].width;
-  }
+void TableLayout::add_remarks(Block& block, const std::vector<std::string>& remarks, double width,
+                              double& bottom) const {
   std::size_t lines = 0;
-  if (!row.remarks.empty()) bottom += 0.8;
-  for (const std::string& remark : row.remarks) {
+  if (!remarks.empty()) bottom += 0.8;
+  for (const std::string& remark : remarks) {
     if (lines == kMostRemarkLines) {
       block.is_shortened = true;
-      break;
+      return;
     }
     const WrappedText text =
-        wrapped(remark, left - 2 * kPadding, kSmallSize, false, kMostRemarkLines - lines);
+        wrapped(remark, width - 2 * kPadding, kSmallSize, false, kMostRemarkLines - lines);
     block.is_shortened = block.is_shortened || text.is_shortened;
     lines += text.lines.size();
     for (const std::string& line : text.lines) {
@@ -227,6 +223,21 @@ Block TableLayout::row(const PaperRow& row) const {
       block.picture.texts.push_back({{kPadding, bottom}, line, kSmallSize});
     }
   }
+}
+
+Block TableLayout::row(const PaperRow& row) const {
+  Block block;
+  double bottom = kFirstBaseline;
+  double left = 0;
+  std::vector<std::string> remarks;
+  for (std::size_t i = 0; i < columns_.size() && i < row.cells.size(); ++i) {
+    if (!add_cell(block, columns_[i], row.cells[i], left, bottom)) {
+      remarks.push_back(columns_[i].title + ": " + row.cells[i].text);
+    }
+    left += columns_[i].width;
+  }
+  remarks.insert(remarks.end(), row.remarks.begin(), row.remarks.end());
+  add_remarks(block, remarks, left, bottom);
   double height = bottom + kBelowText;
   if (row.shape != nullptr) {
     height = std::max(height, kSketchHeight + 2);

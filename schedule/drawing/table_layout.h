@@ -33,7 +33,7 @@ struct Block {
   Picture picture;
   /// The sketch at its right end, if there is one. Not owned.
   const Shape* shape = nullptr;
-  /// A text in it ends in "…".
+  /// A text in it ends in "…", and its end is nowhere else.
   bool is_shortened = false;
 };
 
@@ -72,14 +72,18 @@ class TableLayout {
 
   /// Titles and units, with the table's own title above them.
   Block head(const std::string& title) const;
-  /// As high as its texts need. A block is never higher than about half a page.
+  /// As high as its texts need, half a page at most. What is too long for its cell stands whole
+  /// among the remarks.
   Block row(const PaperRow& row) const;
   /// A row of the table that the layout was made for.
   Block row(const std::vector<Cell>& cells, bool is_total) const;
 
  private:
-  void add_cell(Block& block, const PaperColumn& column, const PaperCell& cell, double left,
+  /// False if the text is longer than the cell, and ends in "…".
+  bool add_cell(Block& block, const PaperColumn& column, const PaperCell& cell, double left,
                 double& bottom) const;
+  void add_remarks(Block& block, const std::vector<std::string>& remarks, double width,
+                   double& bottom) const;
 
   std::vector<PaperColumn> columns_;
   /// Of a Table, those that are shown: their descriptions and indexes.

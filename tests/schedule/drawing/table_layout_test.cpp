@@ -55,6 +55,15 @@ TEST(TableLayout, ANumberThatIsTooWideIsSmallerAndWhole) {
   EXPECT_LE(text_width(number.text, number.size), 15);
 }
 
+TEST(TableLayout, ATextThatIsTooLongForItsCellStandsWholeAmongTheRemarks) {
+  const std::string mark =
+      "A mark of many words that are more than four lines of its cell can hold";
+  const Block block =
+      TableLayout({{"Mark", "", 20}, {"Name", "", 120}}, false).row({{{mark}, {"x"}}});
+  EXPECT_FALSE(block.is_shortened);
+  EXPECT_THAT(texts_of(block), testing::Contains("Mark: " + mark));
+}
+
 TEST(TableLayout, ATableLeavesOutColumnsThatHaveNothing) {
   Table table;
   table.columns = {{"name", "name", Column::Kind::text},
