@@ -10,18 +10,40 @@ int flags_of(Database::Access access) {
   switch (access) {
     case Database::Access::read:
       return SQLITE_OPEN_READONLY;
+    case Database::Access::settled:
+      return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
     case Database::Access::write:
       return SQLITE_OPEN_READWRITE;
+    case Database::Access::memory:
+      return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_MEMORY;
     default:
       return SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
   }
+}
+
+/// The URI of a file whose content stays as it is.
+std::string settled_uri(const std::string& path) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char c : path) {
+    if (c != '%' && c != '?' && c != '#') {
+      uri += c;
+      continue;
+    }
+    const auto byte = static_cast<unsigned char>(c);
+    uri += '%';
+    uri += kDigits[byte >> 4];
+    uri += kDigits[byte & 0xF];
+  }
+  return uri + "?immutable=1";
 }
 
 }  // namespace
 
 Database::Database(const std::string& filename, Access access) : filename_(filename) {
   // A name such as ":memory:", "file:x" or none at all is no file to SQLite.
-  const std::string path = filename.starts_with('/') ? filename : "./" + filename;
+  std::string path = filename.starts_with('/') ? filename : "./" + filename;
+  if (access == Access::settled) path = settled_uri(path);
   sqlite3* handle = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &handle, flags_of(access), nullptr);
   handle_.reset(handle);
@@ -29,6 +51,16 @@ Database::Database(const std::string& filename, Access access) : filename_(filen
   if (code != SQLITE_OK) fail();
   sqlite3_extended_result_codes(handle, 1);
   sqlite3_busy_timeout(handle, kWaitMilliseconds);
+}
+
+void Database::wait_for_locks(std::chrono::milliseconds time) {
+  sqlite3_busy_timeout(handle(), static_cast<int>(time.count()));
+}
+
+void Database::distrust() {
+  sqlite3_db_config(handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  run("pragma temp_store = memory");
 }
 
 void Database::run(const std::string& sql) {

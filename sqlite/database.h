@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
@@ -28,11 +29,21 @@ class DatabaseError : public std::runtime_error {
 /// One thread at a time.
 class Database {
  public:
-  enum class Access { read, write, make };
+  /// `settled` reads a file that nobody changes meanwhile: takes no lock, looks at no journal and
+  /// makes no file beside it, not even for one in write-ahead mode.
+  /// With `memory` nothing is on a disk, and `filename` is for messages.
+  enum class Access { read, settled, write, make, memory };
 
   /// Opens `filename`, which is a path and never an URI. Only `make` makes a file that is missing.
   /// Throws DatabaseError.
   Database(const std::string& filename, Access access);
+
+  /// How long to wait for locks from now on.
+  void wait_for_locks(std::chrono::milliseconds time);
+
+  /// Takes the file for one that may come from anyone: its own views, triggers and declarations call
+  /// no function that reaches further. What the connection needs besides stays in memory.
+  void distrust();
 
   /// Runs statements that give no rows. Throws DatabaseError.
   void run(const std::string& sql);

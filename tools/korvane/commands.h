@@ -37,5 +37,9 @@ Command add_edit(CLI::App& program);
 Command add_delete(CLI::App& program);
 Command add_serve(CLI::App& program);
 Command add_token(CLI::App& program);
+Command add_check(CLI::App& program);
+Command add_backup(CLI::App& program);
+Command add_restore(CLI::App& program);
+Command add_compact(CLI::App& program);
 
 }  // namespace korvane::tools

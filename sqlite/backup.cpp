@@ -1,0 +1,182 @@
+#include "sqlite/backup.h"
+
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "sqlite/database.h"
+#include "sqlite/folder_entry.h"
+#include "sqlite/schema_check.h"
+
+namespace korvane::sqlite {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Access = Database::Access;
+using IfThere = FolderEntry::IfThere;
+
+constexpr int kPagesOfAStep = 512;
+/// Where a header says in two bytes who may write and read, and those of a file without a
+/// write-ahead log.
+constexpr long kVersions = 18;
+constexpr const char* kWithoutLog = "\x01\x01";
+
+std::string in_quotes(const std::string& name) { return "\"" + name + "\""; }
+
+bool has_content(const std::string& filename) {
+  std::error_code none;
+  return fs::file_size(filename, none) > 0 && !none;
+}
+
+bool is_there(const std::string& filename) {
+  std::error_code none;
+  return fs::exists(fs::symlink_status(filename, none));
+}
+
+/// One reader's view of a file for as long as it lives: a transaction that has begun.
+std::unique_ptr<Database> begin_reading(const std::string& filename, const CopyOptions& options) {
+  if (!fs::exists(filename)) throw std::runtime_error("no project " + filename);
+  if (!fs::is_regular_file(filename))
+    throw std::runtime_error(in_quotes(filename) + " is not a file");
+  const auto begun = [&](Access access) {
+    auto database = std::make_unique<Database>(filename, access);
+    database->wait_for_locks(options.wait);
+    database->distrust();
+    database->run("begin; select count(*) from sqlite_schema");
+    return database;
+  };
+  try {
+    return begun(Access::read);
+  } catch (const DatabaseError& failure) {
+    const int code = failure.code() & 0xFF;
+    if (code != SQLITE_READONLY && code != SQLITE_CANTOPEN) throw;
+  }
+  return begun(Access::write);  // takes in the journal that a reader may not
+}
+
+/// Copies all pages. Both connections are the caller's; the source's transaction has begun, so that
+/// writers cannot make it begin again and again.
+void copy_pages(const Database& source, const Database& destination, const CopyOptions& options) {
+  struct Finished {
+    void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
+  };
+  const std::unique_ptr<sqlite3_backup, Finished> backup(
+      sqlite3_backup_init(destination.handle(), "main", source.handle(), "main"));
+  if (!backup) destination.fail();
+  int code = SQLITE_OK;
+  while ((code = sqlite3_backup_step(backup.get(), kPagesOfAStep)) == SQLITE_OK) {
+    const int total = sqlite3_backup_pagecount(backup.get());
+    options.progress(static_cast<std::size_t>(total - sqlite3_backup_remaining(backup.get())),
+                     static_cast<std::size_t>(total));
+  }
+  if (code == SQLITE_DONE) return;
+  throw DatabaseError(in_quotes(destination.filename()) + ": " + sqlite3_errstr(code), code);
+}
+
+std::vector<Finding> without_notes(const CheckReport& report) {
+  std::vector<Finding> findings;
+  for (Finding& finding : report.findings.listed()) {
+    if (finding.severity() != Severity::note) findings.push_back(std::move(finding));
+  }
+  return findings;
+}
+
+/// Throws for damage, with the first of it.
+void require_undamaged(const CheckReport& report, const std::string& what) {
+  for (const Finding& finding : report.findings.listed()) {
+    if (finding.severity() == Severity::damage) {
+      throw std::runtime_error(what + " has damage: " + finding.text);
+    }
+  }
+}
+
+/// Copies into a new file, which is checked before it has its name.
+CopyResult copy_to_new(const Database& source, const std::string& to, IfThere if_there,
+                       const CopyOptions& options) {
+  require_no_journal(to);
+  FolderEntry entry(to, source.filename());
+  {
+    Database destination(entry.path(), Access::write);
+    destination.run("pragma journal_mode = off; pragma synchronous = off");
+    copy_pages(source, destination, options);
+  }
+  entry.overwrite(kVersions, kWithoutLog);
+  CheckOptions check;
+  check.are_rows_read = false;
+  CheckReport report = check_file(entry.path(), check);
+  require_undamaged(report, "the copy of " + in_quotes(source.filename()));
+  Statement pages(source, "pragma page_count");
+  if (!pages.next() || pages.integer(0) != report.pages) {
+    throw std::runtime_error("the copy of " + in_quotes(source.filename()) +
+                             " does not have all of its pages");
+  }
+  entry.put_in_place(if_there);
+  return {to, report.pages * report.page_bytes, without_notes(report),
+          if_there == IfThere::replace};
+}
+
+/// Copies into a database that is there, in one transaction. None if SQLite finds no database to
+/// begin it in.
+std::optional<CopyResult> copy_into(const Database& source, const std::string& to,
+                                    const CopyOptions& options) {
+  try {
+    Database destination(to, Access::write);
+    destination.wait_for_locks(options.wait);
+    copy_pages(source, destination, options);
+  } catch (const DatabaseError& failure) {
+    const int code = failure.code() & 0xFF;
+    if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) return {};
+    throw;
+  }
+  std::error_code none;
+  return CopyResult{to, static_cast<std::int64_t>(fs::file_size(to, none)), {}, false};
+}
+
+}  // namespace
+
+CopyResult back_up(const std::string& project, const std::string& to, const CopyOptions& options) {
+  std::string target = to;
+  if (fs::is_directory(to)) target = (fs::path(to) / fs::path(project).filename()).string();
+  std::error_code none;
+  if (fs::equivalent(project, target, none)) {
+    throw std::runtime_error(in_quotes(target) + " is the project itself");
+  }
+  if (is_there(target) && !options.is_replacing) {
+    throw std::runtime_error(in_quotes(target) + " is there already");
+  }
+  const std::unique_ptr<Database> source = begin_reading(project, options);
+  require_project(*source);
+  return copy_to_new(*source, target, options.is_replacing ? IfThere::replace : IfThere::fail,
+                     options);
+}
+
+CopyResult restore(const std::string& backup, const std::string& project,
+                   const CopyOptions& options) {
+  std::error_code none;
+  if (fs::equivalent(backup, project, none)) {
+    throw std::runtime_error(in_quotes(project) + " is the backup itself");
+  }
+  if (fs::is_directory(project)) throw std::runtime_error(in_quotes(project) + " is not a file");
+  if (has_content(project) && !options.is_replacing) {
+    throw std::runtime_error(in_quotes(project) + " is there already");
+  }
+  const std::unique_ptr<Database> source = begin_reading(backup, options);
+  CheckReport report;
+  report.filename = backup;
+  check_database(*source, {}, report, nullptr);
+  require_undamaged(report, in_quotes(backup));
+  std::optional<CopyResult> result;
+  if (fs::exists(project)) result = copy_into(*source, project, options);
+  if (!result) {
+    result = copy_to_new(*source, project, fs::exists(project) ? IfThere::replace : IfThere::fail,
+                         options);
+  }
+  result->findings = without_notes(report);
+  return *std::move(result);
+}
+
+}  // namespace korvane::sqlite

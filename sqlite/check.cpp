@@ -1,0 +1,170 @@
+#include "sqlite/check.h"
+
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <filesystem>
+#include <memory>
+#include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+#include "sqlite/application_id.h"
+#include "sqlite/relation_check.h"
+
+namespace korvane::sqlite {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Access = Database::Access;
+
+constexpr std::size_t kHeaderBytes = 100;
+constexpr std::string_view kMagic = std::string_view("SQLite format 3\0", 16);
+/// Where the header says who may read, and its value for a write-ahead log.
+constexpr std::size_t kReadVersion = 19;
+constexpr char kWriteAheadLog = 2;
+
+void tell(CheckReport& report, Kind kind, std::string text) {
+  Finding finding;
+  finding.kind = kind;
+  finding.text = std::move(text);
+  report.findings.add(std::move(finding));
+}
+
+/// The first bytes of a file, fewer if it is shorter. None if it cannot be read, with the reason in
+/// `errno`. Never waits, not even for a pipe.
+std::optional<std::string> header_of(const std::string& filename) {
+  const int file = ::open(filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) return {};
+  std::string header(kHeaderBytes, '\0');
+  const ::ssize_t size = ::pread(file, header.data(), header.size(), 0);
+  const int reason = errno;
+  ::close(file);
+  errno = reason;
+  if (size < 0) return {};
+  header.resize(static_cast<std::size_t>(size));
+  return header;
+}
+
+bool has_bytes(const std::string& filename) {
+  std::error_code none;
+  return fs::file_size(filename, none) > 0 && !none;
+}
+
+std::string reason() { return std::system_category().message(errno); }
+
+/// Opens the file in the way that changes nothing about it or beside it. None for what is no
+/// database, which is told.
+std::unique_ptr<Database> open(CheckReport& report) {
+  const std::string& filename = report.filename;
+  struct stat status {};
+  if (::stat(filename.c_str(), &status) != 0) {
+    tell(report, Kind::unreadable, "cannot be opened: " + reason());
+    return nullptr;
+  }
+  if (!S_ISREG(status.st_mode)) {
+    tell(report, Kind::unreadable, "is not a file");
+    return nullptr;
+  }
+  const std::optional<std::string> header = header_of(filename);
+  if (!header) {
+    tell(report, Kind::unreadable, "cannot be read: " + reason());
+    return nullptr;
+  }
+  if (header->empty()) {
+    tell(report, Kind::not_a_project, "is empty");
+    return nullptr;
+  }
+  if (!header->starts_with(kMagic) || header->size() < kHeaderBytes) {
+    tell(report, Kind::not_a_database, "is not a database");
+    return nullptr;
+  }
+  if ((*header)[kReadVersion] != kWriteAheadLog) {
+    return std::make_unique<Database>(filename, Access::read);
+  }
+  // To read the log SQLite needs an index of it beside the file, and would make one.
+  if (!has_bytes(filename + "-wal")) return std::make_unique<Database>(filename, Access::settled);
+  if (!has_bytes(filename + "-shm")) {
+    tell(
+        report, Kind::journal,
+        "a write-ahead log lies beside it that nobody has taken in; the file was not read further");
+    return nullptr;
+  }
+  tell(report, Kind::write_ahead_log, "changes wait in a write-ahead log beside it");
+  return std::make_unique<Database>(filename, Access::read);
+}
+
+void tell_failure(CheckReport& report, const DatabaseError& failure) {
+  switch (failure.code()) {
+    case SQLITE_READONLY_ROLLBACK:
+      return tell(report, Kind::journal,
+                  "the journal of a write that was broken off lies beside it; the file was not "
+                  "read further");
+    case SQLITE_NOTADB:
+      return tell(report, Kind::not_a_database, "is not a database");
+    default:
+      break;
+  }
+  const std::string text = sqlite3_errstr(failure.code());
+  switch (failure.code() & 0xFF) {
+    case SQLITE_CORRUPT:
+      return tell(report, Kind::pages, "SQLite: " + text);
+    case SQLITE_BUSY:
+      return tell(report, Kind::unreadable,
+                  "another program kept it locked for as long as was waited");
+    default:
+      return tell(report, Kind::unreadable, "SQLite: " + text);
+  }
+}
+
+std::int64_t integer_of(const Database& database, const std::string& sql) {
+  Statement statement(database, sql);
+  return statement.next() ? statement.integer(0) : 0;
+}
+
+std::string hex_number(std::uint32_t number) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text = "0x";
+  for (int shift = 28; shift >= 0; shift -= 4) text += kDigits[(number >> shift) & 0xF];
+  return text;
+}
+
+}  // namespace
+
+void check_database(const Database& database, const CheckOptions& options, CheckReport& report,
+                    Mends* mends) {
+  report.pages = integer_of(database, "pragma main.page_count");
+  report.page_bytes = integer_of(database, "pragma main.page_size");
+  report.application_id =
+      static_cast<std::uint32_t>(integer_of(database, "pragma main.application_id"));
+  const FoundTables found = check_schema(database, report.findings);
+  if (report.application_id != 0 && report.application_id != kApplicationId) {
+    tell(report, Kind::not_ours,
+         "the application id " + hex_number(report.application_id) + " is not a project's");
+  }
+  check_integrity(database, report.findings);
+  if (found.empty()) return;
+  check_relations(database, found, report.findings);
+  if (options.are_rows_read) report.seen = check_rows(database, found, report.findings, mends);
+}
+
+CheckReport check_file(const std::string& filename, const CheckOptions& options) {
+  CheckReport report;
+  report.filename = filename;
+  try {
+    const std::unique_ptr<Database> database = open(report);
+    if (!database) return report;
+    database->wait_for_locks(options.wait);
+    database->distrust();
+    database->run("begin");
+    check_database(*database, options, report, nullptr);
+  } catch (const DatabaseError& failure) {
+    tell_failure(report, failure);
+  }
+  return report;
+}
+
+}  // namespace korvane::sqlite

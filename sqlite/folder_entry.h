@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+
+namespace korvane::sqlite {
+
+/// A file that takes its name when it is whole: it is written as ".NAME.part" beside it. What a
+/// process that was killed has left of one is begun anew by the next for the same name.
+///
+/// All functions throw std::runtime_error "cannot write \"<name>\": <reason>".
+class FolderEntry {
+ public:
+  enum class IfThere { fail, replace };
+
+  /// `name` may be a link to where the file is to be. The new file has the permissions of
+  /// `like`. Throws as well "… is being written by another program" while that is so.
+  FolderEntry(const std::string& name, const std::string& like);
+  FolderEntry(const FolderEntry&) = delete;
+  FolderEntry& operator=(const FolderEntry&) = delete;
+  /// Removes what was written, unless it is in its place.
+  ~FolderEntry();
+
+  /// What is to be written.
+  const std::string& path() const { return path_; }
+
+  /// Writes bytes over those at `offset`.
+  void overwrite(long offset, const std::string& bytes);
+
+  /// Has the disk take the bytes, then gives them their name, then has the disk take that. Throws
+  /// as well "\"<name>\" is there already", also for one that came meanwhile.
+  void put_in_place(IfThere if_there);
+
+ private:
+  [[noreturn]] void fail() const;
+  void open_locked();
+  void take_name(IfThere if_there) const;
+  void sync_folder() const;
+
+  std::string name_;
+  std::string target_;
+  std::string path_;
+  int file_ = -1;
+  bool is_in_place_ = false;
+};
+
+/// Throws std::runtime_error if SQLite would take changes into a new file of this name from what an
+/// earlier one has left: "\"<name>-journal\" lies beside it …".
+void require_no_journal(const std::string& name);
+
+}  // namespace korvane::sqlite
