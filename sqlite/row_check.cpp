@@ -250,14 +250,16 @@ class TableCheck {
     const std::int64_t sheet = rows_->integer(place);
     if (rows_->is_null(place)) {
       tell(Kind::revision_without_sheet, "sheet_id", "belongs to no sheet");
-    } else if (sheet != record.sheet_id) {
+    } else {
+      checked_.sheets[row_] = sheet;
+    }
+    if (!rows_->is_null(place) && sheet != record.sheet_id) {
       Finding made = finding(Kind::other_sheet, "sheet_id", "");
       made.found = std::to_string(sheet);
       made.expected = std::to_string(record.sheet_id);
       made.text += "belongs to sheet " + made.found + ", raw says " + made.expected;
       checked_.findings.add(std::move(made));
     }
-    checked_.sheets[row_] = sheet;
     record.sheet_id = static_cast<std::int32_t>(sheet);
     keep(std::move(record), checked_.seen.revisions);
   }
@@ -267,7 +269,7 @@ class TableCheck {
     Finding made;
     made.kind = Kind::project_rows;
     made.table = table_.name();
-    made.text = "project: " + "there are " + std::to_string(count_) + " rows, of which one is read";
+    made.text = "project: there are " + std::to_string(count_) + " rows, of which one is read";
     checked_.findings.add(std::move(made));
   }
 
