@@ -146,7 +146,7 @@ CopyResult back_up(const std::string& project, const std::string& to, const Copy
     throw std::runtime_error(in_quotes(target) + " is the project itself");
   }
   if (is_there(target) && !options.is_replacing) {
-    throw std::runtime_error(in_quotes(target) + " is there already");
+    throw AlreadyThere(target);
   }
   const std::unique_ptr<Database> source = begin_reading(project, options);
   require_project(*source);
@@ -162,7 +162,7 @@ CopyResult restore(const std::string& backup, const std::string& project,
   }
   if (fs::is_directory(project)) throw std::runtime_error(in_quotes(project) + " is not a file");
   if (has_content(project) && !options.is_replacing) {
-    throw std::runtime_error(in_quotes(project) + " is there already");
+    throw AlreadyThere(project);
   }
   const std::unique_ptr<Database> source = begin_reading(backup, options);
   CheckReport report;

@@ -41,7 +41,7 @@ struct CopyResult {
 ///
 /// Throws DatabaseError and std::runtime_error, and leaves nothing of the copy:
 ///
-/// - "\"<to>\" is there already" without `is_replacing`
+/// - AlreadyThere "\"<to>\" is there already" without `is_replacing`
 /// - "\"<to>\" is the project itself"
 /// - "\"<project>\" is not a korvane project: …"
 /// - "the copy of \"<project>\" has damage: …": so has the project, then
@@ -54,8 +54,8 @@ CopyResult back_up(const std::string& project, const std::string& to,
 /// and who is killed leaves the old one. One that is damaged so that SQLite cannot begin is replaced
 /// by a new file, which others who have it open do not see.
 ///
-/// Throws as back_up does, "\"<backup>\" has damage: …", and "\"<project>\" is there already" for
-/// one with content without `is_replacing`.
+/// Throws as back_up does, "\"<backup>\" has damage: …", and AlreadyThere for a project with
+/// content without `is_replacing`.
 CopyResult restore(const std::string& backup, const std::string& project,
                    const CopyOptions& options = {});
 

@@ -83,7 +83,7 @@ void FolderEntry::take_name(IfThere if_there) const {
   // Not every file system has it.
   const bool is_known = errno != EINVAL && errno != ENOSYS;
   if ((is_known && errno == EEXIST) || (!is_known && fs::exists(target_))) {
-    throw std::runtime_error("\"" + name_ + "\" is there already");
+    throw AlreadyThere(name_);
   }
   if (is_known || ::rename(path_.c_str(), target_.c_str()) != 0) fail();
 }

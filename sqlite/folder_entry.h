@@ -1,8 +1,16 @@
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 namespace korvane::sqlite {
+
+/// "\"<name>\" is there already", and nobody has said that it may be replaced.
+class AlreadyThere : public std::runtime_error {
+ public:
+  explicit AlreadyThere(const std::string& name)
+      : std::runtime_error("\"" + name + "\" is there already") {}
+};
 
 /// A file that takes its name when it is whole: it is written as ".NAME.part" beside it. What a
 /// process that was killed has left of one is begun anew by the next for the same name.
@@ -27,7 +35,7 @@ class FolderEntry {
   void overwrite(long offset, const std::string& bytes);
 
   /// Has the disk take the bytes, then gives them their name, then has the disk take that. Throws
-  /// as well "\"<name>\" is there already", also for one that came meanwhile.
+  /// AlreadyThere as well, also for a file that came meanwhile.
   void put_in_place(IfThere if_there);
 
  private:

@@ -92,7 +92,8 @@ TEST_F(Backup, GoesIntoAFolderUnderTheProjectsName) {
 
 TEST_F(Backup, ReplacesNothingUnlessItIsTold) {
   std::ofstream(copy()) << "mine";
-  EXPECT_EQ(failure_of([&] { back_up(file(), copy()); }), "\"" + copy() + "\" is there already");
+  EXPECT_EQ(failure_of([&] { back_up(file(), copy()); }),
+            "\"" + copy() + "\" is there already");
   EXPECT_EQ(test::text_of(copy()), "mine");
   back_up(file(), copy(), replacing());
   EXPECT_EQ(content(copy()), content(file()));
@@ -219,7 +220,8 @@ TEST_F(Restore, MakesAProjectThatIsNotThere) {
 TEST_F(Restore, ReplacesNoContentUnlessItIsTold) {
   back_up(file(), copy());
   run_plainly("update rebar set comment = 'new'");
-  EXPECT_EQ(failure_of([&] { restore(copy(), file()); }), "\"" + file() + "\" is there already");
+  EXPECT_EQ(failure_of([&] { restore(copy(), file()); }),
+            "\"" + file() + "\" is there already");
   EXPECT_EQ(value("select comment from rebar"), "new");
   EXPECT_FALSE(restore(copy(), file(), replacing()).is_replaced);
   EXPECT_EQ(content(file()), content(copy()));

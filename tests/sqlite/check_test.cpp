@@ -2,6 +2,7 @@
 
 #include "sqlite/check.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "tests/sqlite/damaged_project.h"
 #include "tests/support/text_of.h"
@@ -378,6 +380,45 @@ TEST_F(CheckOfSoundFiles, FindsNothingWhereValuesTakeAnotherFormInTheirColumn) {
     add({bar, bar});
   }
   EXPECT_THAT(check_lines(file()), IsEmpty());
+}
+
+/// The reference vectors of one contract, referring to what is there.
+template <class Kind>
+std::vector<typename Kind::Record> golden_records(const std::string& contract,
+                                                  const test::Parents& parents) {
+  std::vector<typename Kind::Record> records;
+  std::ifstream lines(KORVANE_TEST_DATA "/encoding/golden.jsonl");
+  for (std::string line; std::getline(lines, line);) {
+    const nlohmann::json vector = nlohmann::json::parse(line);
+    if (vector.at("struct") != contract) continue;
+    const std::string digits = vector.at("hex");
+    std::string bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2) {
+      bytes += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    records.push_back(
+        test::referring<Kind>(encoding::decode<typename Kind::Record>(
+                                  bytes.data(), static_cast<std::uint32_t>(bytes.size())),
+                              parents));
+  }
+  return records;
+}
+
+TEST_F(CheckOfSoundFiles, FindsNothingInTheReferenceVectors) {
+  const std::int32_t material = make_material();
+  const test::Parents parents{make_revision(), material, make_fabric_type(material)};
+  const auto bars = golden_records<test::RebarKind>("Rebar", parents);
+  const auto fabrics = golden_records<test::FabricKind>("Fabric", parents);
+  const auto spacers = golden_records<test::BarSpacerKind>("BarSpacer", parents);
+  const auto parts = golden_records<test::MountingPartKind>("MountingPart", parents);
+  EXPECT_GT(std::min({bars.size(), fabrics.size(), spacers.size(), parts.size()}), 10U);
+  add(bars);
+  add(fabrics);
+  add(spacers);
+  add(parts);
+  const CheckReport report = check_file(file());
+  EXPECT_TRUE(report.is_sound()) << testing::PrintToString(lines_of(report));
+  EXPECT_GT(report.seen.count, bars.size());
 }
 
 TEST_F(CheckOfSoundFiles, FindsNothingAfterUpdates) {

@@ -1,8 +1,10 @@
 #include "tools/korvane/copy_command.h"
 
 #include <iostream>
+#include <stdexcept>
 #include <utility>
 
+#include "sqlite/folder_entry.h"
 #include "tools/korvane/columns.h"
 #include "tools/korvane/progress.h"
 #include "tools/korvane/standard_output.h"
@@ -19,7 +21,11 @@ void print_copy(const std::string& table_name, const OutputOptions& output,
     options.progress = [&](std::size_t done, std::size_t total) {
       progress.show("copying", done, total);
     };
-    result = copy(options);
+    try {
+      result = copy(options);
+    } catch (const sqlite::AlreadyThere& failure) {
+      throw std::runtime_error(std::string(failure.what()) + " (--force replaces it)");
+    }
   }
   for (const sqlite::Finding& finding : result.findings) {
     std::cerr << "warning: " << printable(finding.text) << '\n';

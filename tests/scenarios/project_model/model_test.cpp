@@ -9,16 +9,27 @@
 
 #include <gtest/gtest.h>
 
+#include "sqlite/check.h"
 #include "tests/scenarios/project_model/project_against_model.h"
 
 namespace korvane::test {
 namespace {
 
 constexpr int kSteps = 10'000;
+constexpr int kStepsOfACheck = 250;
 
 std::uint32_t some_seed() {
   const char* const given = std::getenv("KORVANE_MODEL_SEED");
   return given != nullptr ? static_cast<std::uint32_t>(std::stoul(given)) : std::random_device{}();
+}
+
+/// Whatever operations have made of a file, a check finds nothing wrong with it.
+void expect_sound(const std::string& file) {
+  const sqlite::CheckReport report = sqlite::check_file(file);
+  if (report.is_sound()) return;
+  for (const sqlite::Finding& finding : report.findings.listed()) {
+    if (finding.severity() != sqlite::Severity::note) ADD_FAILURE() << finding.text;
+  }
 }
 
 TEST(AgainstTheModel, RandomOperationsLeaveWhatTheModelHas) {
@@ -31,8 +42,10 @@ TEST(AgainstTheModel, RandomOperationsLeaveWhatTheModelHas) {
   for (int i = 0; i < kSteps && !testing::Test::HasFailure(); ++i) {
     SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(i));
     project.step();
+    if (i % kStepsOfACheck == 0) expect_sound(project.file());
   }
   project.compare();
+  expect_sound(project.file());
 }
 
 }  // namespace

@@ -28,6 +28,8 @@ class ProjectAgainstModel::Impl {
  public:
   explicit Impl(Choose choose) : number(std::move(choose)) { reopen(); }
 
+  const std::string& file() const { return file_; }
+
   void step() {
     switch (number(26)) {
       case 0:
@@ -119,7 +121,7 @@ class ProjectAgainstModel::Impl {
  private:
   void reopen() {
     project_.reset();
-    project_ = std::make_shared<Project_Service_Impl>(0, folder_.file("project.db"));
+    project_ = std::make_shared<Project_Service_Impl>(0, file_);
     // Durability is not tested here, and would take most of the time.
     query("PRAGMA synchronous = off");
   }
@@ -394,6 +396,7 @@ class ProjectAgainstModel::Impl {
 
   const Choose number;
   TemporaryFolder folder_;
+  const std::string file_ = folder_.file("project.db");
   std::shared_ptr<Project_Service_Impl> project_;
   ProjectModel model_;
 };
@@ -406,5 +409,7 @@ ProjectAgainstModel::~ProjectAgainstModel() = default;
 void ProjectAgainstModel::step() { impl_->step(); }
 
 void ProjectAgainstModel::compare() { impl_->compare(); }
+
+const std::string& ProjectAgainstModel::file() const { return impl_->file(); }
 
 }  // namespace korvane::test

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace korvane::test {
 
@@ -20,6 +21,9 @@ class ProjectAgainstModel {
   void step();
   /// Looks at the whole of the project through every read.
   void compare();
+
+  /// The file of the project.
+  const std::string& file() const;
 
  private:
   class Impl;
