@@ -94,8 +94,13 @@ void require_undamaged(const CheckReport& report, const std::string& what) {
   }
 }
 
-/// Copies into a new file, which is checked before it has its name.
-CopyResult copy_to_new(const Database& source, const std::string& to, IfThere if_there,
+std::int64_t page_count(const Database& database) {
+  Statement pages(database, "pragma page_count");
+  return pages.next() ? pages.integer(0) : 0;
+}
+
+/// Copies into a new file, which is checked before it has its name. Ends the source's transaction.
+CopyResult copy_to_new(Database& source, const std::string& to, IfThere if_there,
                        const CopyOptions& options) {
   require_no_journal(to);
   FolderEntry entry(to, source.filename());
@@ -104,13 +109,14 @@ CopyResult copy_to_new(const Database& source, const std::string& to, IfThere if
     destination.run("pragma journal_mode = off; pragma synchronous = off");
     copy_pages(source, destination, options);
   }
+  const std::int64_t pages = page_count(source);
+  source.run("rollback");  // writers may go on
   entry.overwrite(kVersions, kWithoutLog);
   CheckOptions check;
   check.are_rows_read = false;
   CheckReport report = check_file(entry.path(), check);
   require_undamaged(report, "the copy of " + in_quotes(source.filename()));
-  Statement pages(source, "pragma page_count");
-  if (!pages.next() || pages.integer(0) != report.pages) {
+  if (pages != report.pages) {
     throw std::runtime_error("the copy of " + in_quotes(source.filename()) +
                              " does not have all of its pages");
   }

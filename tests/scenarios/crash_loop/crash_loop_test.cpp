@@ -25,6 +25,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "sqlite/check.h"
 #include "tests/scenarios/crash_loop/scripted_stream.h"
 #include "tests/support/plain_sqlite.h"
 #include "tests/support/temporary_folder.h"
@@ -128,6 +129,7 @@ class CrashedProject {
     }
     EXPECT_EQ(plain_rows(file_, "pragma integrity_check"), (Rows{{"ok"}}));
     EXPECT_EQ(plain_rows(file_, "pragma foreign_key_check"), Rows{});
+    EXPECT_TRUE(sqlite::check_file(file_).is_sound());
     found = dump(file_);
     apply(acknowledged);
     if (found == dump(wanted_file_)) return;

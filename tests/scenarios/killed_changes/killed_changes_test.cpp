@@ -25,6 +25,7 @@
 #include "schedule/changes.h"
 #include "schedule/new_revisions.h"
 #include "schedule/structure.h"
+#include "sqlite/check.h"
 #include "tests/support/plain_sqlite.h"
 #include "tests/support/records.h"
 #include "tests/support/temporary_folder.h"
@@ -170,6 +171,7 @@ class KilledChanges : public testing::Test {
           << table;
     }
     EXPECT_EQ(plain_rows(file, "select id from rebar where end_treatment_start is null"), Rows());
+    EXPECT_TRUE(sqlite::check_file(file).is_sound());
   }
 
   TemporaryFolder folder_;
