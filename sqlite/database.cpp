@@ -54,7 +54,15 @@ Database::Database(const std::string& filename, Access access) : filename_(filen
 }
 
 void Database::wait_for_locks(std::chrono::milliseconds time) {
-  sqlite3_busy_timeout(handle(), static_cast<int>(time.count()));
+  // The number stands in the pointer's place, as nothing else lives as long as the connection.
+  sqlite3_busy_handler(
+      handle(),
+      [](void* milliseconds, int asked) {
+        if (asked >= reinterpret_cast<std::intptr_t>(milliseconds)) return 0;
+        sqlite3_sleep(1);
+        return 1;
+      },
+      reinterpret_cast<void*>(static_cast<std::intptr_t>(time.count())));
 }
 
 void Database::distrust() {

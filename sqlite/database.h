@@ -38,7 +38,8 @@ class Database {
   /// Throws DatabaseError.
   Database(const std::string& filename, Access access);
 
-  /// How long to wait for locks from now on.
+  /// How long to wait for locks from now on, and to ask for them every millisecond: SQLite's own
+  /// waiting asks ever more rarely, and hardly gets a turn beside those that write without a pause.
   void wait_for_locks(std::chrono::milliseconds time);
 
   /// Takes the file for one that may come from anyone: its own views, triggers and declarations call
