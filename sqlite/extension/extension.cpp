@@ -1,0 +1,39 @@
+#include "sqlite/extension/extension.h"
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "sqlite/extension/functions.h"
+#include "sqlite/extension/views.h"
+
+namespace korvane::sqlite::extension {
+
+namespace {
+
+/// Whether the main database has a table or view of that name, which a temporary view would hide.
+/// A database that cannot be read has none.
+bool is_taken(sqlite3* database, const std::string& name) {
+  sqlite3_stmt* handle = nullptr;
+  sqlite3_prepare_v2(database,
+                     "SELECT 1 FROM main.sqlite_master WHERE name = ? COLLATE NOCASE "
+                     "AND type IN ('table', 'view')",
+                     -1, &handle, nullptr);
+  if (handle == nullptr) return false;
+  const auto finalize = [](sqlite3_stmt* statement) { sqlite3_finalize(statement); };
+  const std::unique_ptr<sqlite3_stmt, decltype(finalize)> statement(handle, finalize);
+  sqlite3_bind_text(handle, 1, name.c_str(), -1, SQLITE_STATIC);
+  return sqlite3_step(handle) == SQLITE_ROW;
+}
+
+}  // namespace
+
+void add_to(sqlite3* database) {
+  if (add_functions(database) != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database));
+  std::vector<View> views = views_of("main", "");
+  std::erase_if(views, [&](const View& view) { return is_taken(database, view.name); });
+  make_views(database, views);
+}
+
+}  // namespace korvane::sqlite::extension
