@@ -31,6 +31,7 @@ Command add_compare(CLI::App& program);
 Command add_export(CLI::App& program);
 Command add_import(CLI::App& program);
 Command add_list(CLI::App& program);
+Command add_query(CLI::App& program);
 Command add_show(CLI::App& program);
 Command add_schema(CLI::App& program);
 Command add_edit(CLI::App& program);

@@ -65,6 +65,10 @@ Project_Service& EmbeddedProject::open(const std::string& filename, IfMissing if
   return *service;
 }
 
+void require_project_file(const std::string& filename) {
+  require_project(filename, EmbeddedProject::IfMissing::fail);
+}
+
 boost::filesystem::path default_plugin_folder() {
   return boost::dll::program_location().parent_path().parent_path() / "plugins";
 }

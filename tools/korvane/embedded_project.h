@@ -41,6 +41,9 @@ class EmbeddedProject {
   model::cad::Project_Service* service_ = nullptr;
 };
 
+/// Throws as the constructor of EmbeddedProject does for a file that is missing or has other content.
+void require_project_file(const std::string& filename);
+
 /// The folder of the plugins beside this program: `plugins` in the folder above the program's own.
 boost::filesystem::path default_plugin_folder();
 

@@ -35,6 +35,7 @@ int run(int argc, char** argv) {
            add_show,
            add_bending_list,
            add_compare,
+           add_query,
            add_edit,
            add_delete,
            add_check,
