@@ -104,7 +104,7 @@ TEST_F(Document, AGuidelineIsSeenWhole) {
   EXPECT_EQ(connection.rows("select legs from bars where id = 1"),
             (test::Rows{{R"([{"length":400,"angle":90},{"length":600,"angle":0}])"}}));
   EXPECT_EQ(connection.rows("select distinct steel from bars where sheet = '417'"),
-            (test::Rows{{"B500A"}}));
+            (test::Rows{{"B500A"}, {"IV"}}));
   EXPECT_EQ(connection.rows("select fabric_type, sum(total_fabrics) from fabrics group by 1 "
                             "order by 1 limit 1"),
             (test::Rows{{"Q257", connection.value("select sum(total_fabrics) from fabrics where "

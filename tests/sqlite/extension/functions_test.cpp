@@ -97,10 +97,9 @@ TEST_F(Functions, MayStandInAnIndexAndInAViewOfASchemaThatIsNotTrusted) {
   connection_.rows("create table spacer (raw)");
   connection_.rows("create index by_name on spacer (korvane_json('BarSpacer', raw))");
   connection_.rows(
-      "create view names as select korvane_json('BarSpacer', raw) ->> 'quantity' as q "
-      "from spacer");
+      "create view lengths as select length(korvane_json('BarSpacer', raw)) as l from spacer");
   connection_.rows("insert into spacer values (x'00')");
-  EXPECT_EQ(connection_.value("select q from names"), "0");
+  EXPECT_EQ(connection_.value("select l > 100 from lengths"), "1");
 }
 
 TEST_F(Functions, ViewsCannotBeMadeByAnotherView) {
