@@ -17,6 +17,7 @@
 
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
+#include "model/tables/tables.h"
 #include "tests/bond/bytes.h"
 #include "tests/host/http/request_rows.h"
 #include "tests/support/every_contract.h"
@@ -181,6 +182,38 @@ void add_requests(SeedFolder& http) {
   }
 }
 
+/// A record of each table that stores some, at its defaults, filled, cut and at random, and the marks
+/// of changes.
+void add_stored_records(SeedFolder& sql) {
+  std::uint8_t table_number = 0;
+  const auto add = [&]<class T>(const korvane::model::tables::Table<T>&) {
+    if constexpr (!std::is_same_v<T, korvane::model::cad::EndTreatment>) {
+      const std::string filled{
+          korvane::test::view(korvane::encoding::encode(korvane::test::Filler().make<T>()))};
+      sql.add(table_number, korvane::test::view(korvane::encoding::encode(T{})));
+      sql.add(table_number, filled);
+      sql.add(table_number, filled.substr(0, filled.size() / 2));
+      for (std::uint32_t seed = 1; seed <= 4; ++seed) {
+        const T record = korvane::test::RandomFiller(seed).make<T>();
+        sql.add(table_number, korvane::test::view(korvane::encoding::encode(record)));
+      }
+      if constexpr (std::is_same_v<T, korvane::model::cad::Sheet> ||
+                    std::is_same_v<T, korvane::model::cad::Revision>) {
+        for (const char* const step : {"filling", "whole", "placed", "removing", "importing"}) {
+          T record{};
+          korvane::Variant& mark = record.properties["korvane.change"];
+          mark.value_int32.set(1);
+          mark.value_string.set(std::string(step) + " someone 1");
+          record.properties["korvane.import"].value_string.set("r\ns\n");
+          sql.add(table_number, korvane::test::view(korvane::encoding::encode(record)));
+        }
+      }
+      ++table_number;
+    }
+  };
+  korvane::model::tables::for_each_table(add);
+}
+
 void add_choices(SeedFolder& model) {
   constexpr std::uint32_t kSeeds = 60;
   for (std::uint32_t seed = 1; seed <= kSeeds; ++seed) {
@@ -226,6 +259,7 @@ int main(int count, char** arguments) {
     SeedFolder document(folder / "document");
     SeedFolder http(folder / "http");
     SeedFolder model(folder / "model");
+    SeedFolder sql(folder / "sql");
     add_records(decode, json);
     add_reference_vectors(decode);
     add_strange_json(json);
@@ -233,6 +267,7 @@ int main(int count, char** arguments) {
     add_documents(document);
     add_requests(http);
     add_choices(model);
+    add_stored_records(sql);
     write_json_dictionary(folder / "json.dict");
   } catch (const std::exception& failure) {
     std::cerr << failure.what() << '\n';

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 action=${1:?run or minimise}
 shift
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(decode json bvbs document http model)
+[ ${#targets[@]} -gt 0 ] || targets=(decode json bvbs document http model sql)
 folder=build/fuzz
 # Short stacks of allocations and a small quarantine: several times the executions.
 export ASAN_OPTIONS=quarantine_size_mb=16:malloc_context_size=5

@@ -51,6 +51,12 @@ TEST(Library, NeedsNeitherSqliteNorALibraryOfTheProject) {
 
 class LoadedProject : public test::StoreTest {
  protected:
+  void SetUp() override {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a library with a sanitizer only fits a program with one";
+#endif
+  }
+
   LoadedProject() {
     model::cad::Sheet sheet;
     sheet.name = "417";
