@@ -13,7 +13,7 @@ namespace korvane::sqlite::extension {
 namespace {
 
 /// Whether the main database has a table or view of that name, which a temporary view would hide.
-/// A database that cannot be read has none.
+/// A database that cannot be read has none: it takes no views either.
 bool is_taken(sqlite3* database, const std::string& name) {
   sqlite3_stmt* handle = nullptr;
   sqlite3_prepare_v2(database,
@@ -30,10 +30,16 @@ bool is_taken(sqlite3* database, const std::string& name) {
 }  // namespace
 
 void add_to(sqlite3* database) {
-  if (add_functions(database) != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database));
+  // The views come first: a library whose loading fails is unloaded, and must leave no function.
   std::vector<View> views = views_of("main", "");
   std::erase_if(views, [&](const View& view) { return is_taken(database, view.name); });
   make_views(database, views);
+  try {
+    if (add_functions(database) != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database));
+  } catch (...) {
+    remove_functions(database);
+    throw;
+  }
 }
 
 }  // namespace korvane::sqlite::extension

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "sqlite/extension/stored_contract.h"
@@ -20,6 +21,9 @@ namespace {
 #ifndef SQLITE_RESULT_SUBTYPE
 #define SQLITE_RESULT_SUBTYPE 0x001000000
 #endif
+constexpr const char* kJson = "korvane_json";
+constexpr const char* kValue = "korvane_value";
+constexpr const char* kViews = "korvane_views";
 constexpr int kPure = SQLITE_UTF8 | SQLITE_DETERMINISTIC | SQLITE_INNOCUOUS | SQLITE_RESULT_SUBTYPE;
 
 /// What the functions of one connection share.
@@ -119,15 +123,15 @@ void answer(sqlite3_context* context, const char* function, sqlite3_value** argu
 extern "C" {
 
 static void korvane_json(sqlite3_context* context, int, sqlite3_value** arguments) {
-  answer<&Records::json>(context, "korvane_json", arguments);
+  answer<&Records::json>(context, kJson, arguments);
 }
 
 static void korvane_value(sqlite3_context* context, int, sqlite3_value** arguments) {
-  answer<&Records::value>(context, "korvane_value", arguments);
+  answer<&Records::value>(context, kValue, arguments);
 }
 
 static void korvane_views(sqlite3_context* context, int, sqlite3_value** arguments) {
-  guarded(context, "korvane_views", [&] {
+  guarded(context, kViews, [&] {
     const std::string schema(text_of(arguments[0]));
     const std::vector<View> views = views_of(schema, schema + "_");
     make_views(sqlite3_context_db_handle(context), views);
@@ -143,15 +147,22 @@ static void forget(void* records) { delete static_cast<SharedRecords*>(records);
 int add_functions(sqlite3* database) {
   const SharedRecords records = std::make_shared<const Records>();
   // SQLite owns what it is given, also if it fails.
-  int code =
-      sqlite3_create_function_v2(database, "korvane_json", 2, kPure, new SharedRecords(records),
-                                 korvane_json, nullptr, nullptr, forget);
+  int code = sqlite3_create_function_v2(database, kJson, 2, kPure, new SharedRecords(records),
+                                        korvane_json, nullptr, nullptr, forget);
   if (code != SQLITE_OK) return code;
-  code = sqlite3_create_function_v2(database, "korvane_value", 2, kPure, new SharedRecords(records),
+  code = sqlite3_create_function_v2(database, kValue, 2, kPure, new SharedRecords(records),
                                     korvane_value, nullptr, nullptr, forget);
   if (code != SQLITE_OK) return code;
-  return sqlite3_create_function_v2(database, "korvane_views", 1, SQLITE_UTF8 | SQLITE_DIRECTONLY,
-                                    nullptr, korvane_views, nullptr, nullptr, nullptr);
+  return sqlite3_create_function_v2(database, kViews, 1, SQLITE_UTF8 | SQLITE_DIRECTONLY, nullptr,
+                                    korvane_views, nullptr, nullptr, nullptr);
+}
+
+void remove_functions(sqlite3* database) {
+  for (const auto& [name, arguments] :
+       {std::pair(kJson, 2), std::pair(kValue, 2), std::pair(kViews, 1)}) {
+    sqlite3_create_function_v2(database, name, arguments, SQLITE_UTF8, nullptr, nullptr, nullptr,
+                               nullptr, nullptr);
+  }
 }
 
 }  // namespace korvane::sqlite::extension

@@ -18,4 +18,7 @@ namespace korvane::sqlite::extension {
 /// Returns SQLite's code.
 int add_functions(sqlite3* database);
 
+/// Takes them away again, those that are there.
+void remove_functions(sqlite3* database);
+
 }  // namespace korvane::sqlite::extension

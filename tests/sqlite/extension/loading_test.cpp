@@ -18,6 +18,21 @@ using testing::HasSubstr;
 class Loading : public test::StoreTest {
  protected:
   Loading() { add({test::full_rebar(make_revision(), make_material())}); }
+
+  /// The connection is as it was, and can be closed when the library is gone.
+  static void expect_failure(const std::string& filename, const std::string& before,
+                             const std::string& reason) {
+    LoadedConnection connection(filename, SQLITE_OPEN_READWRITE, false);
+    if (!before.empty()) connection.rows(before);
+    try {
+      connection.load();
+      FAIL() << "nothing was thrown";
+    } catch (const std::runtime_error& failure) {
+      EXPECT_THAT(failure.what(), HasSubstr("cannot make the view unfinished_changes: " + reason));
+    }
+    EXPECT_EQ(connection.failure("select korvane_json('Rebar', null)"),
+              "no such function: korvane_json");
+  }
 };
 
 constexpr const char* kLabels = "select label from bars";
@@ -54,11 +69,20 @@ TEST_F(Loading, TakesADatabaseThatIsNotAProject) {
   EXPECT_EQ(connection.value("select 1"), "1");
 }
 
-TEST_F(Loading, TakesAFileThatIsNotADatabase) {
+TEST_F(Loading, FailsForAFileThatIsNotADatabase) {
   const std::string other = file() + ".txt";
   std::ofstream(other) << std::string(4096, 'x');
-  const LoadedConnection connection(other);
-  EXPECT_EQ(connection.failure("select * from bars"), "file is not a database");
+  expect_failure(other, "", "file is not a database");
+}
+
+TEST_F(Loading, FailsWhileAnotherProgramHasTheFile) {
+  const LoadedConnection other(file(), SQLITE_OPEN_READWRITE, false);
+  other.rows("begin exclusive");
+  expect_failure(file(), "", "database is locked");
+}
+
+TEST_F(Loading, FailsWhereNothingMayBeMade) {
+  expect_failure(file(), "pragma query_only = 1", "attempt to write a readonly database");
 }
 
 TEST_F(Loading, HidesNoTableThatTheDatabaseHas) {
@@ -74,18 +98,6 @@ TEST_F(Loading, MayBeDoneAgain) {
   LoadedConnection connection(file());
   connection.load();
   EXPECT_EQ(connection.value(kLabels), "P-17-S.b");
-}
-
-TEST_F(Loading, FailsWhereNothingMayBeMade) {
-  LoadedConnection connection(file(), SQLITE_OPEN_READWRITE, false);
-  connection.rows("pragma query_only = 1");
-  try {
-    connection.load();
-    FAIL() << "nothing was thrown";
-  } catch (const std::runtime_error& failure) {
-    EXPECT_THAT(failure.what(), HasSubstr("cannot make the view unfinished_changes: "
-                                          "attempt to write a readonly database"));
-  }
 }
 
 TEST_F(Loading, LeavesTheFileAsItIs) {
