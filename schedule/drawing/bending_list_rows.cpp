@@ -51,8 +51,8 @@ TableLayout bar_layout() {
 }
 
 TableLayout fabric_layout() {
-  return {{text("Mark", 20), number("Pieces", "", 15), text("Type", 20), text("Steel", 14),
-           number("Length", "mm", 13), number("Width", "mm", 13), number("Mandrel", "mm", 13),
+  return {{text("Mark", 20), number("Pieces", "", 15), text("Type", 18), text("Steel", 14),
+           number("Length", "mm", 13), number("Width", "mm", 13), number("Mandrel", "mm", 15),
            number("Weight", "kg", 15)},
           true};
 }
