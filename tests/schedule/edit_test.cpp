@@ -137,7 +137,8 @@ TEST_F(Edited, RefusesAPathThatLeadsNowhere) {
   for (const std::string text :
        {"comment.a=1", ".=1", "a..b=1", "geometry.objects[=1", "geometry.objects[x]=1",
         "geometry.objects[5].length=1", "geometry.objects[99999999]=1", "parameters_exact[0]=1",
-        "geometry.objects[0]x=1"}) {
+        "geometry.objects[0]x=1", "geometry.objects[0..length=1", "geometry.objects[0x.length=1",
+        "textblock.items.rows[99999999]=1", "textblock.items.rows[10000]=1"}) {
     refuses(text, "is not a field");
   }
 }

@@ -235,6 +235,16 @@ TEST_F(Import, ReplacePutsTheLinesInThePlaceOfTheOldOnes) {
   EXPECT_EQ(count("rebar"), 2);
 }
 
+TEST_F(Import, CountsEachLineOnceInNewRevisionsAndInThoseThatAreThere) {
+  import(straight_bar("r1@ia@p1@"));
+  const std::string text =
+      straight_bar("r1@ia@p2@") + straight_bar("r1@ib@p3@") + straight_bar("r1@ib@p4@");
+  std::size_t last = 0;
+  import_plan(project(), ImportPlan({{"source.abs", text}}, {}), IfFilled::append,
+              [&](std::string_view, std::size_t done, std::size_t) { last = done; });
+  EXPECT_EQ(last, 3U);
+}
+
 TEST_F(Import, AppendAddsTheLinesAfterTheOldOnes) {
   const std::int32_t rev_id = import(straight_bar("r1@ia@p1@") + straight_bar("r1@ia@p2@"))[0].id;
   const auto imported = import(straight_bar("r1@ia@p3@"), IfFilled::append);

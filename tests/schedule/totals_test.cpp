@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "schedule/change_mark.h"
+#include "schedule/groupings.h"
 #include "schedule/weights.h"
 #include "tests/support/records.h"
 #include "tests/support/store_test.h"
@@ -191,6 +192,15 @@ TEST(TotalsTables, HaveARowForEachGroupAndATotal) {
   EXPECT_THAT(table.notes,
               ElementsAre("2 marks have no weight and are not among the kilograms; the estimate is "
                           "that of round bars of steel with 7850 kg/m³."));
+}
+
+TEST(Kilograms, OfNoLinesAreNoneAndOfLinesWithoutAWeightUnknown) {
+  EXPECT_EQ(mass_cell(Sum{}), Cell(0.0));
+  Sum unknown;
+  unknown.lines = 1;
+  EXPECT_EQ(mass_cell(unknown), Cell());
+  unknown.mass = 2.5;
+  EXPECT_EQ(mass_cell(unknown), Cell(2.5));
 }
 
 TEST(TotalsTables, MountingPartsHaveNoWeightAndDoNotLackIt) {
