@@ -5,6 +5,7 @@
   fuzz-corpora mutants docs format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
+BENDING_LIST := build/release/guideline.pdf
 SERVED := build/release/projects
 BENCH_FLAGS := --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
   --benchmark_min_time=0.05
@@ -30,10 +31,12 @@ build-%: packages
 	@cmake --preset $* >build/$*-configure.log || { cat build/$*-configure.log; exit 1; }
 	@cmake --build --preset $*
 
-run: build-release ## install, build, import examples/guideline.abs into a new project and print it
+run: build-release ## install, build, import examples/guideline.abs into a new project, print it and its bending list
 	@rm -f $(PROJECT)
 	@echo "== import: examples/guideline.abs into $(PROJECT)"
 	@build/release/bin/korvane import examples/guideline.abs --project $(PROJECT) --show
+	@echo "== bending list: $(BENDING_LIST)"
+	@build/release/bin/korvane bending-list $(PROJECT) --output $(BENDING_LIST)
 
 serve: build-release ## install, build, and serve the example project over HTTP until Ctrl-C
 	@mkdir -p $(SERVED)
@@ -60,6 +63,7 @@ coverage: build-coverage ## lines and branches of bond/ and of the plugin that t
 torture: build-dev ## kills, failing disks and memory, power cuts, hostile files at length (CRASHES, TORTURE_ROUNDS)
 	@for test in crash_loop/crash_loop_test killed_changes/killed_changes_test; do \
 	  KORVANE_CRASHES=$(CRASHES) build/dev/tests/scenarios/$$test || exit 1; done
+	@KORVANE_BACKUPS=$(TORTURE_ROUNDS) build/dev/tests/scenarios/copies/copies_test
 	@for test in torture/failing_disk_test torture/failing_memory_test torture/power_cut_test \
 	    hostile_files/hostile_files_test other_programs/other_programs_test; do \
 	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/scenarios/$$test || exit 1; done
