@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "schedule/drawing/fonts.h"
 #include "schedule/drawing/numbers.h"
 #include "schedule/drawing/sketch.h"
 #include "schedule/drawing/sketch_kinds.h"
@@ -19,6 +18,8 @@ constexpr int kMostTurns = 3;
 /// Zones of different pitch that are drawn; the others are in the text.
 constexpr std::size_t kMostZones = 6;
 constexpr double kTurnWidth = 0.4;
+/// How far below the turns their dimension lines are.
+constexpr double kBelow = 1.6;
 
 /// One zone as it is drawn.
 struct Zone {
@@ -48,8 +49,8 @@ void draw_turns(const std::vector<Zone>& zones, Point corner, double width, doub
   double sum = 0;
   for (const Zone& zone : zones) sum += zone.turns * zone.pitch;
   const double scale = width / sum;
-  std::vector<Point> front;
   double x = corner.x;
+  bool is_upper_row = true;
   for (const Zone& zone : zones) {
     const double begin = x;
     for (int turn = 0; turn < zone.turns; ++turn) {
@@ -63,7 +64,11 @@ void draw_turns(const std::vector<Zone>& zones, Point corner, double width, doub
       x = next.x;
     }
     const double level = corner.y + height;
-    draw_dimension({begin, level}, {x, level}, {1, 0}, 1.6, zone.text, picture, labels);
+    draw_dimension({begin, level}, {x, level}, {1, 0}, kBelow, "", picture, labels);
+    // Neighbours stand in two rows, as they are wider than a zone may be.
+    const double row = is_upper_row ? 0.9 : 2.1;
+    labels.add_label_at(zone.text, {(begin + x) / 2, level + kBelow + row * kLabelSize});
+    is_upper_row = !is_upper_row;
   }
 }
 
@@ -76,11 +81,10 @@ Picture helix_sketch(const Shape& shape, double width, double height) {
   const double section_width = width * 0.42;
   Picture picture = sketch_of(section, section_width, height);
   picture.width = width;
-  const double text_height = kLabelSize * kCapitalHeight;
   LabelField labels(width, height);
   const double top = 2.5;
   const double left = section_width + 2;
-  draw_turns(zones_of(shape), {left, top}, width - left - 3, height - top - text_height - 4,
+  draw_turns(zones_of(shape), {left, top}, width - left - 3, height - top - kBelow - 3 * kLabelSize,
              picture, labels);
   labels.draw(picture);
   return picture;

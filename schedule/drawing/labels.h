@@ -18,7 +18,7 @@ struct LabelPlace {
 };
 
 /// The size of labels in sketches, in millimetres.
-inline constexpr double kLabelSize = 2.2;
+inline constexpr double kLabelSize = 2.5;
 
 /// Labels of one picture, and what they must not cover. Coordinates are those of a picture.
 class LabelField {

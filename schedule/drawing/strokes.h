@@ -31,9 +31,9 @@ std::vector<LabelPlace> places_around(Point point, Point outwards, const std::st
 /// Draws how an end is treated, at `point`, where the bar arrives in the direction of `along`.
 void draw_end(const End& end, Point point, Point along, Picture& picture, LabelField& labels);
 
-/// Draws a dimension line between two points, with the line itself `offset` millimetres away from
-/// the first, and `offset` less their own way apart from the second; `direction` is that in which
-/// is measured, `away` at right angles to it, both of length 1.
+/// Draws a dimension line of what lies between two points in `direction`, which has length 1. The
+/// line is `offset` millimetres away from the first point, to the right of that direction as a
+/// reader sees it, or to the left if negative. An empty text is not drawn.
 void draw_dimension(Point from, Point to, Point direction, double offset, const std::string& text,
                     Picture& picture, LabelField& labels);
 
