@@ -49,7 +49,7 @@ struct BendingFabric : BendingLine {
   std::optional<double> length;
   std::optional<double> width;
   std::optional<double> mandrel;
-  /// None for one that is flat.
+  /// None where neither a shape nor a code is known.
   std::optional<drawing::Shape> shape;
 };
 

@@ -61,7 +61,10 @@ void add_equal_names(const std::map<Key, std::vector<std::int32_t>>& ids, Kind k
     fault.is_sheet = kind == Kind::sheet_name;
     fault.id = all.front();
     std::string list;
-    for (const std::int32_t id : all) list += (list.empty() ? "" : ", ") + std::to_string(id);
+    for (const std::int32_t id : all) {
+      if (!list.empty()) list += ", ";
+      list += std::to_string(id);
+    }
     if constexpr (std::is_same_v<Key, std::string>) {
       fault.text = "the sheets " + list + " are all named \"" + key + "\"";
     } else {

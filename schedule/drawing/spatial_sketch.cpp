@@ -170,9 +170,8 @@ std::string label_of(const Point3d& way) {
   const double size = length(way);
   const auto is_seen = [size](double part) { return std::abs(part) > size * 1e-6; };
   const int parts = int{is_seen(way.x)} + int{is_seen(way.y)} + int{is_seen(way.z)};
-  const std::string text = short_number(size);
-  if (parts < 2) return text;
-  return text + " (" + short_number(way.x) + ", " + short_number(way.y) + ", " +
+  if (parts < 2) return short_number(size);
+  return short_number(size) + " (" + short_number(way.x) + ", " + short_number(way.y) + ", " +
          short_number(way.z) + ")";
 }
 
