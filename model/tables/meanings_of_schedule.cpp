@@ -71,7 +71,7 @@ constexpr Meaning kMeanings[] = {
     {"GeometryObject", "length", "mm",
      "of a `kLine`: its length, from outside to outside of its bends"},
     {"GeometryObject", "angle", "°",
-     "of a `kLine` or `kKink`: the bend after it, 0 for none; of a "
+     "of a `kLine` or `kKink`: the bend after it, 0 or not set for none; of a "
      "`kArc`: through how much it turns. Positive to the left."},
     {"GeometryObject", "radius", "mm", "of a `kArc`: its radius, as the schedule states it"},
     {"GeometryObject", "display_length", "mm", "the length that is to be printed"},
@@ -147,7 +147,9 @@ constexpr Meaning kMeanings[] = {
     {"Fabric", "parameters_rounded", "", "the same as rounded for the schedule by the client"},
     {"Fabric", "standard_bend_diameter", "mm",
      "diameter of the mandrel for bends; 0 if not stated"},
-    {"Fabric", "type_name", "", "name of the type of fabric: \"Q257A\""},
+    {"Fabric", "type_name", "",
+     "name of the type as the line states it: \"Q257A\". If it is empty, and "
+     "to add up by type, go by the row of `fabric_type`."},
     {"Fabric", "width", "mm", "width of the piece as it is cut"},
     {"Fabric", "length", "mm", "length of the piece as it is cut"},
     {"Fabric", "fabric_weight", "kg",
@@ -173,7 +175,8 @@ constexpr Meaning kMeanings[] = {
     {"BarSpacer", "weight_per_piece", "kg", "weight of one; 0 if not stated"},
     {"BarSpacer", "mark", "", "the number or letter that names the line on the drawing"},
     {"BarSpacer", "description", "", "description"},
-    {"BarSpacer", "length", "mm", "length of one"},
+    {"BarSpacer", "length", "mm",
+     "length of one as the schedule states it: for some kinds it is a mere 1"},
     {"BarSpacer", "properties", "", "whatever clients note of the line"},
     {"BarSpacer", "diff_state", "", "how the line differs from the revision before"},
 

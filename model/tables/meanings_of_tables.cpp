@@ -5,7 +5,7 @@ namespace korvane::model::tables {
 namespace {
 
 constexpr Meaning kMeanings[] = {
-    {"project", "", "", "The project as a whole. No row, or one: take the first."},
+    {"project", "", "", "The project as a whole. No row, or one: take that of the lowest `id`."},
     {"project", "id", "", "the row's number. Says nothing."},
     {"project", "raw", "", "the whole record"},
 

@@ -215,7 +215,6 @@ std::string fields_without_column(const Table<T>& table, const T& record, const 
   std::map<std::string, std::string> parts;
   for (const Column<T>& column : table.columns()) {
     if (column.origin == Origin::kDatabase) continue;
-    in_columns.insert(column.name);
     const auto source = sources.find(column.value(record, {}));
     if (column.origin != Origin::kRecord || !source) continue;
     const std::size_t dot = source->path.find('.');
