@@ -9,6 +9,7 @@
 
 #include "sqlite/database.h"
 #include "sqlite/folder_entry.h"
+#include "sqlite/journal_files.h"
 #include "sqlite/schema_check.h"
 
 namespace korvane::sqlite {
@@ -32,6 +33,19 @@ bool has_content(const std::string& filename) {
   return fs::file_size(filename, none) > 0 && !none;
 }
 
+/// Throws for what is there and is not a file: to put one in the place of a device helps nobody.
+void require_place_of_file(const std::string& project, const std::string& name) {
+  std::error_code none;
+  const fs::file_status status = fs::status(name, none);
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    throw std::runtime_error(in_quotes(name) + " is not a file");
+  }
+  if (is_name_of_journal(project, name)) {
+    throw std::runtime_error(in_quotes(name) + " is a name that SQLite has for files of " +
+                             in_quotes(project));
+  }
+}
+
 bool is_there(const std::string& filename) {
   std::error_code none;
   return fs::exists(fs::symlink_status(filename, none));
@@ -49,13 +63,15 @@ std::unique_ptr<Database> begin_reading(const std::string& filename, const CopyO
     database->run("begin; select count(*) from sqlite_schema");
     return database;
   };
+  const bool is_at_rest = is_log_at_rest(filename);
   try {
-    return begun(Access::read);
+    return begun(is_at_rest ? Access::write : Access::read);
   } catch (const DatabaseError& failure) {
     const int code = failure.code() & 0xFF;
     if (code != SQLITE_READONLY && code != SQLITE_CANTOPEN) throw;
   }
-  return begun(Access::write);  // takes in the journal that a reader may not
+  if (is_at_rest) return begun(Access::settled);  // its folder cannot be written
+  return begun(Access::write);                    // takes in the journal that a reader may not
 }
 
 /// Copies all pages. Both connections are the caller's; the source's transaction has begun, so that
@@ -129,14 +145,22 @@ CopyResult copy_to_new(Database& source, const std::string& to, IfThere if_there
 /// begin it in.
 std::optional<CopyResult> copy_into(const Database& source, const std::string& to,
                                     const CopyOptions& options) {
+  const bool was_write_ahead = is_write_ahead(to);
   try {
     Database destination(to, Access::write);
     destination.wait_for_locks(options.wait);
     copy_pages(source, destination, options);
+    // The mode came with the pages, and a project is one file. Others may keep it as it is.
+    sqlite3_busy_timeout(destination.handle(), 0);
+    const char* const mode = "pragma journal_mode = delete";
+    if (!was_write_ahead) sqlite3_exec(destination.handle(), mode, nullptr, nullptr, nullptr);
   } catch (const DatabaseError& failure) {
     const int code = failure.code() & 0xFF;
     if (code == SQLITE_NOTADB || code == SQLITE_CORRUPT) return {};
-    throw;
+    if (failure.code() != SQLITE_READONLY || !was_write_ahead) throw;
+    throw std::runtime_error(in_quotes(to) +
+                             " is in write-ahead mode and has pages of another size than the "
+                             "backup: restore to another name, or end its write-ahead mode first");
   }
   std::error_code none;
   return CopyResult{to, static_cast<std::int64_t>(fs::file_size(to, none)), {}, false};
@@ -151,6 +175,7 @@ CopyResult back_up(const std::string& project, const std::string& to, const Copy
   if (fs::equivalent(project, target, none)) {
     throw std::runtime_error(in_quotes(target) + " is the project itself");
   }
+  require_place_of_file(project, target);
   if (is_there(target) && !options.is_replacing) {
     throw AlreadyThere(target);
   }
@@ -166,7 +191,7 @@ CopyResult restore(const std::string& backup, const std::string& project,
   if (fs::equivalent(backup, project, none)) {
     throw std::runtime_error(in_quotes(project) + " is the backup itself");
   }
-  if (fs::is_directory(project)) throw std::runtime_error(in_quotes(project) + " is not a file");
+  require_place_of_file(backup, project);
   if (has_content(project) && !options.is_replacing) {
     throw AlreadyThere(project);
   }

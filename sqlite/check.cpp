@@ -3,7 +3,6 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
-#include <filesystem>
 #include <memory>
 #include <string_view>
 #include <sys/stat.h>
@@ -12,13 +11,13 @@
 #include <utility>
 
 #include "sqlite/application_id.h"
+#include "sqlite/journal_files.h"
 #include "sqlite/relation_check.h"
 
 namespace korvane::sqlite {
 
 namespace {
 
-namespace fs = std::filesystem;
 using Access = Database::Access;
 
 constexpr std::size_t kHeaderBytes = 100;
@@ -47,11 +46,6 @@ std::optional<std::string> header_of(const std::string& filename) {
   if (size < 0) return {};
   header.resize(static_cast<std::size_t>(size));
   return header;
-}
-
-bool has_bytes(const std::string& filename) {
-  std::error_code none;
-  return fs::file_size(filename, none) > 0 && !none;
 }
 
 std::string reason() { return std::system_category().message(errno); }
@@ -86,8 +80,8 @@ std::unique_ptr<Database> open(CheckReport& report) {
     return std::make_unique<Database>(filename, Access::read);
   }
   // To read the log SQLite needs an index of it beside the file, and would make one.
-  if (!has_bytes(filename + "-wal")) return std::make_unique<Database>(filename, Access::settled);
-  if (!has_bytes(filename + "-shm")) {
+  if (!has_beside(filename, "-wal")) return std::make_unique<Database>(filename, Access::settled);
+  if (!has_beside(filename, "-shm")) {
     tell(
         report, Kind::journal,
         "a write-ahead log lies beside it that nobody has taken in; the file was not read further");

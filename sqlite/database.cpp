@@ -1,5 +1,7 @@
 #include "sqlite/database.h"
 
+#include "sqlite/journal_files.h"
+
 namespace korvane::sqlite {
 
 namespace {
@@ -24,7 +26,8 @@ int flags_of(Database::Access access) {
 /// The URI of a file whose content stays as it is.
 std::string settled_uri(const std::string& path) {
   constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string uri = "file:";
+  // Two slashes would begin the name of a host.
+  std::string uri = path.starts_with('/') ? "file://" : "file:";
   for (const char c : path) {
     if (c != '%' && c != '?' && c != '#') {
       uri += c;
@@ -41,6 +44,7 @@ std::string settled_uri(const std::string& path) {
 }  // namespace
 
 Database::Database(const std::string& filename, Access access) : filename_(filename) {
+  if (access == Access::write || access == Access::make) require_own_journal(filename);
   // A name such as ":memory:", "file:x" or none at all is no file to SQLite.
   std::string path = filename.starts_with('/') ? filename : "./" + filename;
   if (access == Access::settled) path = settled_uri(path);
@@ -68,6 +72,8 @@ void Database::wait_for_locks(std::chrono::milliseconds time) {
 void Database::distrust() {
   sqlite3_db_config(handle(), SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(handle(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  // Takes a pointer to code as bytes, and Debian's SQLite has it switched on.
+  sqlite3_db_config(handle(), SQLITE_DBCONFIG_ENABLE_FTS3_TOKENIZER, 0, nullptr);
   run("pragma temp_store = memory");
 }
 

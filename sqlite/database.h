@@ -35,7 +35,7 @@ class Database {
   enum class Access { read, settled, write, make, memory };
 
   /// Opens `filename`, which is a path and never an URI. Only `make` makes a file that is missing.
-  /// Throws DatabaseError.
+  /// Throws DatabaseError, and for `write` and `make` what require_own_journal throws.
   Database(const std::string& filename, Access access);
 
   /// How long to wait for locks from now on, and to ask for them every millisecond: SQLite's own

@@ -20,10 +20,11 @@ FolderEntry::FolderEntry(const std::string& name, const std::string& like) : nam
   const fs::path target = failure ? fs::path(name) : resolved;
   target_ = target.string();
   path_ = (target.parent_path() / ("." + target.filename().string() + ".part")).string();
-  open_locked();
   struct stat status {};
-  if (::stat(like.c_str(), &status) != 0 || ::fchmod(file_, status.st_mode & 07777) != 0 ||
-      ::ftruncate(file_, 0) != 0) {
+  if (::stat(like.c_str(), &status) != 0) fail();
+  mode_ = status.st_mode & 07777;
+  open_locked();
+  if (::ftruncate(file_, 0) != 0 || ::fchmod(file_, 0600) != 0) {
     const int reason = errno;
     ::close(file_);
     errno = reason;
@@ -32,7 +33,7 @@ FolderEntry::FolderEntry(const std::string& name, const std::string& like) : nam
 }
 
 FolderEntry::~FolderEntry() {
-  if (!is_in_place_) ::unlink(path_.c_str());
+  if (!is_in_place_ && has_its_name()) ::unlink(path_.c_str());
   ::close(file_);
 }
 
@@ -45,14 +46,28 @@ void FolderEntry::open_locked() {
       throw std::runtime_error("\"" + name_ + "\" is being written by another program");
     }
     // Meanwhile another program may have given the file its name.
-    struct stat opened {};
-    struct stat named {};
-    if (::fstat(file_, &opened) == 0 && ::stat(path_.c_str(), &named) == 0 &&
-        opened.st_dev == named.st_dev && opened.st_ino == named.st_ino) {
-      return;
+    if (has_its_name()) {
+      struct stat opened {};
+      const bool is_own = ::fstat(file_, &opened) == 0 && S_ISREG(opened.st_mode) &&
+                          opened.st_uid == ::geteuid() && opened.st_nlink == 1;
+      if (is_own) return;
+      // Not what an earlier one has left: somebody else could read and write the copy.
+      if (::unlink(path_.c_str()) != 0) {
+        const int reason = errno;
+        ::close(file_);
+        errno = reason;
+        fail();
+      }
     }
     ::close(file_);
   }
+}
+
+bool FolderEntry::has_its_name() const {
+  struct stat opened {};
+  struct stat named {};
+  return ::fstat(file_, &opened) == 0 && ::lstat(path_.c_str(), &named) == 0 &&
+         opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
 void FolderEntry::fail() const {
@@ -66,7 +81,12 @@ void FolderEntry::overwrite(long offset, const std::string& bytes) {
 }
 
 void FolderEntry::put_in_place(IfThere if_there) {
-  if (::fsync(file_) != 0) fail();
+  // Not before: SQLite writes by the name, and the project may be for reading only.
+  if (::fchmod(file_, mode_) != 0 || ::fsync(file_) != 0) fail();
+  if (!has_its_name()) {
+    throw std::runtime_error("cannot write \"" + name_ + "\": another program has replaced \"" +
+                             path_ + "\"");
+  }
   take_name(if_there);
   is_in_place_ = true;
   sync_folder();
@@ -99,17 +119,6 @@ void FolderEntry::sync_folder() const {
   errno = reason;
   // A file system without the call for folders says EINVAL.
   if (!is_done && reason != EINVAL) fail();
-}
-
-void require_no_journal(const std::string& name) {
-  for (const char* const suffix : {"-journal", "-wal"}) {
-    const std::string journal = name + suffix;
-    std::error_code none;
-    if (fs::file_size(journal, none) == 0 || none) continue;
-    throw std::runtime_error("\"" + journal +
-                             "\" lies beside it, and SQLite would take it for the new file's: open "
-                             "the old file once, or remove it");
-  }
 }
 
 }  // namespace korvane::sqlite

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <sys/types.h>
 
 namespace korvane::sqlite {
 
@@ -13,7 +14,8 @@ class AlreadyThere : public std::runtime_error {
 };
 
 /// A file that takes its name when it is whole: it is written as ".NAME.part" beside it. What a
-/// process that was killed has left of one is begun anew by the next for the same name.
+/// process that was killed has left of one is begun anew by the next for the same name. Nobody else
+/// may read it before.
 ///
 /// All functions throw std::runtime_error "cannot write \"<name>\": <reason>".
 class FolderEntry {
@@ -41,6 +43,8 @@ class FolderEntry {
  private:
   [[noreturn]] void fail() const;
   void open_locked();
+  /// Whether `path_` is the file that was opened.
+  bool has_its_name() const;
   void take_name(IfThere if_there) const;
   void sync_folder() const;
 
@@ -48,11 +52,8 @@ class FolderEntry {
   std::string target_;
   std::string path_;
   int file_ = -1;
+  ::mode_t mode_ = 0600;
   bool is_in_place_ = false;
 };
-
-/// Throws std::runtime_error if SQLite would take changes into a new file of this name from what an
-/// earlier one has left: "\"<name>-journal\" lies beside it …".
-void require_no_journal(const std::string& name);
 
 }  // namespace korvane::sqlite

@@ -13,6 +13,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "sqlite/database.h"
+#include "sqlite/journal_files.h"
 #include "tests/sqlite/damaged_project.h"
 #include "tests/support/text_of.h"
 
@@ -92,8 +94,7 @@ TEST_F(Backup, GoesIntoAFolderUnderTheProjectsName) {
 
 TEST_F(Backup, ReplacesNothingUnlessItIsTold) {
   std::ofstream(copy()) << "mine";
-  EXPECT_EQ(failure_of([&] { back_up(file(), copy()); }),
-            "\"" + copy() + "\" is there already");
+  EXPECT_EQ(failure_of([&] { back_up(file(), copy()); }), "\"" + copy() + "\" is there already");
   EXPECT_EQ(test::text_of(copy()), "mine");
   back_up(file(), copy(), replacing());
   EXPECT_EQ(content(copy()), content(file()));
@@ -208,6 +209,96 @@ TEST_F(Backup, SaysThatTheFolderCannotBeWritten) {
             "cannot write \"" + folder() + "/none/copy.db\": No such file or directory");
 }
 
+TEST_F(Backup, LeavesNothingBesideAProjectInWriteAheadMode) {
+  run_plainly("pragma journal_mode = wal");
+  back_up(file(), copy());
+  EXPECT_THAT(names(), UnorderedElementsAre("project.db", "copy.db"));
+}
+
+TEST_F(Backup, TakesNoPlaceOfAPipeOrOfAJournal) {
+  ASSERT_EQ(::mkfifo(copy().c_str(), 0600), 0);
+  EXPECT_EQ(failure_of([&] { back_up(file(), copy(), replacing()); }),
+            "\"" + copy() + "\" is not a file");
+  EXPECT_EQ(failure_of([&] { restore(file(), copy(), replacing()); }),
+            "\"" + copy() + "\" is not a file");
+  EXPECT_EQ(fs::status(copy()).type(), fs::file_type::fifo);
+  for (const char* const suffix : {"-journal", "-wal", "-shm"}) {
+    EXPECT_THAT(failure_of([&] { back_up(file(), file() + suffix); }),
+                HasSubstr("is a name that SQLite has for files of"));
+  }
+}
+
+TEST_F(Backup, WritesIntoNoFileThatSomebodyHasPutInItsWay) {
+  const std::string part = folder() + "/.copy.db.part";
+  std::ofstream(folder() + "/mine") << "mine";
+  fs::create_hard_link(folder() + "/mine", part);
+  back_up(file(), copy());
+  EXPECT_EQ(test::text_of(folder() + "/mine"), "mine");
+  EXPECT_EQ(content(copy()), content(file()));
+  fs::remove(copy());
+  std::ofstream(part) << "another's";
+  if (::chown(part.c_str(), 12345, 12345) != 0) GTEST_SKIP() << "only root gives files away";
+  back_up(file(), copy());
+  struct stat status {};
+  ASSERT_EQ(::stat(copy().c_str(), &status), 0);
+  EXPECT_EQ(status.st_uid, ::geteuid());
+}
+
+TEST_F(Backup, IsNobodyElsesUntilItIsWhole) {
+  fs::permissions(file(), fs::perms(0644));
+  for (int i = 0; i < 40; ++i) {
+    run_plainly("insert into sheet (uid, raw) select 'more ' || " + std::to_string(i) +
+                ", zeroblob(100000)");
+  }
+  const std::string part = folder() + "/.copy.db.part";
+  std::vector<fs::perms> seen;
+  CopyOptions options;
+  options.progress = [&](std::size_t, std::size_t) {
+    seen.push_back(fs::status(part).permissions());
+  };
+  EXPECT_THAT(failure_of([&] { back_up(file(), copy(), options); }), IsEmpty());
+  EXPECT_THAT(seen, testing::AllOf(testing::Not(IsEmpty()), testing::Each(fs::perms(0600))));
+  EXPECT_EQ(fs::status(copy()).permissions(), fs::perms(0644));
+}
+
+TEST_F(Backup, OfAProjectWithAnIndexOfAnotherProgramIsMade) {
+  run_plainly("create table theirs (a)");
+  Database writer(file(), Database::Access::write);
+  sqlite3_create_function_v2(
+      writer.handle(), "theirs", 1, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
+      [](sqlite3_context* context, int, sqlite3_value**) { sqlite3_result_int(context, 1); },
+      nullptr, nullptr, nullptr);
+  writer.run("create index i on theirs (theirs(a)); create index j on rebar (theirs(mark))");
+  EXPECT_THAT(checked(),
+              UnorderedElementsAre(
+                  "note not_ours: the table theirs is not a project's",
+                  "note not_ours: the index i is not a project's",
+                  "note not_ours: the index j is not a project's",
+                  "finding declaration: the table rebar cannot be checked: unknown function: "
+                  "theirs()",
+                  "note not_ours: the table theirs cannot be checked: unknown function: "
+                  "theirs()"));
+  back_up(file(), copy());
+  EXPECT_EQ(content(copy()), content(file()));
+}
+
+TEST_F(Restore, LeavesAProjectWithoutAWriteAheadLog) {
+  back_up(file(), copy());
+  Database(copy(), Database::Access::write).run("pragma journal_mode = wal");
+  restore(copy(), file(), replacing());
+  EXPECT_FALSE(is_write_ahead(file()));
+}
+
+TEST_F(Restore, SaysThatPagesOfAnotherSizeDoNotGoIntoAWriteAheadLog) {
+  back_up(file(), copy());
+  Database(copy(), Database::Access::write).run("pragma page_size = 1024; vacuum");
+  restore(copy(), file(), replacing());
+  EXPECT_EQ(test::plain_rows(file(), "pragma page_size"), (test::Rows{{"1024"}}));
+  run_plainly("pragma page_size = 4096; vacuum; pragma journal_mode = wal");
+  EXPECT_THAT(failure_of([&] { restore(copy(), file(), replacing()); }),
+              HasSubstr("is in write-ahead mode and has pages of another size than the backup"));
+}
+
 TEST_F(Restore, MakesAProjectThatIsNotThere) {
   back_up(file(), copy());
   const test::Rows before = content(file());
@@ -220,8 +311,7 @@ TEST_F(Restore, MakesAProjectThatIsNotThere) {
 TEST_F(Restore, ReplacesNoContentUnlessItIsTold) {
   back_up(file(), copy());
   run_plainly("update rebar set comment = 'new'");
-  EXPECT_EQ(failure_of([&] { restore(copy(), file()); }),
-            "\"" + file() + "\" is there already");
+  EXPECT_EQ(failure_of([&] { restore(copy(), file()); }), "\"" + file() + "\" is there already");
   EXPECT_EQ(value("select comment from rebar"), "new");
   EXPECT_FALSE(restore(copy(), file(), replacing()).is_replaced);
   EXPECT_EQ(content(file()), content(copy()));

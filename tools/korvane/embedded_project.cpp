@@ -10,6 +10,7 @@
 #include "platform/app/database_file.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/rpc4/directory.h"
+#include "sqlite/journal_files.h"
 
 namespace korvane::tools {
 
@@ -32,6 +33,7 @@ void require_project(const std::string& filename, EmbeddedProject::IfMissing if_
   if (is_file && !is_empty && !krv::app::begins_as_database(filename)) {
     throw std::runtime_error("\"" + filename + "\" is not a korvane project: it is not a database");
   }
+  sqlite::require_own_journal(filename);
 }
 
 ProjectManager_Service* find_manager() {
