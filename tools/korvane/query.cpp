@@ -4,7 +4,6 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <iterator>
 #include <memory>
@@ -16,6 +15,7 @@
 #include "sqlite/database.h"
 #include "sqlite/extension/extension.h"
 #include "sqlite/extension/views.h"
+#include "sqlite/journal_files.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/output_options.h"
 #include "tools/korvane/project_options.h"
@@ -71,10 +71,6 @@ std::string sql_of(const std::string& argument) {
   return {std::istreambuf_iterator<char>(std::cin), {}};
 }
 
-void set(const Database& database, int option, int value) {
-  if (sqlite3_db_config(database.handle(), option, value, nullptr) != SQLITE_OK) database.fail();
-}
-
 void require_tables(const Database& database) {
   model::tables::for_each_table([&](const auto& table) {
     Statement found(database, "select 1 from main.sqlite_master where type = 'table' and name = ?");
@@ -93,24 +89,17 @@ std::string advice_for(int code) {
                         : "";
 }
 
-/// Whether a file is in write-ahead mode and no program has it open. A reader that may only read
-/// would leave two files beside it; one that may write removes them again.
-bool would_leave_files(const std::string& file) {
-  constexpr std::streamoff kReadVersion = 19;
-  constexpr int kWriteAhead = 2;
-  std::ifstream input(file, std::ios::binary);
-  input.seekg(kReadVersion);
-  return input.get() == kWriteAhead && !std::filesystem::exists(file + "-wal");
-}
-
 Database open(const QueryOptions& options) {
   const std::string& file = options.project.file;
   require_project_file(file);
-  const bool may_write = options.is_writing || would_leave_files(file);
+  if (!std::filesystem::is_regular_file(file)) {
+    throw std::runtime_error("\"" + file + "\" is not a file");
+  }
+  const bool may_write = options.is_writing || sqlite::is_log_at_rest(file);
   Database database(file, may_write ? Database::Access::write : Database::Access::read);
-  // The file may be anyone's: what its own views and triggers call does nothing but compute.
-  set(database, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0);
-  set(database, SQLITE_DBCONFIG_DEFENSIVE, 1);
+  database.distrust();
+  // What a statement sorts may be larger than what there is of memory.
+  database.run("pragma temp_store = default");
   try {
     require_tables(database);
   } catch (const DatabaseError& failure) {

@@ -24,6 +24,11 @@ constexpr std::array<std::string_view, 16> kSettings = {
     "freelist_count", "function_list", "journal_mode",   "module_list",
     "page_count",     "page_size",     "schema_version", "user_version"};
 
+// Functions that do more than compute: load code, take a pointer to it as bytes, write in the index
+// of a search table or in the log.
+constexpr std::array<std::string_view, 4> kRefusedFunctions = {"load_extension", "fts3_tokenizer",
+                                                               "optimize", "sqlite_log"};
+
 template <class Names>
 bool is_among(const Names& names, const char* name) {
   return std::any_of(names.begin(), names.end(),
@@ -38,7 +43,7 @@ extern "C" int allow_if_reading(void*, int action, const char* first, const char
     case SQLITE_RECURSIVE:
       return SQLITE_OK;
     case SQLITE_FUNCTION:
-      return strcasecmp(second, "load_extension") == 0 ? SQLITE_DENY : SQLITE_OK;
+      return is_among(kRefusedFunctions, second) ? SQLITE_DENY : SQLITE_OK;
     case SQLITE_PRAGMA:
       return is_among(kQuestions, first) || (second == nullptr && is_among(kSettings, first))
                  ? SQLITE_OK

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <set>
 #include <string>
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -57,6 +58,27 @@ class Query : public testing::Test {
   test::TemporaryFolder folder_;
   test::TemporaryFolder output_;
 };
+
+TEST_F(Query, LetsNoStatementPutItsOwnCodeInThePlaceOfSqlites) {
+  test::PlainConnection(project(), test::PlainConnection::Mode::kWrite)
+      .run("create virtual table words using fts4 (a, tokenize=porter)");
+  const std::string sql =
+      "select * from (select fts3_tokenizer('porter', x'4141414141414141')), "
+      "pragma_table_info('words')";
+  for (const char* const options : {"", "--write"}) {
+    const Outcome outcome = query(sql, options);
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_THAT(outcome.err, StartsWith("korvane: "));
+  }
+  EXPECT_THAT(query("select optimize(words) from words").err,
+              HasSubstr("not authorized to use function: optimize"));
+}
+
+TEST_F(Query, DoesNotWaitForAPipe) {
+  ASSERT_EQ(::mkfifo(folder_.file("pipe").c_str(), 0600), 0);
+  EXPECT_EQ(run("query " + folder_.file("pipe") + " 'select 1'").err,
+            "korvane: \"" + folder_.file("pipe") + "\" is not a file\n");
+}
 
 TEST_F(Query, PrintsNamesAsATable) {
   const Outcome found =
