@@ -1,5 +1,6 @@
 #include "sqlite/repair.h"
 
+#include <set>
 #include <utility>
 
 #include "model/tables/tables.h"
@@ -18,6 +19,17 @@ class FileRepair {
   FileRepair(Database& database, std::vector<Repair>& repairs)
       : database_(database), repairs_(repairs) {}
 
+  /// A row of a table with other columns could be several, or write more than it is told.
+  void leave_tables_that_differ(const FindingList& findings) {
+    for (const Finding& finding : findings.listed()) {
+      if (finding.kind != Kind::declaration || finding.column.empty()) continue;
+      if (!differing_.insert(finding.table).second) continue;
+      leave(Kind::declaration, finding.table,
+            "table " + finding.table +
+                ": no row is repaired, as its columns differ: " + finding.text);
+    }
+  }
+
   void build_indexes() {
     Repair repair;
     repair.kind = Kind::index;
@@ -26,6 +38,7 @@ class FileRepair {
 
   void write_columns(const std::vector<ColumnMend>& mends) {
     for (const ColumnMend& mend : mends) {
+      if (differing_.count(mend.table) != 0) continue;
       Repair repair = repair_of(Kind::column, mend.table, mend.row, mend.column, mend.before);
       repair.after = literal_of(mend.after);
       const std::string text = place(repair) + " is now " + repair.after + ", was " + repair.before;
@@ -34,6 +47,7 @@ class FileRepair {
   }
 
   void link_treatments(const std::vector<TreatmentMend>& mends) {
+    if (differing_.count("rebar") + differing_.count("end_treatment") != 0) return;
     for (const TreatmentMend& mend : mends) {
       const Kind kind =
           mend.treatment && mend.before == Cell() ? Kind::treatment_unlinked : Kind::treatment;
@@ -49,6 +63,8 @@ class FileRepair {
 
   /// The one with the lowest id stays.
   void merge_treatments() {
+    if (differing_.count("rebar") + differing_.count("end_treatment") != 0) return;
+    if (is_referred_to_by_others(Kind::equal_treatments, "end_treatment")) return;
     std::string columns;
     std::string where;
     treatments_.for_each_inserted([&](const auto& column) {
@@ -83,6 +99,8 @@ class FileRepair {
   }
 
   void remove_orphans() {
+    if (differing_.count("barspacer") + differing_.count("revision") != 0) return;
+    if (is_referred_to_by_others(Kind::orphan_bar_spacers, "barspacer")) return;
     const std::string where =
         " from barspacer where rev_id is null or rev_id not in (select id from revision)";
     std::vector<std::pair<std::string, std::string>> orphans;
@@ -105,6 +123,29 @@ class FileRepair {
   }
 
  private:
+  void leave(Kind kind, const std::string& table, std::string text) {
+    Repair repair;
+    repair.kind = kind;
+    repair.table = table;
+    repair.text = std::move(text);
+    repairs_.push_back(std::move(repair));
+  }
+
+  /// Rows of another program's table could go with the ones that are removed.
+  bool is_referred_to_by_others(Kind kind, const std::string& table) {
+    Statement other(database_,
+                    "select tables.name from sqlite_schema as tables "
+                    "join pragma_foreign_key_list(tables.name) as keys "
+                    "where tables.type = 'table' and tables.name <> 'rebar' "
+                    "and keys.\"table\" = ? collate nocase");
+    other.bind(1, std::string_view(table));
+    if (!other.next()) return false;
+    leave(kind, table,
+          table + ": no row is removed, as the table " + std::string(other.text(0)) +
+              " refers to them, which is not a project's");
+    return true;
+  }
+
   static Repair repair_of(Kind kind, const std::string& table, std::int64_t row,
                           const std::string& column, const Cell& before) {
     Repair repair;
@@ -129,10 +170,14 @@ class FileRepair {
       repair.is_done = true;
       repair.text = text;
     } catch (const DatabaseError& failure) {
-      if ((failure.code() & 0xFF) != SQLITE_CONSTRAINT) throw;
+      // SQLITE_ERROR: an index or a constraint has a function that is not known here.
+      const int code = failure.code() & 0xFF;
+      if (code != SQLITE_CONSTRAINT && code != SQLITE_ERROR) throw;
+      const std::string why = code == SQLITE_ERROR ? sqlite3_errmsg(database_.handle())
+                                                   : sqlite3_errstr(failure.code());
       database_.run("rollback to one_repair");
       repair.text = repair.row ? place(repair) + " stays as it is: " : "indexes stay as they are: ";
-      repair.text += sqlite3_errstr(failure.code());
+      repair.text += why;
     }
     database_.run("release one_repair");
     repairs_.push_back(std::move(repair));
@@ -174,6 +219,7 @@ class FileRepair {
 
   Database& database_;
   std::vector<Repair>& repairs_;
+  std::set<std::string> differing_;
   const tables::Table<EndTreatment> treatments_ = tables::table_of<EndTreatment>();
 };
 
@@ -196,6 +242,7 @@ std::vector<Repair> repair_file(const std::string& filename, const RepairOptions
   }
   std::vector<Repair> repairs;
   FileRepair repair(database, repairs);
+  repair.leave_tables_that_differ(report.findings);
   if (report.findings.has(Kind::index)) repair.build_indexes();
   if (report.findings.has(Kind::equal_treatments)) repair.merge_treatments();
   repair.write_columns(mends.columns);

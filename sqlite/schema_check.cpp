@@ -68,7 +68,11 @@ Shape shape_of(const Database& database, const std::string& table) {
 }
 
 bool has_table(const Database& database, const std::string& table) {
-  Statement found(database, "select 1 from sqlite_schema where type = 'table' and name = ?");
+  // Not a virtual one, which another program's code reads and writes.
+  Statement found(database,
+                  "select 1 from pragma_table_list(?) where schema = 'main' and type <> 'virtual' "
+                  "and exists (select 1 from sqlite_schema as s where s.type = 'table' "
+                  "and s.name = ?1)");
   found.bind(1, std::string_view(table));
   return found.next();
 }

@@ -168,5 +168,60 @@ TEST_F(RepairOfAFile, RunsNoTriggerOfTheFile) {
   EXPECT_EQ(count("fabric"), 1);
 }
 
+/// `sql` declares a table anew; its rows are kept.
+class RepairOfAStrangeTable : public RepairOfAFile {
+ protected:
+  void declare(const std::string& table, const std::string& from, const std::string& to) const {
+    run_plainly("pragma writable_schema = on; update sqlite_schema set sql = replace(sql, '" +
+                from + "', '" + to + "') where name = '" + table + "'");
+  }
+};
+
+TEST_F(RepairOfAStrangeTable, WritesNoRowWhereAnIdCanBeThatOfSeveral) {
+  run_plainly(
+      "create table other (id INTEGER, uid TEXT, raw BLOB);"
+      "alter table fabric rename to old;"
+      "create table fabric as select * from old; drop table old;"
+      "insert into fabric select * from fabric;"
+      "update fabric set mark = rowid");
+  const test::Rows before = all();
+  EXPECT_THAT(repair(), Contains(HasSubstr("left: table fabric: no row is repaired")));
+  EXPECT_EQ(all(), before);
+}
+
+TEST_F(RepairOfAStrangeTable, WritesNoRowThatHasComputedColumns) {
+  run_plainly("update barspacer set name = 'x'");
+  declare("barspacer", "quantity INTEGER", "quantity INTEGER AS (length(name))");
+  const test::Rows before = all();
+  EXPECT_THAT(repair(), Contains(HasSubstr("left: table barspacer: no row is repaired")));
+  EXPECT_EQ(all(), before);
+}
+
+TEST_F(RepairOfAStrangeTable, LosesNoRowOfAnotherProgramWithOneOfOurs) {
+  run_plainly(
+      "insert into end_treatment select 9, type, type_description, manufacturer, "
+      "model, diameter, comment from end_treatment where id = 1;"
+      "create table theirs (t INTEGER REFERENCES end_treatment (id) ON DELETE CASCADE);"
+      "insert into theirs values (9)");
+  EXPECT_THAT(repair(),
+              ElementsAre("left: end_treatment: no row is removed, as the table theirs refers to "
+                          "them, which is not a project's"));
+  EXPECT_EQ(rows("select count(*) from theirs"), (test::Rows{{"1"}}));
+}
+
+TEST_F(RepairOfAFile, MakesBytesOfARecordThatIsAText) {
+  const test::Rows before = all();
+  run_plainly("update sheet set raw = cast(raw as text)");
+  EXPECT_THAT(repair(), ElementsAre(HasSubstr("done: sheet 1: raw is now x'")));
+  EXPECT_EQ(all(), before);
+  EXPECT_THAT(checked(), IsEmpty());
+}
+
+TEST_F(RepairOfAFile, TellsAVirtualTableInThePlaceOfOurs) {
+  run_plainly("drop table barspacer; create virtual table barspacer using fts5 (id, raw)");
+  EXPECT_THAT(checked(), Contains("damage missing_table: the table barspacer is missing"));
+  EXPECT_THAT(repair(), IsEmpty());
+}
+
 }  // namespace
 }  // namespace korvane::sqlite

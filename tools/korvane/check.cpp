@@ -1,5 +1,6 @@
 #include "sqlite/check.h"
 
+#include <exception>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -195,12 +196,18 @@ int run_check(const CheckCommandOptions& options, const CommonOptions& common) {
   TablePrinter printer(options.output, TablePrinter::Tables::several, std::cout);
   std::vector<CheckReport> reports;
   bool is_something_done = false;
+  bool has_failed = false;
   for (const std::string& file : options.files) {
     CheckReport report = check_whole(file);
     std::vector<Repair> repairs;
     if (options.is_repaired || options.are_orphans_removed) {
-      repairs = repair(report, options, common);
-      if (!repairs.empty()) report = check_whole(file);
+      try {
+        repairs = repair(report, options, common);
+      } catch (const std::exception& failure) {
+        has_failed = true;
+        std::cerr << "korvane: " << printable(failure.what()) << '\n';
+      }
+      if (has_failed || !repairs.empty()) report = check_whole(file);
     }
     for (const Repair& each : repairs) is_something_done = is_something_done || each.is_done;
     const Table repaired = repairs_table(file, repairs);
@@ -213,6 +220,7 @@ int run_check(const CheckCommandOptions& options, const CommonOptions& common) {
   printer.print(files_table(reports));
   printer.finish();
   require_output();
+  if (has_failed) return is_something_done ? kDonePart : kFailed;
   for (const CheckReport& report : reports) {
     if (!report.is_sound()) return is_something_done ? kDonePart : kFailed;
   }
