@@ -44,12 +44,12 @@ CompactResult compact_file(const std::string& filename, std::chrono::millisecond
     require_project(database);
     require_pages(database);
     result.bytes_before = static_cast<std::int64_t>(fs::file_size(filename));
+    // The copy that is made on the way may be larger than what there is of memory.
+    database.run("pragma temp_store = default; vacuum");
     if (application_id(database) == 0) {
       database.run("pragma application_id = " + std::to_string(kApplicationId));
     }
     result.has_application_id = application_id(database) == kApplicationId;
-    // The copy that is made on the way may be larger than what there is of memory.
-    database.run("pragma temp_store = default; vacuum");
   }
   result.bytes_after = static_cast<std::int64_t>(fs::file_size(filename));
   return result;
