@@ -132,7 +132,13 @@ static void korvane_value(sqlite3_context* context, int, sqlite3_value** argumen
 
 static void korvane_views(sqlite3_context* context, int, sqlite3_value** arguments) {
   guarded(context, kViews, [&] {
+    if (sqlite3_value_type(arguments[0]) != SQLITE_TEXT) {
+      throw std::runtime_error("the name of a database must be a text");
+    }
     const std::string schema(text_of(arguments[0]));
+    if (sqlite3_db_readonly(sqlite3_context_db_handle(context), schema.c_str()) < 0) {
+      throw std::runtime_error("no database is attached as '" + schema + "'");
+    }
     const std::vector<View> views = views_of(schema, schema + "_");
     make_views(sqlite3_context_db_handle(context), views);
     sqlite3_result_int(context, static_cast<int>(views.size()));

@@ -102,6 +102,13 @@ TEST_F(Functions, MayStandInAnIndexAndInAViewOfASchemaThatIsNotTrusted) {
   EXPECT_EQ(connection_.value("select l > 100 from lengths"), "1");
 }
 
+TEST_F(Functions, ViewsAreOfADatabaseThatIsThere) {
+  EXPECT_EQ(connection_.failure("select korvane_views(null)"),
+            "korvane_views: the name of a database must be a text");
+  EXPECT_EQ(connection_.failure("select korvane_views('none')"),
+            "korvane_views: no database is attached as 'none'");
+}
+
 TEST_F(Functions, ViewsCannotBeMadeByAnotherView) {
   connection_.rows("create view trap as select korvane_views('main')");
   EXPECT_THAT(connection_.failure("select * from trap"), HasSubstr("unsafe use"));
