@@ -102,7 +102,9 @@ void tell_failure(CheckReport& report, const DatabaseError& failure) {
     default:
       break;
   }
-  const std::string text = sqlite3_errstr(failure.code());
+  // An error in SQL says what is wrong in its own text alone.
+  const std::string text =
+      failure.code() == SQLITE_ERROR ? failure.what() : sqlite3_errstr(failure.code());
   switch (failure.code() & 0xFF) {
     case SQLITE_CORRUPT:
       return tell(report, Kind::pages, "SQLite: " + text);
@@ -134,6 +136,8 @@ void check_database(const Database& database, const CheckOptions& options, Check
   report.page_bytes = integer_of(database, "pragma main.page_size");
   report.application_id =
       static_cast<std::uint32_t>(integer_of(database, "pragma main.application_id"));
+  report.has_triggers =
+      integer_of(database, "select count(*) from main.sqlite_schema where type = 'trigger'") != 0;
   const FoundTables found = check_schema(database, report.findings);
   if (report.application_id != 0 && report.application_id != kApplicationId) {
     tell(report, Kind::not_ours,

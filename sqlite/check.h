@@ -28,6 +28,8 @@ struct CheckReport {
   std::int64_t pages = 0;
   std::int64_t page_bytes = 0;
   RowsSeen seen;
+  /// Whether a write by the store would run what somebody has put into the file.
+  bool has_triggers = false;
 
   /// Neither damage nor a finding.
   bool is_sound() const {

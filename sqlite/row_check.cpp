@@ -93,6 +93,9 @@ class TableCheck {
 
   void check_row() {
     row_ = rows_->integer(kId);
+    if (rows_->type(kId) != SQLITE_INTEGER) {
+      return tell(Kind::row_id, "id", "the id is not a whole number");
+    }
     // What comes over the interface is of 32 bits.
     if (row_ > std::numeric_limits<std::int32_t>::max() ||
         row_ < std::numeric_limits<std::int32_t>::min()) {

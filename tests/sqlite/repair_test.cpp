@@ -209,6 +209,21 @@ TEST_F(RepairOfAStrangeTable, LosesNoRowOfAnotherProgramWithOneOfOurs) {
   EXPECT_EQ(rows("select count(*) from theirs"), (test::Rows{{"1"}}));
 }
 
+TEST_F(RepairOfAStrangeTable, WritesNoRowWithoutAnId) {
+  // With DESC the key is not the number of the row, and may be NULL.
+  run_plainly(
+      "create table kept as select * from barspacer; drop table barspacer;"
+      "create table barspacer (id INTEGER PRIMARY KEY DESC, mark INTEGER, rev_id INTEGER, sheet_id "
+      "INTEGER, name TEXT, quantity INTEGER, weight_per_piece REAL, description TEXT, length REAL, "
+      "raw BLOB); insert into barspacer (id, rev_id, name, raw) select 0, rev_id, 'x', raw from "
+      "kept; insert into barspacer (id, rev_id, name, raw) select null, rev_id, 'y', raw from kept;"
+      "update barspacer set raw = zeroblob(0) where id = 0; drop table kept");
+  const test::Rows before = rows("select name from barspacer order by name");
+  EXPECT_THAT(checked(), Contains("finding row_id: barspacer 0: the id is not a whole number"));
+  repair();
+  EXPECT_EQ(rows("select name from barspacer order by name"), before);
+}
+
 TEST_F(RepairOfAFile, MakesBytesOfARecordThatIsAText) {
   const test::Rows before = all();
   run_plainly("update sheet set raw = cast(raw as text)");

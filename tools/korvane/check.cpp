@@ -142,13 +142,16 @@ void tell(const std::string& text, const CheckCommandOptions& options) {
   if (!options.output.is_quiet) std::cerr << printable(text) << '\n';
 }
 
-/// Finishes or takes back the changes that `before` tells of.
+/// Finishes or takes back the changes that `before` tells of. Not where the file has triggers: the
+/// store would run them, and they may remove what they like.
 void finish_changes(const CheckReport& before, const CommonOptions& common,
                     std::vector<Repair>& repairs) {
-  ProjectOptions project;
-  project.file = before.filename;
-  with_project(project, common, Purpose::changing,
-               [](Project_Service& service) { schedule::finish_changes(service); });
+  if (!before.has_triggers) {
+    ProjectOptions project;
+    project.file = before.filename;
+    with_project(project, common, Purpose::changing,
+                 [](Project_Service& service) { schedule::finish_changes(service); });
+  }
   const CheckReport after = check_whole(before.filename);
   for (const Finding& finding : before.findings.listed()) {
     if (finding.kind != Kind::unfinished_change) continue;
@@ -162,8 +165,10 @@ void finish_changes(const CheckReport& before, const CommonOptions& common,
         repair.is_done = false;
       }
     }
-    repair.text = finding.text +
-                  (repair.is_done ? "; now finished or taken back" : "; it could not be finished");
+    repair.text = finding.text + "; " +
+                  (repair.is_done        ? "now finished or taken back"
+                   : before.has_triggers ? "not finished, as it would run the triggers of the file"
+                                         : "it could not be finished");
     repairs.push_back(std::move(repair));
   }
 }

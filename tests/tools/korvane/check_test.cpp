@@ -143,6 +143,29 @@ TEST_F(CheckCommand, FinishesWhatAChangeHasLeft) {
   EXPECT_EQ(plain_rows(file(), "select count(*) from revision"), (test::Rows{{"2"}}));
 }
 
+TEST_F(CheckCommand, FinishesNoChangeWhereATriggerWouldRun) {
+  leave_change("filling", 1);
+  change("create trigger t after delete on revision begin delete from fabric; end");
+  const auto before = plain_rows(file(), "select id from fabric");
+  const Outcome outcome = check("--repair");
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.out, HasSubstr("as it would run the"));
+  EXPECT_EQ(plain_rows(file(), "select id from fabric"), before);
+}
+
+TEST_F(CheckCommand, RepairsTheOtherFilesWhereOneCannotBeWritten) {
+  change("update rebar set total_bars = 77 where id = 3");
+  const std::string locked = folder_.file("locked.db");
+  std::filesystem::copy(file(), locked);
+  // The journal of a write to several databases, which no repair takes in.
+  std::ofstream(locked + "-journal") << "\xd9\xd5\x05\xf9\x20\xa1\x63\xd7";
+  const Outcome outcome = run("check --repair " + locked + " " + file());
+  EXPECT_EQ(outcome.exit_code, 3);
+  EXPECT_THAT(outcome.err, HasSubstr("is not a project's: it names another file"));
+  EXPECT_EQ(plain_rows(file(), "select count(*) from rebar where total_bars = 77"),
+            (test::Rows{{"0"}}));
+}
+
 TEST_F(CheckCommand, TakesBackAWriteThatWasBrokenOff) {
   const test::Rows before = plain_rows(file(), "select * from rebar");
   {
