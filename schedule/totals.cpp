@@ -1,5 +1,6 @@
 #include "schedule/totals.h"
 
+#include <cmath>
 #include <functional>
 #include <optional>
 
@@ -13,12 +14,15 @@ using namespace model::cad;
 
 namespace {
 
+/// The file has NULL for what is not a number, which no sum counts; and no map could order it.
+double number_or_zero(double number) { return std::isnan(number) ? 0 : number; }
+
 /// A sum of one line.
 Sum line_sum(std::int32_t pieces, double millimetres, const std::optional<double>& mass) {
   Sum sum;
   sum.lines = 1;
   sum.pieces = pieces;
-  sum.metres = millimetres / kMillimetresPerMetre;
+  sum.metres = number_or_zero(millimetres / kMillimetresPerMetre);
   sum.mass = mass.value_or(0);
   sum.lines_without_mass = mass ? 0 : 1;
   return sum;
@@ -99,10 +103,10 @@ Totals totals_of(const Structure& structure, const Content& content) {
   Totals totals;
   for (const Rebar& bar : content.bars) {
     Sum sum = line_sum(bar.total_bars, bar.total_length, mass_of(bar));
-    if (sum.lines_without_mass != 0) sum.estimated_mass = nominal_mass_of(bar);
+    if (sum.lines_without_mass != 0) sum.estimated_mass = number_or_zero(nominal_mass_of(bar));
     const std::string steel =
         bar.material_id.hasvalue() ? steel_name(structure, *bar.material_id) : std::string();
-    totals.bars[{bar.bar_diameter, steel}] += sum;
+    totals.bars[{number_or_zero(bar.bar_diameter), steel}] += sum;
   }
   for (const Fabric& fabric : content.fabrics) {
     const FabricType type = type_of(structure, fabric);

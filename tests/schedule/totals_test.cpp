@@ -1,8 +1,10 @@
 #include "schedule/totals.h"
 
+#include <cmath>
 #include <cstdint>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -174,6 +176,23 @@ Table table_of(const std::vector<Table>& tables, const std::string& name) {
   }
   ADD_FAILURE() << name;
   return {};
+}
+
+TEST(TotalsOfContent, ABarWithoutANumberForItsDiameterJoinsNoOther) {
+  Content content;
+  for (const double diameter : {std::nan(""), 12.0, 8.0, std::nan(""), 12.0}) {
+    Rebar& bar = content.bars.emplace_back();
+    bar.bar_diameter = diameter;
+    bar.total_bars = 1;
+    bar.total_length = 1000;
+  }
+  content.bars[0].total_length = std::nan("");
+  std::vector<std::pair<double, double>> metres;
+  for (const auto& [group, sum] : totals_of({}, content).bars) {
+    metres.emplace_back(group.diameter, sum.metres);
+  }
+  EXPECT_THAT(metres,
+              testing::ElementsAre(testing::Pair(0, 1), testing::Pair(8, 1), testing::Pair(12, 2)));
 }
 
 TEST(TotalsTables, HaveARowForEachGroupAndATotal) {
