@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,7 @@ inline constexpr double kLabelSize = 2.5;
 /// Labels of one picture, and what they must not cover. Coordinates are those of a picture.
 class LabelField {
  public:
-  LabelField(double width, double height) : width_(width), height_(height) {}
+  LabelField(double width, double height);
 
   /// Lines that no label may cover, through these points; `width` is that of the pen.
   void add_line(const std::vector<Point>& points, double width);
@@ -57,18 +58,36 @@ class LabelField {
     Box box;
   };
 
+  /// Cells of the field, by their indexes: columns from `left` to `right`, rows from `top` to
+  /// `bottom`.
+  struct Cells {
+    std::size_t left;
+    std::size_t top;
+    std::size_t right;
+    std::size_t bottom;
+  };
+
+  /// Those that the box touches; those at the edge for what lies outside.
+  Cells cells_of(const Box& box) const;
+  void add_segment(const Segment& segment);
   bool is_within(const Box& box) const;
   /// Whether the box covers nothing and is in the field.
   bool is_free(const Box& box) const;
+  bool is_over_line(const Box& box) const;
   static bool covers(const Box& box, const Segment& segment);
-  /// How many lines and labels the box covers, and more if it leaves the field.
-  double conflicts(const Box& box) const;
+  /// How many lines and labels the box covers, and more if it leaves the field; `most` or more if
+  /// they are so many.
+  double conflicts(const Box& box, double most) const;
   void put(const std::string& text, const Box& box);
   bool put_apart(const std::string& text, Point half, Point target);
 
   double width_;
   double height_;
+  std::size_t columns_;
+  std::size_t rows_;
   std::vector<Segment> segments_;
+  /// The segments that come near each cell, row by row: tangles have thousands.
+  std::vector<std::vector<std::size_t>> segments_of_cells_;
   std::vector<Label> labels_;
   std::vector<std::vector<Point>> leaders_;
 };

@@ -4,12 +4,17 @@
 #include <cstddef>
 #include <glib.h>
 
+#include "schedule/xlsx_text.h"
+
 namespace korvane::schedule::drawing {
 
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr int kMostAccents = 4;
+
+/// Bytes that a text may have for each character that is shown of it, accents included.
+constexpr std::size_t kLongestCharacter = 32;
 
 /// Embeddings, overrides and isolates.
 bool turns_direction(gunichar c) {
@@ -42,7 +47,10 @@ std::string one_line(std::string_view text) {
                     : g_utf8_get_char_validated(&text[i], static_cast<gssize>(text.size() - i));
     const bool is_valid = c <= 0x10FFFF;
     const std::size_t size = is_valid ? static_cast<std::size_t>(g_unichar_to_utf8(c, nullptr)) : 1;
-    accents = is_valid && g_unichar_ismark(c) != 0 ? accents + 1 : 0;
+    // What is left out does not begin a letter either.
+    if (!is_valid || !turns_direction(c)) {
+      accents = is_valid && g_unichar_ismark(c) != 0 ? accents + 1 : 0;
+    }
     if (is_valid && ends_line(c)) {
       line += ' ';
     } else if (!is_valid || !is_character(c)) {
@@ -53,6 +61,15 @@ std::string one_line(std::string_view text) {
     i += size;
   }
   return line;
+}
+
+std::string short_line(std::string_view text, std::size_t most) {
+  // Enough for the characters, whatever is left out of it.
+  const std::string line = one_line(text.substr(0, (most + 1) * kLongestCharacter));
+  std::string begin = first_characters(line, most);
+  const bool is_whole =
+      begin.size() == line.size() && text.size() <= (most + 1) * kLongestCharacter;
+  return is_whole ? begin : begin + "…";
 }
 
 }  // namespace korvane::schedule::drawing

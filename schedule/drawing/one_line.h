@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 
@@ -10,5 +11,9 @@ namespace korvane::schedule::drawing {
 /// turn the direction of the letters after them are left out, and so is more than a few accents on
 /// one letter: a text stays in its place.
 std::string one_line(std::string_view text);
+
+/// The first characters of `text` as one line, with "…" after them if there are more than `most`.
+/// Takes time for these only, however long the text is.
+std::string short_line(std::string_view text, std::size_t most);
 
 }  // namespace korvane::schedule::drawing

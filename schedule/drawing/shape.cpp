@@ -8,6 +8,7 @@
 #include "schedule/bvbs/numbers.h"
 #include "schedule/drawing/coded_shape.h"
 #include "schedule/drawing/numbers.h"
+#include "schedule/drawing/one_line.h"
 #include "schedule/space.h"
 #include "schedule/turns.h"
 
@@ -36,9 +37,11 @@ double angle_of(const GeometryObject& piece) {
   return piece.angle && std::isfinite(*piece.angle) ? *piece.angle : 0;
 }
 
+/// Clients label pieces as they like; a sketch has room for a few words.
 std::optional<std::string> label_of(const GeometryObject& piece, GeometryLabelType type) {
+  constexpr std::size_t kLongest = 40;
   for (const auto& label : piece.labels) {
-    if (label.type == type && !label.text.empty()) return label.text;
+    if (label.type == type && !label.text.empty()) return short_line(label.text, kLongest);
   }
   return std::nullopt;
 }
@@ -90,11 +93,14 @@ std::vector<Leg> legs_of(const std::vector<GeometryObject>& pieces) {
   return legs;
 }
 
+/// Without points that lie where the one before lies.
 std::vector<Point3d> distinct(const std::vector<Point3d>& points) {
+  constexpr double kNear = 1e-3;
   std::vector<Point3d> result;
   for (const Point3d& point : points) {
     if (!std::isfinite(point.x) || !std::isfinite(point.y) || !std::isfinite(point.z)) return {};
-    if (result.empty() || result.back() != point) result.push_back(point);
+    const bool is_other = result.empty() || length(difference(point, result.back())) >= kNear;
+    if (is_other) result.push_back(point);
   }
   return result;
 }

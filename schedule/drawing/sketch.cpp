@@ -10,8 +10,10 @@
 #include "schedule/drawing/figure.h"
 #include "schedule/drawing/fonts.h"
 #include "schedule/drawing/numbers.h"
+#include "schedule/drawing/one_line.h"
 #include "schedule/drawing/sketch_kinds.h"
 #include "schedule/drawing/strokes.h"
+#include "schedule/space.h"
 
 namespace korvane::schedule::drawing {
 
@@ -174,8 +176,10 @@ class FlatSketch {
 };
 
 /// What stands for a shape that is not drawn.
-Picture empty_frame(const std::string& text, double width, double height) {
+Picture empty_frame(const std::string& code, double width, double height) {
   constexpr double kMargin = 1;
+  constexpr std::size_t kLongest = 40;
+  const std::string text = short_line(code, kLongest);
   Picture picture{width, height, {}, {}};
   picture.strokes.push_back(
       {rectangle({kMargin, kMargin}, width - 2 * kMargin, height - 2 * kMargin), kThinWidth,
@@ -218,17 +222,28 @@ Picture sheet_sketch(const Shape& shape, double width, double height) {
 
 std::size_t pieces_of(const Shape& shape) { return shape.legs.size() + shape.points.size(); }
 
+/// Whether each point lies apart from the one before.
+bool are_apart(const std::vector<model::geometry::Point3d>& points, double least) {
+  for (std::size_t i = 1; i < points.size(); ++i) {
+    if (length(difference(points[i], points[i - 1])) < least) return false;
+  }
+  return true;
+}
+
 /// What no bar measures is not drawn: it would leave nothing of the rest to see.
 bool is_bar_like(const Shape& shape) {
   constexpr double kLeast = 1e-3;
   constexpr double kGreatest = 1e9;
   const auto is_size = [](double size) { return size >= kLeast && size <= kGreatest; };
-  return shape.bar_diameter <= kGreatest && shape.bend_diameter <= kGreatest &&
+  const auto is_turn = [](double degrees) { return std::abs(degrees) <= kMostDegrees; };
+  return are_apart(shape.points, kLeast) && shape.bar_diameter <= kGreatest &&
+         shape.bend_diameter <= kGreatest &&
          std::all_of(shape.legs.begin(), shape.legs.end(),
                      [&](const Leg& leg) {
-                       return is_size(leg.kind == Leg::Kind::arc ? leg.radius : leg.length) &&
-                              std::abs(leg.bend) <= kMostDegrees &&
-                              std::abs(leg.opening) <= kMostDegrees;
+                       if (!is_turn(leg.bend)) return false;
+                       if (leg.kind == Leg::Kind::straight) return is_size(leg.length);
+                       return is_size(leg.radius) && is_turn(leg.opening) &&
+                              std::abs(leg.opening) >= kLeast;
                      }) &&
          std::all_of(shape.points.begin(), shape.points.end(), [](const auto& point) {
            return std::abs(point.x) <= kGreatest && std::abs(point.y) <= kGreatest &&

@@ -123,8 +123,10 @@ View best_view(const std::vector<Point3d>& points) {
 
 std::vector<Point> fitted(std::vector<Point> points, double width, double height) {
   const Box box = box_of(points);
-  const double scale = std::min((width - 2 * kMarginX) / std::max(box.width(), 1e-9),
-                                (height - 2 * kMarginY) / std::max(box.height(), 1e-9));
+  const double room = std::max(width - 2 * kMarginX, width / 3);
+  const double scale =
+      std::min(room / std::max(box.width(), 1e-9),
+               std::max(height - 2 * kMarginY, height / 3) / std::max(box.height(), 1e-9));
   const Point middle = (box.least + box.greatest) * 0.5;
   for (Point& point : points) {
     point = (point - middle) * scale + Point{width / 2, height / 2};

@@ -51,5 +51,28 @@ TEST(OneLine, LeavesOutAccentsThatPileUp) {
   EXPECT_EQ(one_line(pile + "b"), "a" + accent + accent + accent + accent + "b");
 }
 
+TEST(OneLine, LeavesOutAccentsThatPileUpBetweenSignsOfDirection) {
+  const std::string accent = "\xCC\x81";
+  const std::string override = "\xE2\x80\xAE";
+  std::string pile = "a";
+  for (int i = 0; i < 100; ++i) pile += accent + override;
+  EXPECT_EQ(one_line(pile), "a" + accent + accent + accent + accent);
+}
+
+TEST(ShortLine, KeepsWhatIsShort) {
+  for (const std::string text : {"", "R400", "Größe", "钢筋钢筋"})
+    EXPECT_EQ(short_line(text, 5), text);
+}
+
+TEST(ShortLine, EndsInDotsWhereThereIsMore) {
+  EXPECT_EQ(short_line("Größen", 5), "Größe…");
+  EXPECT_EQ(short_line("a\nb\xFF"
+                       "c",
+                       3),
+            "a b…");
+  EXPECT_EQ(short_line(std::string(100'000'000, 'm'), 3), "mmm…");
+  EXPECT_EQ(short_line("a" + std::string(1000, '\xFF'), 1), "a…");
+}
+
 }  // namespace
 }  // namespace korvane::schedule::drawing

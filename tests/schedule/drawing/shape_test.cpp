@@ -103,6 +103,24 @@ TEST(ShapeOfBar, PrintsTheClientsLabels) {
   EXPECT_EQ(shape.legs[0].bend_label, "alpha");
 }
 
+TEST(ShapeOfBar, ShortensTheClientsLabels) {
+  GeometryObject piece = line(400, 45);
+  piece.labels = {{GeometryLabelType::Length, std::string(10'000'000, 'm')},
+                  {GeometryLabelType::Angle, "a\xFF\nb"}};
+  const Shape shape = shape_of(bar({piece, line(300)}));
+  EXPECT_EQ(shape.legs[0].label, std::string(40, 'm') + "…");
+  EXPECT_EQ(shape.legs[0].bend_label, "a\xEF\xBF\xBD b");
+}
+
+TEST(ShapeOfBar, TakesPointsThatHardlyDifferForOne) {
+  Rebar item = bar({});
+  item.geometry.polyline = {{0, 0, 0},        {0, 1e-200, 0}, {300, 0, 0},
+                            {300, 5e-324, 0}, {300, 250, 0},  {300, 250, 400}};
+  const Shape shape = shape_of(item);
+  EXPECT_EQ(shape.kind, Shape::Kind::spatial);
+  EXPECT_EQ(shape.points.size(), 4U);
+}
+
 TEST(ShapeOfBar, PrintsTheDisplayLengthWhereThereIsOne) {
   GeometryObject piece = line(402.37);
   piece.display_length.set(400.0);

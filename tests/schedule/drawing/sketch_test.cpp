@@ -1,5 +1,6 @@
 #include "schedule/drawing/sketch.h"
 
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <string>
@@ -206,6 +207,45 @@ TEST(Sketch, IsAnEmptyFrameWithTheCodeOfAnUnknownShape) {
   EXPECT_TRUE(picture.strokes[0].is_dashed);
 }
 
+TEST(Sketch, ShortensACodeThatIsNone) {
+  Shape shape;
+  shape.code = std::string(10'000'000, 'm');
+  const Picture picture = sketch(shape);
+  EXPECT_THAT(texts_of(picture), ElementsAre(std::string(40, 'm') + "…"));
+  EXPECT_TRUE(covering_texts(picture).empty());
+}
+
+TEST(Sketch, KeepsASpatialBarInASmallField) {
+  Shape shape;
+  shape.kind = Shape::Kind::spatial;
+  shape.points = {{0, 0, 0}, {300, 0, 0}, {300, 250, 0}, {300, 250, 400}};
+  const Point usual = flattened(bar_of(sketch_of(shape, 60, 24))).front();
+  const Point usual_end = flattened(bar_of(sketch_of(shape, 60, 24))).back();
+  for (const double size : {10.0, 12.0, 17.0, 19.0}) {
+    const std::vector<Point> bar = flattened(bar_of(sketch_of(shape, size, size)));
+    for (const Point point : bar) {
+      EXPECT_TRUE(point.x >= 0 && point.x <= size && point.y >= 0 && point.y <= size) << size;
+    }
+    // Not turned about.
+    EXPECT_EQ(bar.front().x < bar.back().x, usual.x < usual_end.x) << size;
+    EXPECT_EQ(bar.front().y < bar.back().y, usual.y < usual_end.y) << size;
+  }
+}
+
+TEST(Sketch, OfAGreatTangleDoesNotTakeLong) {
+  std::vector<Leg> legs;
+  for (int i = 0; i < 40; ++i) {
+    legs.push_back({.kind = Leg::Kind::arc,
+                    .radius = 100.0 + 20 * i,
+                    .opening = 720,
+                    .bend = i % 2 == 0 ? 30.0 : -30.0,
+                    .label = "R" + std::to_string(i)});
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  sketch_of(flat(legs), 500, 500);
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+}
+
 TEST(Sketch, SaysHowManyPiecesAreTooMany) {
   EXPECT_THAT(texts_of(sketch(flat(std::vector<Leg>(100'000, Leg{.length = 1, .bend = 10})))),
               ElementsAre("100000 pieces"));
@@ -238,6 +278,20 @@ TEST(Sketch, IsAnEmptyFrameForSizesThatNoBarHas) {
     spatial.points = {{0, 0, 0}, {size, 1e300, 0}, {0, size, 3}, {1, 1, 1}};
     EXPECT_EQ(sketch(spatial).texts.size(), 0U) << size;
   }
+}
+
+TEST(Sketch, IsAnEmptyFrameForAnArcOfNoLength) {
+  for (const double opening : {5e-324, -1e-300, 1e-9}) {
+    const Leg arc{.kind = Leg::Kind::arc, .radius = 300, .opening = opening, .label = "a"};
+    EXPECT_EQ(sketch(flat({arc})).texts.size(), 0U) << opening;
+  }
+}
+
+TEST(Sketch, IsAnEmptyFrameForPointsOfASpatialBarThatAreOne) {
+  Shape shape;
+  shape.kind = Shape::Kind::spatial;
+  shape.points = {{0, 0, 0}, {300, 0, 0}, {300, 1e-200, 0}, {300, 250, 0}, {300, 250, 400}};
+  EXPECT_EQ(sketch(shape).texts.size(), 0U);
 }
 
 TEST(Sketch, LetsNoLabelOfTheExamplesCoverALine) {
