@@ -60,13 +60,17 @@ std::int32_t number_of(const MountedCall& call, const std::string& name, std::in
 MountedReply bending_list(const MountedCall& call) {
   const std::string name = *call.parameter("format");
   const schedule::drawing::BendingListPages pages(
-      read_bending_list(project_of(call), selection_of(call)), schedule::drawing::today());
+      read_bending_list(project_of(call), selection_of(call)), schedule::drawing::today(),
+      call.require_time);
   MountedReply reply;
   for (const auto& format : kListFormats) {
     if (name == format.name) reply.content_type = format.media_type;
   }
   reply.file_name = "bending-list." + name;
-  print_bending_list(pages, name, [&reply](std::string_view piece) { reply.body += piece; });
+  print_bending_list(pages, name, [&](std::string_view piece) {
+    call.require_time();
+    reply.body += piece;
+  });
   if (name != "pdf") forbid_scripts(reply);  // readers of PDF do not work in a sandbox
   return reply;
 }

@@ -101,6 +101,7 @@ class CallWork {
   }
 
  private:
+  using Clock = std::chrono::steady_clock;
   using Work = std::function<std::unique_ptr<Reply>(const LiveService& service)>;
 
   FailedCall failed_call() const {
@@ -128,6 +129,8 @@ class CallWork {
   HttpReply reply();
   void take_request();
   HttpReply mounted_reply();
+  /// What the fence requires of SQL, of all other work of a mounted route that began then.
+  void require_time(Clock::time_point begin) const;
   void require_single_statement();
   /// The id of the service that the call is for; opens the project if need be.
   std::string resolve();
@@ -172,7 +175,7 @@ HttpReply CallWork::reply() {
 
 HttpReply CallWork::mounted_reply() {
   const MountedRoute& route = *call_.mounted();
-  MountedCall made{nullptr, nullptr, call_.parameters(), body_};
+  MountedCall made{.parameters = call_.parameters(), .body = body_};
   if (route.check) counted(true, [&] { route.check(made); });
   const Runs::Stay stay(room_.runs, room_.limits.delivery.waiting_time);
   call_.require_run();
@@ -181,6 +184,7 @@ HttpReply CallWork::mounted_reply() {
   run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
     made.service = service.service;
     made.definition = service.definition;
+    made.require_time = [this, begin = Clock::now()] { require_time(begin); };
     result = route.run(made);
     return std::unique_ptr<Reply>();
   });
@@ -198,6 +202,17 @@ HttpReply CallWork::mounted_reply() {
   const auto body = std::make_shared<const std::string>(std::move(result.body));
   reply.stream_body = [holding, body](const HttpReply::Write& write) { write(*body); };
   return reply;
+}
+
+void CallWork::require_time(Clock::time_point begin) const {
+  const std::chrono::milliseconds limit = room_.limits.call.time;
+  if (Clock::now() - begin > limit) {
+    throw HttpFault(422,
+                    "a call may take " + std::to_string(limit.count()) + " ms: it was stopped");
+  }
+  if (call_.request().has_client_gone()) {
+    throw NotDelivered(NotDelivered::Reason::caller_gone, "the caller has gone");
+  }
 }
 
 /// JSON is decoded at once, on the connection's own thread; Compact Binary, which costs less and
@@ -255,7 +270,6 @@ std::unique_ptr<Reply> CallWork::open_project() {
 
 std::unique_ptr<Reply> CallWork::run_in_turn(const std::string& service_id,
                                              const SqlFenceLimits& limits, const Work& work) {
-  using Clock = std::chrono::steady_clock;
   using std::chrono::milliseconds;
   std::optional<Clock::time_point> first_turn;
   std::unique_ptr<Reply> result;

@@ -35,6 +35,9 @@ struct MountedCall {
   /// Those that are given, decoded. Values of a closed set are of it.
   const std::map<std::string, std::string>& parameters;
   std::string_view body;
+  /// Work that can last asks this between its steps. Throws if the call has had the time that a call
+  /// may take, or nobody waits for the reply any more. Does nothing when a request is checked.
+  std::function<void()> require_time = [] {};
 
   /// The parameter, or nothing where it is not given.
   std::optional<std::string> parameter(const std::string& name) const;

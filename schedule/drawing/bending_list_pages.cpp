@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "schedule/drawing/bending_list_rows.h"
+#include "schedule/drawing/one_line.h"
 #include "schedule/drawing/sketch.h"
 #include "schedule/drawing/wrapped_text.h"
 
@@ -53,10 +54,14 @@ std::vector<std::string> comment_lines(const BendingSheet& sheet) {
   return wrapped(sheet.comment, kContentWidth, kSmallSize, false, kMostCommentLines).lines;
 }
 
-std::string or_none(const std::string& name) { return name.empty() ? "(no name)" : name; }
+/// For titles, which stand on every page of a reader.
+std::string short_name(const std::string& name) {
+  constexpr std::size_t kLongest = 100;
+  return name.empty() ? "(no name)" : short_line(name, kLongest);
+}
 
 std::string name_of_sheet(const BendingSheet& sheet) {
-  return "Sheet " + or_none(sheet.sheet) + ", revision " + or_none(sheet.revision);
+  return "Sheet " + short_name(sheet.sheet) + ", revision " + short_name(sheet.revision);
 }
 
 std::string counted(std::size_t count, const char* thing) {
@@ -65,20 +70,21 @@ std::string counted(std::size_t count, const char* thing) {
 
 }  // namespace
 
-BendingListPages::BendingListPages(BendingList list, std::string date)
+BendingListPages::BendingListPages(BendingList list, std::string date,
+                                   const std::function<void()>& after_row)
     : list_(std::move(list)), date_(std::move(date)) {
   if (list_.sheets.empty()) {
     begin_page(summary_, "");
     place(paragraph("There is no revision here, and so there is nothing to bend.", 1));
     return;
   }
-  for (const BendingSheet& sheet : list_.sheets) add_sheet(sheet);
+  for (const BendingSheet& sheet : list_.sheets) add_sheet(sheet, after_row);
   if (list_.sheets.size() > 1) add_summary();
 }
 
 std::string BendingListPages::title() const {
   std::string title = "Bending list";
-  if (!list_.project.empty()) title += " " + list_.project;
+  if (!list_.project.empty()) title += " " + short_name(list_.project);
   if (list_.sheets.size() == 1) title += ", " + name_of_sheet(list_.sheets.front());
   return title;
 }
@@ -110,7 +116,8 @@ void BendingListPages::place(Block block, const Block* head, double and_after) {
 
 template <class Line, class RowOf>
 void BendingListPages::add_lines(const char* title, const TableLayout& layout,
-                                 const std::vector<Line>& lines, RowOf row_of) {
+                                 const std::vector<Line>& lines, RowOf row_of,
+                                 const std::function<void()>& after_row) {
   const Block* continued = nullptr;
   for (const Line& line : lines) {
     Block row = layout.row(row_of(line));
@@ -120,17 +127,21 @@ void BendingListPages::add_lines(const char* title, const TableLayout& layout,
       place(layout.head(title), nullptr, row.picture.height);
     }
     place(std::move(row), continued);
+    after_row();
   }
 }
 
-void BendingListPages::add_sheet(const BendingSheet& sheet) {
+void BendingListPages::add_sheet(const BendingSheet& sheet,
+                                 const std::function<void()>& after_row) {
   shortened_.clear();
   begin_page(sheet, name_of_sheet(sheet));
-  add_lines("Bars", bar_layout(), sheet.bars, BarRows(sheet.bars));
-  add_lines("Fabrics", fabric_layout(), sheet.fabrics, FabricRows(sheet.fabrics));
-  add_lines("Bar spacers", spacer_layout(), sheet.bar_spacers, SpacerRows(sheet.bar_spacers));
-  add_lines("Mounting parts", part_layout(), sheet.mounting_parts,
-            [](const BendingPart& part) { return part_row(part); });
+  add_lines("Bars", bar_layout(), sheet.bars, BarRows(sheet.bars), after_row);
+  add_lines("Fabrics", fabric_layout(), sheet.fabrics, FabricRows(sheet.fabrics), after_row);
+  add_lines("Bar spacers", spacer_layout(), sheet.bar_spacers, SpacerRows(sheet.bar_spacers),
+            after_row);
+  add_lines(
+      "Mounting parts", part_layout(), sheet.mounting_parts,
+      [](const BendingPart& part) { return part_row(part); }, after_row);
   if (pages_.back().blocks.empty()) {
     place(paragraph("This revision has no lines.", 1));
     return;

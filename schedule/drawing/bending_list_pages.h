@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -16,8 +17,10 @@ namespace korvane::schedule::drawing {
 /// into lines, what is too long ends in "…", and a note says so.
 class BendingListPages {
  public:
-  /// `date` is printed as it is.
-  BendingListPages(BendingList list, std::string date);
+  /// `date` is printed as it is. `after_row` is called after each row, of which there may be many:
+  /// what it throws ends the work.
+  BendingListPages(
+      BendingList list, std::string date, const std::function<void()>& after_row = [] {});
   /// Rows refer to the list's shapes.
   BendingListPages(const BendingListPages&) = delete;
   BendingListPages& operator=(const BendingListPages&) = delete;
@@ -44,13 +47,12 @@ class BendingListPages {
     std::vector<PlacedBlock> blocks;
   };
 
-  void add_sheet(const BendingSheet& sheet);
+  void add_sheet(const BendingSheet& sheet, const std::function<void()>& after_row);
   void add_totals(const BendingSheet& sheet);
   void add_summary();
-  void add_shortened_note(const std::vector<std::string>& marks);
   template <class Line, class RowOf>
   void add_lines(const char* title, const TableLayout& layout, const std::vector<Line>& lines,
-                 RowOf row_of);
+                 RowOf row_of, const std::function<void()>& after_row);
   void add_table(const Table& table);
 
   void begin_page(const BendingSheet& sheet, const std::string& name);

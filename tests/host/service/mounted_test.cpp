@@ -1,8 +1,10 @@
 // What is served of a project beside its operations.
 
+#include <atomic>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/access/tokens.h"
@@ -154,6 +156,50 @@ TEST_F(Mounted, RoutesAreCountedUnderTheirName) {
   get("print?name=x");
   const std::string metrics = client_.get("/metrics").body;
   EXPECT_THAT(metrics, HasSubstr("mounted.print"));
+}
+
+/// A route that goes on for as long as it may.
+MountedRoute lasting_route(std::atomic<int>& begun) {
+  MountedRoute route;
+  route.operation = host::mounted_operation("last", Effect::reads);
+  route.text = "Lasts.";
+  route.reply_types = {"text/plain"};
+  route.check = [](const MountedCall& call) { call.require_time(); };
+  route.run = [&begun](const MountedCall& call) -> MountedReply {
+    ++begun;
+    while (true) {
+      call.require_time();
+      std::this_thread::sleep_for(1ms);
+    }
+  };
+  return route;
+}
+
+TEST(MountedRoutes, EndWhenTheTimeOfACallIsOver) {
+  std::atomic<int> begun = 0;
+  host::ModelServerLimits limits;
+  limits.call.time = 50ms;
+  TestServer server(limits, std::nullopt, {}, {lasting_route(begun)});
+  server.open("a.db");
+  const HttpAnswer answer = server.client().get("/v1/projects/a.db/last");
+  EXPECT_EQ(answer.status, 422);
+  EXPECT_EQ(answer.detail(), "a call may take 50 ms: it was stopped");
+  EXPECT_EQ(server.client().get("/v1/projects/a.db/list_sheets").status, 200);
+}
+
+TEST(MountedRoutes, EndWhenNobodyWaitsForThem) {
+  std::atomic<int> begun = 0;
+  TestServer server({}, std::nullopt, {}, {lasting_route(begun)});
+  server.open("a.db");
+  {
+    RawConnection connection(server.port());
+    connection.send(header("GET /v1/projects/a.db/last"));
+    wait_until([&] { return begun == 1; });
+  }
+  // The next call has its turn long before two minutes are over.
+  const auto begin = Clock::now();
+  EXPECT_EQ(server.client().get("/v1/projects/a.db/list_sheets").status, 200);
+  EXPECT_LT(Clock::now() - begin, 20s);
 }
 
 TEST(MountedRoutes, AreServedToWhoHasTheScopeOfTheirEffect) {

@@ -1,5 +1,6 @@
 #include "schedule/drawing/bending_list_pages.h"
 
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -222,6 +223,25 @@ TEST(BendingListPages, ManyRemarksAreNoMoreThanAPage) {
   const BendingListPages pages(list_of({std::move(of_one)}), "");
   EXPECT_LE(pages.count(), 2U);
   expect_all_in_place(pages);
+}
+
+TEST(BendingListPages, EndWhereTheirCallerEndsThem) {
+  int rows = 0;
+  const auto end_after_ten = [&rows] {
+    if (++rows == 10) throw std::runtime_error("enough");
+  };
+  EXPECT_THROW(BendingListPages(list_of({sheet("417", 100)}), "2026-01-31", end_after_ten),
+               std::runtime_error);
+  EXPECT_EQ(rows, 10);
+}
+
+TEST(BendingListPages, HaveShortTitlesWhateverNamesAreLike) {
+  BendingList list = list_of({sheet(std::string(1'000'000, 's'), 1)});
+  list.project = "a\nb" + std::string(1'000'000, 'p');
+  const BendingListPages pages(std::move(list), "2026-01-31");
+  EXPECT_THAT(pages.title(), testing::StartsWith("Bending list a bppp"));
+  EXPECT_LT(pages.title().size(), 300U);
+  EXPECT_LT(pages.name(0).size(), 200U);
 }
 
 }  // namespace
