@@ -117,17 +117,19 @@ class PdfFile::Surface {
   }
 
  private:
+  /// Never fails for the library: some versions follow a null pointer when they end a file that
+  /// could not be written.
   static cairo_status_t take(void* self, const unsigned char* bytes, unsigned int size) {
     auto& surface = *static_cast<Surface*>(self);
-    if (!surface.sink_ || surface.failure_) return CAIRO_STATUS_WRITE_ERROR;
+    if (!surface.sink_ || surface.has_failed_) return CAIRO_STATUS_SUCCESS;
     try {
       surface.sink_({reinterpret_cast<const char*>(bytes), size});
-      return CAIRO_STATUS_SUCCESS;
     } catch (...) {
       // The library is C: an exception must not pass through it.
       surface.failure_ = std::current_exception();
-      return CAIRO_STATUS_WRITE_ERROR;
+      surface.has_failed_ = true;
     }
+    return CAIRO_STATUS_SUCCESS;
   }
 
   void check(cairo_status_t status) {
@@ -187,6 +189,8 @@ class PdfFile::Surface {
 
   Sink sink_;
   std::exception_ptr failure_;
+  /// Also after the failure was thrown: the rest goes nowhere.
+  bool has_failed_ = false;
   int pages_ = 0;
   Owned<cairo_surface_t> surface_;
   Owned<cairo_t> cairo_;

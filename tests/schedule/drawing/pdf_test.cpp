@@ -74,6 +74,29 @@ TEST(Pdf, PassesOnWhatTheSinkThrows) {
   EXPECT_THAT(write, ThrowsMessage<std::runtime_error>("disk full"));
 }
 
+TEST(Pdf, PassesOnWhatTheSinkThrowsAtAnyPlace) {
+  int fine = 0;
+  const auto write = [&fine] {
+    int taken = 0;
+    PdfFile file({"list", ""}, [&](std::string_view) {
+      if (taken++ == fine) throw std::runtime_error("disk full");
+    });
+    for (int i = 0; i < 3; ++i) file.add_page(page_of(std::to_string(i)), "begin");
+    file.finish();
+  };
+  constexpr int kManyPieces = 1000;
+  for (; fine < kManyPieces; ++fine) {
+    try {
+      write();
+      break;
+    } catch (const std::runtime_error& failure) {
+      EXPECT_STREQ(failure.what(), "disk full");
+    }
+  }
+  EXPECT_GT(fine, 10);
+  EXPECT_LT(fine, kManyPieces);
+}
+
 TEST(Pdf, ThatIsNotFinishedAsksTheSinkNoMore) {
   std::string bytes;
   {
