@@ -58,15 +58,15 @@ Database::Database(const std::string& filename, Access access) : filename_(filen
 }
 
 void Database::wait_for_locks(std::chrono::milliseconds time) {
-  // The number stands in the pointer's place, as nothing else lives as long as the connection.
+  most_waits_ = std::make_unique<std::int64_t>(time.count());
   sqlite3_busy_handler(
       handle(),
-      [](void* milliseconds, int asked) {
-        if (asked >= reinterpret_cast<std::intptr_t>(milliseconds)) return 0;
+      [](void* most_waits, int waits) {
+        if (waits >= *static_cast<const std::int64_t*>(most_waits)) return 0;
         sqlite3_sleep(1);
         return 1;
       },
-      reinterpret_cast<void*>(static_cast<std::intptr_t>(time.count())));
+      most_waits_.get());
 }
 
 void Database::distrust() {

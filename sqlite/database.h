@@ -62,6 +62,8 @@ class Database {
   };
 
   std::string filename_;
+  /// Of a millisecond each. At one address as long as the connection, which asks for it.
+  std::unique_ptr<std::int64_t> most_waits_;
   std::unique_ptr<sqlite3, Closed> handle_;
 };
 

@@ -5,6 +5,7 @@
 
 #include "model/tables/tables.h"
 #include "sqlite/cell.h"
+#include "sqlite/joined.h"
 
 namespace korvane::sqlite {
 
@@ -117,7 +118,7 @@ class FileRepair {
       repair.table = "barspacer";
       repair.column = "rev_id";
       repair.before = rev_id;
-      repair.text = "barspacer: removed rows of revision " + rev_id + ": " + count;
+      repair.text = joined({"barspacer: removed rows of revision ", rev_id, ": ", count});
       repairs_.push_back(std::move(repair));
     }
   }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "model/tables/tables.h"
+#include "sqlite/joined.h"
 
 namespace korvane::sqlite {
 
@@ -96,14 +97,14 @@ std::set<std::string> compare(const std::string& table, const Shape& wanted, con
     const std::string* const there = found.declaration_of(name);
     if (there == nullptr) {
       findings.add(schema_finding(Kind::missing_column, table, name,
-                                  place + "the column " + name + " is missing"));
+                                  joined({place, "the column ", name, " is missing"})));
       continue;
     }
     usable.insert(name);
     if (*there == declaration) continue;
     Finding finding = schema_finding(Kind::declaration, table, name,
-                                     place + "the column " + name + " is declared \"" + *there +
-                                         "\", expected \"" + declaration + "\"");
+                                     joined({place, "the column ", name, " is declared \"", *there,
+                                             "\", expected \"", declaration, "\""}));
     finding.found = *there;
     finding.expected = declaration;
     findings.add(std::move(finding));
@@ -111,15 +112,17 @@ std::set<std::string> compare(const std::string& table, const Shape& wanted, con
   for (const auto& [name, declaration] : found.columns) {
     if (wanted.declaration_of(name) != nullptr) continue;
     findings.add(schema_finding(Kind::not_ours, table, name,
-                                place + "the column " + name + " is not a project's"));
+                                joined({place, "the column ", name, " is not a project's"})));
   }
   for (const std::string& constraint : wanted.constraints) {
     if (found.constraints.count(constraint) != 0) continue;
-    findings.add(schema_finding(Kind::declaration, table, "", place + "lacks " + constraint));
+    findings.add(
+        schema_finding(Kind::declaration, table, "", joined({place, "lacks ", constraint})));
   }
   for (const std::string& constraint : found.constraints) {
     if (wanted.constraints.count(constraint) != 0) continue;
-    findings.add(schema_finding(Kind::not_ours, table, "", place + "has also " + constraint));
+    findings.add(
+        schema_finding(Kind::not_ours, table, "", joined({place, "has also ", constraint})));
   }
   return usable;
 }
@@ -134,7 +137,7 @@ void note_what_is_not_ours(const Database& database, const std::set<std::string>
     const std::string name(all.text(1));
     if (type == "table" && ours.count(name) != 0) continue;
     findings.add(schema_finding(Kind::not_ours, std::string(all.text(2)), "",
-                                "the " + type + " " + name + " is not a project's"));
+                                joined({"the ", type, " ", name, " is not a project's"})));
   }
 }
 

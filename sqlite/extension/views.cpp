@@ -53,8 +53,9 @@ class Select {
 
   /// The other values of a record.
   Select& values(const std::string& contract, const std::string& alias) {
+    const std::string prefix = contract + ".";
     for (const std::string& name : column_names_of(contract)) {
-      add(value(contract + "." + name, alias), name);
+      add(value(prefix + name, alias), name);
     }
     return *this;
   }

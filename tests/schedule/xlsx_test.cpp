@@ -62,7 +62,7 @@ Table small_table() {
       {std::string("1\x01\xFF\0\xEF\xBF\xBF", 7), std::int64_t{1},
        std::numeric_limits<double>::infinity()}};
   table.totals = {{std::string("sum"), std::int64_t{2147483647}, 1e22}};
-  table.notes = {"1 line lacks its weight."};
+  table.notes = {"1 line lacks its weight.", "All revisions count."};
   return table;
 }
 
@@ -90,7 +90,8 @@ TEST(Xlsx, OpensInLibreOfficeWithTheSameNumbersAndTexts) {
             "\"1\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\",1,\"inf\"\n"
             "\"sum\",2147483647,1E+022\n"
             ",,\n"
-            "\"1 line lacks its weight.\",,\n");
+            "\"1 line lacks its weight.\",,\n"
+            "\"All revisions count.\",,\n");
   EXPECT_EQ(text_of(folder.file("book-Totals_ _by_ mark_diameter, of .csv")),
             "\"mark\",\"pieces\",\"length (mm)\"\n,,7\n");
   EXPECT_EQ(text_of(folder.file("book-Totals_ _by_ mark_diameter, (2).csv")),

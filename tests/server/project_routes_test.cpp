@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sstream>
 #include <string>
 
@@ -173,6 +174,14 @@ TEST_F(ProjectRoutes, StandInTheOpenApiDocument) {
   for (const std::string name : {"export", "compare", "totals"}) {
     EXPECT_TRUE(paths.at("/v1/projects/{file}/" + name).contains("get")) << name;
   }
+  std::map<std::string, std::string> texts;
+  for (const json& parameter : paths.at("/v1/projects/{file}/import").at("post").at("parameters")) {
+    if (parameter.contains("description"))
+      texts[parameter.at("name")] = parameter.at("description");
+  }
+  EXPECT_THAT(texts.at("name"), HasSubstr("The name of the file"));
+  EXPECT_THAT(texts.at("sheet"), HasSubstr("The sheet"));
+  EXPECT_THAT(texts.at("revision"), HasSubstr("The revision"));
 }
 
 }  // namespace
