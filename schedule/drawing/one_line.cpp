@@ -31,6 +31,8 @@ bool is_character(gunichar c) {
   return !is_control && !is_of_no_use;
 }
 
+bool continues(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
+
 }  // namespace
 
 std::string one_line(std::string_view text) {
@@ -63,9 +65,17 @@ std::string one_line(std::string_view text) {
   return line;
 }
 
+std::string_view first_bytes(std::string_view text, std::size_t most) {
+  constexpr std::size_t kMostContinuing = 3;
+  if (text.size() <= most) return text;
+  std::size_t end = most;
+  while (end > 0 && most - end < kMostContinuing && continues(text[end])) --end;
+  return text.substr(0, end);
+}
+
 std::string short_line(std::string_view text, std::size_t most) {
   // Enough for the characters, whatever is left out of it.
-  const std::string line = one_line(text.substr(0, (most + 1) * kLongestCharacter));
+  const std::string line = one_line(first_bytes(text, (most + 1) * kLongestCharacter));
   std::string begin = first_characters(line, most);
   const bool is_whole =
       begin.size() == line.size() && text.size() <= (most + 1) * kLongestCharacter;

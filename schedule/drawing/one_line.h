@@ -12,6 +12,9 @@ namespace korvane::schedule::drawing {
 /// one letter: a text stays in its place.
 std::string one_line(std::string_view text);
 
+/// At most so many bytes of the begin of `text`, without a part of a character at their end.
+std::string_view first_bytes(std::string_view text, std::size_t most);
+
 /// The first characters of `text` as one line, with "…" after them if there are more than `most`.
 /// Takes time for these only, however long the text is.
 std::string short_line(std::string_view text, std::size_t most);

@@ -106,7 +106,7 @@ WrappedText wrapped(const std::string& text, double width, double size, bool is_
   WrappedText result;
   // Enough for the lines, whatever is left out of it.
   const std::size_t most = (most_lines + 1) * kLongestLine;
-  Breaker breaker(one_line(std::string_view(text).substr(0, most)), width, size, is_bold);
+  Breaker breaker(one_line(first_bytes(text, most)), width, size, is_bold);
   while (!breaker.is_at_end()) {
     const bool is_last = result.lines.size() + 1 == most_lines;
     if (is_last) {
@@ -121,6 +121,11 @@ WrappedText wrapped(const std::string& text, double width, double size, bool is_
       return result;
     }
     result.lines.push_back(breaker.take());
+  }
+  // Signs that are left out can fill all that was looked at.
+  if (text.size() > most) {
+    result.lines.emplace_back(kEllipsis);
+    result.is_shortened = true;
   }
   return result;
 }

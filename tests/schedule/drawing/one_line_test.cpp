@@ -74,5 +74,14 @@ TEST(ShortLine, EndsInDotsWhereThereIsMore) {
   EXPECT_EQ(short_line("a" + std::string(1000, '\xFF'), 1), "a…");
 }
 
+TEST(FirstBytes, CutNoCharacter) {
+  EXPECT_EQ(first_bytes("aø钢", 6), "aø钢");
+  EXPECT_EQ(first_bytes("aø钢", 5), "aø");
+  EXPECT_EQ(first_bytes("aø钢", 3), "aø");
+  EXPECT_EQ(first_bytes("aø钢", 2), "a");
+  EXPECT_EQ(first_bytes("aø", 0), "");
+  EXPECT_EQ(first_bytes(std::string(100, '\x80'), 50).size(), 47U);
+}
+
 }  // namespace
 }  // namespace korvane::schedule::drawing

@@ -93,5 +93,13 @@ TEST(WrappedText, TakesTimeForItsLinesOnly) {
   EXPECT_THAT(result.lines, SizeIs(3));
 }
 
+TEST(WrappedText, SaysThatThereIsMoreAfterManySignsThatAreLeftOut) {
+  std::string text = "a";
+  for (int i = 0; i < 10'000; ++i) text += "\xE2\x80\xAE";
+  const WrappedText lines = wrapped(text + "hidden", 40, 3, false, 3);
+  EXPECT_THAT(lines.lines, testing::ElementsAre("a", "…"));
+  EXPECT_TRUE(lines.is_shortened);
+}
+
 }  // namespace
 }  // namespace korvane::schedule::drawing
