@@ -148,7 +148,10 @@ std::string exported(const MountedCall& call, const std::string& format) {
   Project_Service& project = project_of(call);
   const schedule::Selection selection = selection_of(call);
   std::string text;
-  const schedule::TextSink sink = [&text](std::string_view piece) { text += piece; };
+  const schedule::TextSink sink = [&](std::string_view piece) {
+    call.require_time();
+    text += piece;
+  };
   if (format == "xlsx") return xlsx_of(project, selection);
   if (format == "csv") {
     export_csv(project, selection, call.parameter("kind").value_or("bars"), sink);
