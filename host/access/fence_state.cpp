@@ -64,6 +64,19 @@ bool is_running(sqlite3* connection, const sqlite3_stmt* besides = nullptr) {
   return false;
 }
 
+/// Whether a statement has come no further than to its transaction, where SQLite sees that another
+/// program has changed the schema since, and parses the same statement anew. Another one that is being
+/// parsed, perhaps where that one was in memory, has come nowhere yet.
+bool has_only_begun(sqlite3* connection, const sqlite3_stmt* asked) {
+  constexpr int kStepsToTransaction = 2;
+  sqlite3_stmt* statement = nullptr;
+  while ((statement = sqlite3_next_stmt(connection, statement)) != nullptr) {
+    if (statement != asked) continue;
+    return sqlite3_stmt_status(statement, SQLITE_STMTSTATUS_VM_STEP, 0) == kStepsToTransaction;
+  }
+  return false;
+}
+
 /// A file can have a schema of any size, and each connection keeps pages that it read. The next
 /// call reads again what it needs.
 void give_up_idle_memory(sqlite3* connection) {
@@ -119,7 +132,9 @@ int SqlFence::Impl::parsed(void* connection, int code, const char* first, const 
     const bool may_end =
         current->limits.access == SqlAccess::everything && is_of_transaction(action);
     if (!may_end && current->is_over()) return SQLITE_DENY;
-    if (!action.is_within_statement && current->statements >= current->limits.statements) {
+    const bool is_another = !action.is_within_statement &&
+                            !has_only_begun(static_cast<sqlite3*>(connection), current->last_begun);
+    if (is_another && current->statements >= current->limits.statements) {
       current->refuse("another statement");
       return SQLITE_DENY;
     }

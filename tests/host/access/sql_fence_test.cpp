@@ -349,6 +349,20 @@ TEST_P(Limits, CountAnewInEachFence) {
   }
 }
 
+TEST_P(Limits, CountAStatementOnceThatIsParsedAnewForAnotherSchema) {
+  const auto opened = door();
+  opened->run("select uid from sheet");
+  PlainDoor(file()).run("create table other (a)");
+  SqlFenceLimits limits = for_changes(kAmple);
+  limits.statements = 1;
+  EXPECT_EQ(verdict(*opened, "select uid from sheet", limits), "");
+  PlainDoor(file()).run("drop table other");
+  const SqlFence fence(limits);
+  opened->run("select uid from sheet");
+  EXPECT_ANY_THROW(opened->run("select id from sheet"));
+  EXPECT_EQ(fence.reason(), "a call may change its project only: another statement is refused");
+}
+
 TEST_P(Limits, DoNotCountRowsThatAQueryOnlyPassesOver) {
   EXPECT_EQ(verdict(*door(), numbers("where i < 1000") + "select sum(i) from n", with_rows(1)), "");
 }
