@@ -40,7 +40,8 @@ test('/openapi.json', async (t) => {
     const byAddress = byId.filter((entry) => entry.includes('{service_id}'))
       .map((entry) => entry.replace('{service_id}', 'projects/{file}'));
     assert.equal(byAddress.length, 41);
-    const schedules = ['export GET,HEAD', 'compare GET,HEAD', 'totals GET,HEAD', 'import POST']
+    const schedules = ['bending-list GET,HEAD', 'compare GET,HEAD', 'export GET,HEAD', 'import POST',
+      'sketch GET,HEAD', 'totals GET,HEAD']
       .map((entry) => `/v1/projects/{file}/${entry}`);
     const served = [...byId, ...byAddress, ...schedules, '/v1/projects GET,HEAD'];
     const methods = ({get, post}) => [...get ? ['GET', 'HEAD'] : [], ...post ? ['POST'] : []];
