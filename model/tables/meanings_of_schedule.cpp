@@ -189,7 +189,7 @@ constexpr Meaning kMeanings[] = {
     {"MountingPart", "type_name", "", "name of the type within the family"},
     {"MountingPart", "manufacturer", "", "maker"},
     {"MountingPart", "comment", "", "comment"},
-    {"MountingPart", "keynote", "", "the key under which a specification has the part"},
+    {"MountingPart", "keynote", "", "the key under which a bill of quantities lists the part"},
     {"MountingPart", "model", "", "the maker's name of it"},
     {"MountingPart", "url", "", "address of a page about it"},
     {"MountingPart", "description", "", "description"},
