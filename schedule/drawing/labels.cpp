@@ -36,11 +36,6 @@ bool do_meet(const Box& one, const Box& other) {
          one.least.y < other.greatest.y && other.least.y < one.greatest.y;
 }
 
-Box without_space(const Box& box) {
-  const Point space{kSpace, kSpace};
-  return {box.least + space, box.greatest - space};
-}
-
 Point nearest(const Box& box, Point point) {
   return {std::clamp(point.x, box.least.x, box.greatest.x),
           std::clamp(point.y, box.least.y, box.greatest.y)};
@@ -193,23 +188,6 @@ bool LabelField::put_apart(const std::string& text, Point half, Point target) {
   // Later labels leave the leader free; its own touches it.
   add_segment({start + (target - start) * 0.05, target, kLeaderWidth / 2});
   return true;
-}
-
-int LabelField::overlaps() const {
-  int count = 0;
-  for (std::size_t i = 0; i < labels_.size(); ++i) {
-    const Box text = without_space(labels_[i].box);
-    const auto earlier = labels_.begin() + static_cast<std::ptrdiff_t>(i);
-    const bool is_over_line =
-        std::any_of(segments_.begin(), segments_.end(), [&](const Segment& segment) {
-          return do_meet(segment.from, segment.to, text, segment.half_width);
-        });
-    const bool is_over_label = std::any_of(labels_.begin(), earlier, [&](const Label& label) {
-      return do_meet(without_space(label.box), text);
-    });
-    if (is_over_line || is_over_label) ++count;
-  }
-  return count;
 }
 
 void LabelField::draw(Picture& picture) const {

@@ -40,9 +40,6 @@ class LabelField {
   /// A label whose place is given.
   void add_label_at(const std::string& text, Point middle);
 
-  /// How many labels cover a line or each other.
-  int overlaps() const;
-
   /// Draws the labels and the lines to those that stand apart.
   void draw(Picture& picture) const;
 
