@@ -174,7 +174,6 @@ std::optional<Leg> leg_of(const Hook& hook) {
   Leg leg;
   leg.length = length;
   leg.label = short_number(length);
-  leg.is_hook = true;
   return leg;
 }
 
@@ -186,10 +185,7 @@ double bend_of(const Hook& hook) {
 
 void add_start_hook(const Hook& hook, Shape& shape) {
   std::vector<Leg>& legs = shape.legs;
-  if (legs.size() > 1 && is_part_of_shape(hook, legs.front(), legs.front().bend)) {
-    legs.front().is_hook = true;
-    return;
-  }
+  if (legs.size() > 1 && is_part_of_shape(hook, legs.front(), legs.front().bend)) return;
   std::optional<Leg> leg = leg_of(hook);
   if (!leg) return;
   leg->bend = bend_of(hook);
@@ -204,20 +200,15 @@ void add_start_hook(const Hook& hook, Shape& shape) {
 
 void add_end_hook(const Hook& hook, Shape& shape) {
   std::vector<Leg>& legs = shape.legs;
-  if (legs.size() > 1 && is_part_of_shape(hook, legs.back(), legs[legs.size() - 2].bend)) {
-    legs.back().is_hook = true;
-    return;
-  }
+  if (legs.size() > 1 && is_part_of_shape(hook, legs.back(), legs[legs.size() - 2].bend)) return;
   std::optional<Leg> leg = leg_of(hook);
   if (!leg) return;
   legs.back().bend = bend_of(hook);
   legs.push_back(std::move(*leg));
 }
 
-std::optional<End> end_of(const bond::nullable<EndTreatment>& treatment) {
-  if (!treatment) return std::nullopt;
-  const bool has_both = !treatment->manufacturer.empty() && !treatment->model.empty();
-  return End{treatment->type, treatment->manufacturer + (has_both ? " " : "") + treatment->model};
+std::optional<std::string> end_of(const bond::nullable<EndTreatment>& treatment) {
+  return treatment ? std::optional(treatment->type) : std::nullopt;
 }
 
 /// The letters as they are printed, which are the rounded ones where there are some.

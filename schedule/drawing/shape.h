@@ -31,8 +31,6 @@ struct Leg {
   /// What is printed at the bend after it, perhaps nothing; where there is none, angles other than
   /// 90 and 180 are.
   std::optional<std::string> bend_label = {};
-  /// A hook that the record tells apart from the shape.
-  bool is_hook = false;
 };
 
 /// A dimension between two corners of a flat bar, measured in the direction of one of its legs or
@@ -44,13 +42,6 @@ struct Span {
   std::size_t leg = 0;
   bool is_across = false;
   std::string label;
-};
-
-/// The end of a bar as it is treated: "coupler", "thread", or any other text.
-struct End {
-  std::string type;
-  /// Maker and model: "Lenton A12".
-  std::string text;
 };
 
 /// Turns of a helix with one pitch.
@@ -81,8 +72,9 @@ struct Shape {
   /// The diameter of the bar, and that of the mandrel it is bent about. 0 if unknown.
   double bar_diameter = 0;
   double bend_diameter = 0;
-  std::optional<End> start;
-  std::optional<End> end;
+  /// How the ends are treated: "coupler", "thread", or any other text.
+  std::optional<std::string> start;
+  std::optional<std::string> end;
   std::string code;
   /// Where the figure that a flat bar is known by has a position: the direction of its first leg, in
   /// degrees counter-clockwise from the right.

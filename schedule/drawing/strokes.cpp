@@ -108,7 +108,8 @@ std::vector<LabelPlace> places_around(Point point, Point outwards, const std::st
   return places;
 }
 
-void draw_end(const End& end, Point point, Point along, Picture& picture, LabelField& labels) {
+void draw_end(const std::string& treatment, Point point, Point along, Picture& picture,
+              LabelField& labels) {
   constexpr double kCouplerLength = 3;
   constexpr double kCouplerWidth = 1.7;
   constexpr double kPlate = 3.2;
@@ -120,11 +121,11 @@ void draw_end(const End& end, Point point, Point along, Picture& picture, LabelF
     points.push_back(points.front());
     labels.add_line(points, kThinWidth * 2);
   };
-  if (says(end.type, "coupler") || says(end.type, "sleeve")) {
+  if (says(treatment, "coupler") || says(treatment, "sleeve")) {
     add_closed(
         box_along(point - along * (kCouplerLength / 2), along, kCouplerLength, kCouplerWidth),
         true);
-  } else if (says(end.type, "thread")) {
+  } else if (says(treatment, "thread")) {
     for (int i = 0; i < 4; ++i) {
       const Point middle = point - along * (0.3 + 0.7 * i);
       const std::vector<Point> tick{middle + across * 0.8 + along * 0.25,
@@ -132,8 +133,8 @@ void draw_end(const End& end, Point point, Point along, Picture& picture, LabelF
       picture.strokes.push_back({path_through(tick), kThinWidth * 2, Ink::black});
       labels.add_line(tick, kThinWidth * 2);
     }
-  } else if (says(end.type, "collar") || says(end.type, "nut") || says(end.type, "anchor") ||
-             says(end.type, "plate") || says(end.type, "head")) {
+  } else if (says(treatment, "collar") || says(treatment, "nut") || says(treatment, "anchor") ||
+             says(treatment, "plate") || says(treatment, "head")) {
     const std::vector<Point> plate{point + across * (kPlate / 2), point - across * (kPlate / 2)};
     picture.strokes.push_back({path_through(plate), kBarWidth * 1.7, Ink::black});
     labels.add_line(plate, kBarWidth * 1.7);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "schedule/drawing/labels.h"
@@ -28,8 +29,9 @@ std::vector<LabelPlace> places_beside(Point from, Point to, Point centre, const 
 /// Places around a point, the best of them in the direction of `outwards`, which has any length.
 std::vector<LabelPlace> places_around(Point point, Point outwards, const std::string& text);
 
-/// Draws how an end is treated, at `point`, where the bar arrives in the direction of `along`.
-void draw_end(const End& end, Point point, Point along, Picture& picture, LabelField& labels);
+/// Draws an end with this kind of treatment, at `point`, where the bar arrives in the direction of `along`.
+void draw_end(const std::string& treatment, Point point, Point along, Picture& picture,
+              LabelField& labels);
 
 /// Draws a dimension line of what lies between two points in `direction`, which has length 1. The
 /// line is `offset` millimetres away from the first point, to the right of that direction as a

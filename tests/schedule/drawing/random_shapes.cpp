@@ -35,8 +35,8 @@ Shape random_shape(std::uint32_t seed) {
     const double bend = below(6) == 0 ? 15 + below(150) : kBends[below(8)];
     leg.bend = below(2) == 0 ? bend : -bend;
   }
-  if (below(5) == 0) shape.start = End{"coupler", ""};
-  if (below(5) == 0) shape.end = End{"thread", ""};
+  if (below(5) == 0) shape.start = "coupler";
+  if (below(5) == 0) shape.end = "thread";
   return shape;
 }
 

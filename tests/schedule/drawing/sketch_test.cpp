@@ -129,19 +129,19 @@ TEST(Sketch, StaysWithinItsField) {
 TEST(Sketch, DrawsACouplerAndAThreadAtTheirEnds) {
   Shape shape = flat({{.length = 1000}});
   const std::size_t plain = sketch(shape).strokes.size();
-  shape.start = End{"coupler", "Lenton A12"};
+  shape.start = "coupler";
   const Picture coupled = sketch(shape);
   ASSERT_EQ(coupled.strokes.size(), plain + 1);
   EXPECT_TRUE(coupled.strokes.back().is_filled);
   const double start = flattened(bar_of(coupled)).front().x;
   for (const Point point : flattened(coupled.strokes.back())) EXPECT_NEAR(point.x, start, 2);
-  shape.end = End{"thread", ""};
+  shape.end = "thread";
   EXPECT_EQ(sketch(shape).strokes.size(), plain + 5);
 }
 
 TEST(Sketch, DrawsAnyOtherTreatmentAsABox) {
   Shape shape = flat({{.length = 1000}});
-  shape.end = End{"welded", ""};
+  shape.end = "welded";
   const Picture picture = sketch(shape);
   EXPECT_EQ(picture.strokes.back().path.size(), 5U);
   EXPECT_FALSE(picture.strokes.back().is_filled);
