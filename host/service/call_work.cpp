@@ -176,6 +176,8 @@ HttpReply CallWork::reply() {
 HttpReply CallWork::mounted_reply() {
   const MountedRoute& route = *call_.mounted();
   MountedCall made{.parameters = call_.parameters(), .body = body_};
+  const Poco::Net::HTTPRequest& head = call_.request().head;
+  if (head.has("If-Match")) made.if_match = head.get("If-Match");
   if (route.check) counted(true, [&] { route.check(made); });
   const Runs::Stay stay(room_.runs, room_.limits.delivery.waiting_time);
   call_.require_run();

@@ -28,6 +28,13 @@ struct MountedParameter {
 /// The values of one that is on or off.
 std::vector<std::string> on_or_off();
 
+/// What JSON of a route is like: a JSON Schema (draft 2020-12), and its name among the components of
+/// the OpenAPI document, by which others refer to it ("#/components/schemas/<name>").
+struct MountedSchema {
+  std::string name;
+  std::string json;
+};
+
 struct MountedCall {
   /// The skeleton of the project, of the definition that it says. Null when a request is checked.
   void* service = nullptr;
@@ -35,6 +42,8 @@ struct MountedCall {
   /// Those that are given, decoded. Values of a closed set are of it.
   const std::map<std::string, std::string>& parameters;
   std::string_view body;
+  /// The field If-Match of the request: what the client has seen last, as a tag in quotes.
+  std::optional<std::string> if_match = {};
   /// Work that can last asks this between its steps. Throws if the call has had the time that a call
   /// may take, or nobody waits for the reply any more. Does nothing when a request is checked.
   std::function<void()> require_time = [] {};
@@ -58,12 +67,17 @@ struct MountedRoute {
   /// The last segment of its path, a literal, and its effect: what `reads` is served by GET to who
   /// has the scope read, what `writes` by POST to who has the scope write.
   krv::rpc4::Operation operation;
-  /// What it does, for the OpenAPI document.
+  /// What it does, for the OpenAPI document: in a few words, and in full.
+  std::string summary;
   std::string text;
   std::vector<MountedParameter> parameters;
   /// The media types of the body that it takes and of those that it gives.
   std::vector<std::string> request_types;
   std::vector<std::string> reply_types;
+  /// Of the JSON that it takes and of that it gives, first the whole, then what it refers to. Empty
+  /// for what is not JSON, or any.
+  std::vector<MountedSchema> request_schemas = {};
+  std::vector<MountedSchema> reply_schemas = {};
   /// Refuses a request that cannot be served, before its project is opened or made. May be null.
   std::function<void(const MountedCall& call)> check;
   /// Runs in the project's turn. Throws what operations throw. One that writes may be called in the

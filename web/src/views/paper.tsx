@@ -1,0 +1,3 @@
+export function Paper(props: {file: string}) {
+  return <h1>{props.file}</h1>;
+}

@@ -1,0 +1,3 @@
+export function Project(props: {file: string}) {
+  return <h1>{props.file}</h1>;
+}

@@ -1,0 +1,3 @@
+export function Projects() {
+  return <h1>korvane</h1>;
+}

@@ -1,0 +1,3 @@
+export function Token() {
+  return <h1>Token</h1>;
+}

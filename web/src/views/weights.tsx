@@ -1,0 +1,3 @@
+export function Weights(props: {file: string}) {
+  return <h1>{props.file}</h1>;
+}
