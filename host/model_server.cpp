@@ -24,7 +24,7 @@ void require_counted_memory() {
 
 ModelServer::ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, ProjectRoot root,
                          const ModelServerLimits& limits, HttpServer::Encrypt encrypt,
-                         std::vector<MountedRoute> mounted)
+                         Mounted mounted)
     : root_((require_counted_memory(), std::move(root))),
       state_(std::move(gate), root_, limits, std::move(mounted),
              [this] { return http_.connections(); }),

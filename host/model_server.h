@@ -32,6 +32,8 @@ struct ModelServerLimits : ServerLimits {
 ///     GET  /v1/projects                     the project files in the root
 ///     POST /v1/{service_id}/{operation}     a call of a service by its id, and likewise GET
 ///     GET  /v1                              the live services and their operations
+///     GET  /                                the page and its files, to everybody
+///     GET  /v1/access                       who the client is, and what it may do
 ///     GET  /openapi.json                    all operations and contracts
 ///     GET  /healthz/live, /healthz/ready, /metrics
 ///
@@ -51,7 +53,7 @@ class ModelServer : private HttpHandler {
   /// when the program's memory is not counted (call_memory.h).
   ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, ProjectRoot root,
               const ModelServerLimits& limits, HttpServer::Encrypt encrypt = nullptr,
-              std::vector<MountedRoute> mounted = {});
+              Mounted mounted = {});
   ~ModelServer() override;
 
   /// Accepts no more, and lets the requests that have come finish. False when calls still run by

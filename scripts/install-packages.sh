@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Installs the packages of packages.txt that are not there yet, and then what the tests with clients
-# of the server take from npm, so that building and testing need no network.
+# Installs the packages of packages.txt that are not there yet, and then what the page and the tests
+# take from npm, so that building and testing need no network.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -25,8 +25,9 @@ else
     "${missing[@]}" >/dev/null
 fi
 
-clients=tests/clients
-if [ ! "$clients/node_modules/.package-lock.json" -nt "$clients/package-lock.json" ]; then
-  echo "== packages: installing those of $clients/package-lock.json"
-  npm ci --prefix "$clients" --no-audit --no-fund --loglevel=error >/dev/null
-fi
+for folder in web tests/clients tests/web; do
+  if [ ! "$folder/node_modules/.package-lock.json" -nt "$folder/package-lock.json" ]; then
+    echo "== packages: installing those of $folder/package-lock.json"
+    npm ci --prefix "$folder" --no-audit --no-fund --loglevel=error >/dev/null
+  fi
+done

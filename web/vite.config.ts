@@ -1,10 +1,34 @@
-import {defineConfig} from 'vite';
+import {readdirSync, readFileSync, statSync, writeFileSync} from 'node:fs';
+import {join} from 'node:path';
+import {gzipSync} from 'node:zlib';
+import {defineConfig, type Plugin} from 'vite';
 
 // While one works on the page, its calls go to a server that runs beside it.
 const server = process.env['KORVANE_URL'] ?? 'http://127.0.0.1:8420';
 
+/** Puts NAME.gz beside every NAME: the server sends it as it is. */
+function compressed(): Plugin {
+  let folder = '';
+  const compress = (path: string) => {
+    for (const name of readdirSync(path)) {
+      const one = join(path, name);
+      if (statSync(one).isDirectory()) compress(one);
+      else if (!name.endsWith('.gz')) writeFileSync(`${one}.gz`, gzipSync(readFileSync(one), {level: 9}));
+    }
+  };
+  return {
+    name: 'compressed',
+    apply: 'build',
+    configResolved: (config) => {
+      folder = config.build.outDir;
+    },
+    closeBundle: () => compress(folder),
+  };
+}
+
 export default defineConfig({
   base: '/',
+  plugins: [compressed()],
   esbuild: {jsx: 'automatic', jsxImportSource: 'preact'},
   build: {
     target: 'es2022',

@@ -52,13 +52,17 @@ void Gate::refuse_other_sites(const HttpRequest& request) const {
     throw HttpFault(421, "\"" + shortened(host, kLongestQuote) +
                              "\" is not a name of this server; --host-name adds one");
   }
+  const std::string site = request.head.get("Sec-Fetch-Site", "none");
   const std::string own_origin = (request.is_encrypted ? "https://" : "http://") + host;
   const std::string origin = request.head.get("Origin", own_origin);
-  if (Poco::icompare(origin, own_origin) != 0) {
+  // Before a proxy with TLS the page's origin is another than it is here, and only the browser knows
+  // that they are one.
+  const bool is_own = Poco::icompare(origin, own_origin) == 0 ||
+                      (site == "same-origin" && Poco::icompare(origin, "https://" + host) == 0);
+  if (!is_own) {
     throw HttpFault(
         403, "cross-site requests from \"" + shortened(origin, kLongestQuote) + "\" are refused");
   }
-  const std::string site = request.head.get("Sec-Fetch-Site", "none");
   if (site != "none" && site != "same-origin") {
     throw HttpFault(403, "cross-site requests are refused");
   }
@@ -66,8 +70,7 @@ void Gate::refuse_other_sites(const HttpRequest& request) const {
 
 Client Gate::client(const HttpRequest& request) const {
   if (!tokens_) {
-    const std::string address = request.peer.substr(0, request.peer.rfind(':'));
-    return {address, all_scopes()};
+    return {address_of(request), all_scopes()};
   }
   const std::string credentials = request.head.get("Authorization", "");
   const std::string scheme = "bearer ";
@@ -77,6 +80,10 @@ Client Gate::client(const HttpRequest& request) const {
   const std::optional<Client> client = tokens_->find(Poco::trim(credentials.substr(scheme.size())));
   if (!client) throw HttpFault(401, "no such token", kAskForToken);
   return *client;
+}
+
+std::string address_of(const HttpRequest& request) {
+  return request.peer.substr(0, request.peer.rfind(':'));
 }
 
 void require_scope(const Client& client, const Scopes& scopes) {

@@ -30,6 +30,9 @@ class Gate {
   std::vector<std::string> host_names_;
 };
 
+/// The address of the request's other end, without its port.
+std::string address_of(const HttpRequest& request);
+
 /// Throws HttpFault 403 unless the client's token has one of `scopes`.
 void require_scope(const Client& client, const Scopes& scopes);
 

@@ -1,6 +1,7 @@
 #include "host/http/connection.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <exception>
 #include <memory>
@@ -8,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/http/coding.h"
 #include "host/http/request_reader.h"
 
 namespace korvane::host {
@@ -26,6 +28,39 @@ constexpr std::size_t kSmallBody = 64U << 10U;
 
 /// How many of `all` connections one client may have.
 std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - all / 4); }
+
+/// Whether a reply goes out compressed, if there is room for that. A smaller one would hardly become
+/// smaller.
+bool wants_compressed(const Poco::Net::HTTPRequest& head, const HttpReply& reply) {
+  constexpr std::uint64_t kLeastBytes = 1024;
+  return reply.body_bytes() >= kLeastBytes && !reply.is_compressed &&
+         is_compressible(reply.content_type) &&
+         head.getVersion() == Poco::Net::HTTPMessage::HTTP_1_1 &&
+         takes_gzip(head.get("Accept-Encoding", ""));
+}
+
+/// One reply among those that are being compressed, which need some 300 KiB each. One too many goes
+/// out as it is.
+class Compression {
+ public:
+  Compression(std::atomic<int>& running, bool is_wanted) : running_(running) {
+    constexpr int kMost = 64;
+    if (!is_wanted) return;
+    is_admitted_ = ++running_ <= kMost;
+    if (!is_admitted_) --running_;
+  }
+  Compression(const Compression&) = delete;
+  Compression& operator=(const Compression&) = delete;
+  ~Compression() {
+    if (is_admitted_) --running_;
+  }
+
+  bool is_admitted() const { return is_admitted_; }
+
+ private:
+  std::atomic<int>& running_;
+  bool is_admitted_ = false;
+};
 
 /// Whether the other end has closed its side of the connection, or all of it.
 bool is_closed(int descriptor) {
@@ -103,7 +138,11 @@ bool HttpServer::Connection::serve_request() {
   exchange->complete(reply);
   const bool keeps_alive = !reader.is_body_left() && !is_last_request_ &&
                            request.head.getKeepAlive() && !server_.is_stopping();
-  const bool is_sent = send(reply, keeps_alive, request.head.getMethod() == "HEAD");
+  const bool is_head_only = request.head.getMethod() == "HEAD";
+  const Compression compression(server_.compressions_,
+                                !is_head_only && wants_compressed(request.head, reply));
+  const bool is_sent = compression.is_admitted() ? send_compressed(reply, keeps_alive)
+                                                 : send(reply, keeps_alive, is_head_only);
   exchange->served(reply, Clock::now() - started_, is_sent);
   // Until the next request the connection is to hold nothing: neither memory that counts as the
   // client's nor the header.
@@ -144,6 +183,7 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
   try {
     with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
     std::string text = header_text(reply, keeps_alive);
+    if (reply.status == kNotModified) is_head_only = true;
     const bool is_small = !reply.stream_body && reply.body.size() < kSmallBody;
     if (is_small && !is_head_only) text += reply.body;
     stream_.write_all(text);
@@ -156,6 +196,23 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
     return true;
   } catch (const std::exception&) {
     return false;  // the other end has gone, or there is no memory for the rest
+  }
+}
+
+bool HttpServer::Connection::send_compressed(const HttpReply& reply, bool keeps_alive) {
+  const auto send_all = [&](std::string_view bytes) { stream_.write_all(bytes); };
+  try {
+    with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
+    GzipChunks chunks(header_text(reply, keeps_alive, BodyCoding::gzip_in_chunks), send_all);
+    if (reply.stream_body) {
+      reply.stream_body([&](std::string_view piece) { chunks.write(piece); });
+    } else {
+      chunks.write(reply.body);
+    }
+    chunks.finish();
+    return true;
+  } catch (const std::exception&) {
+    return false;  // as above
   }
 }
 

@@ -96,6 +96,7 @@ class HttpServer::Connection {
   void enter_as(const std::string& client);
   bool refuse(const HttpFault& fault);
   bool send(const HttpReply& reply, bool keeps_alive, bool is_head_only);
+  bool send_compressed(const HttpReply& reply, bool keeps_alive);
   /// For a while reads and drops what still comes: closing with bytes unread resets the connection,
   /// and the other end would lose the reply.
   void linger();

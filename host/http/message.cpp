@@ -6,6 +6,7 @@
 #include <Poco/Timestamp.h>
 #include <nlohmann/json.hpp>
 
+#include "host/http/coding.h"
 #include "host/text/shortened.h"
 #include "platform/rpc4/http.h"
 
@@ -14,14 +15,22 @@ namespace korvane::host {
 using Poco::Net::HTTPMessage;
 using Poco::Net::HTTPResponse;
 
-std::string header_text(const HttpReply& reply, bool keeps_alive) {
+std::string header_text(const HttpReply& reply, bool keeps_alive, BodyCoding coding) {
   HTTPResponse head(HTTPMessage::HTTP_1_1, static_cast<HTTPResponse::HTTPStatus>(reply.status));
   head.setDate(Poco::Timestamp());
   head.setKeepAlive(keeps_alive);
-  head.setContentType(reply.content_type);
-  head.setContentLength64(static_cast<Poco::Int64>(reply.body_bytes()));
+  if (reply.status != kNotModified) {
+    head.setContentType(reply.content_type);
+    if (coding == BodyCoding::none) {
+      head.setContentLength64(static_cast<Poco::Int64>(reply.body_bytes()));
+    } else {
+      head.setChunkedTransferEncoding(true);
+      head.set("Content-Encoding", "gzip");
+    }
+  }
   head.set("Cache-Control", "no-store");
   head.set("X-Content-Type-Options", "nosniff");
+  if (is_compressible(reply.content_type)) head.set("Vary", "Accept-Encoding");
   for (const auto& [name, value] : reply.fields) head.set(name, value);
   std::ostringstream text;
   head.write(text);

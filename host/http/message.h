@@ -38,6 +38,8 @@ struct HttpReply {
   std::string detail = {};
 
   using Write = std::function<void(std::string_view piece)>;
+  /// The body is compressed already, as its fields say.
+  bool is_compressed = false;
   /// A body that is made while it is sent: writes it in pieces, `streamed_bytes` in all. `body` is
   /// empty then.
   std::function<void(const Write& write)> stream_body = {};
@@ -46,8 +48,15 @@ struct HttpReply {
   std::uint64_t body_bytes() const { return stream_body ? streamed_bytes : body.size(); }
 };
 
+/// What a client has already (RFC 9110, section 15.4.5): such a reply has no body.
+inline constexpr int kNotModified = 304;
+
+/// How the body follows: as it is, or compressed and in chunks (coding.h).
+enum class BodyCoding { none, gzip_in_chunks };
+
 /// What goes out before the reply's body: the status and the header fields.
-std::string header_text(const HttpReply& reply, bool keeps_alive);
+std::string header_text(const HttpReply& reply, bool keeps_alive,
+                        BodyCoding coding = BodyCoding::none);
 
 /// Ends a request with an error reply. The client sees `what()`, so it must name nothing that the
 /// client has not sent. It is cut after 4 KiB: texts of failures repeat what they were given.

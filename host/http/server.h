@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -132,6 +133,8 @@ class HttpServer {
   std::map<std::string, std::size_t> connections_of_owners_;
   std::size_t connections_ = 0;
   bool is_stopping_ = false;
+  /// Replies that are being compressed.
+  std::atomic<int> compressions_ = 0;
   std::thread acceptor_;
 };
 

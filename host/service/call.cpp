@@ -33,7 +33,7 @@ CalledOperation find_operation(const CallRoom& room, Callee callee, const std::s
   const ServiceDefinition* definition = &room.project_definition;
   std::string who = "a project";
   if (callee.file) {
-    for (const MountedRoute& route : room.mounted) {
+    for (const MountedRoute& route : room.mounted.routes) {
       if (route.operation.name != operation) continue;
       return {std::move(callee), route.operation, "mounted." + operation, &route};
     }

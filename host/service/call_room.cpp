@@ -48,14 +48,14 @@ const ServiceDefinition& project_definition() {
 }
 
 CallRoom::CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
-                   std::size_t most_projects, std::vector<MountedRoute> mounted_routes)
+                   std::size_t most_projects, Mounted its_mounted)
     : root(project_root),
       limits(with_room_for_rows(call_limits)),
       permanent_services(live_ids()),
       manager(find_manager().id),
       open_operation(manager.empty() ? nullptr : find_manager().definition->find_opening()),
       project_definition(host::project_definition()),
-      mounted(std::move(mounted_routes)),
+      mounted(std::move(its_mounted)),
       records("records of requests", call_limits.all_record_bytes),
       replies("replies", call_limits.all_reply_bytes),
       projects(project_root, most_projects),

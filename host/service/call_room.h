@@ -51,7 +51,7 @@ const krv::rpc4::ServiceDefinition& project_definition();
 /// What all calls of a server share. Made when the plugins' services are live.
 struct CallRoom {
   CallRoom(const ProjectRoot& project_root, const CallLimits& call_limits,
-           std::size_t most_projects, std::vector<MountedRoute> mounted_routes);
+           std::size_t most_projects, Mounted its_mounted);
 
   const ProjectRoot& root;
   const CallLimits limits;
@@ -64,7 +64,7 @@ struct CallRoom {
   /// What the projects' own services are.
   const krv::rpc4::ServiceDefinition& project_definition;
   /// What is served of a project beside these operations.
-  const std::vector<MountedRoute> mounted;
+  const Mounted mounted;
   MemoryPool records;
   MemoryPool replies;
   OpenProjects projects;

@@ -16,6 +16,7 @@
 #include "host/service/call.h"
 #include "host/service/failure.h"
 #include "host/service/reply_body.h"
+#include "host/service/reply_tag.h"
 #include "host/text/shortened.h"
 #include "platform/rpc4/directory.h"
 
@@ -84,7 +85,8 @@ class CallWork {
         room_(call.room()),
         body_(body),
         lines_(lines),
-        memory_(room_.records, call.client().name, room_.limits.record_bytes) {}
+        memory_(room_.records, call.client().name, room_.limits.record_bytes),
+        tag_(call) {}
   CallWork(const CallWork&) = delete;
   CallWork& operator=(const CallWork&) = delete;
   ~CallWork() {
@@ -156,6 +158,7 @@ class CallWork {
   std::unique_ptr<Request> request_;
   /// The file of the project, once it is known.
   std::string file_;
+  ReplyTag tag_;
 };
 
 HttpReply CallWork::reply() {
@@ -168,9 +171,12 @@ HttpReply CallWork::reply() {
   if (call_.operation().effect == Effect::opens) return answered(open_named_file());
   const std::string service_id = resolve();
   const PeerInfo peer{call_.request().peer};
-  return answered(run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
+  auto result = run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
+    if (tag_.find(service)) return std::unique_ptr<Reply>();
     return request_->deliver(service.service, peer);
-  }));
+  });
+  if (tag_.is_known()) return tag_.not_modified();
+  return answered(std::move(result));
 }
 
 HttpReply CallWork::mounted_reply() {
@@ -184,15 +190,18 @@ HttpReply CallWork::mounted_reply() {
   const std::string service_id = resolve();
   MountedReply result;
   run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
+    if (tag_.find(service)) return std::unique_ptr<Reply>();
     made.service = service.service;
     made.definition = service.definition;
     made.require_time = [this, begin = Clock::now()] { require_time(begin); };
     result = route.run(made);
     return std::unique_ptr<Reply>();
   });
+  if (tag_.is_known()) return tag_.not_modified();
   HttpReply reply;
   reply.content_type = std::move(result.content_type);
-  reply.fields = std::move(result.fields);
+  tag_.add_to(reply);
+  for (auto& field : result.fields) reply.fields.push_back(std::move(field));
   if (!result.file_name.empty()) {
     reply.fields.emplace_back("Content-Disposition",
                               "attachment; filename=\"" + result.file_name + "\"");
@@ -324,6 +333,7 @@ std::unique_ptr<Reply> CallWork::run_within(const std::string& service_id,
 HttpReply CallWork::answered(std::unique_ptr<Reply> result) {
   HttpReply reply;
   reply.content_type = media_type(call_.reply_form());
+  tag_.add_to(reply);
   counted(false, [&] {
     const std::size_t rows = room_.limits.query_rows;
     if (is_fenced_query(call_) && result->cut_rows(rows)) {

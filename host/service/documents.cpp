@@ -122,6 +122,15 @@ HttpReply openapi_document_of_server(const DocumentRequest& asked) {
   return reply;
 }
 
+HttpReply access_document(const DocumentRequest& asked) {
+  Json scopes = Json::array();
+  for (const Scope scope : asked.client.scopes) scopes.push_back(scope_name(scope));
+  const Json access = {{"client", asked.client.name}, {"scopes", std::move(scopes)}};
+  HttpReply reply = json_reply();
+  reply.body = access.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
+  return reply;
+}
+
 HttpReply services_document(const DocumentRequest& asked) {
   return made_in_turn(asked, "the list of services", &live_services_text);
 }

@@ -25,6 +25,8 @@ HttpReply ready_document(const DocumentRequest& request);
 HttpReply metrics_document(const DocumentRequest& request);
 /// All operations and contracts.
 HttpReply openapi_document_of_server(const DocumentRequest& request);
+/// Who the client is, and its scopes.
+HttpReply access_document(const DocumentRequest& request);
 /// The live services and their operations.
 HttpReply services_document(const DocumentRequest& request);
 /// The project files in the server's folder.

@@ -54,6 +54,17 @@ class DocumentAnswer : public Answer {
   const DocumentRequest asked_;
 };
 
+class PageAnswer : public Answer {
+ public:
+  PageAnswer(const PageFile& file, const HttpRequest& request) : file_(file), request_(request) {}
+
+  HttpReply make(const std::string&) override { return page_reply(file_, request_); }
+
+ private:
+  const PageFile& file_;
+  const HttpRequest& request_;
+};
+
 class CallAnswer : public Answer {
  public:
   CallAnswer(ServerState& server, const HttpRequest& request, const Target& target,
@@ -99,6 +110,8 @@ const Client& Exchange::known_client() const {
 const std::string& Exchange::client() const { return known_client().name; }
 
 void Exchange::admit() {
+  // Whoever follows a link from elsewhere comes to the page first.
+  if (const PageFile* const file = server_.page.find(target_.path())) return admit_page(*file);
   const std::shared_ptr<const Gate> gate = server_.gate.get();
   gate->refuse_other_sites(request_);
   const auto admit_document = [&](const Route& route) {
@@ -108,9 +121,7 @@ void Exchange::admit() {
                                                DocumentRequest{server_, request_, known_client()});
   };
   if (const Route* const open = find_open_route(target_.path())) return admit_document(*open);
-  if (request_.is_beyond_limit) {
-    throw HttpFault(503, "too many connections", {{"Retry-After", "1"}});
-  }
+  refuse_beyond_limit();
   visit_.emplace(server_.visits, gate->client(request_));
   FoundRoute found = find_route(target_);
   if (!found.route.scopes.empty()) require_scope(known_client(), found.route.scopes);
@@ -120,6 +131,20 @@ void Exchange::admit() {
   metric_ = called.metric;
   answer_ =
       std::make_unique<CallAnswer>(server_, request_, target_, known_client(), std::move(called));
+}
+
+void Exchange::admit_page(const PageFile& file) {
+  metric_ = "page";
+  require_method(request_, document_methods());
+  refuse_beyond_limit();
+  visit_.emplace(server_.visits, Client{address_of(request_), {}});
+  answer_ = std::make_unique<PageAnswer>(file, request_);
+}
+
+void Exchange::refuse_beyond_limit() const {
+  if (request_.is_beyond_limit) {
+    throw HttpFault(503, "too many connections", {{"Retry-After", "1"}});
+  }
 }
 
 void Exchange::hold_body(std::uint64_t bytes) {

@@ -34,6 +34,8 @@ class Exchange : public HttpExchange {
 
  private:
   const Client& known_client() const;
+  void admit_page(const PageFile& file);
+  void refuse_beyond_limit() const;
 
   ServerState& server_;
   const HttpRequest& request_;

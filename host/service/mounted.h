@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,7 +10,9 @@
 #include <vector>
 
 #include "host/http/message.h"
+#include "host/service/page.h"
 #include "host/service/target.h"
+#include "platform/rpc4/directory.h"
 #include "platform/rpc4/operation.h"
 
 /// Routes of a project beside the operations of its service: whoever makes a server mounts what it
@@ -83,6 +86,20 @@ struct MountedRoute {
   /// Runs in the project's turn. Throws what operations throw. One that writes may be called in the
   /// middle of another program's transaction: it waits, and gives way to nobody.
   std::function<MountedReply(const MountedCall& call)> run;
+};
+
+/// What a server has besides the services' operations.
+struct Mounted {
+  // NOLINTNEXTLINE(google-explicit-constructor): routes alone are the usual case
+  Mounted(std::vector<MountedRoute> its_routes = {}) : routes(std::move(its_routes)) {}
+  Mounted(std::initializer_list<MountedRoute> its_routes) : routes(its_routes) {}
+
+  std::vector<MountedRoute> routes;
+  /// Names the state of a project: as long as it is the same, in one run of the server, so is what
+  /// reads of the project give. Called in the project's turn. Null where nobody can tell; what it
+  /// throws means the same. Letters, digits and points.
+  std::function<std::string(const krv::rpc4::LiveService& project)> state_of;
+  Page page;
 };
 
 /// An operation for a mounted route: no more than its name and effect.

@@ -32,11 +32,11 @@ Visit::Visit(Visits& visits, Client client) : visits_(visits), client_(std::move
 Visit::~Visit() { visits_.leave(client_.name); }
 
 ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLimits& limits,
-                         std::vector<MountedRoute> mounted,
-                         std::function<std::size_t()> count_connections)
+                         Mounted mounted, std::function<std::size_t()> count_connections)
     : gate(std::move(its_gate)),
       visits(limits.requests_per_client),
-      openapi(openapi_document(described_services(), mounted)),
+      page(std::move(mounted.page)),
+      openapi(openapi_document(described_services(), mounted.routes)),
       bodies("bodies of requests", limits.all_body_bytes),
       room(root, limits, limits.open_projects, std::move(mounted)),
       count_connections_(std::move(count_connections)) {}

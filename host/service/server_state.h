@@ -79,14 +79,15 @@ struct ServerLimits : CallLimits {
 /// What all requests to a server share. Made when the plugins' services are live.
 struct ServerState {
   /// `root` must outlive it. `count_connections` is asked for the metrics.
-  ServerState(Gate its_gate, const ProjectRoot& root, const ServerLimits& limits,
-              std::vector<MountedRoute> mounted, std::function<std::size_t()> count_connections);
+  ServerState(Gate its_gate, const ProjectRoot& root, const ServerLimits& limits, Mounted mounted,
+              std::function<std::size_t()> count_connections);
 
   /// What is measured now, for Prometheus.
   std::string metrics_text();
 
   CurrentGate gate;
   Visits visits;
+  const Page page;
   /// The OpenAPI document.
   const std::string openapi;
   std::atomic<bool> is_stopping = false;

@@ -18,6 +18,7 @@
 
 #include <Poco/Exception.h>
 #include <Poco/Net/ServerSocket.h>
+#include <boost/dll/runtime_symbol_info.hpp>
 
 #include "host/access/fence_check.h"
 #include "host/http/tls.h"
@@ -38,6 +39,13 @@ using Poco::Net::SocketAddress;
 
 namespace {
 
+/// Where the page is built and installed; empty where it is not.
+std::string default_page_folder() {
+  const std::filesystem::path bin = boost::dll::program_location().parent_path().string();
+  const std::filesystem::path page = bin.parent_path() / "share/korvane/web";
+  return std::filesystem::exists(page / "index.html") ? page.string() : "";
+}
+
 struct ServeOptions {
   std::string root = ".";
   std::string listen = "127.0.0.1:8420";
@@ -45,6 +53,8 @@ struct ServeOptions {
   std::optional<std::string> tls_certificate;
   std::optional<std::string> tls_key;
   std::vector<std::string> host_names;
+  /// Empty for none.
+  std::string page = default_page_folder();
   host::ModelServerLimits limits;
   /// In place of the limit's own, which gives way to the process's limit of descriptors.
   std::optional<std::size_t> open_projects;
@@ -150,7 +160,7 @@ std::size_t most_projects(const ServeOptions& options, std::size_t descriptors) 
   return options.open_projects.value_or(std::min(room, options.limits.open_projects));
 }
 
-/// Prints two lines to try the server with, on the first project of its folder.
+/// Prints lines to try the server with, on the first project of its folder.
 void print_examples(const std::string& url, const std::filesystem::path& root) {
   std::vector<std::string> projects;
   for (const auto& entry : std::filesystem::directory_iterator(root)) {
@@ -237,16 +247,20 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   host::require_fence_on_data_layer();
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
+  host::Mounted mounted = server::project_routes();
+  if (!options.page.empty()) mounted.page = host::Page(options.page);
+  const bool has_page = !mounted.page.is_empty();
   const Poco::Net::ServerSocket socket = listen_on(address);
   const std::string url =
       (options.tls_certificate ? "https://" : "http://") + socket.address().toString();
   std::filesystem::current_path(options.root);
 
   host::ModelServer server(socket, std::move(gate), std::move(root), limits, reloadable.encrypt(),
-                           server::project_routes());
+                           std::move(mounted));
   std::cout << "korvane serves " << options.root << " at " << url << "\nup to "
             << limits.open_projects << " projects open at a time\n";
   if (!options.tokens && !options.tls_certificate) print_examples(url, ".");
+  if (has_page) std::cout << "open " << url << "/ in a browser\n";
   std::cout.flush();
   if (limits.is_sql_unfenced) {
     host::log_event(
@@ -277,6 +291,9 @@ void add_seconds(CLI::App& command, const std::string& name, std::chrono::millis
 }
 
 void add_access_options(CLI::App& command, ServeOptions& options) {
+  command.add_option("--page", options.page, "Folder of the page for browsers; \"\" for none")
+      ->capture_default_str()
+      ->default_str("share/korvane/web beside the program's folder");
   command.add_option("--root", options.root, "Folder that the projects are confined to")
       ->check(CLI::ExistingDirectory)
       ->capture_default_str();

@@ -68,6 +68,15 @@ TEST_F(OtherSites, TheirPagesAreRefused) {
   }
 }
 
+TEST_F(OtherSites, TakesThePagesOwnOriginBeforeAProxyWithTls) {
+  const auto status = [&](const std::string& origin, const std::string& site) {
+    return get({{"Host", "localhost"}, {"Origin", origin}, {"Sec-Fetch-Site", site}}).status;
+  };
+  EXPECT_EQ(status("https://localhost", "same-origin"), 200);
+  EXPECT_EQ(status("https://localhost", "none"), 403);
+  EXPECT_EQ(status("https://elsewhere.example", "same-origin"), 403);
+}
+
 TEST_F(OtherSites, WhatABrowserCallsCrossSiteIsRefused) {
   for (const char* const site : {"cross-site", "same-site"}) {
     const HttpAnswer answer = get({{"Sec-Fetch-Site", site}});

@@ -130,7 +130,7 @@ void RawConnection::reset() {
 }
 
 TestServer::TestServer(const host::ModelServerLimits& limits, std::optional<host::Tokens> tokens,
-                       std::vector<std::string> host_names, std::vector<host::MountedRoute> mounted)
+                       std::vector<std::string> host_names, host::Mounted mounted)
     : former_directory_(std::filesystem::current_path()) {
   for (const char* const library : {KORVANE_PLUGIN_FILE, KORVANE_PROBE_PLUGIN_FILE}) {
     plugins_.push_back(std::make_unique<host::Plugin>(library));

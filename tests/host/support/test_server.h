@@ -100,8 +100,7 @@ class TestServer {
  public:
   explicit TestServer(const host::ModelServerLimits& limits = {},
                       std::optional<host::Tokens> tokens = std::nullopt,
-                      std::vector<std::string> host_names = {},
-                      std::vector<host::MountedRoute> mounted = {});
+                      std::vector<std::string> host_names = {}, host::Mounted mounted = {});
   ~TestServer();
 
   std::uint16_t port() const { return port_; }
