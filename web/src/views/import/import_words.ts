@@ -11,7 +11,7 @@ const en = {
   nothingUsable: 'Nothing of this file can be stored.', onlyFaulty: 'Nothing of it is stored unless you tick:',
   filled: (revision: string, had: string, come: string) => `${revision} has ${had} already; ${come} come.`,
   replace: 'Replace them', append: 'Append to them', skip: 'Skip this file', choose: 'What to do with them',
-  forAll: 'For all files:', sheet: 'Sheet', revision: 'revision', unnamed: '(no name)',
+  forAll: 'For all files:', sheet: 'Sheet', revision: 'revision', unnamed: '(without a name)',
   willBe: 'To be stored', nothing: 'Nothing in it would be stored.', notes: 'Notes', passedOver: 'Records of other kinds',
   tooLarge: 'The file is larger than the server takes.',
   unsure: 'It may have been stored all the same: look before you repeat it.',
