@@ -47,7 +47,7 @@ function ForAll(props: {batch: Batch}) {
       <span>{t.forAll}</span>
       {choices.map((choice) => (
         <button key={choice} type="button" onClick={() => filled.forEach((item) => batch.setIfFilled(item, choice))}>
-          {t[choice]}
+          {choice === 'skip' ? t.skipAll : t[choice]}
         </button>
       ))}
     </div>
@@ -114,7 +114,9 @@ function Course(props: {target: Target; files: File[]; onStored: () => void; onC
       <ol class="import-items">
         {batch.items.map((item, index) => <ItemView key={index} batch={batch} item={item} onLeave={props.onClose} />)}
       </ol>
-      <Actions batch={batch} onClose={props.onClose} onStore={() => void store()} />
+      <div class="import-actions">
+        <Actions batch={batch} onClose={props.onClose} onStore={() => void store()} />
+      </div>
     </>
   );
 }

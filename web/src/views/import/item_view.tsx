@@ -156,7 +156,7 @@ export function ItemView(props: {batch: Batch; item: Item; onLeave: () => void})
       {phase === 'stored' && result !== null && (
         <Notice kind="done">
           <Revisions title={t.toStore} revisions={result.revisions} file={batch.target.file} onLeave={onLeave} />
-          {result.left_out.length > 0 && <p>{t.phases.left}: {t.count.fault(result.left_out.length)}</p>}
+          {result.left_out.length > 0 && <p>{t.leftOut}: {t.count.fault(result.left_out.length)}</p>}
         </Notice>
       )}
     </li>

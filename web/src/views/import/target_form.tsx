@@ -1,6 +1,6 @@
 // Asks which project files go into that were dropped on none.
 
-import {useState} from 'preact/hooks';
+import {useEffect, useRef, useState} from 'preact/hooks';
 
 import {Failure, Waiting} from '../../parts/notices';
 import {useLoaded} from '../../parts/loaded';
@@ -15,6 +15,9 @@ export function TargetForm(props: {files: File[]; onTarget: (target: Target) => 
   const [name, setName] = useState(() => (props.files[0]?.name ?? '').replace(/\.[^.]*$/, ''));
   const [chosen, setChosen] = useState('');
   const [fault, setFault] = useState('');
+  const field = useRef<HTMLInputElement>(null);
+  const isKnown = known.value !== null;
+  useEffect(() => field.current?.select(), [isKnown]);
   if (known.value === null) {
     return known.failure === null ? <Waiting /> : <Failure failure={known.failure} onAgain={known.again} />;
   }
@@ -41,7 +44,7 @@ export function TargetForm(props: {files: File[]; onTarget: (target: Target) => 
       </fieldset>
       {isNew ? (
         <label class="stacked">{t.name}
-          <input value={name} autocomplete="off" spellcheck={false} aria-invalid={fault !== ''}
+          <input ref={field} value={name} autocomplete="off" spellcheck={false} aria-invalid={fault !== ''}
             onInput={(event) => {
               setName(event.currentTarget.value);
               setFault('');

@@ -43,8 +43,9 @@ function RevisionRow(props: {
           <span class="revision-views">
             <a href={ofFile(file, ['weights'], chosen)}>{t.weights}</a>
             {before && (
-              <a href={ofFile(file, ['compare'], {sheet: chosen.sheet, before: `id:${before.id}`, after: `id:${revision.id}`})}>
-                <bdi class="one-line">{t.compare(before.name || t.unnamed)}</bdi>
+              <a class="one-line"
+                href={ofFile(file, ['compare'], {sheet: chosen.sheet, before: `id:${before.id}`, after: `id:${revision.id}`})}>
+                {t.compare} <bdi>{before.name || t.unnamed}</bdi>
               </a>
             )}
             <a href={ofFile(file, ['paper'], chosen)}>{t.list}</a>
