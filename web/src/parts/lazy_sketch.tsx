@@ -95,7 +95,7 @@ export function LazySketch(props: {sketches: Sketches; kind: Kind; id: number}) 
         isSeen.value = true;
         observer.disconnect();
       }
-    }, {rootMargin: '400px'});
+    }, {root: element.closest('main'), rootMargin: '400px'});
     observer.observe(element);
     return () => observer.disconnect();
   }, []);
