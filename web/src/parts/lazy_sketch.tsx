@@ -14,7 +14,7 @@ const t = words({
 
 /** As many as the server gives at a time. */
 const kMostAtATime = 200;
-const kSize = {width: 60, height: 24};
+const kSize = {width: 60, height: 18};
 
 type State = Sketch | 'waiting' | 'none' | 'failed';
 
@@ -78,7 +78,7 @@ export class Sketches {
 /** `svg` comes from the server and is an image to the page: nothing in it can run. */
 export function SketchImage(props: {sketch: Sketch}) {
   return (
-    <img class="sketch" src={`data:image/svg+xml,${encodeURIComponent(props.sketch.svg)}`}
+    <img class="line-sketch" src={`data:image/svg+xml,${encodeURIComponent(props.sketch.svg)}`}
       alt={props.sketch.description} />
   );
 }
@@ -101,7 +101,7 @@ export function LazySketch(props: {sketches: Sketches; kind: Kind; id: number}) 
   }, []);
   const state = isSeen.value ? props.sketches.of(props.kind, props.id).value : 'waiting';
   return (
-    <span class="sketch-place" ref={place}>
+    <span class="line-sketch-place" ref={place}>
       {typeof state === 'object' ? <SketchImage sketch={state} />
         : <span class="quiet">{state === 'waiting' ? t.waiting : state === 'failed' ? t.failed : t.none}</span>}
     </span>
