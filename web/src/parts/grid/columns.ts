@@ -43,5 +43,5 @@ export function sampledWidth(column: GridColumn, at: number, rows: Rows): number
   for (let i = 0; i < Math.min(rows.length, 200); ++i) {
     letters = Math.max(letters, Math.min(cellText(rows[i]![at] ?? null, column).length, 40));
   }
-  return Math.round(Math.max(64, letters * 7.6 + 22));
+  return Math.round(Math.max(64, letters * 8.4 + 24));
 }

@@ -1,0 +1,33 @@
+import {useEffect} from 'preact/hooks';
+
+import {words} from '../../words/words';
+
+const t = words({
+  en: {leave: 'What you have typed is not stored. Leave it?'},
+  de: {leave: 'Was Sie eingegeben haben, ist nicht gespeichert. Verwerfen?'},
+});
+
+/** Whether what was typed may go. */
+export function mayLeave(hasUnsaved: boolean): boolean {
+  return !hasUnsaved || confirm(t.leave);
+}
+
+/** Asks before one leaves the page, or this view of it. */
+export function useLeaving(hasUnsaved: boolean): void {
+  useEffect(() => {
+    if (!hasUnsaved) return;
+    const unloading = (event: BeforeUnloadEvent) => event.preventDefault();
+    // Comes before the page's own listener, which would show the other view.
+    const moving = (event: HashChangeEvent) => {
+      if (mayLeave(true)) return;
+      event.stopImmediatePropagation();
+      history.pushState(null, '', event.oldURL);
+    };
+    addEventListener('beforeunload', unloading);
+    addEventListener('hashchange', moving, {capture: true});
+    return () => {
+      removeEventListener('beforeunload', unloading);
+      removeEventListener('hashchange', moving, {capture: true});
+    };
+  }, [hasUnsaved]);
+}
