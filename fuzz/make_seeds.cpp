@@ -229,7 +229,7 @@ void write_json_dictionary(const fs::path& path) {
   std::set<std::string> names;
   korvane::test::for_each_contract([&]<class T>() {
     korvane::encoding::JsonSchemas schemas;
-    korvane::encoding::add_json_schema<T>(schemas);
+    korvane::encoding::add_json_schema<T>(schemas, korvane::encoding::SchemaOf::reply);
     for (const auto& [name, schema] : schemas) {
       if (!schema.contains("properties")) {
         for (const auto& each : schema.at("anyOf").at(0).at("enum")) names.insert(each);

@@ -67,11 +67,30 @@ void write_json(const T& record, const JsonSink& sink);
 /// <nlohmann/json.hpp>.
 using JsonSchemas = std::map<std::string, nlohmann::ordered_json>;
 
+/// Which way a record goes. One that is written has all its fields; of one that is read any may be
+/// left out, which is why a contract has two schemas.
+enum class SchemaOf { reply, request };
+
 /// Adds the schema of `T` and of all that it uses to `schemas`, and returns the name of its own:
-/// the qualified name, and for a generic struct "korvane.Batch_korvane.model.cad.Rebar". References
-/// have the form "#/components/schemas/<name>". Every field states its default, except one that is
-/// a struct: its own fields do.
+/// the qualified name, and for a generic struct "korvane.Batch_korvane.model.cad.Rebar"; that of a
+/// request ends in "-Input". References have the form "#/components/schemas/<name>".
+///
+/// A reply requires every field. In a request the description of a field states its default, except
+/// that of a struct: its own fields do. The keyword `default` would make generators of clients
+/// require the field.
 template <class T>
-std::string add_json_schema(JsonSchemas& schemas);
+std::string add_json_schema(JsonSchemas& schemas, SchemaOf of);
+
+/// What a field takes where it is given as bare text, as in the address of a request.
+enum class FieldForm {
+  /// There is no such field.
+  none,
+  /// The text as it is; of a blob its base64.
+  text,
+  /// A number, a boolean or an enumerator.
+  scalar,
+  /// What has parts, and cannot be given so.
+  composite,
+};
 
 }  // namespace korvane::encoding

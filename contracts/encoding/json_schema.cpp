@@ -1,18 +1,24 @@
 #include "contracts/encoding/json_schema.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 
+#include "contracts/meanings/meanings.h"
+
 namespace korvane::encoding::detail {
 
 using Json = JsonSchemaMaker::Json;
+using meanings::find_meaning;
+using meanings::Meaning;
 
-std::string JsonSchemaMaker::component_name(std::string_view type_name) {
+std::string JsonSchemaMaker::component_name(std::string_view type_name, SchemaOf of) {
   std::string name(type_name);
   std::replace(name.begin(), name.end(), '<', '_');
   std::erase(name, '>');
+  if (of == SchemaOf::request) name += "-Input";
   return name;
 }
 
@@ -36,11 +42,20 @@ Json JsonSchemaMaker::text_schema() { return {{"type", "string"}}; }
 
 Json JsonSchemaMaker::blob_schema() { return {{"type", "string"}, {"contentEncoding", "base64"}}; }
 
-Json JsonSchemaMaker::enumeration_schema(std::span<const EnumeratorNumber> enumerators) {
+Json JsonSchemaMaker::enumeration_schema(std::string_view owner,
+                                         std::span<const EnumeratorNumber> enumerators) {
   Json names = Json::array();
-  for (const EnumeratorNumber& each : enumerators) names.push_back(each.name);
+  std::string description = description_of(owner, "");
+  for (const EnumeratorNumber& each : enumerators) {
+    names.push_back(each.name);
+    const Meaning* const meaning = find_meaning(owner, each.name);
+    if (meaning == nullptr) continue;
+    description.append(" `").append(each.name).append("`: ").append(meaning->text).append(".");
+  }
   Json by_name = {{"type", "string"}, {"enum", std::move(names)}};
-  return {{"anyOf", Json::array({std::move(by_name), int32_schema()})}};
+  Json schema = {{"anyOf", Json::array({std::move(by_name), int32_schema()})}};
+  if (!description.empty()) schema["description"] = std::move(description);
+  return schema;
 }
 
 Json JsonSchemaMaker::or_null(Json schema) {
@@ -56,9 +71,16 @@ Json JsonSchemaMaker::map_schema(Json values) {
   return {{"type", "object"}, {"additionalProperties", std::move(values)}};
 }
 
-Json JsonSchemaMaker::record_schema(Json properties) {
-  return {
-      {"type", "object"}, {"properties", std::move(properties)}, {"additionalProperties", false}};
+Json JsonSchemaMaker::record_schema(std::string_view owner, Json properties) const {
+  Json schema = {{"type", "object"}};
+  std::string description = description_of(owner, "");
+  if (!description.empty()) schema["description"] = std::move(description);
+  if (of_ == SchemaOf::reply && !properties.empty()) {
+    for (const auto& [name, property] : properties.items()) schema["required"].push_back(name);
+  }
+  schema["properties"] = std::move(properties);
+  schema["additionalProperties"] = false;
+  return schema;
 }
 
 Json JsonSchemaMaker::number(double value) {
@@ -67,13 +89,19 @@ Json JsonSchemaMaker::number(double value) {
   return is_whole ? Json(static_cast<std::int64_t>(value)) : Json(value);
 }
 
-Json JsonSchemaMaker::with_default(Json schema, Json value) {
-  schema["default"] = std::move(value);
-  return schema;
+std::string JsonSchemaMaker::description_of(std::string_view owner, std::string_view field) {
+  const Meaning* const meaning = find_meaning(owner, field);
+  if (meaning == nullptr) return {};
+  std::string text(meaning->text);
+  text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+  if (text.back() != '.') text += '.';
+  if (!meaning->unit.empty()) text.append(" Unit: ").append(meaning->unit).append(".");
+  return text;
 }
 
-void JsonSchemaMaker::add_property(Json& properties, std::string_view name, Json property) {
-  properties[std::string(name)] = std::move(property);
+void JsonSchemaMaker::add_default(std::string& description, const Json& value) {
+  if (!description.empty()) description += ' ';
+  description.append("Default: ").append(value.dump()).append(".");
 }
 
 }  // namespace korvane::encoding::detail

@@ -54,8 +54,8 @@ void write_json(const T& record, const JsonSink& sink) {
 }
 
 template <class T>
-std::string add_json_schema(JsonSchemas& schemas) {
-  return detail::JsonSchemaMaker(schemas).add_component<T>();
+std::string add_json_schema(JsonSchemas& schemas, SchemaOf of) {
+  return detail::JsonSchemaMaker(schemas, of).add_component<T>();
 }
 
 template <class T>
@@ -88,7 +88,7 @@ IdlDeclaration idl_generic_declaration() {
   template __VA_ARGS__ korvane::encoding::from_json<__VA_ARGS__>(std::string_view);                \
   template std::string korvane::encoding::to_json(const __VA_ARGS__&);                             \
   template void korvane::encoding::write_json(const __VA_ARGS__&, const JsonSink&);                \
-  template std::string korvane::encoding::add_json_schema<__VA_ARGS__>(JsonSchemas&);
+  template std::string korvane::encoding::add_json_schema<__VA_ARGS__>(JsonSchemas&, SchemaOf);
 
 #define KORVANE_MAKE_GENERIC(name) \
   template korvane::encoding::IdlDeclaration korvane::encoding::idl_generic_declaration<name>();

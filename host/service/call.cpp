@@ -3,6 +3,9 @@
 #include <utility>
 #include <vector>
 
+#include <nlohmann/json.hpp>
+
+#include "contracts/encoding/json_text.h"
 #include "host/access/gate.h"
 #include "host/service/routes.h"
 
@@ -14,6 +17,7 @@ using krv::rpc4::ServiceDefinition;
 namespace {
 
 constexpr const char* kRunField = "Korvane-Run";
+constexpr const char* kRequestParameter = "request";
 
 std::string media_type_names() {
   return std::string(media_type(Representation::json)) + " or " +
@@ -23,8 +27,44 @@ std::string media_type_names() {
 bool reads_method(const std::string& method) { return method == "GET" || method == "HEAD"; }
 
 std::vector<std::string> parameter_names(const Callee& callee) {
-  if (callee.file) return {"request", "create"};
-  return {"request"};
+  if (callee.file) return {kRequestParameter, "create"};
+  return {kRequestParameter};
+}
+
+/// Whether the text is a number or a boolean of JSON. What else a field takes that is not a text, is
+/// an enumerator's name.
+bool is_json_scalar(const std::string& text) {
+  if (text == "true" || text == "false") return true;
+  const bool begins_as_number =
+      !text.empty() && (text.front() == '-' || (text.front() >= '0' && text.front() <= '9'));
+  return begins_as_number && text.back() >= '0' && text.back() <= '9' &&
+         nlohmann::json::accept(text);
+}
+
+/// A request that is given field by field, as JSON.
+std::string json_of(const std::vector<std::pair<std::string, std::string>>& members,
+                    const krv::rpc4::Contract& request) {
+  std::string fields = "{";
+  for (const auto& [name, value] : members) {
+    const encoding::FieldForm form = request.form_of_field(name);
+    const auto refuse = [&, &field = name](const std::string& text) {
+      throw HttpFault(400, "the parameter request[" + field + "]: " + text);
+    };
+    if (form == encoding::FieldForm::none) refuse("unknown field");
+    if (form == encoding::FieldForm::composite) {
+      refuse("the field has parts; expected the whole request as JSON in the parameter request");
+    }
+    if (fields.size() > 1) fields += ',';
+    fields += '"' + name + "\":";
+    if (form == encoding::FieldForm::scalar && is_json_scalar(value)) {
+      fields += value;
+    } else {
+      const std::optional<std::string> text = encoding::detail::quoted(value);
+      if (!text) refuse("text that is not UTF-8");
+      fields += *text;
+    }
+  }
+  return fields + "}";
 }
 
 }  // namespace
@@ -64,7 +104,7 @@ Call::Call(CallRoom& room, const HttpRequest& request, const Target& target, con
     return;
   }
   choose_forms();
-  target_.refuse_parameters_but(parameter_names(callee()));
+  target_.refuse_parameters_but(parameter_names(callee()), is_get_ ? kRequestParameter : "");
   require_run();
 }
 
@@ -100,7 +140,13 @@ void Call::require_run() const {
 krv::rpc4::EncodedRequest Call::encoded_request(const std::string& body,
                                                 std::string& parameter) const {
   if (!is_get_) return {request_form_, body};
-  parameter = target_.parameter("request").value_or("{}");
+  const std::optional<std::string> whole = target_.parameter(kRequestParameter);
+  const auto members = target_.members_of(kRequestParameter);
+  if (whole && !members.empty()) {
+    throw HttpFault(400,
+                    "the address has the request as JSON and field by field; expected one of both");
+  }
+  parameter = members.empty() ? whole.value_or("{}") : json_of(members, operation().request);
   return {request_form_, parameter};
 }
 

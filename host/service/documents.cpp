@@ -4,6 +4,7 @@
 #include <functional>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -16,6 +17,7 @@
 #include "host/service/representation.h"
 #include "host/service/routes.h"
 #include "host/service/server_state.h"
+#include "host/service/target.h"
 #include "platform/rpc4/directory.h"
 
 namespace korvane::host {
@@ -115,8 +117,14 @@ HttpReply metrics_document(const DocumentRequest& asked) {
 }
 
 HttpReply openapi_document_of_server(const DocumentRequest& asked) {
+  const Target target(asked.request.head.getURI());
+  target.refuse_parameters_but({"media"});
+  const std::optional<std::string> media = target.parameter("media");
+  if (media && *media != "json") {
+    throw HttpFault(400, "the parameter media is \"" + *media + "\"; expected json");
+  }
   HttpReply reply = json_reply();
-  const std::string& text = asked.server.openapi;
+  const std::string& text = media ? asked.server.openapi_of_json : asked.server.openapi;
   reply.streamed_bytes = text.size();
   reply.stream_body = [&text](const HttpReply::Write& write) { write(text); };
   return reply;

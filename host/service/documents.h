@@ -23,7 +23,7 @@ HttpReply live_document(const DocumentRequest& request);
 HttpReply ready_document(const DocumentRequest& request);
 /// What the server measures of itself.
 HttpReply metrics_document(const DocumentRequest& request);
-/// All operations and contracts.
+/// All operations and contracts; with `?media=json` the edition for generators of clients.
 HttpReply openapi_document_of_server(const DocumentRequest& request);
 /// Who the client is, and its scopes.
 HttpReply access_document(const DocumentRequest& request);

@@ -26,6 +26,8 @@ struct MountedParameter {
   /// All that it may be; empty where any text will do.
   std::vector<std::string> values = {};
   bool is_required = false;
+  /// A whole number from 0 on: any other text is refused.
+  bool is_number = false;
 };
 
 /// The values of one that is on or off.

@@ -23,10 +23,20 @@ struct DescribedService {
 /// get an id when they are opened.
 std::vector<DescribedService> described_services();
 
+/// The forms of bodies that a document tells of.
+enum class Edition {
+  /// All that are served.
+  whole,
+  /// Where a body can be JSON, no other, except in what a mounted route takes. Generators of clients
+  /// make one type of each body then.
+  json,
+};
+
 /// The routes, media types and methods of all operations as an OpenAPI 3.1 document
 /// (https://spec.openapis.org/oas/v3.1.0), JSON text. Derived from the routes, the operation tables
 /// and the descriptions of their contracts. What is mounted comes last.
 std::string openapi_document(const std::vector<DescribedService>& services,
-                             const std::vector<MountedRoute>& mounted = {});
+                             const std::vector<MountedRoute>& mounted = {},
+                             Edition edition = Edition::whole);
 
 }  // namespace korvane::host

@@ -37,6 +37,7 @@ ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLim
       visits(limits.requests_per_client),
       page(std::move(mounted.page)),
       openapi(openapi_document(described_services(), mounted.routes)),
+      openapi_of_json(openapi_document(described_services(), mounted.routes, Edition::json)),
       bodies("bodies of requests", limits.all_body_bytes),
       room(root, limits, limits.open_projects, std::move(mounted)),
       count_connections_(std::move(count_connections)) {}

@@ -88,8 +88,9 @@ struct ServerState {
   CurrentGate gate;
   Visits visits;
   const Page page;
-  /// The OpenAPI document.
+  /// The OpenAPI document, and its edition for generators of clients.
   const std::string openapi;
+  const std::string openapi_of_json;
   std::atomic<bool> is_stopping = false;
   Metrics metrics;
   MemoryPool bodies;

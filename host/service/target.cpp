@@ -1,6 +1,8 @@
 #include "host/service/target.h"
 
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include <Poco/Exception.h>
 #include <Poco/URI.h>
@@ -19,6 +21,19 @@ std::string percent_decoded(const std::string& text) {
     throw HttpFault(400, "malformed percent-encoding in the address: " + failure.message());
   }
   return decoded;
+}
+
+/// A plus is a blank, as forms encode it.
+std::string form_decoded(std::string text) {
+  std::replace(text.begin(), text.end(), '+', ' ');
+  return percent_decoded(text);
+}
+
+/// "member" of "object[member]"; nothing where the name is not of that form.
+std::optional<std::string> member_of(const std::string& object, const std::string& name) {
+  if (!name.starts_with(object + "[") || name.back() != ']') return std::nullopt;
+  const std::size_t begin = object.size() + 1;
+  return name.substr(begin, name.size() - begin - 1);
 }
 
 /// "request", "request or create".
@@ -51,8 +66,9 @@ std::vector<Target::Parameter> Target::parameters() const {
     const std::string text = query_.substr(begin, end - begin);
     begin = end + 1;
     if (text.empty()) continue;
-    const std::string name = text.substr(0, text.find('='));
-    parameters.push_back({name, text.substr(std::min(name.size() + 1, text.size()))});
+    const std::size_t name_end = std::min(text.find('='), text.size());
+    parameters.push_back(
+        {form_decoded(text.substr(0, name_end)), text.substr(std::min(name_end + 1, text.size()))});
   }
   return parameters;
 }
@@ -62,16 +78,31 @@ std::optional<std::string> Target::parameter(const std::string& name) const {
   for (Parameter& parameter : parameters()) {
     if (parameter.name != name) continue;
     if (value) throw HttpFault(400, "the parameter " + name + " is given twice in the address");
-    std::string& text = parameter.encoded_value;
-    std::replace(text.begin(), text.end(), '+', ' ');  // as forms encode it
-    value = percent_decoded(text);
+    value = form_decoded(std::move(parameter.encoded_value));
   }
   return value;
 }
 
-void Target::refuse_parameters_but(const std::vector<std::string>& known) const {
+std::vector<std::pair<std::string, std::string>> Target::members_of(
+    const std::string& object) const {
+  std::vector<std::pair<std::string, std::string>> members;
+  std::set<std::string> seen;
+  for (Parameter& parameter : parameters()) {
+    const std::optional<std::string> member = member_of(object, parameter.name);
+    if (!member) continue;
+    if (!seen.insert(*member).second) {
+      throw HttpFault(400, "the parameter " + parameter.name + " is given twice in the address");
+    }
+    members.emplace_back(*member, form_decoded(std::move(parameter.encoded_value)));
+  }
+  return members;
+}
+
+void Target::refuse_parameters_but(const std::vector<std::string>& known,
+                                   const std::string& object) const {
   for (const Parameter& parameter : parameters()) {
     if (std::find(known.begin(), known.end(), parameter.name) != known.end()) continue;
+    if (!object.empty() && member_of(object, parameter.name)) continue;
     throw HttpFault(400, "unknown parameter \"" + parameter.name + "\" in the address; expected " +
                              alternatives(known));
   }

@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace korvane::host {
@@ -21,11 +22,16 @@ class Target {
   /// The value of a parameter, decoded; nothing where it is not given. Throws when it is given
   /// twice.
   std::optional<std::string> parameter(const std::string& name) const;
-  /// Throws for a parameter that is none of `known`.
-  void refuse_parameters_but(const std::vector<std::string>& known) const;
+  /// What is given of `object` member by member, "object[member]=value", both decoded. Throws when
+  /// a member is given twice.
+  std::vector<std::pair<std::string, std::string>> members_of(const std::string& object) const;
+  /// Throws for a parameter that is none of `known`, nor a member of `object`.
+  void refuse_parameters_but(const std::vector<std::string>& known,
+                             const std::string& object = "") const;
 
  private:
   struct Parameter {
+    /// Decoded.
     std::string name;
     std::string encoded_value;
   };

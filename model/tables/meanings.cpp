@@ -9,23 +9,37 @@
 
 namespace korvane::model::tables {
 
+namespace {
+
+using Key = std::pair<std::string_view, std::string_view>;
+
+/// Those that are told here. They come before what is told of the contracts.
+const std::map<Key, const Meaning*>& own_meanings() {
+  static const std::map<Key, const Meaning*> by_name = [] {
+    std::map<Key, const Meaning*> all;
+    for (const std::span<const Meaning> part : {table_meanings(), row_meanings()}) {
+      for (const Meaning& one : part) all.emplace(Key(one.owner, one.name), &one);
+    }
+    return all;
+  }();
+  return by_name;
+}
+
+}  // namespace
+
 void for_each_meaning(const std::function<void(const Meaning&)>& visit) {
-  for (const std::span<const Meaning> part :
-       {table_meanings(), catalogue_meanings(), schedule_meanings()}) {
+  for (const std::span<const Meaning> part : {table_meanings(), row_meanings()}) {
     for (const Meaning& meaning : part) visit(meaning);
   }
+  meanings::for_each_stored_meaning([&](const Meaning& meaning) {
+    if (!own_meanings().contains(Key(meaning.owner, meaning.name))) visit(meaning);
+  });
 }
 
 const Meaning* find_meaning(std::string_view owner, std::string_view name) {
-  using Key = std::pair<std::string_view, std::string_view>;
-  static const std::map<Key, const Meaning*> by_name = [] {
-    std::map<Key, const Meaning*> all;
-    for_each_meaning(
-        [&](const Meaning& meaning) { all.emplace(Key(meaning.owner, meaning.name), &meaning); });
-    return all;
-  }();
-  const auto found = by_name.find(Key(owner, name));
-  return found == by_name.end() ? nullptr : found->second;
+  const auto found = own_meanings().find(Key(owner, name));
+  if (found != own_meanings().end()) return found->second;
+  return meanings::find_meaning(owner, name);
 }
 
 const Meaning& meaning_of(std::string_view owner, std::string_view name) {

@@ -3,22 +3,14 @@
 #include <functional>
 #include <string_view>
 
-/// What the fields of a project file mean, for people: each told once, in plain text, with the unit
-/// that its numbers are in by custom. docs/format.md is made from it.
+#include "contracts/meanings/meanings.h"
+
+/// What a project file holds means, for people: its tables and columns, and the fields of the
+/// contracts in it. docs/format.md is made from it.
 namespace korvane::model::tables {
 
-struct Meaning {
-  /// The plain name of a contract ("Rebar") or an enumeration ("DiffState"), or the name of a table
-  /// ("rebar").
-  std::string_view owner;
-  /// A field, an enumerator or a column of it. Empty for the owner itself.
-  std::string_view name;
-  /// "mm", "°", "kg", "kg/m", "kg/m³" or "pieces"; empty for what has none. The store asks for no
-  /// unit and converts none: these are what the commands read and write.
-  std::string_view unit;
-  /// A phrase or some sentences, without a full stop after a phrase. No line break, no "|".
-  std::string_view text;
-};
+/// The owner of one may be a table ("rebar") as well, and the name a column.
+using meanings::Meaning;
 
 /// The meaning of a field of a contract that a project file holds, of an enumerator, or of a column
 /// that repeats no field; without a name that of the contract, the enumeration or the table. Valid

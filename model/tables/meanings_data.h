@@ -9,9 +9,8 @@ namespace korvane::model::tables {
 
 /// The tables themselves, and the columns that repeat no field.
 std::span<const Meaning> table_meanings();
-/// The project record, the catalogues, sheets and revisions, and open values.
-std::span<const Meaning> catalogue_meanings();
-/// The lines of a schedule and all that is inside them.
-std::span<const Meaning> schedule_meanings();
+/// The fields that mean something else in a row than to a client: ids and the like, of which the
+/// row's own are the truth.
+std::span<const Meaning> row_meanings();
 
 }  // namespace korvane::model::tables

@@ -13,8 +13,10 @@
 
 #include "bond/describe.h"
 #include "bond/exception.h"
+#include "contracts/encoding/field_form.h"
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
+#include "platform/project_rpc/operation_texts.h"
 #include "platform/project_rpc/record_roles.h"
 #include "platform/rpc4/operation.h"
 
@@ -149,24 +151,25 @@ class OperationRequest final : public RecordRequest<T> {
 
 template <class T>
 constexpr krv::rpc4::Contract contract() {
-  return {bond::type_name<T>(),
-          [](encoding::JsonSchemas& schemas) { return encoding::add_json_schema<T>(schemas); }};
+  return {bond::type_name<T>(), &encoding::add_json_schema<T>, &encoding::form_of_field<T>};
 }
 
 /// One entry of a skeleton's operation table.
 template <class Service, class T, class ReplyRecord,
           void (Service::*Deliver)(T, ReplyRecord&, const krv::rpc4::PeerInfo&)>
-constexpr krv::rpc4::Operation operation(std::string_view name, krv::rpc4::Effect effect) {
+constexpr krv::rpc4::Operation operation(const OperationText& text, krv::rpc4::Effect effect) {
   using TheRequest = OperationRequest<Service, T, ReplyRecord, Deliver>;
   krv::rpc4::Operation entry{
-      name,
+      text.name,
       effect,
       contract<T>(),
       contract<ReplyRecord>(),
       [](const krv::rpc4::EncodedRequest& source) -> std::unique_ptr<krv::rpc4::Request> {
         return std::make_unique<TheRequest>(source);
       },
-      nullptr};
+      nullptr,
+      text.summary,
+      text.text};
   if constexpr (requires(T & request) { named_file(request); }) {
     entry.request_for_file = [](std::string file) -> std::unique_ptr<krv::rpc4::Request> {
       T request{};
@@ -184,5 +187,6 @@ constexpr krv::rpc4::Operation operation(std::string_view name, krv::rpc4::Effec
     name(std::move(request), reply);                                               \
   }
 
-#define KORVANE_TABLE_ENTRY(name, Request, Reply, effect) \
-  rpc::operation<Skeleton, Request, Reply, &Skeleton::name>(#name, krv::rpc4::Effect::effect),
+#define KORVANE_TABLE_ENTRY(name, Request, Reply, effect)                                  \
+  rpc::operation<Skeleton, Request, Reply, &Skeleton::name>(rpc::text_of_operation(#name), \
+                                                            krv::rpc4::Effect::effect),

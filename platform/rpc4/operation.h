@@ -88,7 +88,10 @@ struct Contract {
   /// Qualified: "korvane.model.cad.RevisionRef", "korvane.Batch<korvane.model.cad.Rebar>".
   std::string_view name;
   /// Adds the contract's JSON Schema and those that it uses; returns the name of its own.
-  std::string (*add_schema)(korvane::encoding::JsonSchemas& schemas);
+  std::string (*add_schema)(korvane::encoding::JsonSchemas& schemas,
+                            korvane::encoding::SchemaOf of);
+  /// What the field of that name takes as bare text.
+  korvane::encoding::FieldForm (*form_of_field)(std::string_view field);
 };
 
 /// One operation of a service, by name.
@@ -101,6 +104,9 @@ struct Operation {
   std::unique_ptr<Request> (*make_request)(const EncodedRequest& source);
   /// A request that names a file and nothing else; null where requests name none.
   std::unique_ptr<Request> (*request_for_file)(std::string file);
+  /// What it does, for people: in a few words, and in full.
+  std::string_view summary = {};
+  std::string_view text = {};
 
   /// The whole way of one call with Compact Binary on both sides. Throws what decoding and
   /// delivering throw.

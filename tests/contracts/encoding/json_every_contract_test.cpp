@@ -23,6 +23,7 @@ namespace {
 using korvane::encoding::add_json_schema;
 using korvane::encoding::from_json;
 using korvane::encoding::JsonSchemas;
+using korvane::encoding::SchemaOf;
 using korvane::encoding::to_json;
 using Json = nlohmann::ordered_json;
 
@@ -55,7 +56,7 @@ struct Contract {
   std::function<Sample(std::uint32_t seed)> random;
   /// Reads a text and writes what was read.
   std::function<std::string(const std::string&)> rewrite;
-  std::function<std::string(JsonSchemas&)> add_schema;
+  std::function<std::string(JsonSchemas&, SchemaOf)> add_schema;
 };
 
 template <class T>
@@ -129,7 +130,7 @@ TEST(JsonOfEveryContract, NestsFarLessDeepThanIsRead) {
 /// The schemas of all contracts together.
 JsonSchemas all_components() {
   JsonSchemas schemas;
-  for (const Contract& each : contracts()) each.add_schema(schemas);
+  for (const Contract& each : contracts()) each.add_schema(schemas, SchemaOf::reply);
   return schemas;
 }
 
@@ -149,7 +150,7 @@ void collect_references(const Json& json, std::set<std::string>& references) {
 TEST(SchemaOfEveryContract, StandsUnderANameThatReferencesCanBear) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
-    const std::string name = each.add_schema(schemas);
+    const std::string name = each.add_schema(schemas, SchemaOf::reply);
     EXPECT_EQ(schemas.count(name), 1U) << each.name;
     EXPECT_THAT(name, testing::MatchesRegex("[-A-Za-z0-9._]+"));
   }
@@ -158,7 +159,7 @@ TEST(SchemaOfEveryContract, StandsUnderANameThatReferencesCanBear) {
 TEST(SchemaOfEveryContract, BringsAllThatItRefersTo) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
-    each.add_schema(schemas);
+    each.add_schema(schemas, SchemaOf::reply);
     std::set<std::string> references;
     for (const auto& [name, schema] : schemas) collect_references(schema, references);
     for (const std::string& reference : references) {
@@ -170,7 +171,7 @@ TEST(SchemaOfEveryContract, BringsAllThatItRefersTo) {
 TEST(SchemaOfEveryContract, NamesTheFieldsThatAreWrittenInTheirOrder) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
-    const std::string name = each.add_schema(schemas);
+    const std::string name = each.add_schema(schemas, SchemaOf::reply);
     const Json& schema = schemas.at(name);
     EXPECT_EQ(keys(schema.at("properties")), keys(Json::parse(each.at_defaults().json)))
         << each.name;
@@ -181,7 +182,7 @@ TEST(SchemaOfEveryContract, NamesTheFieldsThatAreWrittenInTheirOrder) {
 TEST(SchemaOfEveryContract, StatesTheDefaultsThatAreWritten) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
-    const std::string name = each.add_schema(schemas);
+    const std::string name = each.add_schema(schemas, SchemaOf::reply);
     const Json& schema = schemas.at(name);
     const Json defaults = Json::parse(each.at_defaults().json);
     for (const auto& [field, property] : schema.at("properties").items()) {
@@ -198,7 +199,7 @@ TEST(SchemaOfEveryContract, IsMetByWhatIsWritten) {
   const JsonSchemas components = all_components();
   for (const Contract& each : contracts()) {
     JsonSchemas own;
-    const Json& schema = components.at(each.add_schema(own));
+    const Json& schema = components.at(each.add_schema(own, SchemaOf::reply));
     const auto offence_of = [&](const Sample& sample) {
       return korvane::test::offence(Json::parse(sample.json), schema, components);
     };

@@ -16,34 +16,41 @@ namespace {
 namespace cad = korvane::model::cad;
 using korvane::encoding::add_json_schema;
 using korvane::encoding::JsonSchemas;
+using korvane::encoding::SchemaOf;
 using testing::ElementsAre;
 using testing::Key;
 using Json = nlohmann::ordered_json;
 
 template <class T>
-Json schema_of() {
+Json schema_of(SchemaOf of = SchemaOf::reply) {
   JsonSchemas schemas;
-  const std::string name = add_json_schema<T>(schemas);
+  const std::string name = add_json_schema<T>(schemas, of);
   return schemas.at(name);
 }
 
-/// What the schema of `T` says of one field.
+/// What the schema of `T` says of one field, without its description.
 template <class T>
 Json property_of(const std::string& field) {
-  return schema_of<T>().at("properties").at(field);
+  Json property = schema_of<T>().at("properties").at(field);
+  property.erase("description");
+  return property;
+}
+
+template <class T>
+std::string description_of(const std::string& field, SchemaOf of = SchemaOf::request) {
+  return schema_of<T>(of).at("properties").at(field).at("description");
 }
 
 TEST(JsonSchema, DescribesAStructWithItsFieldsInOrder) {
   JsonSchemas schemas;
-  EXPECT_EQ(add_json_schema<korvane::RGBA_Color>(schemas), "korvane.RGBA_Color");
+  EXPECT_EQ(add_json_schema<korvane::RGBA_Color>(schemas, SchemaOf::reply), "korvane.RGBA_Color");
   EXPECT_THAT(schemas, ElementsAre(Key("korvane.RGBA_Color")));
-  EXPECT_EQ(schemas.at("korvane.RGBA_Color").dump(),
-            R"({"type":"object","properties":{)"
-            R"("r":{"type":"number","format":"double","default":1},)"
-            R"("g":{"type":"number","format":"double","default":1},)"
-            R"("b":{"type":"number","format":"double","default":1},)"
-            R"("a":{"type":"number","format":"double","default":1}},)"
-            R"("additionalProperties":false})");
+  EXPECT_EQ(schemas.at("korvane.RGBA_Color").dump(), R"({"type":"object","properties":{)"
+                                                     R"("r":{"type":"number","format":"double"},)"
+                                                     R"("g":{"type":"number","format":"double"},)"
+                                                     R"("b":{"type":"number","format":"double"},)"
+                                                     R"("a":{"type":"number","format":"double"}},)"
+                                                     R"("additionalProperties":false})");
 }
 
 TEST(JsonSchema, DescribesAStructWithoutFields) {
@@ -58,41 +65,37 @@ TEST(JsonSchema, DescribesAnIntegerWithItsRange) {
 }
 
 TEST(JsonSchema, DescribesTextAndBooleans) {
-  EXPECT_EQ(property_of<cad::Sheet>("uid"), Json::parse(R"({"type":"string","default":""})"));
-  EXPECT_EQ(property_of<cad::EndTreatment>("draw_pointer"),
-            Json::parse(R"({"type":"boolean","default":false})"));
+  EXPECT_EQ(property_of<cad::Sheet>("uid"), Json::parse(R"({"type":"string"})"));
+  EXPECT_EQ(property_of<cad::EndTreatment>("draw_pointer"), Json::parse(R"({"type":"boolean"})"));
 }
 
 TEST(JsonSchema, DescribesWhatCanBeUnset) {
   EXPECT_EQ(property_of<cad::RebarParams>("a"),
-            Json::parse(R"({"anyOf":[{"type":"number","format":"double"},{"type":"null"}],
-                            "default":null})"));
+            Json::parse(R"({"anyOf":[{"type":"number","format":"double"},{"type":"null"}]})"));
   EXPECT_EQ(property_of<cad::SheetRef>("uid"),
-            Json::parse(R"({"anyOf":[{"type":"string"},{"type":"null"}],"default":null})"));
+            Json::parse(R"({"anyOf":[{"type":"string"},{"type":"null"}]})"));
   EXPECT_EQ(property_of<cad::Rebar>("start_hook"),
             Json::parse(R"({"anyOf":[{"$ref":"#/components/schemas/korvane.model.cad.Hook"},
-                            {"type":"null"}],"default":null})"));
+                            {"type":"null"}]})"));
 }
 
 TEST(JsonSchema, DescribesABlob) {
-  EXPECT_EQ(property_of<korvane::Variant>("value_blob"),
-            Json::parse(R"({"anyOf":[{"type":"string","contentEncoding":"base64"},{"type":"null"}],
-                            "default":null})"));
+  EXPECT_EQ(
+      property_of<korvane::Variant>("value_blob"),
+      Json::parse(R"({"anyOf":[{"type":"string","contentEncoding":"base64"},{"type":"null"}]})"));
 }
 
 TEST(JsonSchema, DescribesListsAndMaps) {
   EXPECT_EQ(property_of<korvane::model::table::TABLE>("rows"),
             Json::parse(R"({"type":"array","items":{"type":"array",
-                            "items":{"$ref":"#/components/schemas/korvane.Variant"}},
-                            "default":[]})"));
+                            "items":{"$ref":"#/components/schemas/korvane.Variant"}}})"));
   EXPECT_EQ(property_of<cad::Sheet>("properties"), Json::parse(R"({"type":"object",
-                            "additionalProperties":{"$ref":"#/components/schemas/korvane.Variant"},
-                            "default":{}})"));
+                            "additionalProperties":{"$ref":"#/components/schemas/korvane.Variant"}})"));
 }
 
 TEST(JsonSchema, DescribesAnEnumerationOnceByNamesAndNumbers) {
   JsonSchemas schemas;
-  EXPECT_EQ(add_json_schema<cad::Hook>(schemas), "korvane.model.cad.Hook");
+  EXPECT_EQ(add_json_schema<cad::Hook>(schemas, SchemaOf::reply), "korvane.model.cad.Hook");
   EXPECT_THAT(schemas,
               ElementsAre(Key("korvane.model.cad.Hook"), Key("korvane.model.cad.HookDirection")));
   EXPECT_EQ(schemas.at("korvane.model.cad.HookDirection").dump(),
@@ -100,8 +103,7 @@ TEST(JsonSchema, DescribesAnEnumerationOnceByNamesAndNumbers) {
             R"({"type":"integer","format":"int32",)"
             R"("minimum":-2147483648,"maximum":2147483647}]})");
   EXPECT_EQ(property_of<cad::Hook>("direction"),
-            Json::parse(R"({"$ref":"#/components/schemas/korvane.model.cad.HookDirection",
-                            "default":"kLeft"})"));
+            Json::parse(R"({"$ref":"#/components/schemas/korvane.model.cad.HookDirection"})"));
 }
 
 TEST(JsonSchema, StatesNoDefaultOfAStruct) {
@@ -111,24 +113,24 @@ TEST(JsonSchema, StatesNoDefaultOfAStruct) {
 
 TEST(JsonSchema, NamesAGenericStructAfterItsItem) {
   JsonSchemas schemas;
-  EXPECT_EQ(add_json_schema<korvane::Batch<cad::Rebar>>(schemas),
+  EXPECT_EQ(add_json_schema<korvane::Batch<cad::Rebar>>(schemas, SchemaOf::reply),
             "korvane.Batch_korvane.model.cad.Rebar");
   EXPECT_EQ(schemas.count("korvane.model.cad.Rebar"), 1U);
-  EXPECT_EQ(add_json_schema<korvane::OptionalValue<cad::Sheet>>(schemas),
+  EXPECT_EQ(add_json_schema<korvane::OptionalValue<cad::Sheet>>(schemas, SchemaOf::reply),
             "korvane.OptionalValue_korvane.model.cad.Sheet");
 }
 
 TEST(JsonSchema, AddsNothingTwice) {
   JsonSchemas schemas;
-  add_json_schema<cad::Rebars>(schemas);
+  add_json_schema<cad::Rebars>(schemas, SchemaOf::reply);
   const JsonSchemas once = schemas;
-  EXPECT_EQ(add_json_schema<cad::Rebars>(schemas), "korvane.model.cad.Rebars");
+  EXPECT_EQ(add_json_schema<cad::Rebars>(schemas, SchemaOf::reply), "korvane.model.cad.Rebars");
   EXPECT_EQ(schemas, once);
 }
 
 TEST(JsonSchema, IsNotMetByWhatIsNotRead) {
   JsonSchemas schemas;
-  const std::string name = add_json_schema<korvane::Batch<cad::Rebar>>(schemas);
+  const std::string name = add_json_schema<korvane::Batch<cad::Rebar>>(schemas, SchemaOf::reply);
   const auto offence_of = [&](const std::string& rebar) {
     return korvane::test::offence(Json::parse(R"({"items":[{},)" + rebar + "]}"), schemas.at(name),
                                   schemas);

@@ -12,9 +12,11 @@ const krv::rpc4::ServiceDefinition& ProbeService::definition() {
   using krv::rpc4::Effect;
   static const std::array operations = {
       rpc::operation<ProbeService, model::ListProjectRequest, Variant, &ProbeService::count>(
-          "count", Effect::reads),
-      rpc::operation<ProbeService, Variant, Variant, &ProbeService::sleep>("sleep", Effect::writes),
-      rpc::operation<ProbeService, Variant, Variant, &ProbeService::fail>("fail", Effect::writes),
+          {"count", "Count the calls"}, Effect::reads),
+      rpc::operation<ProbeService, Variant, Variant, &ProbeService::sleep>({"sleep", "Sleep"},
+                                                                           Effect::writes),
+      rpc::operation<ProbeService, Variant, Variant, &ProbeService::fail>({"fail", "Fail"},
+                                                                          Effect::writes),
   };
   static const krv::rpc4::ServiceDefinition definition{"korvane.test.Probe_Service", operations};
   return definition;

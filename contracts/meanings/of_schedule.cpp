@@ -1,18 +1,20 @@
-#include "model/tables/meanings_data.h"
+#include "contracts/meanings/meanings_data.h"
 
-namespace korvane::model::tables {
+namespace korvane::meanings {
 
 namespace {
 
 constexpr Meaning kMeanings[] = {
     {"Rebar", "", "", "A line of the schedule: one bar mark. All its pieces are alike."},
-    {"Rebar", "id", "", "what the client sent. Not the row's number."},
-    {"Rebar", "rev_id", "", "`id` of the row of `revision`"},
-    {"Rebar", "sheet_id", "", "what the client sent; -1 if nothing. Go by the revision instead."},
+    {"Rebar", "id", "",
+     "a number of the client's, given back as it was sent. Not the row's number."},
+    {"Rebar", "rev_id", "", "`id` of the revision"},
+    {"Rebar", "sheet_id", "",
+     "`id` of the sheet, given back as it was sent; -1 if nothing. Go by the revision instead."},
     {"Rebar", "comment", "", "comment"},
     {"Rebar", "member", "", "the structural member that the bar is for"},
     {"Rebar", "mark", "", "the number or letter that names the line on the drawing"},
-    {"Rebar", "material_id", "", "`id` of the row of `material`"},
+    {"Rebar", "material_id", "", "`id` of the material. A bar without one is refused."},
     {"Rebar", "member_multiplier", "pieces", "how many such members there are"},
     {"Rebar", "bars_per_member", "pieces", "bars of each member"},
     {"Rebar", "total_bars", "pieces", "bars of the whole line. This is the number to count with."},
@@ -133,8 +135,9 @@ constexpr Meaning kMeanings[] = {
      "meaning is the client's alone."},
 
     {"Fabric", "", "", "A line of the schedule: one fabric mark."},
-    {"Fabric", "rev_id", "", "`id` of the row of `revision`"},
-    {"Fabric", "sheet_id", "", "what the client sent; -1 if nothing. Go by the revision instead."},
+    {"Fabric", "rev_id", "", "`id` of the revision"},
+    {"Fabric", "sheet_id", "",
+     "`id` of the sheet, given back as it was sent; -1 if nothing. Go by the revision instead."},
     {"Fabric", "comment", "", "comment"},
     {"Fabric", "member", "", "the structural member that the fabric is for"},
     {"Fabric", "mark", "", "the number or letter that names the line on the drawing"},
@@ -167,9 +170,9 @@ constexpr Meaning kMeanings[] = {
     {"Fabric", "textblock", "", "a table of text that belongs to the line"},
 
     {"BarSpacer", "", "", "A line of the schedule: bar spacers or supports of one kind."},
-    {"BarSpacer", "rev_id", "", "`id` of the row of `revision`, which may be gone"},
+    {"BarSpacer", "rev_id", "", "`id` of the revision. Nobody checks that it is there."},
     {"BarSpacer", "sheet_id", "",
-     "what the client sent; 0 if nothing. Go by the revision instead."},
+     "`id` of the sheet, given back as it was sent; 0 if nothing. Go by the revision instead."},
     {"BarSpacer", "name", "", "name of the kind"},
     {"BarSpacer", "quantity", "pieces", "how many"},
     {"BarSpacer", "weight_per_piece", "kg", "weight of one; 0 if not stated"},
@@ -181,10 +184,11 @@ constexpr Meaning kMeanings[] = {
     {"BarSpacer", "diff_state", "", "how the line differs from the revision before"},
 
     {"MountingPart", "", "", "A line of the schedule: mounting parts of one kind."},
-    {"MountingPart", "id", "", "what the client sent. Not the row's number."},
+    {"MountingPart", "id", "",
+     "a number of the client's, given back as it was sent. Not the row's number."},
     {"MountingPart", "mark", "", "the number or letter that names the line on the drawing"},
     {"MountingPart", "quantity", "pieces", "how many"},
-    {"MountingPart", "material_id", "", "`id` of the row of `material`"},
+    {"MountingPart", "material_id", "", "`id` of the material"},
     {"MountingPart", "family_name", "", "name of the family of parts in the client's program"},
     {"MountingPart", "type_name", "", "name of the type within the family"},
     {"MountingPart", "manufacturer", "", "maker"},
@@ -197,8 +201,8 @@ constexpr Meaning kMeanings[] = {
     {"MountingPart", "order_number", "", "number to order it by"},
     {"MountingPart", "catalog", "", "catalogue that has that number"},
     {"MountingPart", "sheet_id", "",
-     "what the client sent; 0 if nothing. Go by the revision instead."},
-    {"MountingPart", "rev_id", "", "`id` of the row of `revision`"},
+     "`id` of the sheet, given back as it was sent; 0 if nothing. Go by the revision instead."},
+    {"MountingPart", "rev_id", "", "`id` of the revision"},
     {"MountingPart", "mark_prefix", "", "what is written before the mark"},
     {"MountingPart", "mark_suffix", "", "what is written after the mark"},
     {"MountingPart", "diff_state", "", "how the line differs from the revision before"},
@@ -209,4 +213,4 @@ constexpr Meaning kMeanings[] = {
 
 std::span<const Meaning> schedule_meanings() { return kMeanings; }
 
-}  // namespace korvane::model::tables
+}  // namespace korvane::meanings

@@ -1,6 +1,6 @@
-#include "model/tables/meanings_data.h"
+#include "contracts/meanings/meanings_data.h"
 
-namespace korvane::model::tables {
+namespace korvane::meanings {
 
 namespace {
 
@@ -10,10 +10,10 @@ constexpr Meaning kMeanings[] = {
 
     {"Material", "", "", "A material of the catalogue."},
     {"Material", "id", "",
-     "what the client sent. In the table `material` the column is the truth."},
+     "number of the material, given by the store. Creating one does not go by it, updating does."},
     {"Material", "uid", "",
-     "a text that names the material for good, usually a UUID. In the table "
-     "`material` the column is the truth."},
+     "a text that names the material for good, usually a UUID. If it is empty when the material is "
+     "created, the store makes one."},
     {"Material", "identity", "", "its names"},
     {"Material", "physical", "", "its physical side"},
 
@@ -31,29 +31,34 @@ constexpr Meaning kMeanings[] = {
     {"Material_Physical", "density", "kg/m³", "density; 0 if not stated"},
 
     {"Sheet", "", "", "A drawing sheet."},
-    {"Sheet", "id", "", "what the client sent. The column is the truth."},
-    {"Sheet", "uid", "", "a text that names the sheet for good. The column is the truth."},
+    {"Sheet", "id", "",
+     "number of the sheet, given by the store. Creating one does not go by it, updating does."},
+    {"Sheet", "uid", "",
+     "a text that names the sheet for good. If it is empty when the sheet is created, the store "
+     "makes one."},
     {"Sheet", "name", "", "name or number of the drawing: \"417\""},
     {"Sheet", "comment", "", "comment"},
     {"Sheet", "properties", "", "whatever clients note of the sheet"},
 
     {"Revision", "", "", "One revision of a sheet."},
-    {"Revision", "id", "", "what the client sent. The column is the truth."},
-    {"Revision", "uid", "", "a text that names the revision for good. The column is the truth."},
+    {"Revision", "id", "",
+     "number of the revision, given by the store. Creating one does not go by it, updating does."},
+    {"Revision", "uid", "",
+     "a text that names the revision for good. If it is empty when the revision is created, the "
+     "store makes one."},
     {"Revision", "name", "", "name or letter of the revision: \"a\""},
     {"Revision", "properties", "", "whatever clients note of the revision"},
     {"Revision", "sheet_id", "",
-     "`id` of the row of `sheet`. The column is the truth: the record "
-     "may say another sheet after an update, and the revision still "
-     "belongs to that of the column."},
+     "`id` of its sheet. Only creating a revision goes by it: it stays with that sheet, whatever "
+     "an update says."},
 
     {"FabricType", "", "", "A type of fabric (welded mesh)."},
     {"FabricType", "id", "",
-     "what the client sent. In the table `fabric_type` the column is the "
-     "truth. In a fabric, `id` of the row of `fabric_type`."},
+     "number of the type, given by the store. Creating one does not go by it, updating does. In a "
+     "fabric, `id` of the type in the catalogue."},
     {"FabricType", "uid", "",
-     "a text that names the type for good. In the table `fabric_type` the "
-     "column is the truth."},
+     "a text that names the type for good. If it is empty when the type is created, the store "
+     "makes one."},
     {"FabricType", "sheet_mass", "kg", "weight of one whole sheet"},
     {"FabricType", "overall_length", "mm", "length of a whole sheet"},
     {"FabricType", "overall_width", "mm", "width of a whole sheet"},
@@ -102,4 +107,4 @@ constexpr Meaning kMeanings[] = {
 
 std::span<const Meaning> catalogue_meanings() { return kMeanings; }
 
-}  // namespace korvane::model::tables
+}  // namespace korvane::meanings
