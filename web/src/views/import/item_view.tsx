@@ -73,7 +73,7 @@ function Question(props: {batch: Batch; item: Item}) {
     <fieldset class="import-question">
       <legend>{t.choose}</legend>
       {filled.map(({revision, lines}, index) => (
-        <p key={index}><bdi>{t.filled(revisionText(revision), t.count.line(lines), number(linesOf(revision)))}</bdi></p>
+        <p key={index}><bdi>{t.filled(revisionText(revision), t.count.line(lines), t.count.line(linesOf(revision)))}</bdi></p>
       ))}
       <div class="row">
         {kChoices.map((choice) => (

@@ -22,7 +22,7 @@ function Uses(props: {file: string; kind: Kind; uses: Use[]; names: Names}) {
   const {uses} = props;
   return (
     <>
-      <h4>{t.usedBy}</h4>
+      <h3>{t.usedBy}</h3>
       <ul class="uses">
         {(isWhole ? uses : uses.slice(0, kShown)).map((use) => {
           const name = props.names.get(use.revision_id);

@@ -23,7 +23,7 @@ export const t = words({
   de: {
     sheets: 'Pläne', catalogues: 'Kataloge', record: 'Angaben zum Projekt', parts: 'Teile des Projekts',
     find: 'Plan suchen', fold: 'Alle zuklappen', unfold: 'Alle aufklappen', name: 'Plan, Index', bars: 'Stäbe',
-    fabrics: 'Matten', spacers: 'Abstandhalter', mounting: 'Einbauteile', marks: 'Positionen', pieces: 'Stück',
+    fabrics: 'Matten', spacers: 'Abstand\u00adhalter', mounting: 'Einbau\u00adteile', marks: 'Posi\u00adtionen', pieces: 'Stück',
     weight: 'Gewicht, kg', sheet: 'Plan', revision: 'Index', unnamed: '(ohne Namen)', fields: 'Angaben', weights: 'Gewichte',
     compare: 'Vergleich mit', list: 'Biegeliste', close: 'Schließen',
     noRevision: 'Er hat noch keinen Index.', noSheet: 'Es ist noch kein Plan darin.',

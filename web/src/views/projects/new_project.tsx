@@ -5,13 +5,13 @@ import {useState} from 'preact/hooks';
 import {go, ofFile} from '../../address';
 import {Dialog} from '../../parts/dialog';
 import {Failure} from '../../parts/notices';
-import {fileNameOf, makeProject, nameFault} from './make_project';
 import {words} from '../../words/words';
+import {fileNameOf, makeProject, nameFault} from './make_project';
 
 const t = words({
   en: {
     title: 'New project', name: 'Name of the file', make: 'Make it', cancel: 'Cancel', making: 'Being made …',
-    help: 'A folder may stand before it: halls/hall 7. The file is called', end: 'The ending .db is added where it lacks.',
+    help: 'A folder may stand before it: halls/hall 7. The file is called', end: 'The ending .db is added if it is missing.',
   },
   de: {
     title: 'Neues Projekt', name: 'Name der Datei', make: 'Anlegen', cancel: 'Abbrechen', making: 'Wird angelegt …',
@@ -45,7 +45,7 @@ export function NewProject(props: {onClose: () => void}) {
   return (
     <Dialog title={t.title} onClose={props.onClose}>
       <form class="new-project" onSubmit={make}>
-        <label for="new-project-name">{t.name}</label>
+        <label class="new-project-label" for="new-project-name">{t.name}</label>
         <input id="new-project-name" value={name} autocomplete="off" autofocus spellcheck={false}
           aria-describedby="new-project-help" aria-invalid={failure !== null}
           onInput={(event) => {
