@@ -18,6 +18,8 @@ export interface GridColumn {
   width?: number;
   /** Shown in place of nothing. */
   ifNone?: string;
+  /** Shown in place of an empty text, where that is not the same as nothing. */
+  ifEmpty?: string;
   /** Draws the cell of a row. Such a column cannot be sorted or filtered, and is not printed. */
   render?: (row: number) => ComponentChildren;
 }
@@ -31,6 +33,7 @@ export function placeOf(columns: readonly GridColumn[], name: string): number | 
 const kLetters = 200;
 
 export function cellText(value: Cell, column: GridColumn): string {
+  if (value === '' && column.ifEmpty !== undefined) return column.ifEmpty;
   if (value === null || value === '') return column.ifNone ?? '';
   if (typeof value === 'number') return number(value, column.decimals ?? 6);
   return value.length > kLetters ? value.slice(0, kLetters) + '…' : value;

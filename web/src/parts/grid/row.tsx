@@ -1,5 +1,6 @@
 import {Component, type ComponentChildren} from 'preact';
 
+import type {Cell} from '../../server/project';
 import {number} from '../../words/words';
 import {cellText, type GridColumn} from './columns';
 import type {Group, Rows} from './order';
@@ -31,6 +32,11 @@ abstract class Memo<Props> extends Component<Props> {
   }
 }
 
+/** What stands there stands for nothing. */
+function isNone(value: Cell | undefined, column: GridColumn): boolean {
+  return column.ifNone !== undefined && !column.render && (value ?? null) === null;
+}
+
 export class GridRow extends Memo<RowProps> {
   override render() {
     const {position, row, rows, columns, height, isSelected, isCurrent, activeColumn, hasBoxes} = this.props;
@@ -46,7 +52,7 @@ export class GridRow extends Memo<RowProps> {
           </span>
         )}
         {columns.map((column, c) => (
-          <bdi key={column.name} class={column.kind} role="gridcell" aria-colindex={c + first + 1}
+          <bdi key={column.name} class={isNone(cells[column.at ?? c], column) ? `${column.kind} none` : column.kind} role="gridcell" aria-colindex={c + first + 1}
             tabIndex={activeColumn === c + first ? 0 : -1}>
             {column.render ? column.render(row) : cellText(cells[column.at ?? c] ?? null, column)}
           </bdi>
