@@ -256,11 +256,13 @@ void finish_changes(Project_Service& project) {
   }
 }
 
-void replace_content(Project_Service& project, std::int32_t rev_id, const Content& content) {
+void replace_content(Project_Service& project, std::int32_t rev_id, const Content& content,
+                     const std::function<void()>& last_check) {
   finish_changes(project);  // which may give the revision lines
   if (has_lines(project, rev_id)) require_sql(project);
   Change change(project, rev_id, ChangeStep::filling);
   add_content(project, change.record().sheet_id, change.mark().id, content);
+  if (last_check) last_check();
   change.set(ChangeStep::whole);
   place(project, change.mark(), change.record(), content);
   change.done();

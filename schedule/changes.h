@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "platform/project_rpc/project_service.h"
 #include "schedule/content.h"
@@ -23,8 +24,11 @@ void finish_changes(model::cad::Project_Service& project);
 /// its id and its record, and its lines get the ids of revision and sheet. Other revisions are not
 /// touched. Throws krv::rpc4::BadRequest "revision <id> is being changed by another program" while
 /// that is so, and krv::rpc4::NotFound "no revision <id> in this project".
+///
+/// `last_check` is called when `content` is stored elsewhere and what the revision has is still
+/// there. What it throws passes, and then nothing has changed.
 void replace_content(model::cad::Project_Service& project, std::int32_t rev_id,
-                     const Content& content);
+                     const Content& content, const std::function<void()>& last_check = {});
 
 /// Removes the revision with all that belongs to it, bar spacers too. Throws as replace_content
 /// does.

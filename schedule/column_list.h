@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <optional>
@@ -10,8 +11,12 @@
 
 #include "bond/describe.h"
 #include "bond/nullable.h"
+#include "contracts/cad/bar_spacer.h"
+#include "contracts/cad/fabric.h"
 #include "contracts/cad/fabric_type.h"
 #include "contracts/cad/hook.h"
+#include "contracts/cad/mounting_part.h"
+#include "contracts/cad/rebar.h"
 #include "contracts/cad/rebar_params.describe.h"
 #include "schedule/line_text.h"
 #include "schedule/structure.h"
@@ -195,6 +200,12 @@ class Columns {
     return table;
   }
 
+  std::size_t size() const { return columns_.size(); }
+  const Column& column(std::size_t place) const { return columns_[place].column; }
+  Cell value(const ScheduleLine<T>& line, std::size_t place) const {
+    return columns_[place].read(line);
+  }
+
   std::vector<Cell> row(const ScheduleLine<T>& line) const {
     std::vector<Cell> cells;
     cells.reserve(columns_.size());
@@ -215,5 +226,22 @@ class Columns {
 
   std::vector<ReadColumn> columns_;
 };
+
+/// The columns of lines of `T`, which is Rebar, Fabric, BarSpacer or MountingPart.
+template <class T>
+const Columns<T>& columns_of();
+template <>
+const Columns<model::cad::Rebar>& columns_of();
+template <>
+const Columns<model::cad::Fabric>& columns_of();
+template <>
+const Columns<model::cad::BarSpacer>& columns_of();
+template <>
+const Columns<model::cad::MountingPart>& columns_of();
+
+/// A line with what it refers to in `structure`.
+template <class T>
+ScheduleLine<T> line_of(const Structure& structure, const SelectedRevision& selected,
+                        const T& item);
 
 }  // namespace korvane::schedule

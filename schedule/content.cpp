@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "contracts/encoding/record_codec.h"
+#include "schedule/line_kind.h"
 #include "schedule/query.h"
 
 namespace korvane::schedule {
@@ -18,37 +19,18 @@ constexpr std::size_t kRowsAtATime = 1000;
 /// Records of one batch. Each batch is one transaction.
 constexpr std::size_t kItemsAtATime = 4000;
 
-template <class T>
-struct Kind;
-
-template <>
-struct Kind<Rebar> {
-  static constexpr const char* kTable = "rebar";
-  static void add(Project_Service& project, Batch<Rebar> batch, GenericReply& reply) {
-    project.add_rebar(std::move(batch), reply);
-  }
-};
-template <>
-struct Kind<Fabric> {
-  static constexpr const char* kTable = "fabric";
-  static void add(Project_Service& project, Batch<Fabric> batch, GenericReply& reply) {
-    project.add_fabric(std::move(batch), reply);
-  }
-};
-template <>
-struct Kind<BarSpacer> {
-  static constexpr const char* kTable = "barspacer";
-  static void add(Project_Service& project, Batch<BarSpacer> batch, GenericReply& reply) {
-    project.add_barspacer(std::move(batch), reply);
-  }
-};
-template <>
-struct Kind<MountingPart> {
-  static constexpr const char* kTable = "mountingpart";
-  static void add(Project_Service& project, Batch<MountingPart> batch, GenericReply& reply) {
-    project.add_mountingpart(std::move(batch), reply);
-  }
-};
+void add(Project_Service& project, Batch<Rebar> batch, GenericReply& reply) {
+  project.add_rebar(std::move(batch), reply);
+}
+void add(Project_Service& project, Batch<Fabric> batch, GenericReply& reply) {
+  project.add_fabric(std::move(batch), reply);
+}
+void add(Project_Service& project, Batch<BarSpacer> batch, GenericReply& reply) {
+  project.add_barspacer(std::move(batch), reply);
+}
+void add(Project_Service& project, Batch<MountingPart> batch, GenericReply& reply) {
+  project.add_mountingpart(std::move(batch), reply);
+}
 
 template <class T>
 void add_items(Project_Service& project, std::int32_t sheet_id, std::int32_t rev_id,
@@ -56,7 +38,7 @@ void add_items(Project_Service& project, std::int32_t sheet_id, std::int32_t rev
   Batch<T> batch;
   const auto send = [&] {
     GenericReply reply;
-    if (!batch.items.empty()) Kind<T>::add(project, std::exchange(batch, {}), reply);
+    if (!batch.items.empty()) add(project, std::exchange(batch, {}), reply);
   };
   for (const T& original : items) {
     T& item = batch.items.emplace_back(original);
@@ -78,8 +60,8 @@ void add_content(Project_Service& project, std::int32_t sheet_id, std::int32_t r
 }
 
 ContentReader::ContentReader(Project_Service& project) : project_(project) {
-  for (const char* const table : {Kind<Rebar>::kTable, Kind<Fabric>::kTable,
-                                  Kind<BarSpacer>::kTable, Kind<MountingPart>::kTable}) {
+  for (const char* const table : {LineKind<Rebar>::kTable, LineKind<Fabric>::kTable,
+                                  LineKind<BarSpacer>::kTable, LineKind<MountingPart>::kTable}) {
     std::map<std::int32_t, Rows>& rows = rows_[table];
     for (const auto& row :
          query(project, std::string("select rev_id, min(id), max(id), count(*) from ") + table +
@@ -94,13 +76,13 @@ ContentReader::ContentReader(Project_Service& project) : project_(project) {
 template <class T>
 void ContentReader::for_each(std::int32_t rev_id,
                              const std::function<void(T&& item)>& visit) const {
-  const auto& rows = rows_.at(Kind<T>::kTable);
+  const auto& rows = rows_.at(LineKind<T>::kTable);
   const auto found = rows.find(rev_id);
   if (found == rows.end()) return;
   std::int64_t next = found->second.first;
   while (next <= found->second.last) {
     const model::table::TABLE page = query(
-        project_, std::string("select id, raw from ") + Kind<T>::kTable + " where id between " +
+        project_, std::string("select id, raw from ") + LineKind<T>::kTable + " where id between " +
                       std::to_string(next) + " and " + std::to_string(found->second.last) +
                       " and rev_id = " + std::to_string(rev_id) + " order by id limit " +
                       std::to_string(kRowsAtATime));

@@ -9,6 +9,7 @@
 #include "contracts/cad/fabric_type.describe.h"
 #include "contracts/cad/hook.describe.h"
 #include "schedule/column_list.h"
+#include "schedule/line_kind.h"
 #include "schedule/line_text.h"
 #include "schedule/weights.h"
 
@@ -195,6 +196,18 @@ Columns<MountingPart> mounting_part_columns() {
 // clang-format on
 
 template <class T>
+Table table_of(const Columns<T>& columns, const char* name, const char* title,
+               const Structure& structure, const SelectedRevision& selected,
+               const std::vector<T>& items) {
+  Table table = columns.table(name, title);
+  table.rows.reserve(items.size());
+  for (const T& item : items) table.rows.push_back(columns.row(line_of(structure, selected, item)));
+  return table;
+}
+
+}  // namespace
+
+template <class T>
 ScheduleLine<T> line_of(const Structure& structure, const SelectedRevision& selected,
                         const T& item) {
   ScheduleLine<T> line{structure, selected, item, {}, {}};
@@ -209,33 +222,46 @@ ScheduleLine<T> line_of(const Structure& structure, const SelectedRevision& sele
   return line;
 }
 
-template <class T>
-Table table_of(const Columns<T>& columns, const char* name, const char* title,
-               const Structure& structure, const SelectedRevision& selected,
-               const std::vector<T>& items) {
-  Table table = columns.table(name, title);
-  table.rows.reserve(items.size());
-  for (const T& item : items) table.rows.push_back(columns.row(line_of(structure, selected, item)));
-  return table;
-}
+template ScheduleLine<Rebar> line_of(const Structure&, const SelectedRevision&, const Rebar&);
+template ScheduleLine<Fabric> line_of(const Structure&, const SelectedRevision&, const Fabric&);
+template ScheduleLine<BarSpacer> line_of(const Structure&, const SelectedRevision&,
+                                         const BarSpacer&);
+template ScheduleLine<MountingPart> line_of(const Structure&, const SelectedRevision&,
+                                            const MountingPart&);
 
-}  // namespace
+template <>
+const Columns<Rebar>& columns_of() {
+  static const Columns<Rebar> columns = bar_columns();
+  return columns;
+}
+template <>
+const Columns<Fabric>& columns_of() {
+  static const Columns<Fabric> columns = fabric_columns();
+  return columns;
+}
+template <>
+const Columns<BarSpacer>& columns_of() {
+  static const Columns<BarSpacer> columns = bar_spacer_columns();
+  return columns;
+}
+template <>
+const Columns<MountingPart>& columns_of() {
+  static const Columns<MountingPart> columns = mounting_part_columns();
+  return columns;
+}
 
 std::vector<Table> content_tables(const Structure& structure, const SelectedRevision& selected,
                                   const Content& content) {
-  static const Columns<Rebar> bars = bar_columns();
-  static const Columns<Fabric> fabrics = fabric_columns();
-  static const Columns<BarSpacer> bar_spacers = bar_spacer_columns();
-  static const Columns<MountingPart> mounting_parts = mounting_part_columns();
   std::vector<Table> tables;
-  const auto add = [&](const auto& columns, const char* name, const char* title,
-                       const auto& items) {
-    tables.push_back(table_of(columns, name, title, structure, selected, items));
+  const auto add = [&](const auto& items, const char* title) {
+    using T = typename std::decay_t<decltype(items)>::value_type;
+    tables.push_back(
+        table_of(columns_of<T>(), LineKind<T>::kName, title, structure, selected, items));
   };
-  add(bars, "bars", "Bars", content.bars);
-  add(fabrics, "fabrics", "Fabrics", content.fabrics);
-  add(bar_spacers, "bar_spacers", "Bar spacers", content.bar_spacers);
-  add(mounting_parts, "mounting_parts", "Mounting parts", content.mounting_parts);
+  add(content.bars, "Bars");
+  add(content.fabrics, "Fabrics");
+  add(content.bar_spacers, "Bar spacers");
+  add(content.mounting_parts, "Mounting parts");
   return tables;
 }
 

@@ -13,6 +13,8 @@
 #include "platform/rpc4/failure.h"
 #include "schedule/bvbs/source.h"
 #include "schedule/changes.h"
+#include "schedule/find_line.h"
+#include "schedule/query.h"
 
 namespace korvane::schedule {
 
@@ -138,6 +140,59 @@ std::string shown_mark(const Rebar& bar) {
   return bar.submark.hasvalue() ? bar.mark + "." + *bar.submark : bar.mark;
 }
 
+/// How many bars of a revision come before that row.
+std::size_t position_of(Project_Service& project, std::int32_t content_id, std::int32_t id) {
+  const auto rows =
+      query(project, "select count(*) from rebar where rev_id = " + std::to_string(content_id) +
+                         " and id < " + std::to_string(id))
+          .rows;
+  return static_cast<std::size_t>(integer_in(rows[0][0]));
+}
+
+std::int32_t id_at(Project_Service& project, std::int32_t content_id, std::size_t position) {
+  const auto rows =
+      query(project, "select id from rebar where rev_id = " + std::to_string(content_id) +
+                         " order by id limit 1 offset " + std::to_string(position))
+          .rows;
+  return rows.empty() ? 0 : static_cast<std::int32_t>(integer_in(rows[0][0]));
+}
+
+/// Whether they differ in no more than where they are stored.
+bool is_same(Rebar a, const Rebar& b) {
+  a.id = b.id;
+  a.rev_id = b.rev_id;
+  a.sheet_id = b.sheet_id;
+  return a == b;
+}
+
+/// Edits the bar at that position of a content.
+EditedBar edit_at(Project_Service& project, const Structure& structure,
+                  const RevisionEntry& revision, Content& content, std::size_t position,
+                  const std::vector<Assignment>& assignments, bool is_trial,
+                  const RevisionCheck& check) {
+  Rebar& bar = content.bars[position];
+  EditedBar result{bar, edited(bar, assignments, structure), {}, 0, revision};
+  result.changes = changes_of(structure, result.before, result.after);
+  if (!is_trial && result.after != result.before) {
+    bar = result.after;
+    replace_content(project, revision.record.id, content, [&] {
+      if (check) check(revision);
+    });
+    result.revision.content_id = revision.record.id;
+  }
+  result.id = id_at(project, result.revision.content_id, position);
+  return result;
+}
+
+SelectedRevision revision_of_id(const Structure& structure, std::int32_t id) {
+  for (const SheetEntry& sheet : structure.sheets) {
+    for (const RevisionEntry& revision : sheet.revisions) {
+      if (revision.record.id == id) return {&sheet, &revision};
+    }
+  }
+  throw NotFound("no revision " + std::to_string(id) + " in this project");
+}
+
 }  // namespace
 
 Assignment parse_assignment(const std::string& text) {
@@ -185,21 +240,41 @@ EditedBar edit_bar(Project_Service& project, const Selection& selection, const s
   const Structure structure = read_structure(project);
   const SelectedRevision selected = select_one(structure, selection);
   Content content = ContentReader(project).read(selected.revision->content_id);
-  std::vector<Rebar*> found;
-  for (Rebar& bar : content.bars) {
-    if (bar.mark == mark || shown_mark(bar) == mark) found.push_back(&bar);
+  std::vector<std::size_t> found;
+  for (std::size_t i = 0; i < content.bars.size(); ++i) {
+    const Rebar& bar = content.bars[i];
+    if (bar.mark == mark || shown_mark(bar) == mark) found.push_back(i);
   }
   const std::string where = "\"" + mark + "\" in " + name_of(selected);
   if (found.empty()) throw NotFound("no bar " + where);
   if (found.size() > 1) {
     throw BadRequest(std::to_string(found.size()) + " bars have the mark " + where);
   }
-  EditedBar result{*found[0], edited(*found[0], assignments, structure), {}};
-  result.changes = changes_of(structure, result.before, result.after);
-  if (is_trial || result.after == result.before) return result;
-  *found[0] = result.after;
-  replace_content(project, selected.revision->record.id, content);
-  return result;
+  return edit_at(project, structure, *selected.revision, content, found[0], assignments, is_trial,
+                 {});
+}
+
+EditedBar edit_bar(Project_Service& project, std::int32_t id,
+                   const std::vector<Assignment>& assignments, bool is_trial,
+                   const RevisionCheck& check) {
+  Structure structure = read_structure(project);
+  const FoundLine<Rebar> found = find_line<Rebar>(project, structure, id);
+  const std::int32_t revision_id = found.selected.revision->record.id;
+  const std::size_t position = position_of(project, found.selected.revision->content_id, id);
+  if (!is_trial) {
+    // It may give the bar another row.
+    finish_changes(project);
+    structure = read_structure(project);
+  }
+  const RevisionEntry& revision = *revision_of_id(structure, revision_id).revision;
+  if (check) check(revision);
+  Content content = ContentReader(project).read(revision.content_id);
+  if (check) check(revision);
+  if (position >= content.bars.size() || !is_same(content.bars[position], found.item)) {
+    throw BadRequest("the bar with the id " + std::to_string(id) +
+                     " is being changed by another program");
+  }
+  return edit_at(project, structure, revision, content, position, assignments, is_trial, check);
 }
 
 }  // namespace korvane::schedule

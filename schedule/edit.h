@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,6 +41,10 @@ struct EditedBar {
   model::cad::Rebar after;
   /// Those of fields that were assigned, and of fields that follow. The steel is a name in "steel".
   std::vector<FieldDifference> changes;
+  /// Of its row, now: an edit gives all rows of a revision new ids.
+  std::int32_t id = 0;
+  /// That the bar is in, as it is now.
+  RevisionEntry revision;
 };
 
 /// Edits the one bar of the revision whose mark is `mark`, or "<mark>.<submark>". With `is_trial`
@@ -48,5 +54,16 @@ struct EditedBar {
 EditedBar edit_bar(model::cad::Project_Service& project, const Selection& selection,
                    const std::string& mark, const std::vector<Assignment>& assignments,
                    bool is_trial);
+
+/// Looks at a revision that is to be edited, and throws if it must not be.
+using RevisionCheck = std::function<void(const RevisionEntry& revision)>;
+
+/// The same for the bar whose row has that id. `check` is asked what it thinks of the content that the
+/// edit starts from, and again just before that is replaced; what it throws passes, and nothing has
+/// changed. Throws as above, krv::rpc4::NotFound "no bar with the id 7 in this project", and
+/// krv::rpc4::BadRequest "the bar with the id 7 is being changed by another program".
+EditedBar edit_bar(model::cad::Project_Service& project, std::int32_t id,
+                   const std::vector<Assignment>& assignments, bool is_trial,
+                   const RevisionCheck& check = {});
 
 }  // namespace korvane::schedule

@@ -50,15 +50,6 @@ std::string csv_cell(const Cell& cell) {
                     cell);
 }
 
-std::string json_cell(const Cell& cell) {
-  return std::visit(
-      Cases{[](std::monostate) { return std::string("null"); },
-            [](std::int64_t value) { return std::to_string(value); },
-            [](double value) { return std::isfinite(value) ? exact_number(value) : "null"; },
-            [](const std::string& text) { return json_text(text); }},
-      cell);
-}
-
 }  // namespace
 
 void write_csv(const Table& table, std::ostream& output) {
@@ -109,6 +100,24 @@ void write_json_row(const Table& table, const std::vector<Cell>& row, std::ostre
     separator = ",";
   }
   output << '}';
+}
+
+std::string json_cells(const std::vector<Cell>& row) {
+  std::string text = "[";
+  for (const Cell& cell : row) {
+    if (text.size() > 1) text += ',';
+    text += json_cell(cell);
+  }
+  return text += ']';
+}
+
+std::string json_cell(const Cell& cell) {
+  return std::visit(
+      Cases{[](std::monostate) { return std::string("null"); },
+            [](std::int64_t value) { return std::to_string(value); },
+            [](double value) { return std::isfinite(value) ? exact_number(value) : "null"; },
+            [](const std::string& text) { return json_text(text); }},
+      cell);
 }
 
 std::string json_text(const std::string& text) {

@@ -30,6 +30,12 @@ void write_ndjson(const Table& table, std::ostream& output);
 void write_json_row(const Table& table, const std::vector<Cell>& row, std::ostream& output,
                     const std::string& first_member = "");
 
+/// The cells of a row as a JSON array, values as write_json has them.
+std::string json_cells(const std::vector<Cell>& row);
+
+/// One value of a row as JSON.
+std::string json_cell(const Cell& cell);
+
 /// `text` as a JSON string, with its quotes.
 std::string json_text(const std::string& text);
 

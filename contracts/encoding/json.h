@@ -55,6 +55,11 @@ void check_json(std::string_view text);
 template <class T>
 std::string to_json(const T& record);
 
+/// The same to look at, whatever the record holds: null for a number that is not finite, U+FFFD for
+/// what is not UTF-8. Throws no JsonError.
+template <class T>
+std::string to_shown_json(const T& record);
+
 /// Takes JSON text piece by piece. An exception that it throws ends the writing.
 using JsonSink = std::function<void(std::string_view piece)>;
 

@@ -33,6 +33,10 @@ std::optional<std::string> quoted(std::string_view text) {
   }
 }
 
+std::string quoted_anyhow(std::string_view text) {
+  return Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 std::string shown(std::string_view text) {
   std::string_view part = text;
   if (text.size() > kLongestQuote) {
@@ -40,7 +44,7 @@ std::string shown(std::string_view text) {
     while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0U) == 0x80U) --end;
     part = text.substr(0, end);
   }
-  std::string result = Json(part).dump(-1, ' ', false, Json::error_handler_t::replace);
+  std::string result = quoted_anyhow(part);
   if (part.size() < text.size()) result.insert(result.size() - 1, "…");
   return result;
 }

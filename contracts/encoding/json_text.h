@@ -20,6 +20,9 @@ std::string number_text(double value);
 /// `text` in quotes and escaped; nothing if it is not UTF-8.
 std::optional<std::string> quoted(std::string_view text);
 
+/// The same with U+FFFD for what is not UTF-8.
+std::string quoted_anyhow(std::string_view text);
+
 /// Messages quote no more bytes of a text than these.
 inline constexpr std::size_t kLongestQuote = 60;
 

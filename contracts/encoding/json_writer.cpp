@@ -17,6 +17,7 @@ void JsonWriter::write_int32(std::int32_t value) {
 
 void JsonWriter::write_double(double value, const Place& place) {
   if (!std::isfinite(value)) {
+    if (replaces_) return void(text_ += std::string_view("null"));
     const std::string name = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
     place.fail(name + " cannot be written as JSON");
   }
@@ -31,7 +32,7 @@ void JsonWriter::write_text(std::string_view value, const Place& place) {
     return c >= ' ' && c != '"' && c != '\\' && static_cast<unsigned char>(c) < 0x80;
   });
   if (is_written_as_it_is) return write_quoted(value);
-  const std::optional<std::string> escaped = quoted(value);
+  const std::optional<std::string> escaped = replaces_ ? quoted_anyhow(value) : quoted(value);
   if (!escaped) place.fail("text that is not UTF-8 cannot be written as JSON");
   text_ += *escaped;
 }

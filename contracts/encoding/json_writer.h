@@ -62,6 +62,12 @@ class JsonWriter {
   JsonWriter() = default;
   /// Hands it on; `sink` must outlive it.
   explicit JsonWriter(const JsonSink& sink) : text_(sink) {}
+  /// Keeps it, and writes something else for what JSON cannot say.
+  static JsonWriter that_replaces() {
+    JsonWriter writer;
+    writer.replaces_ = true;
+    return writer;
+  }
 
   /// The text, if it is kept.
   std::string take() { return text_.take(); }
@@ -139,6 +145,7 @@ class JsonWriter {
   void write_name(std::string_view name);
 
   JsonOutput text_;
+  bool replaces_ = false;
 };
 
 }  // namespace korvane::encoding::detail

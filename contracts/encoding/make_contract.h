@@ -47,6 +47,13 @@ std::string to_json(const T& record) {
 }
 
 template <class T>
+std::string to_shown_json(const T& record) {
+  detail::JsonWriter writer = detail::JsonWriter::that_replaces();
+  writer.write(record, detail::Place());
+  return writer.take();
+}
+
+template <class T>
 void write_json(const T& record, const JsonSink& sink) {
   detail::JsonWriter writer(sink);
   writer.write(record, detail::Place());
@@ -87,6 +94,7 @@ IdlDeclaration idl_generic_declaration() {
   template std::uint32_t korvane::encoding::decode_into(const void*, std::uint32_t, __VA_ARGS__&); \
   template __VA_ARGS__ korvane::encoding::from_json<__VA_ARGS__>(std::string_view);                \
   template std::string korvane::encoding::to_json(const __VA_ARGS__&);                             \
+  template std::string korvane::encoding::to_shown_json(const __VA_ARGS__&);                       \
   template void korvane::encoding::write_json(const __VA_ARGS__&, const JsonSink&);                \
   template std::string korvane::encoding::add_json_schema<__VA_ARGS__>(JsonSchemas&, SchemaOf);
 

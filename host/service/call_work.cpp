@@ -131,6 +131,9 @@ class CallWork {
   HttpReply reply();
   void take_request();
   HttpReply mounted_reply();
+  HttpReply delivered(MountedReply result);
+  /// Whether the call is of a project that is not there, and may make it.
+  bool would_create();
   /// What the fence requires of SQL, of all other work of a mounted route that began then.
   void require_time(Clock::time_point begin) const;
   void require_single_statement();
@@ -187,17 +190,27 @@ HttpReply CallWork::mounted_reply() {
   if (route.check) counted(true, [&] { route.check(made); });
   const Runs::Stay stay(room_.runs, room_.limits.delivery.waiting_time);
   call_.require_run();
-  const std::string service_id = resolve();
-  MountedReply result;
-  run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
-    if (tag_.find(service)) return std::unique_ptr<Reply>();
-    made.service = service.service;
-    made.definition = service.definition;
-    made.require_time = [this, begin = Clock::now()] { require_time(begin); };
-    result = route.run(made);
-    return std::unique_ptr<Reply>();
-  });
+  made.require_time = [this, begin = Clock::now()] { require_time(begin); };
+  std::optional<MountedReply> result;
+  if (route.without_project && would_create()) {
+    result = counted(false, [&] { return route.without_project(made); });
+  }
+  if (!result) {
+    const std::string service_id = resolve();
+    run_in_turn(service_id, sql_limits(call_), [&](const LiveService& service) {
+      if (tag_.find(service)) return std::unique_ptr<Reply>();
+      made.service = service.service;
+      made.definition = service.definition;
+      made.require_time = [this, begin = Clock::now()] { require_time(begin); };
+      result = route.run(made);
+      return std::unique_ptr<Reply>();
+    });
+  }
   if (tag_.is_known()) return tag_.not_modified();
+  return delivered(*std::move(result));
+}
+
+HttpReply CallWork::delivered(MountedReply result) {
   HttpReply reply;
   reply.content_type = std::move(result.content_type);
   tag_.add_to(reply);
@@ -239,6 +252,13 @@ void CallWork::take_request() {
 void CallWork::require_single_statement() {
   const bool has_several = counted(true, [&] { return has_several_statements(request_->sql()); });
   if (has_several) throw HttpFault(400, "expected one statement of SQL, found several");
+}
+
+bool CallWork::would_create() {
+  const Callee& callee = call_.callee();
+  if (!callee.file || callee.file->empty() || !call_.may_create()) return false;
+  file_ = room_.root.confine(*callee.file);
+  return !room_.root.exists(file_) && !room_.projects.service_of(file_);
 }
 
 std::string CallWork::resolve() {

@@ -43,10 +43,14 @@ std::vector<std::string> methods_of(const MountedRoute& route) {
   return {"POST"};
 }
 
+bool creates(const MountedRoute& route) {
+  return route.operation.effect == krv::rpc4::Effect::writes && route.can_create;
+}
+
 std::map<std::string, std::string> parameters_of(const MountedRoute& route, const Target& target) {
   std::vector<std::string> known;
   for (const MountedParameter& parameter : route.parameters) known.push_back(parameter.name);
-  if (route.operation.effect == krv::rpc4::Effect::writes) known.emplace_back("create");
+  if (creates(route)) known.emplace_back("create");
   target.refuse_parameters_but(known);
   std::map<std::string, std::string> found;
   for (const MountedParameter& parameter : route.parameters) {

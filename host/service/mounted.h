@@ -85,6 +85,11 @@ struct MountedRoute {
   std::vector<MountedSchema> reply_schemas = {};
   /// Refuses a request that cannot be served, before its project is opened or made. May be null.
   std::function<void(const MountedCall& call)> check;
+  /// Whether it makes the project that it is to write to, for who asks for that by "create".
+  bool can_create = true;
+  /// Answers a call that would make its project, without making it; nothing where it has to be made.
+  /// May be null.
+  std::function<std::optional<MountedReply>(const MountedCall& call)> without_project = {};
   /// Runs in the project's turn. Throws what operations throw. One that writes may be called in the
   /// middle of another program's transaction: it waits, and gives way to nobody.
   std::function<MountedReply(const MountedCall& call)> run;
@@ -109,6 +114,9 @@ krv::rpc4::Operation mounted_operation(std::string_view name, krv::rpc4::Effect 
 
 /// The methods by which it is served.
 std::vector<std::string> methods_of(const MountedRoute& route);
+
+/// Whether it takes the parameter "create".
+bool creates(const MountedRoute& route);
 
 /// The parameters of an address. Throws HttpFault 400 for one that the route does not know or that
 /// has a value that it may not have, and for a required one that is missing.

@@ -272,7 +272,7 @@ void Paths::add(const MountedRoute& route) {
     described["parameters"].push_back(described_parameter(one));
   }
   if (!reads) {
-    described["parameters"].push_back(parameter_reference("create"));
+    if (creates(route)) described["parameters"].push_back(parameter_reference("create"));
     described["parameters"].push_back(parameter_reference("seen"));
     described["requestBody"] = {
         {"required", true},

@@ -1,6 +1,7 @@
 #include "platform/rpc4/directory.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <mutex>
 
 namespace krv::rpc4 {
@@ -10,6 +11,7 @@ namespace {
 struct Directory {
   std::mutex mutex;
   std::vector<LiveService> services;
+  std::uint64_t last_serial = 0;
 };
 
 Directory& directory() {
@@ -38,6 +40,7 @@ std::vector<LiveService> live_services() {
 void detail::enter_directory(LiveService service) {
   Directory& all = directory();
   const std::lock_guard lock(all.mutex);
+  service.serial = ++all.last_serial;
   all.services.push_back(std::move(service));
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,8 @@ struct LiveService {
   std::string id;
   const ServiceDefinition* definition = nullptr;
   void* service = nullptr;
+  /// No other service of this process has or had the same: ids and addresses come again.
+  std::uint64_t serial = 0;
 };
 
 /// The newest live service of that id.

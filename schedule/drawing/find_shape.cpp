@@ -63,12 +63,14 @@ FoundShape find_shape(Project_Service& project, const LineName& name) {
   const Variant& cell = rows.rows.front().front();
   const std::string raw = cell.value_string.hasvalue() ? *cell.value_string : "";
   const auto size = static_cast<std::uint32_t>(raw.size());
-  if (name.is_fabric) {
-    const auto fabric = encoding::decode<Fabric>(raw.data(), size);
-    return found(fabric, fabric.geometry.hasvalue() ? legs_text(*fabric.geometry) : "");
-  }
-  const auto bar = encoding::decode<Rebar>(raw.data(), size);
-  return found(bar, legs_text(bar.geometry));
+  if (name.is_fabric) return found_shape(encoding::decode<Fabric>(raw.data(), size));
+  return found_shape(encoding::decode<Rebar>(raw.data(), size));
+}
+
+FoundShape found_shape(const Rebar& bar) { return found(bar, legs_text(bar.geometry)); }
+
+FoundShape found_shape(const Fabric& fabric) {
+  return found(fabric, fabric.geometry.hasvalue() ? legs_text(*fabric.geometry) : "");
 }
 
 }  // namespace korvane::schedule::drawing

@@ -34,4 +34,8 @@ struct FoundShape {
 /// \"7\" in sheet \"417\", revision \"a\""), what select_one throws, and what reading throws.
 FoundShape find_shape(model::cad::Project_Service& project, const LineName& name);
 
+/// The shape of a line, and a description of it.
+FoundShape found_shape(const model::cad::Rebar& bar);
+FoundShape found_shape(const model::cad::Fabric& fabric);
+
 }  // namespace korvane::schedule::drawing

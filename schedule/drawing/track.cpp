@@ -106,7 +106,6 @@ std::vector<Point> corners_of(const std::vector<TrackPiece>& track) {
 }
 
 std::vector<Point> points_of(const std::vector<TrackPiece>& track) {
-  constexpr double kDegreesAStep = 7.5;
   std::vector<Point> points;
   for (const TrackPiece& piece : track) {
     if (points.empty()) points.push_back(piece.from);

@@ -45,6 +45,9 @@ std::vector<TrackPiece> track_of(const std::vector<Leg>& legs, const TrackSizes&
 /// halfway around the bend if it is sharper than a right angle.
 std::vector<Point> corners_of(const std::vector<TrackPiece>& track);
 
+/// The distance of points along an arc.
+inline constexpr double kDegreesAStep = 7.5;
+
 /// Points along the line, close enough to each other that the arcs look round.
 std::vector<Point> points_of(const std::vector<TrackPiece>& track);
 
