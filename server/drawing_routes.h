@@ -11,4 +11,7 @@ host::MountedRoute bending_list_route();
 /// shows one in every line.
 host::MountedRoute sketch_route();
 
+/// `GET …/sketches`: the shapes of many, in one reply.
+host::MountedRoute sketches_route();
+
 }  // namespace korvane::server

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -19,7 +20,10 @@
 #include "schedule/project_document.h"
 #include "schedule/table_text.h"
 #include "schedule/totals.h"
+#include "server/contents_route.h"
 #include "server/drawing_routes.h"
+#include "server/edit_route.h"
+#include "server/line_routes.h"
 #include "server/mounted_project.h"
 
 namespace korvane::server {
@@ -278,8 +282,10 @@ MountedRoute totals_route() {
 }  // namespace
 
 std::vector<MountedRoute> project_routes() {
-  return {import_route(), export_route(),       compare_route(),
-          totals_route(), bending_list_route(), sketch_route()};
+  const auto tags = std::make_shared<RevisionTags>();
+  return {import_route(),       export_route(),   compare_route(),  totals_route(),
+          bending_list_route(), sketch_route(),   sketches_route(), contents_route(),
+          lines_route(),        line_route(tags), edit_route(tags)};
 }
 
 }  // namespace korvane::server

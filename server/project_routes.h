@@ -14,6 +14,11 @@ namespace korvane::server {
 ///     GET  /v1/projects/{file}/totals        adds up pieces, metres and kilograms
 ///     GET  /v1/projects/{file}/bending-list  gives the bending list as pdf, svg or html
 ///     GET  /v1/projects/{file}/sketch        draws the shape of one line as SVG
+///     GET  /v1/projects/{file}/sketches      draws those of many
+///     GET  /v1/projects/{file}/contents      gives sheets, revisions and catalogues
+///     GET  /v1/projects/{file}/lines         gives the lines of a revision, a page at a time
+///     GET  /v1/projects/{file}/line          gives all of one line
+///     POST /v1/projects/{file}/edit          gives fields of a bar new values
 ///
 /// They call the same functions of schedule/ as the command line, and fail as these do.
 std::vector<host::MountedRoute> project_routes();

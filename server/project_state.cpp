@@ -1,0 +1,53 @@
+#include "server/project_state.h"
+
+#include <cstdint>
+#include <random>
+
+#include "platform/rpc4/directory.h"
+#include "schedule/query.h"
+
+namespace korvane::server {
+
+using model::cad::Project_Service;
+
+namespace {
+
+std::string hexadecimal(std::uint64_t number) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string text;
+  for (int shift = 60; shift >= 0; shift -= 4) text += kDigits[(number >> shift) & 0xFU];
+  return text;
+}
+
+/// Of this process, drawn at random.
+const std::string& process_text() {
+  static const std::string text = [] {
+    std::random_device random;
+    return hexadecimal(std::uint64_t{random()} << 32U | random());
+  }();
+  return text;
+}
+
+/// Which service it is of all that this process has had.
+std::uint64_t serial_of(const Project_Service& project) {
+  for (const krv::rpc4::LiveService& live : krv::rpc4::live_services()) {
+    if (live.service == &project) return live.serial;
+  }
+  return 0;
+}
+
+}  // namespace
+
+std::string project_state(Project_Service& project) {
+  // The connection counts its own changes, those of others and those of the schema.
+  const auto rows =
+      schedule::query(project,
+                      "select (select data_version from pragma_data_version) || '.' ||"
+                      " (select schema_version from pragma_schema_version) || '.' ||"
+                      " total_changes()")
+          .rows;
+  return process_text() + '.' + std::to_string(serial_of(project)) + '.' +
+         rows.at(0).at(0).value_string.value();
+}
+
+}  // namespace korvane::server
