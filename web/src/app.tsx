@@ -30,7 +30,7 @@ const Schedule = lazily(async () => (await import('./views/schedule/schedule')).
 const Weights = lazily(async () => (await import('./views/weights')).Weights);
 const Compare = lazily(async () => (await import('./views/compare')).Compare);
 const Sql = lazily(async () => (await import('./views/sql/sql')).Sql);
-const Paper = lazily(async () => (await import('./views/paper')).Paper);
+const Paper = lazily(async () => (await import('./views/paper/paper')).Paper);
 
 /** The views of a project, by what follows it in their address. */
 const kViews = [

@@ -50,6 +50,17 @@ const theme = EditorView.theme({
   '.cm-completionDetail': {color: 'inherit', fontStyle: 'normal', paddingLeft: '1em'},
 });
 
+/** Plain text only, where the browser knows that: pasted and replaced text then brings no styles, which the
+ * policy of the page would refuse. */
+function editable(): Record<string, string> {
+  try {
+    document.createElement('div').contentEditable = 'plaintext-only';
+    return {contenteditable: 'plaintext-only'};
+  } catch {
+    return {};
+  }
+}
+
 const colours = HighlightStyle.define([
   {tag: tags.keyword, color: 'var(--accent)', fontWeight: '600'},
   {tag: [tags.string, tags.special(tags.string)], color: 'var(--done)'},
@@ -113,7 +124,9 @@ export function Editor(props: EditorProps) {
         // Tab is not among the keys: it leaves the editor as it leaves any other field.
         keymap.of([...closeBracketsKeymap, ...completionKeymap, ...historyKeymap, ...defaultKeymap]),
         EditorView.lineWrapping, placeholder(props.hint), theme, syntaxHighlighting(colours), markedPlace,
-        EditorView.contentAttributes.of({'aria-label': props.label, autocapitalize: 'off', spellcheck: 'false'}),
+        EditorView.contentAttributes.of({
+          'aria-label': props.label, autocapitalize: 'off', spellcheck: 'false', ...editable(),
+        }),
         EditorView.updateListener.of((update) => {
           if (update.docChanged) latest.current.onChange(update.state.doc.toString());
         }),

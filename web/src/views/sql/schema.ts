@@ -23,24 +23,57 @@ function quoted(name: string): string {
   return `"${name.replaceAll('"', '""')}"`;
 }
 
-async function namesIn(file: string, catalogue: string, signal: AbortSignal): Promise<[string, boolean][]> {
-  const reply = await runQuery(file,
-    `select name, type from ${catalogue} where type in ('table', 'view') and name not like 'sqlite_%' order by name`,
-    signal);
-  return reply.rows.map(([name, type]: Cell[]) => [String(name), type === 'view']);
+interface Entry {
+  name: string;
+  isView: boolean;
+  sql: string;
+}
+
+async function entriesIn(file: string, catalogue: string, signal: AbortSignal): Promise<Entry[]> {
+  const reply = await runQuery(file, `select name, type, sql from ${catalogue}
+    where type in ('table', 'view') and name not like 'sqlite_%' order by name`, signal);
+  return reply.rows.map(([name, type, sql]: Cell[]) =>
+    ({name: String(name), isView: type === 'view', sql: String(sql ?? '')}));
+}
+
+/** The parts of a text between commas that are in no brackets and no quotes. */
+function parts(text: string): string[] {
+  const found = [''];
+  let depth = 0;
+  for (const [piece] of text.matchAll(/'(?:[^']|'')*'|"(?:[^"]|"")*"|`[^`]*`|\[[^\]]*\]|[\s\S]/g)) {
+    if (piece === '(') ++depth;
+    if (piece === ')') --depth;
+    if (piece === ',' && depth === 0) found.push('');
+    else found[found.length - 1] += piece;
+  }
+  return found.map((part) => part.trim());
+}
+
+/** Of "CREATE TABLE t (id INTEGER, mark TEXT, FOREIGN KEY …)": names, and whether they are declared as texts. */
+export function columnsOf(sql: string): {name: string; isText: boolean}[] {
+  const inside = sql.slice(sql.indexOf('(') + 1, sql.lastIndexOf(')'));
+  return parts(inside).flatMap((part) => {
+    if (/^(constraint|primary|unique|check|foreign)\b/i.test(part)) return [];
+    const match = /^(?:"((?:[^"]|"")+)"|`([^`]+)`|\[([^\]]+)\]|([^\s"`[]+))\s*(\w*)/.exec(part);
+    const name = (match?.[1]?.replaceAll('""', '"')) ?? match?.[2] ?? match?.[3] ?? match?.[4];
+    return name === undefined ? [] : [{name, isText: /char|clob|text/i.test(match?.[5] ?? '')}];
+  });
 }
 
 /** What cannot be read is left out: completion is an aid, and no reason to fail. */
 export async function readSchema(file: string, signal: AbortSignal): Promise<Schema> {
-  const found = await Promise.all(kCatalogues.map((one) => namesIn(file, one, signal).catch(() => [])));
-  const names = [...new Map(found.flat())].slice(0, kMostRelations);
+  const found = await Promise.all(kCatalogues.map((one) => entriesIn(file, one, signal).catch(() => [])));
+  const entries = found.flat().slice(0, kMostRelations);
   const texts = new Set<string>();
-  const others = new Set<string>();
-  const relations = await Promise.all(names.map(async ([name, isView]): Promise<Relation> => {
+  const relations = await Promise.all(entries.map(async ({name, isView, sql}): Promise<Relation> => {
+    if (!isView) {
+      // Not by a query: one of a table with a column of truth values is refused.
+      const columns = columnsOf(sql);
+      for (const column of columns) if (column.isText) texts.add(column.name);
+      return {name, isView, columns: columns.map((column) => column.name)};
+    }
     try {
       const {columns} = await runQuery(file, `select * from ${quoted(name)} limit 0`, signal);
-      // A computed column of a view has no type either, and may well hold numbers.
-      for (const column of columns) (column.isText && !isView ? texts : others).add(column.name);
       return {name, isView, columns: columns.map((column) => column.name)};
     } catch {
       return {name, isView, columns: []};

@@ -57,12 +57,14 @@ function placeIn(state: State, text: string): Place | null {
 
 function Refusal(props: {failure: unknown; query: string; place: Place | null}) {
   const isOfBytes = props.failure instanceof ServerError && props.failure.status === 406;
+  const isOfTruth = failureText(props.failure).includes('unsupported return type');
   const at = props.place && lineAndColumn(props.query, props.place.from);
   return (
     <Notice kind="error">
       <span class="server-text">{failureText(props.failure)}</span>
       {at && <p>{t.where.replace('{line}', number(at.line)).replace('{column}', number(at.column))}</p>}
       {isOfBytes && <p>{t.bytes}</p>}
+      {isOfTruth && <p>{t.truth}</p>}
     </Notice>
   );
 }

@@ -9,6 +9,7 @@ export const t = words({
     took: '{count} in {time} ms', cut: 'The server gives at most {count} rows: there are more.',
     where: 'Line {line}, column {column}.', saveCsv: 'Save as CSV', saveJson: 'Save as JSON', result: 'Result', fileWord: 'query',
     bytes: 'A column of bytes, such as raw, cannot be shown: name the other columns, or take hex(…) of it.',
+    truth: 'A column of truth values, such as is_list_fabric, is not given as it is: name the other columns, or write is_list_fabric + 0.',
     noColumns: 'The statement gives no columns.',
   },
   de: {
@@ -20,6 +21,7 @@ export const t = words({
     where: 'Zeile {line}, Spalte {column}.', saveCsv: 'Als CSV speichern', saveJson: 'Als JSON speichern', result: 'Ergebnis',
     fileWord: 'abfrage',
     bytes: 'Eine Spalte mit Bytes wie raw kann nicht gezeigt werden: Nennen Sie die anderen Spalten, oder nehmen Sie hex(…) davon.',
+    truth: 'Eine Spalte mit Wahrheitswerten wie is_list_fabric wird so nicht gegeben: Nennen Sie die anderen Spalten, oder schreiben Sie is_list_fabric + 0.',
     noColumns: 'Die Anweisung ergibt keine Spalten.',
   },
 });

@@ -1,3 +1,0 @@
-export function Paper(props: {file: string}) {
-  return <h1>{props.file}</h1>;
-}

@@ -1,0 +1,46 @@
+// What the server makes of a project for paper and for other programs.
+
+import {readFile, type Kind} from '../../server/project';
+import {ServerError, type Query} from '../../server/call';
+
+export const formats = ['html', 'pdf', 'xlsx', 'csv', 'bvbs', 'json', 'ndjson'] as const;
+export type Format = (typeof formats)[number];
+
+/** What files are called by those who open them. */
+const kExtensions: Record<Format, string> = {
+  html: 'html', pdf: 'pdf', xlsx: 'xlsx', csv: 'csv', bvbs: 'abs', json: 'json', ndjson: 'ndjson',
+};
+
+export function extensionOf(format: Format): string {
+  return kExtensions[format];
+}
+
+export function isOfPages(format: Format): boolean {
+  return format === 'html' || format === 'pdf';
+}
+
+export interface Made {
+  content: Blob;
+  /** Lines that are not in it, in the server's words. */
+  leftOut: string[];
+}
+
+/** Makes a file. With `leavesOut` what BVBS cannot say is left out and named; else it is refused. */
+export async function make(
+  file: string, format: Format, selection: Query, options: {kind: Kind; leavesOut: boolean}, signal?: AbortSignal):
+  Promise<Made> {
+  if (isOfPages(format)) {
+    return {content: await readFile(file, 'bending-list', {...selection, format}, signal), leftOut: []};
+  }
+  const query = {...selection, format, ...(format === 'csv' ? {kind: options.kind} : {})};
+  try {
+    return {content: await readFile(file, 'export', query, signal), leftOut: []};
+  } catch (failure) {
+    const isRefusal = format === 'bvbs' && failure instanceof ServerError && failure.status === 400;
+    if (!isRefusal || !options.leavesOut) throw failure;
+    // What is left out is said by the refusal alone.
+    const [, ...lines] = failure.message.split('\n');
+    const content = await readFile(file, 'export', {...query, skip_unsayable: true}, signal);
+    return {content, leftOut: lines};
+  }
+}
