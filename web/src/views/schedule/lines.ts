@@ -26,6 +26,14 @@ interface Asked {
   kind: Kind;
 }
 
+/** After what has come is seen: the next page does not keep it waiting. A page that nobody looks at draws nothing. */
+function drawn(): Promise<void> {
+  return new Promise((done) => {
+    requestAnimationFrame(() => setTimeout(done));
+    setTimeout(done, 250);
+  });
+}
+
 /** Calls `take` for each page of these columns. */
 async function readPages(
   {file, revisionId, kind}: Asked, names: readonly string[], signal: AbortSignal,
@@ -36,6 +44,7 @@ async function readPages(
     signal.throwIfAborted();
     take(page);
     if (page.next === null) return;
+    await drawn();
     page = await readLines(file, {...asked, limit: kPage, after: page.next}, signal);
   }
 }
