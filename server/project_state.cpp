@@ -36,9 +36,7 @@ std::uint64_t serial_of(const Project_Service& project) {
   return 0;
 }
 
-}  // namespace
-
-std::string project_state(Project_Service& project) {
+std::string state_text(Project_Service& project, std::uint64_t serial) {
   // The connection counts its own changes, those of others and those of the schema.
   const auto rows =
       schedule::query(project,
@@ -46,8 +44,19 @@ std::string project_state(Project_Service& project) {
                       " (select schema_version from pragma_schema_version) || '.' ||"
                       " total_changes()")
           .rows;
-  return process_text() + '.' + std::to_string(serial_of(project)) + '.' +
+  return process_text() + '.' + std::to_string(serial) + '.' +
          rows.at(0).at(0).value_string.value();
+}
+
+}  // namespace
+
+std::string project_state(Project_Service& project) {
+  return state_text(project, serial_of(project));
+}
+
+std::string state_of(const krv::rpc4::LiveService& project) {
+  if (project.definition != &Project_Service::definition()) return {};
+  return state_text(*static_cast<Project_Service*>(project.service), project.serial);
 }
 
 }  // namespace korvane::server

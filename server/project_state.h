@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/project_rpc/project_service.h"
+#include "platform/rpc4/directory.h"
 
 namespace korvane::server {
 
@@ -15,6 +16,9 @@ namespace korvane::server {
 /// back, and whenever the project is opened anew. Costs one statement that reads no table. Throws
 /// what `query_table` throws.
 std::string project_state(model::cad::Project_Service& project);
+
+/// The same of a service, for host::Mounted::state_of; empty for one of another kind.
+std::string state_of(const krv::rpc4::LiveService& project);
 
 /// Values that were found in projects, each for as long as nothing changes there; at most some
 /// hundreds, of which the oldest go first. Any thread may use it.

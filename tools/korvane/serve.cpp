@@ -29,6 +29,7 @@
 #include "host/watch/json_log.h"
 #include "platform/rpc4/http.h"
 #include "server/project_routes.h"
+#include "server/project_state.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/terminal_text.h"
 
@@ -248,6 +249,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
   host::Mounted mounted = server::project_routes();
+  mounted.state_of = server::state_of;
   if (!options.page.empty()) mounted.page = host::Page(options.page);
   const bool has_page = !mounted.page.is_empty();
   const Poco::Net::ServerSocket socket = listen_on(address);
