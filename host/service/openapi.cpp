@@ -107,7 +107,8 @@ void add_tag(Json& get) {
 /// Makes the paths of a document, and collects the schemas that they refer to.
 class Paths {
  public:
-  explicit Paths(Edition edition) : edition_(edition) {}
+  explicit Paths(Edition edition)
+      : edition_(edition), schemas_{{"Problem", openapi::document_schema("Problem")}} {}
 
   void add(const Route& route);
   void add(const DescribedService& service, const Operation& operation);
@@ -142,6 +143,7 @@ Json Paths::content(const std::string& schema) const {
 void Paths::add(const Route& route) {
   if (!route.description) return;
   const RouteDescription& described = *route.description;
+  schemas_.emplace(described.schema, openapi::document_schema(described.schema));
   const Json schema = {{"schema", schema_reference(described.schema)}};
   paths_[std::string(route.path)]["get"] = {
       {"tags", {described.tag}},

@@ -1,6 +1,7 @@
 #include "host/service/openapi_components.h"
 
 #include <initializer_list>
+#include <stdexcept>
 #include <utility>
 
 #include "platform/rpc4/http.h"
@@ -96,28 +97,29 @@ Json header_parameter(const char* name, const char* description) {
 }
 
 Json parameters() {
-  return {{"file", path_parameter("file",
-                                  "The project's file in the server's folder; a slash in its "
-                                  "name is encoded as %2F.")},
-          {"service_id",
-           path_parameter("service_id", "The id that opening the project has given, in this run.")},
-          {"create",
-           {{"name", "create"},
-            {"in", "query"},
-            {"required", false},
-            {"description", "Whether the project is made if it is not there. Default: false."},
-            {"schema", {{"type", "boolean"}}}}},
-          {"run", header_parameter("Korvane-Run",
-                                   "The run of the server that the request is meant for, as every "
-                                   "reply tells it. In another one it is refused with 412, and "
-                                   "nothing is done.")},
-          {"known", header_parameter("If-None-Match",
-                                     "The ETag of the reply that the client has. If the project "
-                                     "has not changed since, the answer is 304 without a body.")},
-          {"seen", header_parameter("If-Match",
-                                    "The state that the client has seen, as a reply named it. If "
-                                    "it is another by now, the answer is 412, and nothing is "
-                                    "done.")}};
+  return {
+      {"file", path_parameter("file",
+                              "The project's file in the server's folder; a slash in its "
+                              "name is encoded as %2F.")},
+      {"service_id",
+       path_parameter("service_id", "The id that opening the project has given, in this run.")},
+      {"create",
+       {{"name", "create"},
+        {"in", "query"},
+        {"required", false},
+        {"description", "Whether the project is made if it is not there. Default: false."},
+        {"schema", {{"type", "boolean"}}}}},
+      {"run", header_parameter("Korvane-Run",
+                               "The run of the server that the request is meant for, as every "
+                               "reply tells it. In another one it is refused with 412, and "
+                               "nothing is done.")},
+      {"known", header_parameter("If-None-Match",
+                                 "The ETag of the reply that the client has. If the project "
+                                 "has not changed since, the answer is 304 without a body.")},
+      {"seen", header_parameter("If-Match",
+                                "The state that the client has seen, as a reply named it. Where "
+                                "the operation goes by it and the state is another by now, "
+                                "the answer is 412, and nothing is done.")}};
 }
 
 }  // namespace
@@ -136,6 +138,13 @@ Json reply_headers(const std::vector<const char*>& besides) {
 Json problem_reference() { return reference("responses", "Problem"); }
 
 Json not_modified_reference() { return reference("responses", "NotModified"); }
+
+Json document_schema(const std::string& name) {
+  if (name == "ProjectFiles") return project_files_schema();
+  if (name == "Access") return access_schema();
+  if (name == "Problem") return problem_schema();
+  throw std::logic_error("no schema is called " + name);
+}
 
 Json components(const encoding::JsonSchemas& schemas) {
   Json result = {
@@ -157,9 +166,6 @@ Json components(const encoding::JsonSchemas& schemas) {
           {"scheme", "bearer"},
           {"description", "A token that `korvane token` made, if the server was given any."}}}}}};
   for (const auto& [name, schema] : schemas) result["schemas"][name] = schema;
-  result["schemas"]["Problem"] = problem_schema();
-  result["schemas"]["ProjectFiles"] = project_files_schema();
-  result["schemas"]["Access"] = access_schema();
   return result;
 }
 

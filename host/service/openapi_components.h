@@ -27,7 +27,11 @@ Json problem_reference();
 /// For a client that has the reply already, "304".
 Json not_modified_reference();
 
-/// The components, with those schemas besides the ones that belong to no contract.
+/// The schema of a document that is no contract: "ProjectFiles", "Access" or "Problem". Throws
+/// std::logic_error "no schema is called <name>".
+Json document_schema(const std::string& name);
+
+/// All components; `schemas` has that of a problem.
 Json components(const encoding::JsonSchemas& schemas);
 
 }  // namespace korvane::host::openapi

@@ -16,7 +16,8 @@ struct OperationText {
 };
 
 inline constexpr std::string_view kByIdOrUid =
-    "Named by `id`, by `uid` or by both: every value that is set has to fit.";
+    "By `id`; where none has that `id`, or it is not set, by `uid`. One that is not there is "
+    "answered with 404.";
 inline constexpr std::string_view kReplacesRecord =
     "The record as a whole is replaced: read it, change it, send all of it. `id` says which; one "
     "that is not there is no error, and nothing changes. The `uid` stays as it was.";
@@ -24,7 +25,8 @@ inline constexpr std::string_view kGivesUid =
     "The reply has the `id` that the store has given, and the `uid`: the one of the request, or a "
     "new UUID if that was empty. A `uid` that is there already is refused with 409.";
 inline constexpr std::string_view kNothingOnMiss =
-    "Named by `id`, by `uid` or by both. `value` is null if there is none; that is no error.";
+    "By `id`; where none has that `id`, or it is not set, by `uid`. `value` is null if there is "
+    "none; that is no error.";
 
 inline constexpr OperationText kOperationTexts[] = {
     {"open", "Open a project file",
@@ -39,7 +41,8 @@ inline constexpr OperationText kOperationTexts[] = {
     {"create_material", "Add a material", kGivesUid},
     {"update_material", "Replace a material", kReplacesRecord},
     {"delete_material", "Delete a material",
-     "Named by `id`, by `uid` or by both. One that bars, mounting parts or fabric types refer to "
+     "By `id` if it is set, else by `uid`; one that is not there is no error. One that bars, "
+     "mounting parts or fabric types refer to "
      "is refused with 409."},
     {"get_material", "Get a material", kByIdOrUid},
     {"try_get_material", "Get a material, or null", kNothingOnMiss},
@@ -50,7 +53,8 @@ inline constexpr OperationText kOperationTexts[] = {
      "The record as a whole is replaced, its `uid` too. `id` says which; one that is not there is "
      "no error, and nothing changes."},
     {"delete_fabric_type", "Delete a fabric type",
-     "Named by `id`, by `uid` or by both. One that fabrics refer to is refused with 409."},
+     "By `id` if it is set, else by `uid`; one that is not there is no error. One that fabrics "
+     "refer to is refused with 409."},
     {"get_fabric_type", "Get a fabric type", kByIdOrUid},
     {"try_get_fabric_type", "Get a fabric type, or null", kNothingOnMiss},
     {"list_fabric_type", "List all fabric types"},
@@ -58,7 +62,8 @@ inline constexpr OperationText kOperationTexts[] = {
     {"create_sheet", "Add a sheet", kGivesUid},
     {"update_sheet", "Replace a sheet", kReplacesRecord},
     {"delete_sheet", "Delete a sheet with its revisions",
-     "Named by `id`, by `uid` or by both. Its revisions and their bars, fabrics and mounting parts "
+     "By `id` if it is set, else by `uid`; one that is not there is no error. Its revisions and "
+     "their bars, fabrics and mounting parts "
      "go with it. Bar spacers stay: clear the revisions first."},
     {"get_sheet", "Get a sheet", kByIdOrUid},
     {"try_get_sheet", "Get a sheet, or null", kNothingOnMiss},
@@ -73,7 +78,8 @@ inline constexpr OperationText kOperationTexts[] = {
      "that is not there is no error, and nothing changes. The `uid` stays, and the revision stays "
      "with its sheet whatever `sheet_id` says."},
     {"delete_revision", "Delete a revision with its lines",
-     "Named by `id`, by `uid` or by both. Its bars, fabrics and mounting parts go with it. Bar "
+     "By `id` if it is set, else by `uid`; one that is not there is no error. Its bars, fabrics "
+     "and mounting parts go with it. Bar "
      "spacers stay: clear the revision first."},
     {"get_revision", "Get a revision", kByIdOrUid},
     {"try_get_revision", "Get a revision, or null", kNothingOnMiss},

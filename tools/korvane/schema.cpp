@@ -7,8 +7,13 @@
 #include <string>
 #include <vector>
 
+#include "host/plugins/plugin.h"
+#include "host/service/openapi.h"
+#include "platform/log/log.h"
 #include "platform/project_rpc/idl_files.h"
+#include "server/project_routes.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/output_file.h"
 #include "tools/korvane/standard_output.h"
 
 namespace korvane::tools {
@@ -19,6 +24,7 @@ using IdlFiles = std::vector<rpc::IdlFile>;
 
 struct SchemaOptions {
   std::optional<std::string> output;
+  bool is_openapi = false;
 };
 
 void write_files(const IdlFiles& files, const std::filesystem::path& folder) {
@@ -47,16 +53,41 @@ int print_idl(const SchemaOptions& options) {
   return kDone;
 }
 
+/// As a server gives it that has the same plugins: services are described as they are live.
+int print_openapi(const SchemaOptions& options, const CommonOptions& common) {
+  const krv::log::StderrSink log(common.is_verbose ? krv::log::trace : krv::log::refused);
+  std::vector<std::unique_ptr<host::Plugin>> plugins;
+  if (std::filesystem::exists(common.plugins)) plugins = host::load_plugins(common.plugins);
+  const std::string document = host::openapi_document(
+      host::described_services(), server::project_routes(), host::Edition::json);
+  if (options.output) {
+    OutputFile file(*options.output);
+    file.write(document);
+    file.finish();
+  } else {
+    std::cout << document;
+    require_output();
+  }
+  return kDone;
+}
+
 }  // namespace
 
 Command add_schema(CLI::App& program) {
   const auto options = std::make_shared<SchemaOptions>();
   CLI::App* const command = program.add_subcommand(
       "schema", "Print the contracts and services in the Bond interface definition language");
+  command->add_flag("--openapi", options->is_openapi,
+                    "Print what a server serves instead, as an OpenAPI document for generators of "
+                    "clients: that of /openapi.json?media=json");
   command->add_option("--output", options->output,
-                      "Folder to write a file for each namespace into");
-  command->footer("Example:\n  korvane schema --output contracts");
-  return {command, [options](const CommonOptions&) { return print_idl(*options); }};
+                      "Folder to write a file for each namespace into; with --openapi the file");
+  command->footer(
+      "Examples:\n  korvane schema --output contracts\n"
+      "  korvane schema --openapi --output openapi.json");
+  return {command, [options](const CommonOptions& common) {
+            return options->is_openapi ? print_openapi(*options, common) : print_idl(*options);
+          }};
 }
 
 }  // namespace korvane::tools

@@ -179,18 +179,40 @@ TEST(SchemaOfEveryContract, NamesTheFieldsThatAreWrittenInTheirOrder) {
   }
 }
 
-TEST(SchemaOfEveryContract, StatesTheDefaultsThatAreWritten) {
+TEST(SchemaOfEveryContract, StatesOfARequestTheDefaultsThatAreWritten) {
   for (const Contract& each : contracts()) {
     JsonSchemas schemas;
-    const std::string name = each.add_schema(schemas, SchemaOf::reply);
-    const Json& schema = schemas.at(name);
+    const Json& schema = schemas.at(each.add_schema(schemas, SchemaOf::request));
     const Json defaults = Json::parse(each.at_defaults().json);
+    EXPECT_FALSE(schema.contains("required")) << each.name;
     for (const auto& [field, property] : schema.at("properties").items()) {
       const bool is_struct = defaults.at(field).is_object() && property.contains("$ref");
-      EXPECT_EQ(property.contains("default"), !is_struct) << each.name << "." << field;
-      if (!is_struct) {
-        EXPECT_EQ(property.at("default"), defaults.at(field)) << each.name << "." << field;
-      }
+      const std::string stated = "Default: " + defaults.at(field).dump() + ".";
+      EXPECT_EQ(property.value("description", "").ends_with(stated), !is_struct)
+          << each.name << "." << field;
+      EXPECT_FALSE(property.contains("default")) << each.name << "." << field;
+    }
+  }
+}
+
+TEST(SchemaOfEveryContract, RequiresOfAReplyAllFields) {
+  for (const Contract& each : contracts()) {
+    JsonSchemas schemas;
+    const Json& schema = schemas.at(each.add_schema(schemas, SchemaOf::reply));
+    EXPECT_EQ(schema.value("required", std::vector<std::string>()), keys(schema.at("properties")))
+        << each.name;
+  }
+}
+
+TEST(SchemaOfEveryContract, OfARequestTakesAnyPartOfWhatIsWritten) {
+  for (const Contract& each : contracts()) {
+    JsonSchemas schemas;
+    const Json schema = schemas.at(each.add_schema(schemas, SchemaOf::request));
+    const Json filled = Json::parse(each.filled().json);
+    EXPECT_EQ(korvane::test::offence(Json::object(), schema, schemas), "") << each.name;
+    EXPECT_EQ(korvane::test::offence(filled, schema, schemas), "") << each.name;
+    for (const auto& [field, value] : filled.items()) {
+      EXPECT_EQ(korvane::test::offence({{field, value}}, schema, schemas), "") << each.name;
     }
   }
 }

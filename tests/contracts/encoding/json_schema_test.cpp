@@ -4,8 +4,9 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "contracts/cad/contracts.h"
-#include "contracts/common/contracts.h"
+#include "contracts/cad/contracts.describe.h"
+#include "contracts/common/contracts.describe.h"
+#include "contracts/encoding/field_form.h"
 #include "contracts/encoding/json.h"
 #include "contracts/geometry/contracts.h"
 #include "platform/project_rpc/contracts.h"
@@ -45,12 +46,47 @@ TEST(JsonSchema, DescribesAStructWithItsFieldsInOrder) {
   JsonSchemas schemas;
   EXPECT_EQ(add_json_schema<korvane::RGBA_Color>(schemas, SchemaOf::reply), "korvane.RGBA_Color");
   EXPECT_THAT(schemas, ElementsAre(Key("korvane.RGBA_Color")));
-  EXPECT_EQ(schemas.at("korvane.RGBA_Color").dump(), R"({"type":"object","properties":{)"
-                                                     R"("r":{"type":"number","format":"double"},)"
-                                                     R"("g":{"type":"number","format":"double"},)"
-                                                     R"("b":{"type":"number","format":"double"},)"
-                                                     R"("a":{"type":"number","format":"double"}},)"
-                                                     R"("additionalProperties":false})");
+  EXPECT_EQ(schemas.at("korvane.RGBA_Color").dump(),
+            R"({"type":"object","required":["r","g","b","a"],"properties":{)"
+            R"("r":{"type":"number","format":"double"},)"
+            R"("g":{"type":"number","format":"double"},)"
+            R"("b":{"type":"number","format":"double"},)"
+            R"("a":{"type":"number","format":"double"}},)"
+            R"("additionalProperties":false})");
+}
+
+TEST(JsonSchema, OfARequestRequiresNothingAndHasItsOwnName) {
+  JsonSchemas schemas;
+  EXPECT_EQ(add_json_schema<cad::GeometryObject>(schemas, SchemaOf::request),
+            "korvane.model.cad.GeometryObject-Input");
+  EXPECT_THAT(schemas, ElementsAre(Key("korvane.model.cad.GeometryLabel-Input"),
+                                   Key("korvane.model.cad.GeometryLabelType"),
+                                   Key("korvane.model.cad.GeometryObject-Input"),
+                                   Key("korvane.model.cad.GeometryObjectType")));
+  const Json& schema = schemas.at("korvane.model.cad.GeometryObject-Input");
+  EXPECT_FALSE(schema.contains("required"));
+  EXPECT_EQ(schema.at("properties").at("labels").at("items").at("$ref"),
+            "#/components/schemas/korvane.model.cad.GeometryLabel-Input");
+}
+
+TEST(JsonSchema, SaysWhatAFieldMeansWithItsUnitAndDefault) {
+  EXPECT_EQ(description_of<cad::Rebar>("bar_diameter", SchemaOf::reply),
+            "Nominal diameter of the bar. Unit: mm.");
+  EXPECT_EQ(description_of<cad::Rebar>("bar_diameter"),
+            "Nominal diameter of the bar. Unit: mm. Default: 0.");
+  EXPECT_EQ(description_of<cad::Rebar>("mark"),
+            "The number or letter that names the line on the drawing. Default: \"\".");
+  EXPECT_EQ(description_of<cad::Rebar>("start_hook"), "The hook at the start. Default: null.");
+  EXPECT_EQ(description_of<cad::Rebar>("parameters_exact"),
+            "The dimensions of the shape as computed.");
+  EXPECT_EQ(description_of<cad::SheetRef>("error"),
+            "Never set: what fails is answered with a problem document. Default: null.");
+  EXPECT_EQ(schema_of<cad::Rebar>().at("description"),
+            "A line of the schedule: one bar mark. All its pieces are alike.");
+}
+
+TEST(JsonSchema, StatesADefaultAloneWhereNobodyHasToldTheMeaning) {
+  EXPECT_EQ(description_of<korvane::RGBA_Color>("r"), "Default: 1.");
 }
 
 TEST(JsonSchema, DescribesAStructWithoutFields) {
@@ -101,12 +137,14 @@ TEST(JsonSchema, DescribesAnEnumerationOnceByNamesAndNumbers) {
   EXPECT_EQ(schemas.at("korvane.model.cad.HookDirection").dump(),
             R"({"anyOf":[{"type":"string","enum":["kLeft","kRight"]},)"
             R"({"type":"integer","format":"int32",)"
-            R"("minimum":-2147483648,"maximum":2147483647}]})");
+            R"("minimum":-2147483648,"maximum":2147483647}],)"
+            R"("description":"Sides of a bar, as one goes along it. `kLeft`: left. )"
+            R"(`kRight`: right."})");
   EXPECT_EQ(property_of<cad::Hook>("direction"),
             Json::parse(R"({"$ref":"#/components/schemas/korvane.model.cad.HookDirection"})"));
 }
 
-TEST(JsonSchema, StatesNoDefaultOfAStruct) {
+TEST(JsonSchema, RefersToAStruct) {
   EXPECT_EQ(property_of<cad::Rebar>("geometry"),
             Json::parse(R"({"$ref":"#/components/schemas/korvane.model.cad.RebarGeometry"})"));
 }
@@ -130,7 +168,7 @@ TEST(JsonSchema, AddsNothingTwice) {
 
 TEST(JsonSchema, IsNotMetByWhatIsNotRead) {
   JsonSchemas schemas;
-  const std::string name = add_json_schema<korvane::Batch<cad::Rebar>>(schemas, SchemaOf::reply);
+  const std::string name = add_json_schema<korvane::Batch<cad::Rebar>>(schemas, SchemaOf::request);
   const auto offence_of = [&](const std::string& rebar) {
     return korvane::test::offence(Json::parse(R"({"items":[{},)" + rebar + "]}"), schemas.at(name),
                                   schemas);
@@ -146,6 +184,23 @@ TEST(JsonSchema, IsNotMetByWhatIsNotRead) {
               testing::StartsWith("$.items[].parameters_exact.a is none of"));
   EXPECT_THAT(offence_of(R"({"geometry":{"objects":[{"type":"zz"}]}})"),
               testing::StartsWith("$.items[].geometry.objects[].type is none of"));
+}
+
+TEST(FieldForms, SayWhatAFieldTakesAsBareText) {
+  using korvane::encoding::FieldForm;
+  using korvane::encoding::form_of_field;
+  EXPECT_EQ(form_of_field<cad::SheetRef>("id"), FieldForm::scalar);
+  EXPECT_EQ(form_of_field<cad::SheetRef>("uid"), FieldForm::text);
+  EXPECT_EQ(form_of_field<cad::SheetRef>("error"), FieldForm::text);
+  EXPECT_EQ(form_of_field<cad::SheetRef>("name"), FieldForm::none);
+  EXPECT_EQ(form_of_field<cad::Hook>("direction"), FieldForm::scalar);
+  EXPECT_EQ(form_of_field<cad::Hook>("angle"), FieldForm::scalar);
+  EXPECT_EQ(form_of_field<cad::EndTreatment>("draw_pointer"), FieldForm::scalar);
+  EXPECT_EQ(form_of_field<korvane::Variant>("value_blob"), FieldForm::text);
+  EXPECT_EQ(form_of_field<cad::Rebar>("geometry"), FieldForm::composite);
+  EXPECT_EQ(form_of_field<cad::Rebar>("start_hook"), FieldForm::composite);
+  EXPECT_EQ(form_of_field<cad::Rebars>("rebars"), FieldForm::composite);
+  EXPECT_EQ(form_of_field<cad::Sheet>("properties"), FieldForm::composite);
 }
 
 }  // namespace

@@ -65,6 +65,10 @@ inline std::string offence(const nlohmann::ordered_json& value,
         if (!found.empty() || !value.contains(name)) continue;
         found = offence_within(value.at(name), property, "." + name);
       }
+    } else if (keyword == "required") {
+      for (const auto& name : argument) {
+        if (!value.contains(name)) return is("without", name);
+      }
     } else if (keyword == "additionalProperties") {
       for (const auto& [name, member] : value.items()) {
         const bool is_declared =
@@ -73,7 +77,7 @@ inline std::string offence(const nlohmann::ordered_json& value,
         if (argument == false) return is("not to have", name);
         found = offence_within(member, argument, "." + name);
       }
-    } else if (keyword != "format" && keyword != "contentEncoding" && keyword != "default") {
+    } else if (keyword != "format" && keyword != "contentEncoding" && keyword != "description") {
       return is("under the unknown keyword", keyword);
     }
     if (!found.empty()) return found;

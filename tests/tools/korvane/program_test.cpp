@@ -161,6 +161,34 @@ TEST_F(Program, SchemaWritesTheFilesThatItPrints) {
                                      text_of(folder_.file("contracts/korvane.services.bond"))));
 }
 
+TEST_F(Program, SchemaGivesTheOpenApiDocumentOfAServerWithoutOne) {
+  const Outcome printed = run("schema --openapi");
+  EXPECT_EQ(printed.exit_code, 0);
+  EXPECT_EQ(printed.err, "");
+  EXPECT_THAT(printed.out, StartsWith("{\"openapi\":\"3.1.0\""));
+  EXPECT_THAT(printed.out, HasSubstr("\"/v1/korvane.model.cad.ProjectManager/open\""));
+  EXPECT_THAT(printed.out, HasSubstr("\"/v1/projects/{file}/import\""));
+  const std::string file = folder_.file("openapi.json");
+  const Outcome written = run("schema --openapi --output " + file);
+  EXPECT_EQ(written.exit_code, 0);
+  EXPECT_EQ(written.out, "");
+  EXPECT_EQ(text_of(file), printed.out);
+}
+
+TEST_F(Program, SchemaGivesAnOpenApiDocumentWithoutAnyPlugin) {
+  const Outcome printed = run("--plugins " + folder_.file("nothing") + " schema --openapi");
+  EXPECT_EQ(printed.exit_code, 0);
+  EXPECT_THAT(printed.out, HasSubstr("\"/v1/projects/{file}/create_sheet\""));
+  EXPECT_THAT(printed.out, HasSubstr("\"/v1/{service_id}/open\""));
+}
+
+TEST_F(Program, AnOpenApiDocumentThatCannotBeWrittenIsAFailureThatNamesTheFile) {
+  const std::string file = folder_.file("nowhere/openapi.json");
+  const Outcome outcome = run("schema --openapi --output " + file);
+  EXPECT_EQ(outcome.exit_code, 1);
+  EXPECT_THAT(outcome.err, HasSubstr("cannot write " + file));
+}
+
 TEST_F(Program, ASchemaFileThatCannotBeWrittenIsAFailureThatNamesIt) {
   const std::filesystem::path folder = folder_.file("contracts");
   EXPECT_EQ(run("schema --output " + folder.string()).exit_code, 0);

@@ -1,0 +1,92 @@
+// Clients that are generated: what generators and linters make of both editions of the document.
+
+import assert from 'node:assert/strict';
+import {mkdirSync, readFileSync, writeFileSync} from 'node:fs';
+import {join} from 'node:path';
+import {test} from 'node:test';
+import {fileURLToPath, pathToFileURL} from 'node:url';
+import {lintFromString, loadConfig} from '@redocly/openapi-core';
+import createClient from 'openapi-fetch';
+import openapiTypes, {astToString} from 'openapi-typescript';
+import ts from 'typescript';
+import {run, Server, temporaryFolder} from './server.mjs';
+
+const here = fileURLToPath(new URL('.', import.meta.url));
+
+/** Checks `file` as strictly as can be, with the types of a document as the module
+ * "korvane-openapi". Gives the compiler's complaints. */
+function complaintsAbout(file, types) {
+  const program = ts.createProgram([file], {
+    strict: true,
+    exactOptionalPropertyTypes: true,
+    noUncheckedIndexedAccess: true,
+    target: ts.ScriptTarget.ES2022,
+    lib: ['lib.es2022.d.ts', 'lib.dom.d.ts'],
+    module: ts.ModuleKind.ESNext,
+    moduleResolution: ts.ModuleResolutionKind.Bundler,
+    types: [],
+    paths: {'korvane-openapi': [types]},
+    skipLibCheck: true,
+    noEmit: true,
+  });
+  return ts.getPreEmitDiagnostics(program).map(({file: source, start, messageText}) => {
+    const place = source ? `${source.fileName}:${source.getLineAndCharacterOfPosition(start).line + 1}: ` : '';
+    return place + ts.flattenDiagnosticMessageText(messageText, '\n');
+  });
+}
+
+test('generated clients', async (t) => {
+  const folder = temporaryFolder(t);
+  const server = await Server.start(t, temporaryFolder(t));
+  const editions = {whole: '/openapi.json', json: '/openapi.json?media=json'};
+  const documents = {};
+  for (const [name, path] of Object.entries(editions)) {
+    const response = await fetch(server.url + path);
+    assert.equal(response.status, 200);
+    documents[name] = await response.text();
+    const types = astToString(await openapiTypes(JSON.parse(documents[name])));
+    writeFileSync(join(folder, `${name}.ts`), types);
+  }
+
+  for (const name of Object.keys(editions)) {
+    await t.test(`the ${name} edition passes the linter`, async () => {
+      const config = await loadConfig({configPath: join(here, 'redocly.yaml')});
+      const found = await lintFromString({source: documents[name], config});
+      assert.deepEqual(found.map(({ruleId, message, location}) => `${ruleId}: ${message} ${location[0].pointer}`), []);
+    });
+
+    await t.test(`the ${name} edition gives types that compile`, () => {
+      const types = join(folder, `${name}.ts`);
+      assert.deepEqual(complaintsAbout(types, types), []);
+    });
+  }
+
+  await t.test('a client that is typed by the edition of JSON compiles, and does its work', async () => {
+    const source = join(here, 'generated_use.ts');
+    assert.deepEqual(complaintsAbout(source, join(folder, 'json.ts')), []);
+    const compiled = join(folder, 'use.mjs');
+    writeFileSync(compiled, ts.transpile(readFileSync(source, 'utf8'), {target: ts.ScriptTarget.ES2022, module: ts.ModuleKind.ESNext}));
+    const {use} = await import(pathToFileURL(compiled).href);
+    mkdirSync(join(server.root, 'halls'));
+    const used = await use(createClient({baseUrl: server.url}));
+    assert.equal(used.sheet.name, '417');
+    assert.equal(used.sheet.comment, '');
+    assert.deepEqual(used.sheet.properties, {});
+    assert.equal(used.renamed, '417 a');
+    assert.equal(used.sheets, 1);
+    assert.equal(used.bar.mark, '10');
+    assert.equal(used.bar.start_hook.direction, 'kRight');
+    assert.equal(used.bar.bar_type_mass_per_length, 0);
+    assert.equal(used.bar.geometry.objects[0].length, 1200);
+    assert.deepEqual(used.missing, {status: 404, detail: 'failed to get_sheet'});
+    assert.deepEqual(used.marks, ['10']);
+    assert.deepEqual(used.byLink, ['10']);
+    assert.ok(used.run);
+  });
+
+  await t.test('the program gives the edition of JSON without a server', async () => {
+    const {code, out} = await run(['schema', '--openapi']);
+    assert.equal(code, 0);
+    assert.ok(out === documents.json, 'the two differ');
+  });
+});
