@@ -37,14 +37,31 @@ describe('The page', async () => {
   it('says when the server is gone, and goes on when it is back', async (t) => {
     const server = await startServer(t);
     const port = new URL(server.url).port;
-    const page = await openPage(t, await startBrowser(t), server, '#/', {mayFail: (text) => /ERR_/.test(text)});
+    const page = await openPage(t, await startBrowser(t), server, '#/projects/guideline.db',
+      {mayFail: (text) => /ERR_/.test(text)});
+    await seen(page, '417');
+    await page.evaluate(() => { location.hash = '#/'; });
     await seen(page, 'guideline.db');
     await server.stop();
     await page.evaluate(() => { location.hash = '#/projects/guideline.db'; });
     await seen(page, 'The connection to the server is lost.');
     await Server.start(t, server.root, '--listen', `127.0.0.1:${port}`);
     await click(page, 'button', 'Try again');
-    await gone(page, 'The connection to the server is lost.');
     await seen(page, '417');
+    await gone(page, 'The connection to the server is lost.');
+  });
+
+  it('says that a part of it could not be loaded, and loads it when the server is back', async (t) => {
+    const server = await startServer(t);
+    const port = new URL(server.url).port;
+    const page = await openPage(t, await startBrowser(t), server, '#/', {mayFail: (text) => /ERR_/.test(text)});
+    await seen(page, 'guideline.db');
+    await server.stop();
+    await page.evaluate(() => { location.hash = '#/projects/guideline.db/sql'; });
+    await seen(page, 'This part of the page could not be loaded.');
+    await Server.start(t, server.root, '--listen', `127.0.0.1:${port}`);
+    await click(page, 'button', 'Try again');
+    await gone(page, 'This part of the page could not be loaded.');
+    await seen(page, 'SQL');
   });
 });
