@@ -149,6 +149,7 @@ class KindComparison {
     for (const T& item : before) before_.push_back(compared(structure_before, item));
     for (const T& item : after) after_.push_back(compared(structure_after, item));
     changes_.resize(before_.size());
+    partners_.resize(before_.size());
   }
 
   void add_to(std::vector<LineDifference>& lines, std::size_t most_effort) {
@@ -161,14 +162,16 @@ class KindComparison {
     for (std::size_t i = 0; i < before_.size(); ++i) {
       if (!before_[i].is_matched) {
         lines.push_back(
-            {Change::removed, kind_, before_[i].label, {{"", summary(before_[i]), {}}}});
+            {Change::removed, kind_, before_[i].label, {{"", summary(before_[i]), {}}}, i, {}});
       } else if (!changes_[i].empty()) {
-        lines.push_back({Change::changed, kind_, before_[i].label, std::move(changes_[i])});
+        lines.push_back(
+            {Change::changed, kind_, before_[i].label, std::move(changes_[i]), i, partners_[i]});
       }
     }
-    for (const ComparedLine<T>& line : after_) {
+    for (std::size_t i = 0; i < after_.size(); ++i) {
+      const ComparedLine<T>& line = after_[i];
       if (line.is_matched) continue;
-      lines.push_back({Change::added, kind_, line.label, {{"", {}, summary(line)}}});
+      lines.push_back({Change::added, kind_, line.label, {{"", {}, summary(line)}}, {}, i});
     }
   }
 
@@ -178,6 +181,7 @@ class KindComparison {
   void match(std::size_t before, std::size_t after) {
     before_[before].is_matched = true;
     after_[after].is_matched = true;
+    partners_[before] = after;
     changes_[before] = differences_of(before_[before], after_[after]);
   }
 
@@ -265,6 +269,8 @@ class KindComparison {
   std::vector<ComparedLine<T>> after_;
   /// Of each line before that is matched.
   std::vector<std::vector<FieldDifference>> changes_;
+  /// The line after that each line before is matched with.
+  std::vector<std::size_t> partners_;
   std::size_t left_effort_ = 0;
 };
 

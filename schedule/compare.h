@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -28,6 +29,12 @@ struct LineDifference {
   /// Of a changed line. Of the others there is one without a name, whose value says in short what
   /// came or went.
   std::vector<FieldDifference> fields;
+  /// Its places among the lines of its kind before and after.
+  std::optional<std::size_t> place_before = {};
+  std::optional<std::size_t> place_after = {};
+  /// The ids of its rows there, where they were looked up.
+  std::optional<std::int64_t> before_id = {};
+  std::optional<std::int64_t> after_id = {};
 };
 
 struct Comparison {
@@ -73,17 +80,21 @@ std::vector<RevisionPair> match_revisions(const Structure& before, const Structu
 RevisionPair find_revisions(const Structure& structure, const std::optional<std::string>& sheet,
                             const std::string& before, const std::string& after);
 
-/// Compares one pair after another and calls `visit` with each. A revision that is missing has no
-/// content. One pass over each file. Throws what the projects throw.
+/// Compares one pair after another and calls `visit` with each, with the ids of rows. A revision that
+/// is missing has no content. One pass over each file. Throws what the projects throw.
 void compare_revisions(
     model::cad::Project_Service& project_before, const Structure& structure_before,
     model::cad::Project_Service& project_after, const Structure& structure_after,
     const std::vector<RevisionPair>& pairs,
     const std::function<void(const RevisionPair& pair, const Comparison& comparison)>& visit);
 
+/// Whether the table "changes" has the ids of rows, as the columns "before_id" and "after_id".
+enum class ChangeIds { left_out, shown };
+
 /// The table "changes": a row for each field of each line that differs, and one for a revision that
 /// only one side has.
-Table changes_table(const RevisionPair& pair, const Comparison& comparison);
+Table changes_table(const RevisionPair& pair, const Comparison& comparison,
+                    ChangeIds ids = ChangeIds::left_out);
 
 /// The tables "bar_differences", "fabric_differences", "bar_spacer_differences" and
 /// "mounting_part_differences": pieces and kilograms before and after, of the diameters and types

@@ -1,12 +1,18 @@
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <deque>
 #include <map>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/rpc4/failure.h"
 #include "schedule/compare.h"
 #include "schedule/groupings.h"
+#include "schedule/line_kind.h"
+#include "schedule/query.h"
 
 namespace korvane::schedule {
 
@@ -82,6 +88,42 @@ Content content_of(const ContentReader& reader, const std::optional<SelectedRevi
   return selected ? reader.read(selected->revision->content_id) : Content();
 }
 
+/// Looks up the rows of lines that differ.
+class RowIds {
+ public:
+  RowIds(Project_Service& project, const std::optional<SelectedRevision>& selected)
+      : project_(project) {
+    if (selected) content_id_ = selected->revision->content_id;
+  }
+
+  /// Of the line at that place of its kind.
+  std::optional<std::int64_t> at(const std::string& kind, std::optional<std::size_t> place) {
+    if (!place || !content_id_) return std::nullopt;
+    const auto [found, is_new] = ids_.try_emplace(kind);
+    if (is_new) found->second = read(kind);
+    if (*place >= found->second.size()) return std::nullopt;
+    return found->second[*place];
+  }
+
+ private:
+  std::vector<std::int64_t> read(const std::string& kind) const {
+    std::vector<std::int64_t> ids;
+    with_line_kind(kind, [&](auto each) {
+      for (const auto& row :
+           query(project_, std::string("select id from ") + each.kTable +
+                               " where rev_id = " + std::to_string(*content_id_) + " order by id")
+               .rows) {
+        ids.push_back(integer_in(row[0]));
+      }
+    });
+    return ids;
+  }
+
+  Project_Service& project_;
+  std::optional<std::int32_t> content_id_;
+  std::map<std::string, std::vector<std::int64_t>> ids_;
+};
+
 /// The revision of that name of a sheet.
 const RevisionEntry* find_revision(const SheetEntry& sheet, const std::string& name) {
   const RevisionEntry* found = nullptr;
@@ -99,6 +141,18 @@ const RevisionEntry* find_revision(const SheetEntry& sheet, const std::string& n
 std::string counted(const Totals& totals) {
   const Sum sum = sum_of(totals);
   return std::to_string(sum.lines) + (sum.lines == 1 ? " mark" : " marks");
+}
+
+/// In the place of a kind of lines.
+constexpr const char* kRevision = "revision";
+
+Cell sheet_name(const RevisionPair& pair) {
+  const std::optional<SelectedRevision>& any = pair.before ? pair.before : pair.after;
+  return any ? Cell(any->sheet->record.name) : Cell();
+}
+
+Cell revision_name(const std::optional<SelectedRevision>& side) {
+  return side ? Cell(side->revision->record.name) : Cell();
 }
 
 }  // namespace
@@ -168,12 +222,20 @@ void compare_revisions(
   const ContentReader reader_before(project_before);
   const ContentReader reader_after(project_after);
   for (const RevisionPair& pair : pairs) {
-    visit(pair, compare_contents(structure_before, content_of(reader_before, pair.before),
-                                 structure_after, content_of(reader_after, pair.after)));
+    Comparison comparison =
+        compare_contents(structure_before, content_of(reader_before, pair.before), structure_after,
+                         content_of(reader_after, pair.after));
+    RowIds ids_before(project_before, pair.before);
+    RowIds ids_after(project_after, pair.after);
+    for (LineDifference& line : comparison.lines) {
+      line.before_id = ids_before.at(line.kind, line.place_before);
+      line.after_id = ids_after.at(line.kind, line.place_after);
+    }
+    visit(pair, comparison);
   }
 }
 
-Table changes_table(const RevisionPair& pair, const Comparison& comparison) {
+Table changes_table(const RevisionPair& pair, const Comparison& comparison, ChangeIds ids) {
   Table table{"changes", "Changes", {}, {}, {}, {}};
   const auto add_column = [&](const char* name, const char* title, bool is_for_programs) {
     table.columns.push_back({name, title, Kind::text, "", 3, is_for_programs});
@@ -187,34 +249,40 @@ Table changes_table(const RevisionPair& pair, const Comparison& comparison) {
   add_column("field", "field", false);
   add_column("before", "before", false);
   add_column("after", "after", false);
-  const SelectedRevision& any = pair.before ? *pair.before : *pair.after;
-  const auto name_of_side = [](const std::optional<SelectedRevision>& side) {
-    return side ? Cell(side->revision->record.name) : Cell();
+  if (ids == ChangeIds::shown) {
+    table.columns.push_back({"before_id", "id before", Kind::number, "", 0, true});
+    table.columns.push_back({"after_id", "id after", Kind::number, "", 0, true});
+  }
+  const std::vector<Cell> names = {sheet_name(pair), revision_name(pair.before),
+                                   revision_name(pair.after)};
+  const auto id_cell = [](const std::optional<std::int64_t>& id) {
+    return id ? Cell(*id) : Cell();
   };
-  const std::vector<Cell> names = {any.sheet->record.name, name_of_side(pair.before),
-                                   name_of_side(pair.after)};
-  const auto add_row = [&](const std::string& kind, const Cell& mark, Change change,
-                           const FieldDifference& field) {
+  const auto add_row = [&](const LineDifference& line, const FieldDifference& field) {
     std::vector<Cell> row = names;
     const Cell name = field.field.empty() ? Cell() : Cell(field.field);
+    const Cell mark = line.kind == kRevision ? Cell() : Cell(line.mark);
     for (const Cell& cell :
-         {Cell(kind), mark, Cell(change_text(change)), name, field.before, field.after}) {
+         {Cell(line.kind), mark, Cell(change_text(line.change)), name, field.before, field.after}) {
       row.push_back(cell);
+    }
+    if (ids == ChangeIds::shown) {
+      row.push_back(id_cell(line.before_id));
+      row.push_back(id_cell(line.after_id));
     }
     table.rows.push_back(std::move(row));
   };
+  if (!pair.before && !pair.after) return table;
   if (!pair.before) {
-    add_row("revision", {}, Change::added, {"", {}, counted(comparison.after)});
+    add_row({Change::added, kRevision, "", {}}, {"", {}, counted(comparison.after)});
     return table;
   }
   if (!pair.after) {
-    add_row("revision", {}, Change::removed, {"", counted(comparison.before), {}});
+    add_row({Change::removed, kRevision, "", {}}, {"", counted(comparison.before), {}});
     return table;
   }
   for (const LineDifference& line : comparison.lines) {
-    for (const FieldDifference& field : line.fields) {
-      add_row(line.kind, line.mark, line.change, field);
-    }
+    for (const FieldDifference& field : line.fields) add_row(line, field);
   }
   return table;
 }

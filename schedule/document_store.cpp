@@ -251,6 +251,16 @@ class Storing {
 
 }  // namespace
 
+std::vector<std::int32_t> revision_ids(const DocumentIndex& index, const Structure& structure) {
+  std::vector<std::int32_t> ids;
+  for (const auto& revisions : match(index, structure).revisions) {
+    for (const RevisionEntry* const revision : revisions) {
+      ids.push_back(revision == nullptr ? 0 : revision->record.id);
+    }
+  }
+  return ids;
+}
+
 void require_room_for_document(Project_Service& project, std::string_view text,
                                const DocumentIndex& index, IfFilled if_filled) {
   if (if_filled == IfFilled::refuse) Storing(project, text, index).require_room(if_filled);

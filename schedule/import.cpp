@@ -10,6 +10,7 @@
 #include "schedule/bvbs/write_schedule.h"
 #include "schedule/changes.h"
 #include "schedule/content.h"
+#include "schedule/import_target.h"
 #include "schedule/new_revisions.h"
 #include "schedule/query.h"
 #include "schedule/structure.h"
@@ -122,76 +123,10 @@ class Records {
   const EntriesByName& catalogue_;
 };
 
-/// A revision of the plan, and what it is in the project.
-struct Target {
-  const PlannedRevision* planned = nullptr;
-  /// None for one that is to be made.
-  std::optional<RevisionEntry> existing;
-  /// -1 for one that is to be made.
-  std::int32_t sheet_id = -1;
-  ImportedRevision result;
-};
-
-std::vector<Target> targets_of(const ImportPlan& plan, const Structure& structure) {
-  struct Known {
-    std::int32_t sheet_id = -1;
-    /// By name; of two the first.
-    std::map<std::string_view, const RevisionEntry*> revisions;
-  };
-  std::map<std::string_view, Known> sheets;
-  for (const SheetEntry& sheet : structure.sheets) {
-    if (sheet.record.id < 0 || sheets.count(sheet.record.name) != 0) continue;
-    Known& known = sheets[sheet.record.name];
-    known.sheet_id = sheet.record.id;
-    for (const RevisionEntry& revision : sheet.revisions) {
-      known.revisions.emplace(revision.record.name, &revision);
-    }
-  }
-  std::vector<Target> targets;
-  for (const PlannedRevision& planned : plan.revisions()) {
-    Target& target = targets.emplace_back();
-    target.planned = &planned;
-    target.result.sheet = planned.sheet;
-    target.result.revision = planned.revision;
-    target.result.bars = planned.bars.size();
-    target.result.fabrics = planned.fabrics.size();
-    target.result.bar_spacers = planned.bar_spacers.size();
-    const auto sheet = sheets.find(planned.sheet);
-    if (sheet == sheets.end()) continue;
-    target.sheet_id = sheet->second.sheet_id;
-    const auto revision = sheet->second.revisions.find(planned.revision);
-    if (revision == sheet->second.revisions.end()) continue;
-    target.existing = *revision->second;
-    target.result.id = revision->second->record.id;
-  }
-  return targets;
-}
-
-bool has_existing(const std::vector<Target>& targets) {
-  return std::any_of(targets.begin(), targets.end(),
-                     [](const Target& target) { return target.existing.has_value(); });
-}
-
-/// Counts what the revisions have already.
-void count_lines_before(Project_Service& project, const ContentReader& reader,
-                        std::vector<Target>& targets) {
-  std::map<std::int32_t, std::size_t> mounting_parts;
-  for (const auto& row :
-       query(project, "select rev_id, count(*) from mountingpart group by rev_id").rows) {
-    mounting_parts[static_cast<std::int32_t>(integer_in(row[0]))] =
-        static_cast<std::size_t>(integer_in(row[1]));
-  }
-  for (Target& target : targets) {
-    if (!target.existing) continue;
-    const std::int32_t id = target.existing->content_id;
-    target.result.lines_before = reader.size(id) - mounting_parts[id];
-  }
-}
-
-void refuse_filled(const std::vector<Target>& targets) {
-  const Target* first = nullptr;
+void refuse_filled(const std::vector<ImportTarget>& targets) {
+  const ImportTarget* first = nullptr;
   std::size_t others = 0;
-  for (const Target& target : targets) {
+  for (const ImportTarget& target : targets) {
     if (target.result.lines_before == 0) continue;
     if (first != nullptr) ++others;
     if (first == nullptr) first = &target;
@@ -215,12 +150,12 @@ void note_name_instead(const PlannedRevision& planned, Sheet& sheet) {
 }
 
 /// Makes the sheets and revisions that are missing. Returns whether there are any.
-bool make_missing(NewRevisions& new_revisions, std::vector<Target>& targets) {
+bool make_missing(NewRevisions& new_revisions, std::vector<ImportTarget>& targets) {
   std::vector<NewRevisions::NewSheet> sheets;
   std::map<std::string, std::size_t> places;
   std::vector<std::pair<std::size_t, std::size_t>> made(targets.size());
   for (std::size_t i = 0; i < targets.size(); ++i) {
-    const Target& target = targets[i];
+    const ImportTarget& target = targets[i];
     if (target.existing) continue;
     const auto [place, is_new] = places.try_emplace(target.planned->sheet, sheets.size());
     if (is_new) {
@@ -263,8 +198,8 @@ class Counter {
 
 /// Stores the lines of one kind of all revisions that are new.
 template <class T, class Read>
-void store_lines(Project_Service& project, const std::vector<Target>& targets, Counter& counter,
-                 std::vector<SourceLine> PlannedRevision::*lines, Read read,
+void store_lines(Project_Service& project, const std::vector<ImportTarget>& targets,
+                 Counter& counter, std::vector<SourceLine> PlannedRevision::*lines, Read read,
                  void (Project_Service::*add)(Batch<T>, GenericReply&)) {
   Batch<T> batch;
   const auto send = [&] {
@@ -273,7 +208,7 @@ void store_lines(Project_Service& project, const std::vector<Target>& targets, C
     if (size != 0) (project.*add)(std::exchange(batch, {}), reply);
     counter.add(size);
   };
-  for (const Target& target : targets) {
+  for (const ImportTarget& target : targets) {
     if (target.existing) continue;
     for (const SourceLine& where : target.planned->*lines) {
       T& item = batch.items.emplace_back(read(where));
@@ -285,8 +220,8 @@ void store_lines(Project_Service& project, const std::vector<Target>& targets, C
   send();
 }
 
-void fill_new(Project_Service& project, const std::vector<Target>& targets, const Records& records,
-              Counter& counter) {
+void fill_new(Project_Service& project, const std::vector<ImportTarget>& targets,
+              const Records& records, Counter& counter) {
   store_lines(
       project, targets, counter, &PlannedRevision::fabrics,
       [&](const SourceLine& where) { return records.fabric(where); }, &Project_Service::add_fabric);
@@ -300,9 +235,9 @@ void fill_new(Project_Service& project, const std::vector<Target>& targets, cons
 }
 
 void fill_existing(Project_Service& project, const ContentReader& reader,
-                   const std::vector<Target>& targets, IfFilled if_filled, const Records& records,
-                   Counter& counter) {
-  for (const Target& target : targets) {
+                   const std::vector<ImportTarget>& targets, IfFilled if_filled,
+                   const Records& records, Counter& counter) {
+  for (const ImportTarget& target : targets) {
     if (!target.existing) continue;
     Content content = reader.read(target.existing->content_id);
     if (if_filled == IfFilled::replace) {
@@ -333,10 +268,10 @@ void keep_project_name(Project_Service& project, const std::string& name, Projec
 }
 
 /// Stores the schedules of a plan.
-std::vector<Target> import_schedules(Project_Service& project, const ImportPlan& plan,
-                                     IfFilled if_filled, Counter& counter) {
+std::vector<ImportTarget> import_schedules(Project_Service& project, const ImportPlan& plan,
+                                           IfFilled if_filled, Counter& counter) {
   const Structure structure = read_structure(project);
-  std::vector<Target> targets = targets_of(plan, structure);
+  std::vector<ImportTarget> targets = targets_of(plan, structure);
   std::optional<ContentReader> reader;
   if (has_existing(targets)) {
     reader.emplace(project);
@@ -379,15 +314,18 @@ ImportResult import_plan(Project_Service& project, const ImportPlan& plan, IfFil
   }
   Counter counter(progress, plan.size());
   ImportResult result;
+  std::vector<ImportedRevision> before;
+  if (!plan.documents().empty()) before = preview_import(&project, plan);
   if (!plan.revisions().empty()) {
-    for (Target& target : import_schedules(project, plan, if_filled, counter)) {
+    for (ImportTarget& target : import_schedules(project, plan, if_filled, counter)) {
       result.revisions.push_back(std::move(target.result));
     }
   }
   for (const PlannedDocument& planned : plan.documents()) {
     StoredDocument stored = planned.document.store(project, if_filled, true);
     for (StoredRevision& revision : stored.revisions) {
-      result.revisions.push_back({std::move(revision)});
+      const std::size_t lines = before.at(result.revisions.size()).lines_before;
+      result.revisions.push_back({std::move(revision), lines});
     }
     for (const std::string& note : stored.notes) {
       result.notes.push_back(planned.source + ": " + note);

@@ -12,7 +12,7 @@ namespace korvane::schedule {
 
 /// A revision that an import has filled, with the numbers of imported lines.
 struct ImportedRevision : StoredRevision {
-  /// That it had, of the kinds that a schedule has: they are replaced, or come first. Not counted
+  /// That it had, of the kinds that a schedule has: they are replaced, or come first. Of all kinds
   /// for a document.
   std::size_t lines_before = 0;
 };
@@ -47,5 +47,10 @@ struct ImportResult {
 /// and what the project throws.
 ImportResult import_plan(model::cad::Project_Service& project, const ImportPlan& plan,
                          IfFilled if_filled, const Progress& progress = {});
+
+/// What import_plan would store, in the same order: a revision that it would make has the id 0.
+/// Nothing is stored. Without a project as if it was empty. Throws what the project throws.
+std::vector<ImportedRevision> preview_import(model::cad::Project_Service* project,
+                                             const ImportPlan& plan);
 
 }  // namespace korvane::schedule

@@ -249,6 +249,13 @@ std::vector<StoredRevision> ProjectDocument::revisions() const {
   return revisions;
 }
 
+std::vector<StoredRevision> ProjectDocument::revisions_in(const Structure& structure) const {
+  std::vector<StoredRevision> found = revisions();
+  const std::vector<std::int32_t> ids = revision_ids(index_, structure);
+  for (std::size_t i = 0; i < found.size(); ++i) found[i].id = ids[i];
+  return found;
+}
+
 void ProjectDocument::require_room(Project_Service& project, IfFilled if_filled) const {
   require_room_for_document(project, text_, index_, if_filled);
 }

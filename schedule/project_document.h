@@ -123,6 +123,9 @@ class ProjectDocument {
   /// Its revisions, with names and numbers alone.
   std::vector<StoredRevision> revisions() const;
 
+  /// The same, each with the id of the revision that it would fill; 0 for one that would be made.
+  std::vector<StoredRevision> revisions_in(const Structure& structure) const;
+
   /// Throws what `store` throws for revisions that have lines.
   void require_room(model::cad::Project_Service& project, IfFilled if_filled) const;
 

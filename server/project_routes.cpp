@@ -1,9 +1,12 @@
 #include "server/project_routes.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -25,6 +28,7 @@
 #include "server/edit_route.h"
 #include "server/line_routes.h"
 #include "server/mounted_project.h"
+#include "server/schemas.h"
 
 namespace korvane::server {
 
@@ -39,7 +43,6 @@ using Json = nlohmann::ordered_json;
 
 namespace {
 
-constexpr const char* kJson = "application/json";
 constexpr const char* kXlsx = "application/vnd.openxmlformats-officedocument.spreadsheetml.sheet";
 
 struct ExportFormat {
@@ -52,7 +55,7 @@ constexpr ExportFormat kExportFormats[] = {
     {"bvbs", "text/plain; charset=windows-1252", "schedule.abs"},
     {"csv", "text/csv; charset=utf-8", "schedule.csv"},
     {"xlsx", kXlsx, "schedule.xlsx"},
-    {"json", kJson, "project.json"},
+    {"json", kJsonType, "project.json"},
     {"ndjson", "application/x-ndjson", "project.ndjson"},
 };
 
@@ -65,7 +68,7 @@ MountedReply json_of(const std::vector<schedule::Table>& tables) {
     schedule::write_json(table, text);
   }
   text << "}\n";
-  return {kJson, std::move(text).str()};
+  return {kJsonType, std::move(text).str()};
 }
 
 schedule::ImportPlan plan_of(const MountedCall& call) {
@@ -79,6 +82,7 @@ void refuse_unusable(const MountedCall& call) {
     throw BadRequest("replace and append exclude each other");
   }
   const schedule::ImportPlan plan = plan_of(call);
+  if (call.has("dry_run") && !plan.faults().empty()) return;  // to be told of them
   if (!plan.faults().empty() && (!call.has("skip_faulty") || plan.is_empty())) {
     std::string text = "nothing is stored:";
     for (const schedule::SourceFault& fault : plan.faults()) text += "\n" + text_of(fault);
@@ -92,9 +96,7 @@ schedule::IfFilled if_filled(const MountedCall& call) {
   return call.has("append") ? schedule::IfFilled::append : schedule::IfFilled::refuse;
 }
 
-MountedReply import(const MountedCall& call) {
-  const schedule::ImportPlan plan = plan_of(call);
-  const schedule::ImportResult result = import_plan(project_of(call), plan, if_filled(call));
+MountedReply import_reply(const schedule::ImportPlan& plan, const schedule::ImportResult& result) {
   Json reply = {{"revisions", Json::array()},
                 {"left_out", Json::array()},
                 {"skipped", Json::object()},
@@ -106,14 +108,28 @@ MountedReply import(const MountedCall& call) {
                                   {"bars", revision.bars},
                                   {"fabrics", revision.fabrics},
                                   {"bar_spacers", revision.bar_spacers},
-                                  {"mounting_parts", revision.mounting_parts}});
+                                  {"mounting_parts", revision.mounting_parts},
+                                  {"lines_before", revision.lines_before}});
   }
   for (const schedule::SourceFault& fault : plan.faults()) {
     reply["left_out"].push_back({{"line", fault.line}, {"reason", fault.reason}});
   }
   for (const auto& [group, count] : plan.skipped()) reply["skipped"][group] = count;
   for (const schedule::SourceNote& note : plan.notes()) reply["notes"].push_back(text_of(note));
-  return {kJson, reply.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"};
+  return {kJsonType, reply.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"};
+}
+
+MountedReply import(const MountedCall& call) {
+  const schedule::ImportPlan plan = plan_of(call);
+  Project_Service& project = project_of(call);
+  if (call.has("dry_run")) return import_reply(plan, {preview_import(&project, plan), {}});
+  return import_reply(plan, import_plan(project, plan, if_filled(call)));
+}
+
+std::optional<MountedReply> import_into_nothing(const MountedCall& call) {
+  if (!call.has("dry_run")) return std::nullopt;
+  const schedule::ImportPlan plan = plan_of(call);
+  return import_reply(plan, {schedule::preview_import(nullptr, plan), {}});
 }
 
 /// A temporary file that no other user of the machine can read, nor put anything in its place.
@@ -182,26 +198,30 @@ MountedReply export_as(const MountedCall& call) {
   throw std::logic_error("a format that is offered and not known: " + name);
 }
 
+std::vector<schedule::Table> comparison_tables(const schedule::RevisionPair& pair,
+                                               const schedule::Comparison& comparison) {
+  std::vector<schedule::Table> tables = difference_tables(comparison.before, comparison.after);
+  tables.insert(tables.begin(), changes_table(pair, comparison, schedule::ChangeIds::shown));
+  return tables;
+}
+
 MountedReply compare(const MountedCall& call) {
   Project_Service& project = project_of(call);
   const schedule::Structure structure = schedule::read_structure(project);
   const schedule::RevisionPair pair = schedule::find_revisions(
       structure, call.parameter("sheet"), *call.parameter("before"), *call.parameter("after"));
-  std::vector<schedule::Table> tables;
+  MountedReply reply;
   schedule::compare_revisions(
       project, structure, project, structure, {pair},
       [&](const schedule::RevisionPair& compared, const schedule::Comparison& comparison) {
-        tables = difference_tables(comparison.before, comparison.after);
-        tables.insert(tables.begin(), changes_table(compared, comparison));
+        reply = json_of(comparison_tables(compared, comparison));
       });
-  return json_of(tables);
+  return reply;
 }
 
-MountedReply totals(const MountedCall& call) {
-  Project_Service& project = project_of(call);
-  const schedule::Structure structure = schedule::read_structure(project);
-  const auto selected = select_revisions(structure, selection_of(call));
-  const auto by_revision = totals_by_revision(project, structure);
+std::vector<schedule::Table> all_totals_tables(
+    const schedule::Structure& structure, const std::vector<schedule::SelectedRevision>& selected,
+    const std::map<std::int32_t, schedule::Totals>& by_revision) {
   schedule::Totals all;
   for (const schedule::SelectedRevision& one : selected) {
     const auto found = by_revision.find(one.revision->record.id);
@@ -209,15 +229,25 @@ MountedReply totals(const MountedCall& call) {
   }
   std::vector<schedule::Table> tables = totals_tables(all);
   tables.insert(tables.begin(), revisions_table(structure, selected, by_revision));
-  return json_of(tables);
+  return tables;
+}
+
+MountedReply totals(const MountedCall& call) {
+  Project_Service& project = project_of(call);
+  const schedule::Structure structure = schedule::read_structure(project);
+  const auto selected = select_revisions(structure, selection_of(call));
+  const auto by_revision = totals_by_revision(project, structure);
+  return json_of(all_totals_tables(structure, selected, by_revision));
 }
 
 MountedRoute import_route() {
   MountedRoute route;
   route.operation = host::mounted_operation("import", Effect::writes);
+  route.summary = "Stores a schedule";
   route.text =
       "Stores a schedule: records of the bar schedule exchange format (BVBS), or a project in JSON "
-      "as export gives it. A faulty record is named, and then nothing is stored.";
+      "as export gives it. A faulty record is named, and then nothing is stored. A dry run of a "
+      "project that is to be made makes none.";
   route.parameters = {
       {"name", "The name of the file; without its extension it names sheets without a number"},
       {"sheet", "The sheet, instead of the records' own"},
@@ -225,10 +255,14 @@ MountedRoute import_route() {
       {"skip_faulty", "Whether to store the rest where records are faulty", host::on_or_off()},
       {"replace", "Whether the lines take the place of those that a revision has",
        host::on_or_off()},
-      {"append", "Whether the lines come after those that a revision has", host::on_or_off()}};
-  route.request_types = {"text/plain", "application/octet-stream", kJson};
-  route.reply_types = {kJson};
+      {"append", "Whether the lines come after those that a revision has", host::on_or_off()},
+      {"dry_run", "Whether to say what would be stored and what is faulty, and store nothing",
+       host::on_or_off()}};
+  route.request_types = {"text/plain", "application/octet-stream", kJsonType};
+  route.reply_types = {kJsonType};
+  route.reply_schemas = import_schemas();
   route.check = refuse_unusable;
+  route.without_project = import_into_nothing;
   route.run = import;
   return route;
 }
@@ -236,6 +270,7 @@ MountedRoute import_route() {
 MountedRoute export_route() {
   MountedRoute route;
   route.operation = host::mounted_operation("export", Effect::reads);
+  route.summary = "The schedule in a format for others";
   route.text =
       "Gives the schedule for others: bvbs for machines, csv or xlsx for spreadsheets, json and "
       "ndjson with every field of every record.";
@@ -258,13 +293,15 @@ MountedRoute export_route() {
 MountedRoute compare_route() {
   MountedRoute route;
   route.operation = host::mounted_operation("compare", Effect::reads);
+  route.summary = "What has changed between two revisions";
   route.text =
       "Says what has changed between two revisions of a sheet, mark by mark, and what it means in "
       "pieces and kilograms.";
   route.parameters = {{"before", "The revision before", {}, true},
                       {"after", "The revision after", {}, true},
                       {"sheet", "The sheet, where several have such revisions"}};
-  route.reply_types = {kJson};
+  route.reply_types = {kJsonType};
+  route.reply_schemas = tables_schemas("Comparison", comparison_tables({}, {}));
   route.run = compare;
   return route;
 }
@@ -272,9 +309,11 @@ MountedRoute compare_route() {
 MountedRoute totals_route() {
   MountedRoute route;
   route.operation = host::mounted_operation("totals", Effect::reads);
+  route.summary = "Pieces, metres and kilograms";
   route.text = "Adds up pieces, metres and kilograms, by revision, diameter, steel and type.";
   route.parameters = selection_parameters();
-  route.reply_types = {kJson};
+  route.reply_types = {kJsonType};
+  route.reply_schemas = tables_schemas("Totals", all_totals_tables({}, {}, {}));
   route.run = totals;
   return route;
 }

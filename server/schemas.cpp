@@ -169,6 +169,34 @@ Schemas contents_schemas() {
                            {"lines", integer("How many of its lines refer to the entry.")}}))};
 }
 
+Schemas import_schemas() {
+  return {
+      named("ImportReply",
+            object("What an import has stored, or would store.",
+                   {{"revisions",
+                     list(reference("ImportedRevision"), "The revisions that were filled.")},
+                    {"left_out", list(reference("Fault"), "What is faulty and was not stored.")},
+                    {"skipped", described({{"type", "object"},
+                                           {"additionalProperties", {{"type", "integer"}}}},
+                                          "How many records of each group a project has no "
+                                          "place for.")},
+                    {"notes", list({{"type", "string"}}, "What a person should know.")}})),
+      named("ImportedRevision",
+            object("A revision that lines were stored in.",
+                   {{"id", integer("The id of its row; 0 in a dry run for one that is not there "
+                                   "yet.")},
+                    {"sheet", text("The name of its sheet.")},
+                    {"revision", text("Its name.")},
+                    {"bars", integer("Lines of bars that came.")},
+                    {"fabrics", integer("Lines of fabrics that came.")},
+                    {"bar_spacers", integer("Lines of bar spacers that came.")},
+                    {"mounting_parts", integer("Lines of mounting parts that came.")},
+                    {"lines_before", integer("Lines that it had before.")}})),
+      named("Fault", object("What is wrong with a record.",
+                            {{"line", integer("Of the body, from 1; 0 for all of it.")},
+                             {"reason", text("What is wrong.")}}))};
+}
+
 Schemas edit_schemas() {
   Json schema =
       described({{"type", "object"}, {"minProperties", 1}},

@@ -15,6 +15,7 @@ Schemas lines_schemas();
 Schemas line_schemas();
 Schemas sketches_schemas();
 Schemas contents_schemas();
+Schemas import_schemas();
 /// What edit takes, and what it gives.
 Schemas edit_schemas();
 Schemas edited_schemas();

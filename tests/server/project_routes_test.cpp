@@ -87,6 +87,66 @@ TEST_F(ProjectRoutes, ImportReplacesOrAppendsIfAsked) {
   EXPECT_EQ(import(text_of("guideline.abs"), "&append=true&replace=true").status, 400);
 }
 
+TEST_F(ProjectRoutes, ImportSaysWhatRevisionsHadBefore) {
+  EXPECT_EQ(import(text_of("guideline.abs")).json().at("revisions")[0].at("lines_before"), 0);
+  const json again = import(text_of("guideline.abs"), "&append=true").json();
+  EXPECT_EQ(again.at("revisions")[0].at("lines_before"), 19);
+  const std::string document = get("export?format=json").body;
+  const json replaced = import(document, "&replace=true").json();
+  EXPECT_EQ(replaced.at("revisions")[0].at("lines_before"), 38);
+}
+
+TEST_F(ProjectRoutes, ADryRunSaysWhatWouldBeStoredAndStoresNothing) {
+  import(text_of("guideline.abs"), "&revision=a");
+  const auto stored = [&] {
+    return plain_rows(server_.file("a.db"),
+                      "select id, raw from revision union all select id, raw "
+                      "from rebar union all select id, raw from material");
+  };
+  const Rows before = stored();
+  const json there =
+      import(text_of("guideline.abs"), "&revision=a&dry_run=true").json().at("revisions")[0];
+  EXPECT_EQ(there.at("id"), 1);
+  EXPECT_EQ(there.at("bars"), 16);
+  EXPECT_GT(there.at("lines_before"), 0);
+  const json made =
+      import(text_of("shapes.abs"), "&revision=new&dry_run=true").json().at("revisions")[0];
+  EXPECT_EQ(made.at("id"), 0);
+  EXPECT_EQ(made.at("revision"), "new");
+  EXPECT_EQ(made.at("lines_before"), 0);
+  EXPECT_EQ(import(text_of("shapes.abs"), "&dry_run=true&replace=true&append=true").status, 400);
+  EXPECT_EQ(stored(), before);
+}
+
+TEST_F(ProjectRoutes, ADryRunNamesAllFaults) {
+  std::string text = text_of("guideline.abs");
+  text.replace(text.find("@l1000@"), 7, "@l1001@");
+  text += "BF2D@nothing@\n";
+  const HttpAnswer answer = import(text, "&dry_run=true");
+  ASSERT_EQ(answer.status, 200) << answer.body;
+  ASSERT_EQ(answer.json().at("left_out").size(), 2U);
+  EXPECT_EQ(answer.json().at("left_out")[0].at("line"), 1);
+  EXPECT_EQ(answer.json().at("revisions")[0].at("bars"), 15);
+  EXPECT_THAT(import("hello", "&dry_run=true").json().at("left_out"), SizeIs(1));
+  EXPECT_EQ(import("", "&dry_run=true").status, 400);
+}
+
+TEST_F(ProjectRoutes, ADryRunMakesNoProject) {
+  const HttpAnswer answer = import(text_of("guideline.abs"), "&dry_run=true");
+  ASSERT_EQ(answer.status, 200) << answer.body;
+  EXPECT_EQ(answer.json().at("revisions").size(), 2U);
+  EXPECT_EQ(answer.json().at("revisions")[0].at("id"), 0);
+  EXPECT_EQ(client_
+                .send("POST", "/v1/projects/a.db/import?dry_run=true", text_of("guideline.abs"),
+                      {{"Content-Type", "text/plain"}})
+                .status,
+            404);
+  EXPECT_TRUE(std::filesystem::is_empty(server_.folder()));
+  import(text_of("guideline.abs"), "", "b.db");
+  EXPECT_EQ(import(get("export?format=json", "b.db").body, "&dry_run=true").status, 200);
+  EXPECT_FALSE(std::filesystem::exists(server_.file("a.db")));
+}
+
 TEST_F(ProjectRoutes, ExportGivesTheScheduleThatWasImported) {
   import(text_of("guideline.abs"));
   const HttpAnswer answer = get("export?format=bvbs&sheet=417&revision=a");
@@ -147,8 +207,35 @@ TEST_F(ProjectRoutes, CompareSaysWhatHasChanged) {
   const json changed = get("compare?before=a&after=c&sheet=417").json();
   EXPECT_FALSE(changed.at("changes").empty());
   EXPECT_FALSE(changed.at("bar_differences").empty());
+  for (const json& change : changed.at("changes")) {
+    EXPECT_EQ(change.at("before_id").is_null(), change.at("change") == "added") << change.dump();
+    EXPECT_EQ(change.at("after_id").is_null(), change.at("change") == "removed") << change.dump();
+  }
   EXPECT_EQ(get("compare?before=a&after=z").status, 404);
   EXPECT_EQ(get("compare?before=a").status, 400);
+}
+
+TEST_F(ProjectRoutes, CompareNamesTheRowsOfALineThatHasChanged) {
+  import(text_of("guideline.abs"), "&revision=a");
+  import(text_of("guideline.abs"), "&revision=b");
+  const auto row = [&](const std::string& revision) {
+    return plain_rows(server_.file("a.db"),
+                      "select max(id) from rebar where rev_id = (select id from revision "
+                      "order by id limit 1 offset " +
+                          revision + ")")
+        .at(0)
+        .at(0)
+        .value();
+  };
+  const std::string before = row("0");
+  const HttpAnswer edited = client_.send("POST", "/v1/projects/a.db/edit?id=" + row("1"),
+                                         R"({"comment":"another"})", {{"Content-Type", kJson}});
+  ASSERT_EQ(edited.status, 200) << edited.body;
+  const json changes = get("compare?before=a&after=b").json().at("changes");
+  ASSERT_EQ(changes.size(), 1U);
+  EXPECT_EQ(changes[0].at("field"), "comment");
+  EXPECT_EQ(changes[0].at("before_id").dump(), before);
+  EXPECT_EQ(changes[0].at("after_id"), edited.json().at("id"));
 }
 
 TEST_F(ProjectRoutes, TotalsAddUpByRevisionAndDiameter) {
@@ -174,6 +261,12 @@ TEST_F(ProjectRoutes, StandInTheOpenApiDocument) {
   for (const std::string name : {"export", "compare", "totals"}) {
     EXPECT_TRUE(paths.at("/v1/projects/{file}/" + name).contains("get")) << name;
   }
+  for (const std::string name : {"export", "compare", "totals", "lines", "line", "contents"}) {
+    EXPECT_FALSE(paths.at("/v1/projects/{file}/" + name).at("get").at("description").empty());
+  }
+  EXPECT_FALSE(
+      paths.at("/v1/projects/{file}/edit").at("post").at("parameters").dump().find("create") !=
+      std::string::npos);
   std::map<std::string, std::string> texts;
   for (const json& parameter : paths.at("/v1/projects/{file}/import").at("post").at("parameters")) {
     if (parameter.contains("description"))
