@@ -57,6 +57,8 @@ export async function openPage(context, browser, server, address = '#/', {
   const page = await profile.newPage();
   const complaints = [];
   page.on('console', (message) => {
+    // The server is stopped before the page, whose calls then fail.
+    if (server.child.killed) return;
     if (['error', 'warn'].includes(message.type())) complaints.push(message.text());
   });
   page.on('pageerror', (error) => complaints.push(String(error)));

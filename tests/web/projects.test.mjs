@@ -195,7 +195,7 @@ describe('Importing', () => {
   it('says that a file is larger than the server takes', async (t) => {
     const server = await startServer(t, '--body-bytes', '4000');
     const page = await openPage(t, await startBrowser(t), server, '#/', {mayFail: (text) => /413|ERR_/.test(text)});
-    await drop(page, '.projects-table tbody tr', [{name: 'large.abs', bytes: kBar.repeat(50)}]);
+    await drop(page, '.projects-table tbody tr', [{name: 'large.abs', bytes: kBar.repeat(90)}]);
     await seen(page, 'larger than the server takes', 'dialog');
   });
 

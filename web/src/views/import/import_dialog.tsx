@@ -65,7 +65,9 @@ function Actions(props: {batch: Batch; onClose: () => void; onStore: () => void}
       </div>
     );
   }
-  if (batch.isDone.value) {
+  // Nothing can be stored, whatever one ticks.
+  const isHopeless = batch.items.every((item) => (item.state.value.trial?.revisions.length ?? 0) === 0);
+  if (batch.isDone.value || isHopeless) {
     const isStored = batch.items.some((item) => item.state.value.phase === 'stored');
     return (
       <div class="row">
