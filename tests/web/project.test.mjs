@@ -45,11 +45,11 @@ describe('A project', () => {
     const {page} = await open(t);
     await seen(page, '417', '.sheet-name');
     const links = await page.$$eval('.sheets-table tbody tr:last-child a', (all) =>
-      all.map((link) => [link.innerText, link.getAttribute('href').replace(/\d+/g, 'N')]));
-    assert.deepEqual(links.map(([, href]) => href.replaceAll('%3A', ':')), [
-      '#/projects/guideline.db/schedule/N/bar_spacers', '#/projects/guideline.db/weights?sheet=id:N&revision=id:N',
-      '#/projects/guideline.db/compare?sheet=id:N&before=id:N&after=id:N',
-      '#/projects/guideline.db/paper?sheet=id:N&revision=id:N']);
+      all.map((link) => [link.innerText, link.getAttribute('href').replace(/(schedule\/|%3A)\d+/g, '$1N')]));
+    assert.deepEqual(links.map(([, href]) => decodeURIComponent(href)), [
+      '#/projects/guideline.db/schedule/N/bar_spacers', '#/projects/guideline.db/weights?sheet=417&revision=id:N',
+      '#/projects/guideline.db/compare?sheet=417&before=a&after=id:N',
+      '#/projects/guideline.db/paper?sheet=417&revision=id:N']);
   });
 
   it('says of each steel and fabric type what is stored and which revisions use it', async (t) => {

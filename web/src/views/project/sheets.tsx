@@ -3,6 +3,7 @@
 import {useMemo, useState} from 'preact/hooks';
 
 import {address, ofFile, setParams} from '../../address';
+import {keyOf} from '../../parts/choice';
 import {Dialog} from '../../parts/dialog';
 import {Notice} from '../../parts/notices';
 import {RecordView} from '../../parts/record';
@@ -26,12 +27,13 @@ function matches(sheet: SheetSummary, wanted: string): boolean {
 }
 
 function RevisionRow(props: {
-  file: string; sheet: SheetSummary; revision: RevisionSummary; before: RevisionSummary | undefined;
+  file: string; sheet: SheetSummary; sheetKey: string; revision: RevisionSummary; before: RevisionSummary | undefined;
   onShow: (shown: Shown) => void;
 }) {
-  const {file, sheet, revision, before} = props;
+  const {file, sheet, sheetKey, revision, before} = props;
   const name = revision.name || t.unnamed;
-  const chosen = {sheet: `id:${sheet.id}`, revision: `id:${revision.id}`};
+  const key = (one: RevisionSummary) => keyOf(one, sheet.revisions);
+  const chosen = {sheet: sheetKey, revision: key(revision)};
   const kind = kinds.find((one) => revision[one] > 0) ?? 'bars';
   return (
     <tr>
@@ -44,7 +46,7 @@ function RevisionRow(props: {
             <a href={ofFile(file, ['weights'], chosen)}>{t.weights}</a>
             {before && (
               <a class="one-line"
-                href={ofFile(file, ['compare'], {sheet: chosen.sheet, before: `id:${before.id}`, after: `id:${revision.id}`})}>
+                href={ofFile(file, ['compare'], {sheet: sheetKey, before: key(before), after: key(revision)})}>
                 {t.compare} <bdi>{before.name || t.unnamed}</bdi>
               </a>
             )}
@@ -66,7 +68,7 @@ function RevisionRow(props: {
 }
 
 function SheetRows(props: {
-  file: string; sheet: SheetSummary; isFolded: boolean; onFold: () => void; onShow: (shown: Shown) => void;
+  file: string; sheet: SheetSummary; sheetKey: string; isFolded: boolean; onFold: () => void; onShow: (shown: Shown) => void;
 }) {
   const {sheet, isFolded} = props;
   const name = sheet.name || t.unnamed;
@@ -88,7 +90,7 @@ function SheetRows(props: {
         </th>
       </tr>
       {!isFolded && sheet.revisions.map((revision, index) => (
-        <RevisionRow key={revision.id} file={props.file} sheet={sheet} revision={revision}
+        <RevisionRow key={revision.id} file={props.file} sheet={sheet} sheetKey={props.sheetKey} revision={revision}
           before={sheet.revisions[index - 1]} onShow={props.onShow} />
       ))}
       {!isFolded && sheet.revisions.length === 0 && <tr><td colSpan={8} class="quiet">{t.noRevision}</td></tr>}
@@ -162,7 +164,7 @@ export function Sheets(props: {file: string; sheets: SheetSummary[]}) {
           <table class="sheets-table">
             <Heading />
             {found.slice(page * kPage, (page + 1) * kPage).map((sheet) => (
-              <SheetRows key={sheet.id} file={file} sheet={sheet} isFolded={folded.has(sheet.id)}
+              <SheetRows key={sheet.id} file={file} sheet={sheet} sheetKey={keyOf(sheet, sheets)} isFolded={folded.has(sheet.id)}
                 onFold={() => turn(sheet.id)} onShow={setShown} />
             ))}
           </table>
