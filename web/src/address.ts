@@ -40,9 +40,19 @@ export function ofFile(
 }
 
 const hash = signal(location.hash);
-addEventListener('hashchange', () => {
-  hash.value = location.hash;
+let mayMove = () => true;
+addEventListener('hashchange', (event) => {
+  if (mayMove()) hash.value = location.hash;
+  else history.pushState(null, '', event.oldURL);
 });
+
+/** Until the function that it returns is called, another address is only shown if `ask` says so. */
+export function guardAddress(ask: () => boolean): () => void {
+  mayMove = ask;
+  return () => {
+    mayMove = () => true;
+  };
+}
 
 export const address = computed<Address>(() => parse(hash.value));
 

@@ -3,7 +3,7 @@ import {useState} from 'preact/hooks';
 import {fieldWords} from '../../parts/field_words';
 import {failureText, Notice} from '../../parts/notices';
 import {ServerError} from '../../server/call';
-import {editBar, type Cell, type Edited, type Line} from '../../server/project';
+import {editBar, readLine, type Cell, type Edited, type Line} from '../../server/project';
 import {language, number, words} from '../../words/words';
 import {fieldsOf, hasChanges, storedText, valuesOf, type Draft, type Field} from './draft';
 
@@ -78,7 +78,7 @@ export function Correct(props: CorrectProps) {
       else props.onStored(edited);
     } catch (caught) {
       setTrial(null);
-      if (caught instanceof ServerError && caught.status === 412) props.onChanged();
+      if (await isOutdated(caught, file, line)) props.onChanged();
       else setFailure(caught);
     } finally {
       setIsBusy(false);
@@ -126,6 +126,18 @@ export function Correct(props: CorrectProps) {
   );
 }
 
+/** Whether the edit was refused because the revision is another one now. Lines have other ids then, so that the
+ * server may not know the line before it looks at the tag. */
+async function isOutdated(failure: unknown, file: string, line: Line): Promise<boolean> {
+  if (!(failure instanceof ServerError)) return false;
+  if (failure.status !== 404) return failure.status === 412;
+  try {
+    return (await readLine(file, 'bars', line.id)).tag !== line.tag;
+  } catch (reading) {
+    return reading instanceof ServerError && reading.status === 404;
+  }
+}
+
 function FieldInput(props: {
   field: Field; text: string; steels: string[]; now: string | null; onText: (text: string) => void;
 }) {
@@ -149,6 +161,7 @@ function FieldInput(props: {
 
 function Changes(props: {edited: Edited}) {
   const {changes} = props.edited;
+  const kindOf = (cell: Cell) => (typeof cell === 'number' ? 'number' : 'text');
   const text = (cell: Cell) => (typeof cell === 'number' ? number(cell, 6) : cell ?? '–');
   if (changes.length === 0) return <p>{t.nothing}</p>;
   return (
@@ -159,8 +172,8 @@ function Changes(props: {edited: Edited}) {
         {changes.map((one) => (
           <tr key={one.field}>
             <th scope="row">{fieldTitle(one.field)}</th>
-            <td><bdi>{text(one.before)}</bdi></td>
-            <td><ins><bdi>{text(one.after)}</bdi></ins></td>
+            <td class={kindOf(one.before)}><bdi>{text(one.before)}</bdi></td>
+            <td class={kindOf(one.after)}><ins><bdi>{text(one.after)}</bdi></ins></td>
           </tr>
         ))}
       </tbody>

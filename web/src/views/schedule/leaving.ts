@@ -1,5 +1,6 @@
 import {useEffect} from 'preact/hooks';
 
+import {guardAddress} from '../../address';
 import {words} from '../../words/words';
 
 const t = words({
@@ -17,17 +18,11 @@ export function useLeaving(hasUnsaved: boolean): void {
   useEffect(() => {
     if (!hasUnsaved) return;
     const unloading = (event: BeforeUnloadEvent) => event.preventDefault();
-    // Comes before the page's own listener, which would show the other view.
-    const moving = (event: HashChangeEvent) => {
-      if (mayLeave(true)) return;
-      event.stopImmediatePropagation();
-      history.pushState(null, '', event.oldURL);
-    };
+    const free = guardAddress(() => mayLeave(true));
     addEventListener('beforeunload', unloading);
-    addEventListener('hashchange', moving, {capture: true});
     return () => {
       removeEventListener('beforeunload', unloading);
-      removeEventListener('hashchange', moving, {capture: true});
+      free();
     };
   }, [hasUnsaved]);
 }

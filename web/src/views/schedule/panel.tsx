@@ -14,8 +14,8 @@ import {drawn} from './sketches';
 import {Space} from './space';
 import {t} from './words';
 
-/** Millimetres. */
-const kLarge = {width: 150, height: 90};
+/** In millimetres, about as large as it is shown: its texts are of one size on any paper. */
+const kLarge = {width: 100, height: 60};
 
 export interface PanelProps {
   file: string;

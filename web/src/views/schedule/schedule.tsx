@@ -188,7 +188,10 @@ function usePicked(props: LinesProps, lines: ReturnType<typeof useLines>, onOthe
   return {
     id, index: index < 0 ? null : index, round, draft, isStale, isGone, setDraft: changeDraft,
     pick: (next: number) => leaveFor(next),
-    close: () => leaveFor(null),
+    close: () => {
+      leaveFor(null);
+      document.querySelector<HTMLElement>('.grid-row > [tabindex="0"]')?.focus({preventScroll: true});
+    },
     stored: (edited: {id: number}) => {
       changeDraft(null);
       show(edited.id);
