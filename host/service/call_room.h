@@ -10,6 +10,7 @@
 #include "host/access/project_root.h"
 #include "host/access/sql_fence.h"
 #include "host/memory/memory_pool.h"
+#include "host/service/around_query.h"
 #include "host/service/delivery.h"
 #include "host/service/mounted.h"
 #include "host/service/open_projects.h"
@@ -33,6 +34,7 @@ struct CallLimits {
   };
   /// SQL of clients with the scope `sql` may do everything, not only change its project.
   bool is_sql_unfenced = false;
+  AroundQuery around_query = {};
   /// The rows that a query without the scope is answered with; the rest is cut off.
   std::size_t query_rows = 10'000;
   /// What one request may become in memory, on its way in, while it is worked on and on its way

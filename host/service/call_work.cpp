@@ -13,6 +13,7 @@
 #include "host/access/statements.h"
 #include "host/memory/call_memory.h"
 #include "host/memory/heap.h"
+#include "host/service/around_query.h"
 #include "host/service/call.h"
 #include "host/service/failure.h"
 #include "host/service/reply_body.h"
@@ -324,6 +325,11 @@ std::unique_ptr<Reply> CallWork::run_within(const std::string& service_id,
   if (!service) throw HttpFault(404, "no service " + service_id);
   lines_ = {};
   const LineCollector collector(lines_);
+  std::optional<QuerySurroundings> surroundings;
+  if (call_.operation().effect == Effect::queries && service_id != room_.manager) {
+    surroundings.emplace(room_.limits.around_query, room_.limits.call, memory_, *service,
+                         request_->sql());
+  }
   SqlFence fence(limits);
   std::unique_ptr<Reply> result;
   std::exception_ptr failure;

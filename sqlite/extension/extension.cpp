@@ -29,11 +29,14 @@ bool is_taken(sqlite3* database, const std::string& name) {
 
 }  // namespace
 
+std::vector<View> free_views(sqlite3* database, std::vector<View> views) {
+  std::erase_if(views, [&](const View& view) { return is_taken(database, view.name); });
+  return views;
+}
+
 void add_to(sqlite3* database) {
   // The views come first: a library whose loading fails is unloaded, and must leave no function.
-  std::vector<View> views = views_of("main", "");
-  std::erase_if(views, [&](const View& view) { return is_taken(database, view.name); });
-  make_views(database, views);
+  make_views(database, free_views(database, views_of("main", "")));
   try {
     if (add_functions(database) != SQLITE_OK) throw std::runtime_error(sqlite3_errmsg(database));
   } catch (...) {

@@ -77,6 +77,14 @@ class Records {
 
 using SharedRecords = std::shared_ptr<const Records>;
 
+/// What the functions of a connection share; those of the thread if it has none of its own.
+const Records& records_of(sqlite3_context* context) {
+  const auto* const own = static_cast<const SharedRecords*>(sqlite3_user_data(context));
+  if (own != nullptr) return **own;
+  thread_local const Records of_thread;
+  return of_thread;
+}
+
 std::string_view text_of(sqlite3_value* value) {
   const auto* const text = reinterpret_cast<const char*>(sqlite3_value_text(value));
   // Without memory there is no text.
@@ -114,9 +122,9 @@ void answer(sqlite3_context* context, const char* function, sqlite3_value** argu
     const bool has_null = sqlite3_value_type(arguments[0]) == SQLITE_NULL ||
                           sqlite3_value_type(arguments[1]) == SQLITE_NULL;
     if (has_null) return sqlite3_result_null(context);
-    const auto& records = *static_cast<const SharedRecords*>(sqlite3_user_data(context));
+    const Records& records = records_of(context);
     SqlResult result(context);
-    (*records.*member)(text_of(arguments[0]), bytes_of(arguments[1]), result);
+    (records.*member)(text_of(arguments[0]), bytes_of(arguments[1]), result);
   });
 }
 
@@ -150,14 +158,20 @@ static void forget(void* records) { delete static_cast<SharedRecords*>(records);
 
 }  // namespace
 
-int add_functions(sqlite3* database) {
-  const SharedRecords records = std::make_shared<const Records>();
+int add_functions(sqlite3* database, RecordsOf owner) {
+  SharedRecords records;
+  if (owner == RecordsOf::connection) records = std::make_shared<const Records>();
+  const auto shared = [&] { return records ? new SharedRecords(records) : nullptr; };
   // SQLite owns what it is given, also if it fails.
-  int code = sqlite3_create_function_v2(database, kJson, 2, kPure, new SharedRecords(records),
-                                        korvane_json, nullptr, nullptr, forget);
+  const int code = sqlite3_create_function_v2(database, kJson, 2, kPure, shared(), korvane_json,
+                                              nullptr, nullptr, forget);
   if (code != SQLITE_OK) return code;
-  code = sqlite3_create_function_v2(database, kValue, 2, kPure, new SharedRecords(records),
-                                    korvane_value, nullptr, nullptr, forget);
+  return sqlite3_create_function_v2(database, kValue, 2, kPure, shared(), korvane_value, nullptr,
+                                    nullptr, forget);
+}
+
+int add_functions(sqlite3* database) {
+  const int code = add_functions(database, RecordsOf::connection);
   if (code != SQLITE_OK) return code;
   return sqlite3_create_function_v2(database, kViews, 1, SQLITE_UTF8 | SQLITE_DIRECTONLY, nullptr,
                                     korvane_views, nullptr, nullptr, nullptr);

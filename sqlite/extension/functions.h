@@ -18,6 +18,12 @@ namespace korvane::sqlite::extension {
 /// Returns SQLite's code.
 int add_functions(sqlite3* database);
 
+/// Whose decoded records the functions share: those of one connection, or of all that a thread runs.
+enum class RecordsOf { connection, thread };
+
+/// The same without korvane_views.
+int add_functions(sqlite3* database, RecordsOf owner);
+
 /// Takes them away again, those that are there.
 void remove_functions(sqlite3* database);
 

@@ -25,6 +25,9 @@ std::vector<View> views_of(const std::string& schema, const std::string& prefix)
 /// The names of the views of the main database.
 std::vector<std::string> view_names();
 
+/// Those of `views` whose names no table or view of the main database has.
+std::vector<View> free_views(sqlite3* database, std::vector<View> views);
+
 /// Makes them. Throws std::runtime_error with SQLite's text.
 void make_views(sqlite3* database, const std::vector<View>& views);
 

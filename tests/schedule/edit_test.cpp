@@ -198,6 +198,40 @@ TEST_F(EditBar, ChangesTheColumnsAndLosesNothingElse) {
   EXPECT_EQ(count("barspacer"), 1);
 }
 
+TEST_F(EditBar, FindsABarByItsRowAndSaysWhereItIsNow) {
+  const EditedBar result =
+      edit_bar(project(), 2, {parse_assignment("comment=corrected")}, /*is_trial=*/false);
+  EXPECT_EQ(result.after.mark, "11");
+  EXPECT_EQ(value("select id from rebar where comment = 'corrected'"), std::to_string(result.id));
+  EXPECT_EQ(result.revision.record.id, revision_);
+  EXPECT_EQ(result.revision.content_id, revision_);
+  EXPECT_THAT([&] { edit_bar(project(), 99, {parse_assignment("comment=x")}, false); },
+              ThrowsMessage<NotFound>("no bar with the id 99 in this project"));
+}
+
+TEST_F(EditBar, ChangesNothingWheneverItsCheckRefuses) {
+  struct Refused {};
+  const auto before = all_of("rebar");
+  int checks = 0;
+  const auto edit_until = [&](int last) {
+    int calls = 0;
+    edit_bar(project(), 2, {parse_assignment("comment=x")}, /*is_trial=*/false,
+             [&](const RevisionEntry& revision) {
+               EXPECT_EQ(revision.record.id, revision_);
+               checks = ++calls;
+               if (calls == last) throw Refused();
+             });
+  };
+  for (int last = 1; last <= 3; ++last) {
+    EXPECT_THROW(edit_until(last), Refused) << last;
+    EXPECT_EQ(all_of("rebar"), before) << last;
+    EXPECT_EQ(count("revision"), 1) << last;
+  }
+  edit_until(99);
+  EXPECT_EQ(checks, 3);
+  EXPECT_EQ(value("select mark from rebar where comment = 'x'"), "11");
+}
+
 TEST_F(EditBar, FindsABarByItsSubmark) {
   edit("11.2", "comment=corrected");
   EXPECT_EQ(value("select submark from rebar where comment = 'corrected'"), "2");

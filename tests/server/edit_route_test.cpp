@@ -114,6 +114,14 @@ TEST_F(EditRoute, SeesWhatAnotherProgramHasWritten) {
   EXPECT_EQ(edit(1, {{"comment", "mine"}}, tag()).status, 200);
 }
 
+TEST_F(EditRoute, SeesWhatWasWrittenWhileTheProjectWasClosed) {
+  const std::string seen = tag();
+  ASSERT_TRUE(server_.reload());
+  PlainConnection(server_.file("a.db"), PlainConnection::Mode::kWrite)
+      .run("update rebar set raw = (select raw from rebar where id = 3) where id = 2");
+  EXPECT_NE(tag(), seen);
+}
+
 TEST_F(EditRoute, DoesNotMindChangesOfOtherRevisions) {
   const std::string seen = tag();
   PlainConnection(server_.file("a.db"), PlainConnection::Mode::kWrite)

@@ -31,6 +31,7 @@
 #include "server/project_routes.h"
 #include "server/project_state.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/served_views.h"
 #include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
@@ -246,6 +247,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   host::ModelServerLimits limits = options.limits;
   limits.open_projects = most_projects(options, raise_descriptor_limit());
   host::require_fence_on_data_layer();
+  limits.around_query = served_views();
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
   host::Mounted mounted = server::project_routes();

@@ -56,6 +56,15 @@ TEST(WritingJson, WritesEveryFieldAlsoAtItsDefault) {
   EXPECT_EQ(to_json(korvane::Empty{}), "{}");
 }
 
+TEST(WritingJson, ShowsWhatJsonCannotSay) {
+  using korvane::encoding::to_shown_json;
+  EXPECT_EQ(to_shown_json(geometry::NurbsCurve{{}, {kNaN, kInfinity, 1}, {}, 0}),
+            R"({"control_points":[],"weights":[null,null,1],"knots":[],"degree":0})");
+  EXPECT_EQ(to_shown_json(korvane::model::OpenProjectRequest{"a\xff\"b"}),
+            "{\"filename\":\"a\xef\xbf\xbd\\\"b\"}");
+  EXPECT_EQ(to_shown_json(cad::Hook{}), to_json(cad::Hook{}));
+}
+
 TEST(WritingJson, WritesNullForNothing) {
   EXPECT_EQ(to_json(korvane::Variant{}),
             R"({"value_int32":null,"value_double":null,"value_string":null,"value_blob":null,)"

@@ -1,5 +1,6 @@
 #include "platform/rpc4/directory.h"
 
+#include <cstdint>
 #include <functional>
 #include <future>
 #include <memory>
@@ -81,6 +82,17 @@ std::vector<std::string> live_ids() {
   std::vector<std::string> ids;
   for (const auto& live : live_services()) ids.push_back(live.id);
   return ids;
+}
+
+TEST(Directory, NeverGivesTwoServicesTheSameSerial) {
+  std::uint64_t first = 0;
+  {
+    const Live<Greeter> greeter("again");
+    first = find_live_service("again")->serial;
+  }
+  const Live<Greeter> greeter("again");
+  EXPECT_GT(first, 0U);
+  EXPECT_GT(find_live_service("again")->serial, first);
 }
 
 TEST(Directory, FindsAServiceByItsIdWhileItLives) {
