@@ -1,0 +1,21 @@
+// Files that a page gives to the person.
+
+import {readdirSync, readFileSync} from 'node:fs';
+import {join} from 'node:path';
+
+import {temporaryFolder, until} from '../clients/server.mjs';
+
+/** Takes the downloads of a page's profile from now on. */
+export async function downloads(context, page) {
+  const folder = temporaryFolder(context);
+  const session = await page.target().createCDPSession();
+  await session.send('Browser.setDownloadBehavior',
+    {behavior: 'allow', downloadPath: folder, browserContextId: page.browserContext().id});
+  return {
+    /** Waits for the file and gives its bytes. */
+    async named(name) {
+      await until(() => readdirSync(folder).includes(name), `a download ${name}`);
+      return readFileSync(join(folder, name));
+    },
+  };
+}
