@@ -41,17 +41,23 @@ export function authorization(): Record<string, string> {
 }
 
 /** Throws ServerError and NoAnswer, and AbortError where `signal` ends it. */
-export async function call(path: string, options: CallOptions = {}): Promise<Response> {
+export function call(path: string, options: CallOptions = {}): Promise<Response> {
+  return send(new Request(url(path, options.query), {
+    method: options.method ?? 'GET',
+    ...(options.headers ? {headers: options.headers} : {}),
+    ...(options.body === undefined ? {} : {body: options.body}),
+    ...(options.signal ? {signal: options.signal} : {}),
+  }));
+}
+
+/** The same for a request that is whole but for the token. */
+export async function send(request: Request): Promise<Response> {
+  for (const [name, value] of Object.entries(authorization())) request.headers.set(name, value);
   let response: Response;
   try {
-    response = await fetch(url(path, options.query), {
-      method: options.method ?? 'GET',
-      headers: {...authorization(), ...options.headers},
-      ...(options.body === undefined ? {} : {body: options.body}),
-      ...(options.signal ? {signal: options.signal} : {}),
-    });
+    response = await fetch(request);
   } catch (failure) {
-    if (options.signal?.aborted) throw failure;
+    if (request.signal.aborted) throw failure;
     isLost.value = true;
     throw new NoAnswer('the server does not answer');
   }

@@ -1,216 +1,119 @@
-// What the page asks of a project. Names and shapes are the server's own.
+// What the page asks of a project. Names and shapes are those of the server's own description, from
+// which generated/openapi.d.ts is made whenever the page is built.
 
-import {call, getJson, ofProject, postJson, type Query} from './call';
+import createClient from 'openapi-fetch';
+
+import type {components, operations, paths} from '../../generated/openapi';
+import {call, ofProject, send, type Query} from './call';
 import {access, wantsToken, type Access} from './session';
 
-export type Cell = string | number | null;
-export type Kind = 'bars' | 'fabrics' | 'bar_spacers' | 'mounting_parts';
-export const kinds: Kind[] = ['bars', 'fabrics', 'bar_spacers', 'mounting_parts'];
-/** The table of the project file that a kind of lines stands in. */
-export const tableOf: Record<Kind, string> = {
-  bars: 'rebar', fabrics: 'fabric', bar_spacers: 'barspacer', mounting_parts: 'mountingpart',
-};
+type Schemas = components['schemas'];
 
-export interface ProjectFile {
-  file: string;
-  size: number;
-  changed: string;
-  is_open: boolean;
-}
-
-export interface Column {
-  name: string;
-  title: string;
-  kind: 'text' | 'number';
-  unit: string;
-  decimals: number;
-}
-
-export interface Lines {
-  columns: Column[];
-  /** The ids of the rows, in their order. */
-  ids: number[];
-  /** Each as long as `columns`. */
-  rows: Cell[][];
-  /** Of all lines of this kind in the revision. */
-  count: number;
-  /** Ask for what comes after it; null after the last line. */
-  next: number | null;
-}
-
-export interface Shape {
-  kind: 'unknown' | 'flat' | 'spatial' | 'helix' | 'sheet';
-  /** Points along the middle of the bar in millimetres; empty if unknown. */
-  path: [number, number, number][];
-  diameter: number;
-  description: string;
-}
-
-export interface Line {
-  table: string;
-  id: number;
-  sheet: string;
-  revision: string;
-  revision_id: number;
-  /** Names the present content of the revision: for If-Match. */
-  tag: string;
-  /** What is stored, as the contract has it. */
-  record: Record<string, unknown>;
-  /** The same for people, in the order of the columns. */
-  columns: Column[];
-  row: Cell[];
-  shape: Shape;
-}
-
-export interface Sketch {
-  id: number;
-  svg: string;
-  description: string;
-}
-
-export interface FieldChange {
-  field: string;
-  before: Cell;
-  after: Cell;
-}
-
-export interface Edited {
-  /** Of the line, now. */
-  id: number;
-  changes: FieldChange[];
-  tag: string;
-}
-
-export interface RevisionSummary {
-  id: number;
-  name: string;
-  record: Record<string, unknown>;
-  bars: number;
-  fabrics: number;
-  bar_spacers: number;
-  mounting_parts: number;
-  marks: number;
-  pieces: number;
-  kilograms: number;
-  /** Marks that no weight is known of. */
-  without_weight: number;
-}
-
-export interface SheetSummary {
-  id: number;
-  name: string;
-  record: Record<string, unknown>;
-  revisions: RevisionSummary[];
-}
-
-export interface Use {
-  revision_id: number;
-  lines: number;
-}
-
-export interface CatalogueEntry {
-  id: number;
-  name: string;
-  record: Record<string, unknown>;
-  /** The revisions whose lines refer to it, with how many do. */
-  uses: Use[];
-}
-
-export interface Contents {
-  project: Record<string, unknown>;
-  sheets: SheetSummary[];
-  materials: CatalogueEntry[];
-  fabric_types: CatalogueEntry[];
-}
-
-export interface Fault {
-  line: number;
-  reason: string;
-}
-
-export interface ImportReply {
-  revisions: {
-    /** 0 in a trial, where the revision is not there yet. */
-    id: number; sheet: string; revision: string;
-    bars: number; fabrics: number; bar_spacers: number; mounting_parts: number;
-    /** What the revision had before. */
-    lines_before: number;
-  }[];
-  left_out: Fault[];
-  skipped: Record<string, number>;
-  notes: string[];
-}
+export type Lines = Schemas['Lines'];
+export type Cell = Lines['rows'][number][number];
+export type Column = Schemas['Column'];
+export type Kind = operations['Projects.lines']['parameters']['query']['kind'];
+export type Line = Schemas['Line'];
+export type Shape = Schemas['Shape'];
+export type Sketch = Schemas['Sketches']['sketches'][number];
+export type Edited = Schemas['Edited'];
+export type FieldChange = Edited['changes'][number];
+export type Contents = Schemas['Contents'];
+export type SheetSummary = Contents['sheets'][number];
+export type RevisionSummary = SheetSummary['revisions'][number];
+export type CatalogueEntry = Contents['materials'][number];
+export type Use = CatalogueEntry['uses'][number];
+export type ImportReply = Schemas['ImportReply'];
+export type Fault = ImportReply['left_out'][number];
+export type ProjectFile = Schemas['ProjectFiles']['projects'][number];
 
 /** Rows of a table of the server's, by the columns' names. */
 export type Row = Record<string, Cell>;
 
+export const kinds: Kind[] = ['bars', 'fabrics', 'bar_spacers', 'mounting_parts'];
+
+// Failures are thrown by `send`: what comes back is always there.
+const client = createClient<paths>({baseUrl: location.origin, fetch: send});
+
+function found<T>(reply: {data?: T | undefined}): T {
+  return reply.data as T;
+}
+
+/** What every call of a file has. */
+function of(file: string, signal?: AbortSignal) {
+  return {params: {path: {file}}, ...(signal ? {signal} : {})};
+}
+
 export async function readAccess(): Promise<Access> {
-  const found = await getJson<Access>('/v1/access');
-  access.value = found;
+  const known = found(await client.GET('/v1/access'));
+  access.value = known;
   wantsToken.value = false;
-  return found;
+  return known;
 }
 
 export async function readProjects(signal?: AbortSignal): Promise<ProjectFile[]> {
-  return (await getJson<{projects: ProjectFile[]}>('/v1/projects', {}, signal)).projects;
+  return found(await client.GET('/v1/projects', signal ? {signal} : {})).projects;
 }
 
-export function readContents(file: string, signal?: AbortSignal): Promise<Contents> {
-  return getJson<Contents>(ofProject(file, 'contents'), {}, signal);
+export async function readContents(file: string, signal?: AbortSignal): Promise<Contents> {
+  return found(await client.GET('/v1/projects/{file}/contents', of(file, signal)));
 }
 
-export interface LinesQuery extends Query {
-  revision_id: number;
-  kind: Kind;
-  /** Names of columns between commas; all if it is not given. */
-  fields?: string;
-  after?: number;
-  limit?: number;
+export type LinesQuery = operations['Projects.lines']['parameters']['query'];
+
+export async function readLines(file: string, query: LinesQuery, signal?: AbortSignal): Promise<Lines> {
+  return found(await client.GET('/v1/projects/{file}/lines',
+    {...of(file, signal), params: {path: {file}, query}}));
 }
 
-export function readLines(file: string, query: LinesQuery, signal?: AbortSignal): Promise<Lines> {
-  return getJson<Lines>(ofProject(file, 'lines'), query, signal);
+export async function readLine(file: string, kind: Kind, id: number, signal?: AbortSignal): Promise<Line> {
+  return found(await client.GET('/v1/projects/{file}/line',
+    {...of(file, signal), params: {path: {file}, query: {kind, id}}}));
 }
 
-export function readLine(file: string, kind: Kind, id: number, signal?: AbortSignal): Promise<Line> {
-  return getJson<Line>(ofProject(file, 'line'), {kind, id}, signal);
-}
-
-/** At most 200 at a time; sizes in millimetres. An id that there is not is left out. */
+/** At most 200 at a time; sizes in millimetres. An id that there is not is left out, and so is every
+ * one of a kind that has no shapes. */
 export async function readSketches(
-  file: string, kind: Kind, ids: number[], size: {width: number; height: number}, signal?: AbortSignal): Promise<Sketch[]> {
+  file: string, kind: Kind, ids: number[], size: {width: number; height: number}, signal?: AbortSignal,
+): Promise<Sketch[]> {
+  if (kind !== 'bars' && kind !== 'fabrics') return [];
   const query = {kind, ids: ids.join(','), ...size};
-  return (await getJson<{sketches: Sketch[]}>(ofProject(file, 'sketches'), query, signal)).sketches;
+  return found(await client.GET('/v1/projects/{file}/sketches',
+    {...of(file, signal), params: {path: {file}, query}})).sketches;
 }
 
 /** New values by the paths of fields ("total_bars", "parameters_exact.a", "steel"). With `tag` it is
  * refused (412) if the revision has changed since; a trial stores nothing. */
-export function editBar(
-  file: string, id: number, values: Record<string, unknown>, options: {tag?: string; isTrial?: boolean} = {}): Promise<Edited> {
-  return postJson<Edited>(ofProject(file, 'edit'), values, {id, dry_run: options.isTrial ? true : undefined},
-    options.tag ? {'If-Match': options.tag} : {});
+export async function editBar(
+  file: string, id: number, values: Record<string, unknown>, options: {tag?: string; isTrial?: boolean} = {},
+): Promise<Edited> {
+  return found(await client.POST('/v1/projects/{file}/edit', {
+    params: {
+      path: {file},
+      query: {id, ...(options.isTrial ? {dry_run: true} : {})},
+      header: options.tag ? {'If-Match': options.tag} : {},
+    },
+    body: values,
+  }));
 }
 
 /** The tables of `totals`: revisions, bar_totals and so on. */
-export function readTotals(
-  file: string, query: {sheet?: string; revision?: string} = {}, signal?: AbortSignal): Promise<Record<string, Row[]>> {
-  return getJson(ofProject(file, 'totals'), query, signal);
+export async function readTotals(
+  file: string, query: {sheet?: string; revision?: string} = {}, signal?: AbortSignal,
+): Promise<Schemas['Totals']> {
+  return found(await client.GET('/v1/projects/{file}/totals',
+    {...of(file, signal), params: {path: {file}, query}}));
 }
 
 /** The tables of `compare`. */
-export function readComparison(
-  file: string, query: {sheet?: string; before: string; after: string}, signal?: AbortSignal): Promise<Record<string, Row[]>> {
-  return getJson(ofProject(file, 'compare'), query, signal);
+export async function readComparison(
+  file: string, query: operations['Projects.compare']['parameters']['query'], signal?: AbortSignal,
+): Promise<Schemas['Comparison']> {
+  return found(await client.GET('/v1/projects/{file}/compare',
+    {...of(file, signal), params: {path: {file}, query}}));
 }
 
 /** A file that the server makes: export, bending-list. */
 export async function readFile(file: string, route: string, query: Query, signal?: AbortSignal): Promise<Blob> {
   return (await call(ofProject(file, route), {query, ...(signal ? {signal} : {})})).blob();
-}
-
-export interface QueryResult {
-  columns: string[];
-  rows: Cell[][];
-  /** The server has cut rows off. */
-  isCut: boolean;
 }
