@@ -5,7 +5,7 @@ import {readFileSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
 import {describe, it} from 'node:test';
 
-import {run, temporaryFolder} from '../clients/server.mjs';
+import {run, Server, temporaryFolder} from '../clients/server.mjs';
 import {byRole, click, drop, example, gone, importInto, openPage, picture, seen, startBrowser, startServer} from './browser.mjs';
 import {noViolations} from './checks.mjs';
 
@@ -101,9 +101,7 @@ describe('The list of projects', () => {
   });
 
   it('says what to do where there is no project', async (t) => {
-    const root = temporaryFolder(t);
-    const {Server} = await import('../clients/server.mjs');
-    const page = await openPage(t, await startBrowser(t), await Server.start(t, root));
+    const page = await openPage(t, await startBrowser(t), await Server.start(t, temporaryFolder(t)));
     await seen(page, 'There is no project yet.');
     await noViolations(page);
   });
@@ -129,7 +127,7 @@ describe('Importing', () => {
   it('lists every faulty record by line and reason, and stores nothing of the file', async (t) => {
     const {server, page} = await open(t);
     await drop(page, '.projects-table tbody tr', [
-      {name: 'mixed.abs', bytes: kBar + kFaulty + kBar + kFaulty}, {name: 'good.abs', bytes: kBar.replaceAll('@r9@', '@r9@')}]);
+      {name: 'mixed.abs', bytes: kBar + kFaulty + kBar + kFaulty}, {name: 'good.abs', bytes: kBar}]);
     await seen(page, '2 faulty records', 'dialog');
     const faults = await page.$$eval('.faults tbody tr', (rows) => rows.map((row) => row.innerText));
     assert.equal(faults.length, 2);
@@ -183,6 +181,41 @@ describe('Importing', () => {
     await click(page, 'button', 'Import 2 files');
     await seen(page, '2 of 2 files stored.', 'dialog');
     assert.equal((await counts(server, 'guideline.db')).find((one) => one.sheet === '9').marks, 3);
+  });
+
+  it('stops after the present file, and leaves out the others', async (t) => {
+    const {server, page} = await open(t);
+    await drop(page, '.projects-table tbody tr', [
+      {name: 'one.abs', bytes: kBar}, {name: 'two.abs', bytes: checked(kBarText.replace('@r9@', '@r10@'))}]);
+    await seen(page, 'Import 2 files', 'dialog button');
+    let go;
+    const isHeld = new Promise((resolve) => { go = resolve; });
+    await page.setRequestInterception(true);
+    page.on('request', (request) => {
+      const isImport = request.url().includes('/import?') && !request.url().includes('dry_run');
+      (isImport ? isHeld : Promise.resolve()).then(() => request.continue());
+    });
+    await click(page, 'button', 'Import 2 files');
+    await click(page, 'button', 'Stop after this file');
+    await seen(page, 'It stops after this file.', 'dialog');
+    go();
+    await seen(page, '1 of 2 files stored.', 'dialog');
+    await seen(page, 'is left out', '.import-item:nth-child(2)');
+    assert.deepEqual((await counts(server, 'guideline.db')).map((one) => one.sheet).sort(), ['417', '417', '9']);
+  });
+
+  it('says that a file may have been stored when no answer comes', async (t) => {
+    const {page} = await open(t, '#/', {mayFail: (text) => text.includes('ERR_')});
+    await drop(page, '.projects-table tbody tr', [{name: 'one.abs', bytes: kBar}]);
+    await seen(page, 'Import 1 file', 'dialog button');
+    await page.setRequestInterception(true);
+    page.on('request', (request) => {
+      if (request.url().includes('/import?')) request.abort('connectionreset');
+      else request.continue();
+    });
+    await click(page, 'button', 'Import 1 file');
+    await seen(page, 'It may have been stored all the same', 'dialog');
+    await seen(page, '0 of 1 file stored.', 'dialog');
   });
 
   it('shows a refusal of the server in its own words', async (t) => {
