@@ -116,9 +116,9 @@ describe('A project', () => {
     await seen(page, 'guideline.db');
     for (let i = 1; i <= 60; i += 1) await post(server, 'many.db', 'create_sheet', {name: `S-${i}`});
     await page.evaluate(() => { location.hash = '#/projects/many.db'; });
-    await seen(page, '1 to 50 of 60');
+    await seen(page, '1 to 30 of 60');
     await click(page, 'button', 'Next');
-    await seen(page, '51 to 60 of 60');
+    await seen(page, '31 to 60 of 60');
     await page.type('input[type=search]', 's-17');
     await seen(page, '1 sheet', '[role=status]');
     assert.equal((await page.$$('.sheet-row')).length, 1);

@@ -13,7 +13,7 @@ import {fixed, number} from '../../words/words';
 import {t} from './project_words';
 
 /** Sheets on a page. */
-const kPage = 50;
+const kPage = 30;
 
 interface Shown {
   title: string;
