@@ -1,5 +1,5 @@
 import type {RefObject} from 'preact';
-import {useEffect, useLayoutEffect, useState} from 'preact/hooks';
+import {useEffect, useLayoutEffect, useRef, useState} from 'preact/hooks';
 
 /** Rows above and below those that are seen, so that a small step of scrolling finds them there. */
 const kBeyond = 6;
@@ -23,11 +23,15 @@ export function useWindow(
   scroller: RefObject<HTMLElement>, head: RefObject<HTMLElement>, count: number, rowHeight: number): Window {
   const [first, setFirst] = useState(0);
   const [height, setHeight] = useState(600);
+  const measured = useRef(600);
   useLayoutEffect(() => {
     const outer = scroller.current;
     const inner = head.current;
     if (!outer || !inner) return;
-    const measure = () => setHeight(Math.max(0, outer.clientHeight - inner.offsetHeight));
+    const measure = () => {
+      measured.current = Math.max(0, outer.clientHeight - inner.offsetHeight);
+      setHeight(measured.current);
+    };
     measure();
     const observer = new ResizeObserver(measure);
     observer.observe(outer);
@@ -56,7 +60,8 @@ export function useWindow(
       const outer = scroller.current;
       if (!outer) return;
       if (row * rowHeight < outer.scrollTop) outer.scrollTop = row * rowHeight;
-      else if ((row + 1) * rowHeight > outer.scrollTop + height) outer.scrollTop = (row + 1) * rowHeight - height;
+      const end = (row + 1) * rowHeight;
+      if (end > outer.scrollTop + measured.current) outer.scrollTop = end - measured.current;
     },
   };
 }

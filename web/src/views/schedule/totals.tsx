@@ -56,7 +56,7 @@ export function TotalsText(props: {totals: Totals; withLines?: boolean; onLackin
       {props.withLines && <span><b>{number(lines)}</b> {lines === 1 ? t.line : t.lines}</span>}
       <span><b>{number(pieces)}</b> {pieces === 1 ? t.piece : t.pieces}</span>
       {metres !== null && <span><b>{fixed(metres, 1)}</b> m</span>}
-      {kilograms !== null && <span><b>{fixed(kilograms, 1)}</b> kg</span>}
+      {kilograms !== null && (lacking === 0 || lacking < lines) && <span><b>{fixed(kilograms, 1)}</b> kg</span>}
       {lacking > 0 && (props.onLacking
         ? <button type="button" class="lacks" title={t.show} onClick={props.onLacking}>{t.lacks(number(lacking))}</button>
         : <span class="lacks">{t.lacks(number(lacking))}</span>)}
