@@ -167,11 +167,13 @@ MountedReply sketches(const MountedCall& call) {
 }
 
 MountedParameter width_parameter() {
-  return {"width", "Of a drawing in millimetres, from 10 to 500; 60 if it is not given"};
+  return number_parameter("width",
+                          "Of a drawing in millimetres, from 10 to 500; 60 if it is not given");
 }
 
 MountedParameter height_parameter() {
-  return {"height", "Of a drawing in millimetres, from 10 to 500; 22 if it is not given"};
+  return number_parameter("height",
+                          "Of a drawing in millimetres, from 10 to 500; 22 if it is not given");
 }
 
 }  // namespace
@@ -202,9 +204,9 @@ MountedRoute sketch_route() {
       "Draws the shape of one bar or fabric as SVG. The line is named by the id of its row, or by "
       "its mark and the names of its sheet and revision.";
   route.parameters = {{"table", "Where the line is; rebar if it is not given", {"rebar", "fabric"}},
-                      {"id", "The id of its row"},
+                      number_parameter("id", "The id of its row"),
                       {"mark", "Its mark, alone or with prefix, suffix and submark"},
-                      {"position", "Which of several lines of the mark, from 1"},
+                      number_parameter("position", "Which of several lines of the mark, from 1"),
                       {"sheet", "With a mark, the sheet, where there are several"},
                       {"revision", "With a mark, the revision, where there are several"},
                       width_parameter(),

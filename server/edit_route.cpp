@@ -88,13 +88,14 @@ MountedRoute edit_route(std::shared_ptr<RevisionTags> tags) {
       "With If-Match nothing is done unless the revision still has that tag (412). All rows of the "
       "revision get new ids.";
   route.parameters = {
-      {"id", "The id of the bar's row", {}, true},
+      number_parameter("id", "The id of the bar's row", true),
       {"dry_run", "Whether to say what would change, and store nothing", host::on_or_off()}};
   route.request_types = {kJsonType};
   route.reply_types = {kJsonType};
   route.request_schemas = edit_schemas();
   route.reply_schemas = edited_schemas();
   route.can_create = false;
+  route.goes_by_if_match = true;
   route.check = check;
   route.run = [tags = std::move(tags)](const MountedCall& call) { return edit(call, *tags); };
   return route;

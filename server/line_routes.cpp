@@ -182,8 +182,9 @@ MountedRoute lines_route() {
   for (MountedParameter& one : revision_parameters()) route.parameters.push_back(std::move(one));
   route.parameters.push_back(
       {"fields", "Names of columns between commas, in the order of the reply; all if not given"});
-  route.parameters.push_back({"after", "What the page before has as next"});
-  route.parameters.push_back({"limit", "Lines of a page, at most 20000; 1000 if it is not given"});
+  route.parameters.push_back(number_parameter("after", "What the page before has as next"));
+  route.parameters.push_back(
+      number_parameter("limit", "Lines of a page, at most 20000; 1000 if it is not given"));
   route.reply_types = {kJsonType};
   route.reply_schemas = lines_schemas();
   route.check = [](const MountedCall& call) { page_of(call); };
@@ -201,7 +202,8 @@ MountedRoute line_route(std::shared_ptr<RevisionTags> tags) {
       "Gives one line: its record as it is stored, its columns as lines has them, and what it "
       "looks "
       "like in space. The header ETag names the present content of its revision.";
-  route.parameters = {kind_parameter(kind_names()), {"id", "The id of its row", {}, true}};
+  route.parameters = {kind_parameter(kind_names()),
+                      number_parameter("id", "The id of its row", true)};
   route.reply_types = {kJsonType};
   route.reply_schemas = line_schemas();
   route.check = [](const MountedCall& call) { id_of(call, "id"); };

@@ -60,12 +60,16 @@ std::vector<std::string> parts_of(std::string_view list) {
   return parts;
 }
 
+host::MountedParameter number_parameter(std::string name, std::string text, bool is_required) {
+  return {std::move(name), std::move(text), {}, is_required, true};
+}
+
 host::MountedParameter kind_parameter(std::vector<std::string> kinds) {
   return {"kind", "Which kind of lines", std::move(kinds), true};
 }
 
 std::vector<host::MountedParameter> revision_parameters() {
-  return {{"revision_id", "The revision, by the id of its row"},
+  return {number_parameter("revision_id", "The revision, by the id of its row"),
           {"sheet", "Or the name of its sheet, where there are several"},
           {"revision", "And its name, where there are several"}};
 }

@@ -36,6 +36,10 @@ std::int32_t read_number(const std::string& name, std::string_view text, std::in
 /// A text between commas: "a,b" is two texts, "" is one.
 std::vector<std::string> parts_of(std::string_view list);
 
+/// A parameter that `number_of` or `id_of` reads.
+host::MountedParameter number_parameter(std::string name, std::string text,
+                                        bool is_required = false);
+
 /// The parameter "kind" for one of these kinds of lines.
 host::MountedParameter kind_parameter(std::vector<std::string> kinds);
 

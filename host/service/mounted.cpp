@@ -15,13 +15,6 @@ std::string listed(const std::vector<std::string>& values) {
   return text;
 }
 
-/// Of digits alone, and no more of them than what counts rows can have.
-bool is_whole_number(const std::string& text) {
-  constexpr std::size_t kMostDigits = 18;
-  return !text.empty() && text.size() <= kMostDigits &&
-         text.find_first_not_of("0123456789") == std::string::npos;
-}
-
 }  // namespace
 
 std::vector<std::string> on_or_off() { return {"true", "false"}; }
@@ -65,9 +58,6 @@ std::map<std::string, std::string> parameters_of(const MountedRoute& route, cons
     const std::vector<std::string>& values = parameter.values;
     if (!values.empty() && std::find(values.begin(), values.end(), *value) == values.end()) {
       refuse("\"" + *value + "\"; expected " + listed(values));
-    }
-    if (parameter.is_number && !is_whole_number(*value)) {
-      refuse("\"" + *value + "\"; expected a whole number");
     }
     found.emplace(parameter.name, *value);
   }

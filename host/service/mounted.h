@@ -26,7 +26,7 @@ struct MountedParameter {
   /// All that it may be; empty where any text will do.
   std::vector<std::string> values = {};
   bool is_required = false;
-  /// A whole number from 0 on: any other text is refused.
+  /// A whole number: so the OpenAPI document says. What is none, or too large, the route refuses.
   bool is_number = false;
 };
 
@@ -83,6 +83,8 @@ struct MountedRoute {
   /// for what is not JSON, or any.
   std::vector<MountedSchema> request_schemas = {};
   std::vector<MountedSchema> reply_schemas = {};
+  /// Whether what it does depends on MountedCall::if_match.
+  bool goes_by_if_match = false;
   /// Refuses a request that cannot be served, before its project is opened or made. May be null.
   std::function<void(const MountedCall& call)> check;
   /// Whether it makes the project that it is to write to, for who asks for that by "create".

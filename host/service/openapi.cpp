@@ -275,7 +275,7 @@ void Paths::add(const MountedRoute& route) {
   }
   if (!reads) {
     if (creates(route)) described["parameters"].push_back(parameter_reference("create"));
-    described["parameters"].push_back(parameter_reference("seen"));
+    if (route.goes_by_if_match) described["parameters"].push_back(parameter_reference("seen"));
     described["requestBody"] = {
         {"required", true},
         {"content", mounted_content(route.request_types, route.request_schemas, false)}};

@@ -117,9 +117,8 @@ Json parameters() {
                                  "The ETag of the reply that the client has. If the project "
                                  "has not changed since, the answer is 304 without a body.")},
       {"seen", header_parameter("If-Match",
-                                "The state that the client has seen, as a reply named it. Where "
-                                "the operation goes by it and the state is another by now, "
-                                "the answer is 412, and nothing is done.")}};
+                                "The state that the client has seen, as a reply named it. If it is "
+                                "another by now, the answer is 412, and nothing is done.")}};
 }
 
 }  // namespace

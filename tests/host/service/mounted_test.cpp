@@ -28,8 +28,7 @@ std::vector<MountedRoute> mounted_routes() {
   print.text = "Prints.";
   print.parameters = {{"kind", "What is printed", {"sheets", "bars", "fabrics"}},
                       {"name", "Whose name", {}, true},
-                      {"wide", "All of it", host::on_or_off()},
-                      {"copies", "How many", {}, false, true}};
+                      {"wide", "All of it", host::on_or_off()}};
   print.reply_types = {"text/plain"};
   print.run = [](const MountedCall& call) {
     MountedReply reply =
@@ -110,16 +109,6 @@ TEST_F(Mounted, RoutesRefuseAValueOutsideASet) {
             "the parameter kind is \"spacers\"; expected sheets, bars or fabrics");
   EXPECT_EQ(get("print?name=x&wide=1").detail(),
             "the parameter wide is \"1\"; expected true or false");
-}
-
-TEST_F(Mounted, RoutesRefuseWhatIsNotANumber) {
-  EXPECT_EQ(get("print?name=x&copies=3").status, 200);
-  EXPECT_EQ(get("print?name=x&copies=0").status, 200);
-  for (const char* const wrong : {"", "x", "-1", "1.5", "%201", "1x", "9999999999999999999"}) {
-    EXPECT_EQ(get("print?name=x&copies=" + std::string(wrong)).status, 400) << wrong;
-  }
-  EXPECT_EQ(get("print?name=x&copies=many").detail(),
-            "the parameter copies is \"many\"; expected a whole number");
 }
 
 TEST_F(Mounted, RoutesRefuseARequestWithoutWhatTheyNeed) {

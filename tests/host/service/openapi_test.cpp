@@ -19,6 +19,8 @@ using host::MountedRoute;
 using host::MountedSchema;
 using krv::rpc4::Effect;
 using nlohmann::json;
+using ::testing::Contains;
+using ::testing::Not;
 
 constexpr const char* kJsonType = "application/json";
 constexpr const char* kBinary = "application/x-bond-compact-binary";
@@ -138,6 +140,17 @@ TEST(OpenApi, HasTheTypesOfParameters) {
   EXPECT_EQ(parameters.at(0).at("schema"), json::parse(R"({"type":"integer"})"));
   EXPECT_EQ(parameters.at(1).at("schema"), json::parse(R"({"type":"boolean"})"));
   EXPECT_EQ(parameters.at(1).at("description"), "Whether to count all. Default: false.");
+}
+
+TEST(OpenApi, TakesIfMatchWhereARouteGoesByIt) {
+  const json if_match = {{"$ref", "#/components/parameters/seen"}};
+  MountedRoute route = set_route();
+  const auto parameters = [&] {
+    return path(document(Edition::whole, {route}), "set").at("post").at("parameters");
+  };
+  EXPECT_THAT(parameters(), Not(Contains(if_match)));
+  route.goes_by_if_match = true;
+  EXPECT_THAT(parameters(), Contains(if_match));
 }
 
 TEST(OpenApi, RefusesTwoSchemasOfOneName) {
