@@ -2,7 +2,7 @@
 
 import {signal, type Signal} from '@preact/signals';
 
-import {NoAnswer, ServerError, type Query} from '../../server/call';
+import {NoAnswer, type Query} from '../../server/call';
 import type {Fault, ImportReply} from '../../server/project';
 import {sendImport} from './upload';
 
@@ -41,16 +41,6 @@ type Planned = ImportReply['revisions'][number];
 
 export function linesOf(revision: Planned): number {
   return revision.bars + revision.fabrics + revision.bar_spacers + revision.mounting_parts;
-}
-
-/** The faults that a refusal lists, one a line. */
-export function faultsOf(refusal: string): Fault[] {
-  const faults: Fault[] = [];
-  for (const text of refusal.split('\n').slice(1)) {
-    const found = /: line (\d+): (.*)$/.exec(text);
-    if (found) faults.push({line: Number(found[1]), reason: found[2] ?? ''});
-  }
-  return faults;
 }
 
 const kFresh: ItemState = {
@@ -157,10 +147,10 @@ export class Batch {
     change(item, {phase: 'checking', sent: 0});
     try {
       const trial = await this.send(item, {dry_run: true, skip_faulty: true});
-      change(item, {phase: 'checked', trial, faults: trial.left_out});
+      const isUseless = trial.revisions.length === 0 && trial.left_out.length > 0;
+      change(item, {phase: isUseless ? 'refused' : 'checked', trial, faults: trial.left_out});
     } catch (failure) {
-      const faults = failure instanceof ServerError && failure.status === 400 ? faultsOf(failure.message) : [];
-      change(item, faults.length > 0 ? {phase: 'refused', faults} : {phase: 'failed', failure});
+      change(item, {phase: 'failed', failure});
       return !(failure instanceof NoAnswer);
     }
     return true;
