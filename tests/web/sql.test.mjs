@@ -77,12 +77,19 @@ describe('The SQL view', async () => {
     assert.deepEqual(kinds, ['text', 'text none', 'text', 'number']);
   });
 
-  it('completes tables and columns of the project', async (t) => {
+  it('completes tables, views and columns of the project', async (t) => {
     const page = await openPage(t, await startBrowser(t), await startServer(t), view);
-    await (await byRole(page, 'combobox', 'Examples')).evaluate((element) => element.id);
+    // Examples are there as soon as tables and views are known.
+    await byRole(page, 'combobox', 'Examples');
     await write(page, 'select * from reb');
     await page.waitForFunction(() => document.querySelector('.editor').shadowRoot
       .querySelector('.cm-tooltip-autocomplete')?.textContent.includes('rebar'));
+    await write(page, 'select fab');
+    await page.waitForFunction(() => document.querySelector('.editor').shadowRoot
+      .querySelector('.cm-tooltip-autocomplete')?.textContent.includes('fabrics'));
+    await write(page, 'select 1 from fabrics where fabric_type_sheet');
+    await page.waitForFunction(() => document.querySelector('.editor').shadowRoot
+      .querySelector('.cm-tooltip-autocomplete')?.textContent.includes('fabric_type_sheet_mass'));
     await write(page, 'select 1 from rebar where bar_di');
     await page.waitForFunction(() => document.querySelector('.editor').shadowRoot
       .querySelector('.cm-tooltip-autocomplete')?.textContent.includes('bar_diameter'));
@@ -94,6 +101,14 @@ describe('The SQL view', async () => {
     await page.keyboard.press('Escape');
     await page.keyboard.press('Tab');
     assert.equal(await page.evaluate(() => document.activeElement.innerText), 'Run');
+  });
+
+  it('keeps marks with a point as they are', async (t) => {
+    const page = await openPage(t, await startBrowser(t), await startServer(t),
+      asking("select sheet, label from bars where label like '10.%' order by label"));
+    await seen(page, '3 rows in');
+    assert.deepEqual((await cells(page)).map((row) => row[1]), ['10.1', '10.2', '10.3']);
+    assert.match(await page.$eval('.grid-row [role="gridcell"]:last-child', (cell) => cell.className), /text/);
   });
 
   it('says why a query is refused, and where', async (t) => {
@@ -145,6 +160,7 @@ describe('The SQL view', async () => {
     await seen(page, '1 row in');
     const examples = await byRole(page, 'combobox', 'Examples');
     const titles = await examples.$$eval('option', (options) => options.map((option) => option.innerText));
+    assert.ok(titles.includes('Kilograms by steel and diameter'));
     assert.ok(titles.includes('Marks that stand more than once in a revision'));
     const queries = titles.length - 1;
     for (let i = 0; i < queries; ++i) {

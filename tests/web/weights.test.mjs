@@ -49,7 +49,7 @@ describe('Weights', async () => {
 
   it('are a chart that says its values in words and hatches each steel in its own way', async (t) => {
     const page = await openPage(t, await startBrowser(t), await startServer(t), all);
-    const chart = await byRole(page, 'img', 'Bars: kilograms');
+    const chart = await byRole(page, 'image', 'Bars: kilograms');
     const text = await chart.evaluate((svg) => svg.textContent);
     assert.match(text, /ø 12 · B500A1,207\.65 kg/);
     assert.match(text, /ø 10 · IVweight unknown, estimated 0\.82 kg/);

@@ -43,7 +43,7 @@ export function Chart(props: {title: string; rows: ChartRow[]; series: string[]}
   const percent = (value: number) => `${((100 * value) / most).toFixed(3)}%`;
   return (
     <svg class="chart" width="100%" height={props.rows.length * kRowHeight} role="img"
-      aria-labelledby={`${id}-title ${id}-desc`}>
+      aria-labelledby={`${id}-title`} aria-describedby={`${id}-desc`}>
       <title id={`${id}-title`}>{props.title}</title>
       <desc id={`${id}-desc`}>{t.desc}</desc>
       <defs>

@@ -3,7 +3,8 @@
 import type {Cell} from '../../server/project';
 import type {QueryReply} from '../../server/query';
 
-const kNumber = /^-?(0|[1-9]\d*)(\.\d+)?(e[+-]?\d+)?$/i;
+/** As SQLite writes numbers: "10.10" is the text of a mark. */
+const kNumber = /^-?(0|[1-9]\d*)(\.(0|\d*[1-9]))?(e[+-]?\d+)?$/i;
 
 function reads(cell: Cell): boolean {
   if (typeof cell !== 'string') return true;

@@ -18,6 +18,8 @@ export interface Schema {
 /** Views come with the connection on some servers and from the file on others. */
 const kCatalogues = ['sqlite_master', 'sqlite_temp_master'];
 const kMostRelations = 100;
+/** Computed columns of views have no type that would say so. */
+const kTextsOfViews = ['sheet', 'revision', 'label', 'steel', 'material', 'fabric_type', 'type_name', 'custom_text', 'name'];
 
 function quoted(name: string): string {
   return `"${name.replaceAll('"', '""')}"`;
@@ -36,15 +38,15 @@ async function entriesIn(file: string, catalogue: string, signal: AbortSignal): 
     ({name: String(name), isView: type === 'view', sql: String(sql ?? '')}));
 }
 
-/** The parts of a text between commas that are in no brackets and no quotes. */
+/** The parts of a text between commas, each without what is in brackets. Quoted names stay whole. */
 function parts(text: string): string[] {
   const found = [''];
   let depth = 0;
   for (const [piece] of text.matchAll(/'(?:[^']|'')*'|"(?:[^"]|"")*"|`[^`]*`|\[[^\]]*\]|[\s\S]/g)) {
-    if (piece === '(') ++depth;
     if (piece === ')') --depth;
     if (piece === ',' && depth === 0) found.push('');
-    else found[found.length - 1] += piece;
+    else if (depth === 0) found[found.length - 1] += piece;
+    if (piece === '(') ++depth;
   }
   return found.map((part) => part.trim());
 }
@@ -60,18 +62,32 @@ export function columnsOf(sql: string): {name: string; isText: boolean}[] {
   });
 }
 
+/** Of "CREATE VIEW v AS SELECT a AS b, … FROM …" the names after AS; none if a column has none. */
+export function columnsOfView(sql: string): string[] {
+  const names: string[] = [];
+  for (const part of parts(sql.replace(/^[\s\S]*?\bas\s+select\b/i, ''))) {
+    const match = /\bas\s+"?(\w+)"?\s*(\bfrom\b|$)/i.exec(part);
+    if (!match) return [];
+    names.push(match[1] ?? '');
+    if (match[2]) break;
+  }
+  return names;
+}
+
 /** What cannot be read is left out: completion is an aid, and no reason to fail. */
 export async function readSchema(file: string, signal: AbortSignal): Promise<Schema> {
   const found = await Promise.all(kCatalogues.map((one) => entriesIn(file, one, signal).catch(() => [])));
   const entries = found.flat().slice(0, kMostRelations);
-  const texts = new Set<string>();
+  const texts = new Set(kTextsOfViews);
   const relations = await Promise.all(entries.map(async ({name, isView, sql}): Promise<Relation> => {
     if (!isView) {
-      // Not by a query: one of a table with a column of truth values is refused.
       const columns = columnsOf(sql);
       for (const column of columns) if (column.isText) texts.add(column.name);
       return {name, isView, columns: columns.map((column) => column.name)};
     }
+    // By its text first: the query is refused where a view has a column of truth values.
+    const columns = columnsOfView(sql);
+    if (columns.length > 0) return {name, isView, columns};
     try {
       const {columns} = await runQuery(file, `select * from ${quoted(name)} limit 0`, signal);
       return {name, isView, columns: columns.map((column) => column.name)};
