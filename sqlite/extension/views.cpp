@@ -46,7 +46,10 @@ class Select {
     for (const auto& column : table.columns()) {
       const bool is_left_out = column.name == "raw" || std::find(without.begin(), without.end(),
                                                                  column.name) != without.end();
-      if (!is_left_out) add(alias + "." + column.name, prefix + column.name);
+      if (is_left_out) continue;
+      // The store's own queries give no column that is declared a truth value.
+      const bool is_truth_value = column.type.starts_with("BOOLEAN");
+      add(alias + "." + column.name + (is_truth_value ? " + 0" : ""), prefix + column.name);
     }
     return *this;
   }

@@ -47,6 +47,14 @@ TEST_F(ServedViews, AreThereForEachQuery) {
   }
 }
 
+TEST_F(ServedViews, HaveNoColumnThatTheStoreCannotGive) {
+  for (const std::string view :
+       {"bars", "fabrics", "bar_spacers", "mounting_parts", "sheets", "revisions"}) {
+    const test::Outcome found = query("select * from " + view);
+    EXPECT_EQ(found.exit_code, 0) << found.err;
+  }
+}
+
 TEST_F(ServedViews, HaveTheirFunctions) {
   const test::Outcome found = query(
       "select json_extract(korvane_json('Rebar', raw), '$.mark') as mark from rebar "
