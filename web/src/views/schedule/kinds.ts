@@ -16,13 +16,13 @@ interface KindColumns {
 
 export const kindColumns: Record<Kind, KindColumns> = {
   bars: {
-    shown: ['label', 'total_bars', 'bar_diameter', 'length', 'shape_code', 'legs', 'steel', 'mass', 'start_hook', 'end_hook',
+    shown: ['label', 'total_bars', 'bar_diameter', 'length', 'steel', 'mass', 'shape_code', 'legs', 'start_hook', 'end_hook',
       'start_treatment', 'end_treatment', 'member', 'comment'],
     pieces: 'total_bars', lengths: {name: 'total_length', isOfOne: false}, mass: 'mass',
     groups: ['bar_diameter', 'steel', 'member', 'shape_code', 'legs'], hasSketch: true,
   },
   fabrics: {
-    shown: ['label', 'total_fabrics', 'type_name', 'length', 'width', 'shape_code', 'legs', 'steel', 'mass', 'member', 'comment'],
+    shown: ['label', 'total_fabrics', 'type_name', 'length', 'width', 'steel', 'mass', 'shape_code', 'legs', 'member', 'comment'],
     pieces: 'total_fabrics', mass: 'mass', groups: ['type_name', 'steel', 'member', 'shape_code'], hasSketch: true,
   },
   bar_spacers: {
