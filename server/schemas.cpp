@@ -61,8 +61,12 @@ Json sketch() {
 }
 
 Json shape() {
-  const Json point = {
-      {"type", "array"}, {"items", {{"type", "number"}}}, {"minItems", 3}, {"maxItems", 3}};
+  const Json coordinate = {{"type", "number"}};
+  const Json point = {{"type", "array"},
+                      {"prefixItems", {coordinate, coordinate, coordinate}},
+                      {"items", false},
+                      {"minItems", 3},
+                      {"maxItems", 3}};
   return object(
       "What a line looks like in space.",
       {{"kind",

@@ -40,10 +40,12 @@ test('/openapi.json', async (t) => {
     const byAddress = byId.filter((entry) => entry.includes('{service_id}'))
       .map((entry) => entry.replace('{service_id}', 'projects/{file}'));
     assert.equal(byAddress.length, 41);
-    const schedules = ['bending-list GET,HEAD', 'compare GET,HEAD', 'export GET,HEAD', 'import POST',
-      'sketch GET,HEAD', 'totals GET,HEAD']
+    const schedules = ['bending-list GET,HEAD', 'compare GET,HEAD', 'contents GET,HEAD', 'edit POST',
+      'export GET,HEAD', 'import POST', 'line GET,HEAD', 'lines GET,HEAD', 'sketch GET,HEAD',
+      'sketches GET,HEAD', 'totals GET,HEAD']
       .map((entry) => `/v1/projects/{file}/${entry}`);
-    const served = [...byId, ...byAddress, ...schedules, '/v1/projects GET,HEAD'];
+    const served = [...byId, ...byAddress, ...schedules, '/v1/projects GET,HEAD',
+      '/v1/access GET,HEAD'];
     const methods = ({get, post}) => [...get ? ['GET', 'HEAD'] : [], ...post ? ['POST'] : []];
     const described = Object.entries(document.paths)
       .map(([path, item]) => `${path} ${methods(item).join()}`);
