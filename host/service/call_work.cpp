@@ -2,7 +2,6 @@
 #include <chrono>
 #include <exception>
 #include <functional>
-#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -18,6 +17,7 @@
 #include "host/service/failure.h"
 #include "host/service/reply_body.h"
 #include "host/service/reply_tag.h"
+#include "host/service/sql_limits.h"
 #include "host/text/shortened.h"
 #include "platform/rpc4/directory.h"
 
@@ -55,26 +55,6 @@ bool is_of_request(const std::exception_ptr& failure) {
     throw HttpFault(413, "the request becomes more than " + limit + " bytes in memory");
   }
   throw HttpFault(422, "a call may have " + limit + " bytes of memory: it was stopped");
-}
-
-/// A link can be made and followed by anyone, so that a GET never writes, whoever sends it.
-bool is_fenced_query(const Call& call) {
-  return call.operation().effect == Effect::queries &&
-         (call.is_get() || call.client().scopes.count(Scope::sql) == 0);
-}
-
-SqlFenceLimits sql_limits(const Call& call) {
-  const CallLimits& all = call.room().limits;
-  const Effect effect = call.operation().effect;
-  SqlFenceLimits limits = is_fenced_query(call) ? all.query : all.call;
-  if (effect == Effect::queries) limits.statements = 1;
-  if (is_fenced_query(call)) return limits;
-  if (effect == Effect::queries && !all.is_sql_unfenced) limits.access = SqlAccess::changes;
-  // These read no more than their request asks for.
-  if (effect == Effect::writes) {
-    limits.rows = limits.bytes = std::numeric_limits<std::int64_t>::max();
-  }
-  return limits;
 }
 
 /// The work on one call, with its memory counted. Request and reply are records from the moment
@@ -150,6 +130,8 @@ class CallWork {
   std::unique_ptr<Reply> run_within(const std::string& service_id, const SqlFenceLimits& limits,
                                     const Work& work);
   HttpReply answered(std::unique_ptr<Reply> result);
+  /// From now on a reply counts among the replies, as long as it is on its way.
+  void hold(HttpReply& reply, std::uint64_t bytes) const;
   void fill_body(HttpReply& reply, std::unique_ptr<Reply> result) const;
 
   const Call& call_;
@@ -220,12 +202,10 @@ HttpReply CallWork::delivered(MountedReply result) {
     reply.fields.emplace_back("Content-Disposition",
                               "attachment; filename=\"" + result.file_name + "\"");
   }
-  // It counts among the replies as long as it is on its way.
   reply.streamed_bytes = result.body.size();
-  auto holding = std::make_shared<MemoryPool::Holding>(room_.replies, call_.client().name);
-  holding->resize(std::max(reply.streamed_bytes, memory_.live()));
   const auto body = std::make_shared<const std::string>(std::move(result.body));
-  reply.stream_body = [holding, body](const HttpReply::Write& write) { write(*body); };
+  reply.stream_body = [body](const HttpReply::Write& write) { write(*body); };
+  hold(reply, reply.streamed_bytes);
   return reply;
 }
 
@@ -368,15 +348,16 @@ HttpReply CallWork::answered(std::unique_ptr<Reply> result) {
     fill_body(reply, std::move(result));
   });
   if (!reply.stream_body) return reply;
-  // From here on it counts among the replies, as long as it is on its way: as its bytes, or as the
-  // record that JSON is written from.
-  const bool is_json = call_.reply_form() == Representation::json;
-  const std::uint64_t held = is_json ? 0 : reply.streamed_bytes;
+  // As its bytes, or as the record that JSON is written from.
+  hold(reply, call_.reply_form() == Representation::json ? 0 : reply.streamed_bytes);
+  return reply;
+}
+
+void CallWork::hold(HttpReply& reply, std::uint64_t bytes) const {
   auto holding = std::make_shared<MemoryPool::Holding>(room_.replies, call_.client().name);
-  holding->resize(std::max(held, memory_.live()));
+  holding->resize(std::max(bytes, memory_.live()));
   reply.stream_body = [holding, write_body = std::move(reply.stream_body)](
                           const HttpReply::Write& write) { write_body(write); };
-  return reply;
 }
 
 void CallWork::fill_body(HttpReply& reply, std::unique_ptr<Reply> result) const {

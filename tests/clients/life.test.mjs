@@ -87,8 +87,15 @@ test('it greets with its folder and address', async (t) => {
   const root = temporaryFolder(t);
   const server = await Server.start(t, root);
   await server.stop();
-  assert.match(server.output, /^korvane serves \S+ at \S+\nup to \d+ projects open at a time\n$/);
+  assert.match(server.output,
+    /^korvane serves \S+ at \S+\nup to \d+ projects open at a time\nopen http:\S+\/ in a browser\n$/);
   assert.ok(server.output.startsWith(`korvane serves ${root} at ${server.url}\n`));
+});
+
+test('it says nothing of a page that it does not have', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--page', '');
+  await server.stop();
+  assert.doesNotMatch(server.output, /browser/);
 });
 
 test('it greets with lines to try on a project that is there, and they work', async (t) => {
