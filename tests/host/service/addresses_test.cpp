@@ -299,8 +299,9 @@ TEST_F(Addresses, StandFirstInOpenApi) {
   std::vector<std::string> paths;
   const auto document = nlohmann::ordered_json::parse(client().get("/openapi.json").body);
   for (const auto& [path, item] : document.at("paths").items()) paths.push_back(path);
-  EXPECT_EQ(paths.at(0), "/v1/projects");
-  EXPECT_EQ(paths.at(1), "/v1/projects/{file}/clear");
+  paths.resize(3);
+  EXPECT_THAT(paths,
+              ::testing::ElementsAre("/v1/access", "/v1/projects", "/v1/projects/{file}/clear"));
   const auto& write = document.at("paths").at("/v1/projects/{file}/create_sheet").at("post");
   EXPECT_EQ(write.at("operationId"), "Project_Service.create_sheet");
   EXPECT_EQ(write.at("parameters").at(0).at("$ref"), "#/components/parameters/create");
