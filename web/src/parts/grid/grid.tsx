@@ -139,14 +139,13 @@ interface Drawing {
   summary: GridProps['summary'];
 }
 
-/** The rows that are to be in the page, each in the element of its slot, which is used again for the row that comes
- * after all of them; and the row that the keys move from, wherever it is. */
+/** The rows that are to be in the page, each in the element of its slot; and the row that the keys move from, wherever
+ * it is. */
 function drawn(drawing: Drawing) {
   const {shown, columns, rows, rowHeight, hasBoxes, closed, view, active, picks} = drawing;
   const {position, column} = active;
-  const rowOf = (at: number) => {
+  const rowOf = (at: number, key: number | string) => {
     const entry = shown.list[at]!;
-    const key = at >= view.from && at < view.to ? at % view.slots : 'active';
     if (entry < 0) {
       const group = shown.groups![-1 - entry]!;
       return <GroupRow key={`g${key}`} position={at} group={group} column={shown.groupColumn!} isOpen={!closed.has(group.value)}
@@ -156,10 +155,10 @@ function drawn(drawing: Drawing) {
       isSelected={picks.selection.has(entry)} isCurrent={entry === picks.current} hasBoxes={hasBoxes}
       activeColumn={at === position ? column : -1} />;
   };
-  const elements = [];
-  for (let at = view.from; at < view.to; ++at) elements.push(rowOf(at));
-  if (position >= 0 && (position < view.from || position >= view.to)) elements.push(rowOf(position));
-  return elements;
+  const elements: ReturnType<typeof rowOf>[] = [];
+  for (let at = view.from; at < view.to; ++at) elements[view.slotOf(at)] = rowOf(at, view.slotOf(at));
+  const isAway = position >= 0 && (position < view.from || position >= view.to);
+  return [...elements.filter(Boolean), ...(isAway ? [rowOf(position, 'active')] : [])];
 }
 
 function Foot(props: {shown: number; all: number; selected: number; onClear?: () => void; children: ComponentChildren}) {

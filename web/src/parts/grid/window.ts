@@ -1,6 +1,9 @@
 import type {RefObject} from 'preact';
 import {useEffect, useLayoutEffect, useRef, useState} from 'preact/hooks';
 
+/** In milliseconds: one has stopped scrolling. */
+const kPause = 200;
+
 /** Rows above and below those that are seen, so that a small step of scrolling finds them there. */
 const kBeyond = 6;
 
@@ -8,8 +11,8 @@ export interface Window {
   from: number;
   /** After the last. */
   to: number;
-  /** How many rows are in the page at most: row i stands in the element i % slots. */
-  slots: number;
+  /** The place among the elements in which a row stands, until it is no longer in the page. */
+  slotOf: (row: number) => number;
   /** The first row that is seen, and how many are. */
   first: number;
   seen: number;
@@ -24,6 +27,8 @@ export function useWindow(
   const [first, setFirst] = useState(0);
   const [height, setHeight] = useState(600);
   const measured = useRef(600);
+  const [base, setBase] = useState(0);
+  const from = useRef(0);
   useLayoutEffect(() => {
     const outer = scroller.current;
     const inner = head.current;
@@ -41,19 +46,31 @@ export function useWindow(
   useEffect(() => {
     const outer = scroller.current;
     if (!outer) return;
-    const scrolled = () => setFirst(Math.max(0, Math.floor(outer.scrollTop / rowHeight)));
+    let pause: ReturnType<typeof setTimeout>;
+    const scrolled = () => {
+      setFirst(Math.max(0, Math.floor(outer.scrollTop / rowHeight)));
+      clearTimeout(pause);
+      pause = setTimeout(() => setBase(from.current), kPause);
+    };
     scrolled();
     outer.addEventListener('scroll', scrolled, {passive: true});
-    return () => outer.removeEventListener('scroll', scrolled);
+    return () => {
+      clearTimeout(pause);
+      outer.removeEventListener('scroll', scrolled);
+    };
   }, [rowHeight]);
 
   const seen = Math.ceil(height / rowHeight) + 1;
   const slots = seen + 2 * kBeyond;
   const start = Math.max(0, Math.min(first, count - seen));
+  from.current = Math.max(0, start - kBeyond);
   return {
-    from: Math.max(0, start - kBeyond),
+    from: from.current,
     to: Math.min(count, start + seen + kBeyond),
-    slots,
+    // While one scrolls, an element is used again for the row that comes after all others and stays where it is
+    // among the elements: moving it would cost more than a frame has. When one has stopped, they stand in the
+    // order of the rows again, in which they are read out.
+    slotOf: (row) => (((row - base) % slots) + slots) % slots,
     first: start,
     seen: Math.min(seen, count - start),
     reveal: (row) => {

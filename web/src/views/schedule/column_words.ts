@@ -1,5 +1,6 @@
 // What people call the columns of lines. The server's titles are English; German is here, by name.
 
+import {fieldWords} from '../../parts/field_words';
 import type {Column} from '../../server/project';
 import {language} from '../../words/words';
 
@@ -22,9 +23,18 @@ const german: Record<string, string> = {
   keynote: 'Kennziffer', url: 'Webadresse',
 };
 
+/** Fields of a record that is part of the line: "start_hook_length". */
+const parts: Record<string, string> = {
+  start_hook: 'Haken am Anfang', end_hook: 'Haken am Ende', start_treatment: 'Behandlung am Anfang',
+  end_treatment: 'Behandlung am Ende', list_fabric: 'Listenmatte',
+};
+
 export function titleOf(column: Pick<Column, 'name' | 'title'>): string {
   if (language !== 'de') return column.title;
   const letter = /^([a-fr])(_rounded)?$/.exec(column.name);
   if (letter) return letter[1]!.toUpperCase() + (letter[2] ? ' gerundet' : '');
-  return Object.hasOwn(german, column.name) ? german[column.name]! : column.title;
+  if (Object.hasOwn(german, column.name)) return german[column.name]!;
+  const part = Object.keys(parts).find((name) => column.name.startsWith(name + '_'));
+  const field = part === undefined ? '' : column.name.slice(part.length + 1);
+  return part !== undefined && Object.hasOwn(fieldWords, field) ? `${parts[part]}, ${fieldWords[field]}` : column.title;
 }
