@@ -1,5 +1,6 @@
 #include "server/edit_route.h"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <utility>
@@ -11,6 +12,7 @@
 #include "host/http/message.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/edit.h"
+#include "schedule/query.h"
 #include "server/json_object.h"
 #include "server/mounted_project.h"
 #include "server/schemas.h"
@@ -46,6 +48,11 @@ std::vector<schedule::Assignment> assignments_in(const MountedCall& call) {
   return assignments;
 }
 
+bool has_bar(Project_Service& project, std::int32_t id) {
+  return !schedule::query(project, "select 1 from rebar where id = " + std::to_string(id))
+              .rows.empty();
+}
+
 MountedReply edit(const MountedCall& call, RevisionTags& tags) {
   Project_Service& project = project_of(call);
   const auto require_tag = [&](const schedule::RevisionEntry& revision) {
@@ -54,8 +61,16 @@ MountedReply edit(const MountedCall& call, RevisionTags& tags) {
     if (matches(*call.if_match, tag)) return;
     throw host::HttpFault(412, "the revision has changed since: its tag is " + tag + " now");
   };
-  const schedule::EditedBar edited =
-      edit_bar(project, id_of(call, "id"), assignments_in(call), call.has("dry_run"), require_tag);
+  const schedule::EditedBar edited = [&] {
+    try {
+      return edit_bar(project, id_of(call, "id"), assignments_in(call), call.has("dry_run"),
+                      require_tag);
+    } catch (const krv::rpc4::NotFound& failure) {
+      // Another's edit gave the row another id: what the client has seen is not there any more.
+      if (!call.if_match || has_bar(project, id_of(call, "id"))) throw;
+      throw host::HttpFault(412, std::string("the revision has changed since: ") + failure.what());
+    }
+  }();
   const std::string tag = tags.tag_of(project, edited.revision);
   JsonArray changes;
   for (const schedule::FieldDifference& change : edited.changes) {

@@ -106,6 +106,20 @@ TEST_F(EditRoute, DoesNothingIfTheRevisionHasChangedSince) {
   EXPECT_EQ(stored(), before);
 }
 
+TEST_F(EditRoute, SaysThatTheRevisionHasChangedWhereTheRowHasAnotherIdSince) {
+  const std::string seen = tag(3);
+  ASSERT_EQ(edit(3, {{"comment", "theirs"}}).status, 200);
+  const HttpAnswer refused = edit(3, {{"comment", "mine"}}, seen);
+  EXPECT_EQ(refused.status, 412);
+  EXPECT_EQ(refused.detail(),
+            "the revision has changed since: no bar with the id 3 in this project");
+  EXPECT_EQ(edit(3, {{"comment", "mine"}}).status, 404);
+}
+
+TEST_F(EditRoute, SaysWhatIsNotThereOfWhatItIsToTakeThoughTheTagHolds) {
+  EXPECT_EQ(edit(1, {{"steel", "none"}}, tag()).status, 404);
+}
+
 TEST_F(EditRoute, SeesWhatAnotherProgramHasWritten) {
   const std::string seen = tag();
   PlainConnection(server_.file("a.db"), PlainConnection::Mode::kWrite)

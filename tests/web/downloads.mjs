@@ -1,6 +1,6 @@
 // Files that a page gives to the person.
 
-import {readdirSync, readFileSync} from 'node:fs';
+import {readdirSync, readFileSync, statSync} from 'node:fs';
 import {join} from 'node:path';
 
 import {temporaryFolder, until} from '../clients/server.mjs';
@@ -14,7 +14,9 @@ export async function downloads(context, page) {
   return {
     /** Waits for the file and gives its bytes. */
     async named(name) {
-      await until(() => readdirSync(folder).includes(name), `a download ${name}`);
+      // It has its name a moment before it has its content.
+      const isThere = () => readdirSync(folder).includes(name) && statSync(join(folder, name)).size > 0;
+      await until(isThere, `a download ${name}`);
       return readFileSync(join(folder, name));
     },
   };
