@@ -4,6 +4,7 @@
 #include <random>
 
 #include "platform/rpc4/directory.h"
+#include "schedule/drawing/print_bending_list.h"
 #include "schedule/query.h"
 
 namespace korvane::server {
@@ -28,6 +29,12 @@ const std::string& process_text() {
   return text;
 }
 
+/// "20261122" of "2026-11-22".
+std::string digits_of(std::string text) {
+  std::erase(text, '-');
+  return text;
+}
+
 /// Which service it is of all that this process has had.
 std::uint64_t serial_of(const Project_Service& project) {
   for (const krv::rpc4::LiveService& live : krv::rpc4::live_services()) {
@@ -37,15 +44,15 @@ std::uint64_t serial_of(const Project_Service& project) {
 }
 
 std::string state_text(Project_Service& project, std::uint64_t serial) {
-  // The connection counts its own changes, those of others and those of the schema.
-  const auto rows =
-      schedule::query(project,
-                      "select (select data_version from pragma_data_version) || '.' ||"
-                      " (select schema_version from pragma_schema_version) || '.' ||"
-                      " total_changes()")
-          .rows;
-  return process_text() + '.' + std::to_string(serial) + '.' +
-         rows.at(0).at(0).value_string.value();
+  std::string text = process_text() + '.' + std::to_string(serial);
+  // The connection counts the changes of others, those of the schema and its own. The pragmas are
+  // statements: a file may have tables with the names of their table-valued functions.
+  for (const char* const count :
+       {"pragma data_version", "pragma schema_version", "select total_changes()"}) {
+    const auto rows = schedule::query(project, count).rows;
+    text += '.' + std::to_string(schedule::integer_in(rows.at(0).at(0)));
+  }
+  return text;
 }
 
 }  // namespace
@@ -56,7 +63,8 @@ std::string project_state(Project_Service& project) {
 
 std::string state_of(const krv::rpc4::LiveService& project) {
   if (project.definition != &Project_Service::definition()) return {};
-  return state_text(*static_cast<Project_Service*>(project.service), project.serial);
+  return state_text(*static_cast<Project_Service*>(project.service), project.serial) + '.' +
+         digits_of(schedule::drawing::today());
 }
 
 }  // namespace korvane::server

@@ -13,11 +13,13 @@ namespace korvane::server {
 
 /// A text that is another one after every change of what the project has stored, whoever made it: a
 /// call, or another program on the same file. It is another one, too, after changes that were taken
-/// back, and whenever the project is opened anew. Costs one statement that reads no table. Throws
+/// back, and whenever the project is opened anew. Costs three statements that read no table, and
+/// no table or view of the file stands in their way. Throws
 /// what `query_table` throws.
 std::string project_state(model::cad::Project_Service& project);
 
-/// The same of a service, for host::Mounted::state_of; empty for one of another kind.
+/// The same of a service, for host::Mounted::state_of, and another text every day: lists bear the
+/// date. Empty for a service of another kind.
 std::string state_of(const krv::rpc4::LiveService& project);
 
 /// Values that were found in projects, each for as long as nothing changes there; at most some
@@ -46,8 +48,9 @@ class FoundValues {
 
   void keep(const std::string& place, const Value& value) {
     const std::lock_guard lock(mutex_);
-    values_.insert_or_assign(place, std::pair(++last_, value));
-    places_[last_] = place;
+    // What has no place among these could never go: the memory of a call may end anywhere here.
+    places_[++last_] = place;
+    values_.insert_or_assign(place, std::pair(last_, value));
     if (places_.size() <= kMost) return;
     const auto oldest = places_.begin();
     const auto found = values_.find(oldest->second);

@@ -128,6 +128,15 @@ TEST_F(EditRoute, SeesWhatAnotherProgramHasWritten) {
   EXPECT_EQ(edit(1, {{"comment", "mine"}}, tag()).status, 200);
 }
 
+TEST_F(EditRoute, IsNotDeceivedByATableNamedLikeAFunctionOfAPragma) {
+  PlainConnection other(server_.file("a.db"), PlainConnection::Mode::kWrite);
+  other.run("create table pragma_data_version (data_version)");
+  other.run("insert into pragma_data_version values (1)");
+  const std::string seen = tag();
+  other.run("update rebar set raw = (select raw from rebar where id = 3) where id = 2");
+  EXPECT_EQ(edit(1, {{"comment", "mine"}}, seen, "&dry_run=true").status, 412);
+}
+
 TEST_F(EditRoute, SeesWhatWasWrittenWhileTheProjectWasClosed) {
   const std::string seen = tag();
   ASSERT_TRUE(server_.reload());

@@ -1,0 +1,58 @@
+// What is found out about a project: the state that replies are named after.
+
+#include "server/project_state.h"
+
+#include <string>
+
+#include "schedule/drawing/print_bending_list.h"
+#include "tests/server/schedule_server.h"
+#include "tests/support/plain_sqlite.h"
+
+namespace korvane::test {
+namespace {
+
+using ::testing::HasSubstr;
+
+host::Mounted routes_with_states() {
+  host::Mounted mounted = server::project_routes();
+  mounted.state_of = server::state_of;
+  return mounted;
+}
+
+class ProjectState : public ::testing::Test {
+ protected:
+  ProjectState() {
+    EXPECT_EQ(
+        client_
+            .send("POST", "/v1/projects/a.db/import?create=true",
+                  text_of(KORVANE_EXAMPLES "/guideline.abs"), {{"Content-Type", "text/plain"}})
+            .status,
+        200);
+  }
+
+  HttpAnswer get(const std::string& target, const HttpFields& fields = {}) {
+    return client_.get("/v1/projects/a.db/" + target, fields);
+  }
+
+  TestServer server_{{}, std::nullopt, {}, routes_with_states()};
+  HttpClient client_ = server_.client();
+};
+
+TEST_F(ProjectState, IsAnotherAfterAnotherProgramHasWrittenWhateverTheFileHas) {
+  PlainConnection other(server_.file("a.db"), PlainConnection::Mode::kWrite);
+  other.run("create table pragma_data_version (data_version)");
+  other.run("insert into pragma_data_version values (1)");
+  const std::string seen = get("lines?kind=bars&revision_id=1").fields.at("etag");
+  EXPECT_EQ(get("lines?kind=bars&revision_id=1", {{"If-None-Match", seen}}).status, 304);
+  other.run("update rebar set raw = (select raw from rebar where id = 3) where id = 2");
+  EXPECT_EQ(get("lines?kind=bars&revision_id=1", {{"If-None-Match", seen}}).status, 200);
+}
+
+TEST_F(ProjectState, IsOfTheDayThatListsBear) {
+  std::string day = schedule::drawing::today();
+  std::erase(day, '-');
+  EXPECT_THAT(get("bending-list?format=html").fields.at("etag"), HasSubstr("." + day + "\""));
+}
+
+}  // namespace
+}  // namespace korvane::test
