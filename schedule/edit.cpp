@@ -169,9 +169,9 @@ bool is_same(Rebar a, const Rebar& b) {
 EditedBar edit_at(Project_Service& project, const Structure& structure,
                   const RevisionEntry& revision, Content& content, std::size_t position,
                   const std::vector<Assignment>& assignments, bool is_trial,
-                  const RevisionCheck& check) {
+                  const RevisionCheck& check, const std::function<void()>& step) {
   Rebar& bar = content.bars[position];
-  EditedBar result{bar, edited(bar, assignments, structure), {}, 0, revision};
+  EditedBar result{bar, edited(bar, assignments, structure, step), {}, 0, revision};
   result.changes = changes_of(structure, result.before, result.after);
   if (!is_trial && result.after != result.before) {
     bar = result.after;
@@ -204,10 +204,11 @@ Assignment parse_assignment(const std::string& text) {
 }
 
 Rebar edited(const Rebar& bar, const std::vector<Assignment>& assignments,
-             const Structure& structure) {
+             const Structure& structure, const std::function<void()>& step) {
   Rebar result = bar;
   std::set<std::string> assigned;
   for (const Assignment& assignment : assignments) {
+    if (step) step();
     for (const char* const fixed : {"id", "rev_id", "sheet_id"}) {
       if (assignment.field == fixed) {
         throw BadRequest(assignment.field + " cannot be edited: the store sets it");
@@ -251,12 +252,12 @@ EditedBar edit_bar(Project_Service& project, const Selection& selection, const s
     throw BadRequest(std::to_string(found.size()) + " bars have the mark " + where);
   }
   return edit_at(project, structure, *selected.revision, content, found[0], assignments, is_trial,
-                 {});
+                 {}, {});
 }
 
 EditedBar edit_bar(Project_Service& project, std::int32_t id,
                    const std::vector<Assignment>& assignments, bool is_trial,
-                   const RevisionCheck& check) {
+                   const RevisionCheck& check, const std::function<void()>& step) {
   Structure structure = read_structure(project);
   const FoundLine<Rebar> found = find_line<Rebar>(project, structure, id);
   const std::int32_t revision_id = found.selected.revision->record.id;
@@ -274,7 +275,8 @@ EditedBar edit_bar(Project_Service& project, std::int32_t id,
     throw BadRequest("the bar with the id " + std::to_string(id) +
                      " is being changed by another program");
   }
-  return edit_at(project, structure, revision, content, position, assignments, is_trial, check);
+  return edit_at(project, structure, revision, content, position, assignments, is_trial, check,
+                 step);
 }
 
 }  // namespace korvane::schedule

@@ -33,8 +33,11 @@ Assignment parse_assignment(const std::string& text);
 /// Throws krv::rpc4::BadRequest for a field that there is not or that cannot be edited (`id`,
 /// `rev_id`, `sheet_id`) and for a value that is not of the field's type, and krv::rpc4::NotFound
 /// "no material \"<name>\" in this project".
+///
+/// Each assignment costs a reading of the whole bar: `step`, which may be empty, is called before each,
+/// and what it throws passes.
 model::cad::Rebar edited(const model::cad::Rebar& bar, const std::vector<Assignment>& assignments,
-                         const Structure& structure);
+                         const Structure& structure, const std::function<void()>& step = {});
 
 struct EditedBar {
   model::cad::Rebar before;
@@ -60,10 +63,10 @@ using RevisionCheck = std::function<void(const RevisionEntry& revision)>;
 
 /// The same for the bar whose row has that id. `check` is asked what it thinks of the content that the
 /// edit starts from, and again just before that is replaced; what it throws passes, and nothing has
-/// changed. Throws as above, krv::rpc4::NotFound "no bar with the id 7 in this project", and
+/// changed. `step` is that of `edited`. Throws as above, krv::rpc4::NotFound "no bar with the id 7 in this project", and
 /// krv::rpc4::BadRequest "the bar with the id 7 is being changed by another program".
 EditedBar edit_bar(model::cad::Project_Service& project, std::int32_t id,
                    const std::vector<Assignment>& assignments, bool is_trial,
-                   const RevisionCheck& check = {});
+                   const RevisionCheck& check = {}, const std::function<void()>& step = {});
 
 }  // namespace korvane::schedule

@@ -64,7 +64,7 @@ MountedReply edit(const MountedCall& call, RevisionTags& tags) {
   const schedule::EditedBar edited = [&] {
     try {
       return edit_bar(project, id_of(call, "id"), assignments_in(call), call.has("dry_run"),
-                      require_tag);
+                      require_tag, call.require_time);
     } catch (const krv::rpc4::NotFound& failure) {
       // Another's edit gave the row another id: what the client has seen is not there any more.
       if (!call.if_match || has_bar(project, id_of(call, "id"))) throw;

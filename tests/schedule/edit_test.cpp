@@ -209,6 +209,20 @@ TEST_F(EditBar, FindsABarByItsRowAndSaysWhereItIsNow) {
               ThrowsMessage<NotFound>("no bar with the id 99 in this project"));
 }
 
+TEST_F(EditBar, CanBeEndedBeforeEachAssignment) {
+  struct TooLong {};
+  const auto before = all_of("rebar");
+  const std::vector<Assignment> assignments = {parse_assignment("comment=x"),
+                                               parse_assignment("comment_2=y")};
+  int steps = 0;
+  const auto step = [&] {
+    if (++steps == 2) throw TooLong();
+  };
+  EXPECT_THROW(edit_bar(project(), 2, assignments, /*is_trial=*/false, {}, step), TooLong);
+  EXPECT_EQ(steps, 2);
+  EXPECT_EQ(all_of("rebar"), before);
+}
+
 TEST_F(EditBar, ChangesNothingWheneverItsCheckRefuses) {
   struct Refused {};
   const auto before = all_of("rebar");
