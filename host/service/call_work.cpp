@@ -305,12 +305,23 @@ std::unique_ptr<Reply> CallWork::run_within(const std::string& service_id,
   if (!service) throw HttpFault(404, "no service " + service_id);
   lines_ = {};
   const LineCollector collector(lines_);
+  SqlFenceLimits of_query = limits;
+  SqlFenceLimits of_surroundings = room_.limits.call;
   std::optional<QuerySurroundings> surroundings;
   if (call_.operation().effect == Effect::queries && service_id != room_.manager) {
-    surroundings.emplace(room_.limits.around_query, room_.limits.call, memory_, *service,
+    // Together they wait no longer than the query alone may.
+    of_surroundings.time = limits.time;
+    of_surroundings.lock_wait = limits.lock_wait;
+    of_surroundings.others_wait = limits.others_wait;
+    const Clock::time_point begin = Clock::now();
+    surroundings.emplace(room_.limits.around_query, of_surroundings, memory_, *service,
                          request_->sql());
+    const auto left = limits.lock_wait - (Clock::now() - begin);
+    of_query.lock_wait = std::max(std::chrono::milliseconds(0),
+                                  std::chrono::duration_cast<std::chrono::milliseconds>(left));
+    of_surroundings.lock_wait = std::chrono::milliseconds(0);
   }
-  SqlFence fence(limits);
+  SqlFence fence(of_query);
   std::unique_ptr<Reply> result;
   std::exception_ptr failure;
   {

@@ -2,9 +2,11 @@
 
 #include "server/project_state.h"
 
+#include <chrono>
 #include <string>
 
 #include "schedule/drawing/print_bending_list.h"
+#include "schedule/query.h"
 #include "tests/server/schedule_server.h"
 #include "tests/support/plain_sqlite.h"
 
@@ -34,7 +36,17 @@ class ProjectState : public ::testing::Test {
     return client_.get("/v1/projects/a.db/" + target, fields);
   }
 
-  TestServer server_{{}, std::nullopt, {}, routes_with_states()};
+  static host::ModelServerLimits limits() {
+    host::ModelServerLimits limits;
+    limits.query.lock_wait = std::chrono::milliseconds(200);
+    limits.around_query.before = [](const krv::rpc4::LiveService& project, std::string_view) {
+      schedule::query(*static_cast<model::cad::Project_Service*>(project.service),
+                      "select count(*) from rebar");
+    };
+    return limits;
+  }
+
+  TestServer server_{limits(), std::nullopt, {}, routes_with_states()};
   HttpClient client_ = server_.client();
 };
 
@@ -52,6 +64,17 @@ TEST_F(ProjectState, IsOfTheDayThatListsBear) {
   std::string day = schedule::drawing::today();
   std::erase(day, '-');
   EXPECT_THAT(get("bending-list?format=html").fields.at("etag"), HasSubstr("." + day + "\""));
+}
+
+TEST_F(ProjectState, LetsNoQueryWaitForALockLongerThanItMay) {
+  PlainConnection other(server_.file("a.db"), PlainConnection::Mode::kWrite);
+  other.run("begin exclusive");
+  const auto begin = std::chrono::steady_clock::now();
+  const HttpAnswer answer =
+      get("query_table?request=%7B%22kind%22:%22sql:raw%22,%22params%22:%7B%22query%22:%7B%22value_"
+          "string%22:%22select%20count(*)%20from%20sheet%22%7D%7D%7D");
+  EXPECT_NE(answer.status, 200) << answer.body;
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
 }
 
 }  // namespace
