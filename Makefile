@@ -2,7 +2,7 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench bench-commands fuzz \
-  fuzz-corpora mutants docs format check-format lint lint-changed clean
+  fuzz-corpora mutants docs bench-page pictures format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
 BENDING_LIST := build/release/guideline.pdf
@@ -81,6 +81,14 @@ bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/res
 bench-commands: build-release ## the commands over 100,000 bars beside sqlite3 and ogr2ogr, kept in bench/commands.json
 	@bench/commands.py --program=build/release/bin/korvane --results=bench/commands.json
 	@scripts/performance.py
+
+bench-page: build-release ## the page with 100,000 bars in Chromium: first rows, frames, sorting, memory
+	@KORVANE_PROGRAM=build/release/bin/korvane node bench/page.mjs
+
+pictures: build-dev ## the pictures of README, anew from the tests of the page
+	@KORVANE_PICTURES=$(CURDIR)/build/pictures KORVANE_PROGRAM=$(CURDIR)/build/dev/bin/korvane \
+	  node --test --test-name-pattern=axe tests/web/walk.test.mjs >/dev/null
+	@for picture in docs/pictures/*.png; do cp build/pictures/$$(basename $$picture) docs/pictures/; done
 
 fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 	@FUZZ_SECONDS=$(FUZZ_SECONDS) scripts/fuzz.sh run

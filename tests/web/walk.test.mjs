@@ -14,6 +14,7 @@ const views = [
   {name: 'projects', address: '#/'},
   {name: 'project', address: file},
   {name: 'bars', address: `${file}/schedule/1/bars`},
+  {name: 'bar', address: `${file}/schedule/1/bars?line=10`},
   {name: 'fabrics', address: `${file}/schedule/1/fabrics`},
   {name: 'weights', address: `${file}/weights`},
   {name: 'compare', address: `${file}/compare?sheet=417&before=a&after=b`},
