@@ -2,6 +2,7 @@
 
 #include "host/http/coding.h"
 
+#include <cstdint>
 #include <sstream>
 #include <string>
 
@@ -96,7 +97,7 @@ TEST(GzipChunks, HaveNoEndWithoutFinish) {
   std::string wire;
   {
     GzipChunks chunks("", [&](std::string_view bytes) { wire += bytes; });
-    for (int i = 0; i < 300'000; ++i) chunks.write(std::to_string(i * 7919));
+    for (std::int64_t i = 0; i < 300'000; ++i) chunks.write(std::to_string(i * 7919));
   }
   EXPECT_FALSE(wire.ends_with("0\r\n\r\n"));
 }
