@@ -85,7 +85,9 @@ test('it says how many projects may be open, as its limit of descriptors has it'
 
 test('it greets with its folder and address', async (t) => {
   const root = temporaryFolder(t);
-  const server = await Server.start(t, root);
+  const page = temporaryFolder(t);
+  writeFileSync(join(page, 'index.html'), '<!doctype html>');
+  const server = await Server.start(t, root, '--page', page);
   await server.stop();
   assert.match(server.output,
     /^korvane serves \S+ at \S+\nup to \d+ projects open at a time\nopen http:\S+\/ in a browser\n$/);
