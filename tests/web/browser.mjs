@@ -3,9 +3,9 @@
 // anywhere else.
 
 import assert from 'node:assert/strict';
-import {existsSync, mkdirSync} from 'node:fs';
-import {copyFileSync} from 'node:fs';
+import {copyFileSync, existsSync, mkdirSync} from 'node:fs';
 import {basename, dirname, join} from 'node:path';
+import {after} from 'node:test';
 import {fileURLToPath} from 'node:url';
 
 import puppeteer from 'puppeteer-core';
@@ -36,16 +36,22 @@ export async function startServer(context, ...options) {
   return Server.start(context, root, ...options);
 }
 
-/** A new browser, which goes with `context`. */
-export async function startBrowser(context, {language = 'en-GB'} = {}) {
-  const browser = await puppeteer.launch({
-    executablePath: chromium,
-    args: ['--no-sandbox', '--disable-gpu', '--use-angle=swiftshader', '--enable-unsafe-swiftshader',
-      `--lang=${language}`, `--accept-lang=${language}`],
-    env: {...process.env, LANGUAGE: language},
-  });
-  context.after(() => browser.close());
-  return browser;
+const browsers = new Map();
+after(async () => {
+  for (const browser of browsers.values()) await (await browser).close();
+});
+
+/** The browser of a language. Tests of a file share it: each has profiles of its own. */
+export function startBrowser(context, {language = 'en-GB'} = {}) {
+  if (!browsers.has(language)) {
+    browsers.set(language, puppeteer.launch({
+      executablePath: chromium,
+      args: ['--no-sandbox', '--disable-gpu', '--use-angle=swiftshader', '--enable-unsafe-swiftshader',
+        `--lang=${language}`, `--accept-lang=${language}`],
+      env: {...process.env, LANGUAGE: language},
+    }));
+  }
+  return browsers.get(language);
 }
 
 /** A page of the server in a profile of its own. Ends the test with a failure if the browser has
