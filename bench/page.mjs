@@ -11,7 +11,7 @@ import {mkdtempSync, readFileSync, rmSync, writeFileSync} from 'node:fs';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 
-import {example, importInto, openPage, startBrowser} from '../tests/web/browser.mjs';
+import {closeBrowsers, example, importInto, openPage, startBrowser} from '../tests/web/browser.mjs';
 import {Server} from '../tests/clients/server.mjs';
 
 const kBars = 100_000;
@@ -34,6 +34,7 @@ function sorted(numbers) {
 
 const ends = [];
 const context = {after: (end) => ends.unshift(end)};
+context.after(closeBrowsers);
 try {
   const root = mkdtempSync(join(tmpdir(), 'korvane-page-'));
   context.after(() => rmSync(root, {recursive: true, force: true}));

@@ -37,9 +37,12 @@ export async function startServer(context, ...options) {
 }
 
 const browsers = new Map();
-after(async () => {
+
+/** Ends what startBrowser has started. Files of tests do that by themselves. */
+export async function closeBrowsers() {
   for (const browser of browsers.values()) await (await browser).close();
-});
+}
+if (process.argv[1]?.endsWith('.test.mjs')) after(closeBrowsers);
 
 /** The browser of a language. Tests of a file share it: each has profiles of its own. */
 export function startBrowser(context, {language = 'en-GB'} = {}) {
