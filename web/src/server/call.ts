@@ -79,11 +79,6 @@ async function errorOf(response: Response): Promise<ServerError> {
   return new ServerError(response.status, text, retry > 0 ? retry : undefined);
 }
 
-export async function getJson<T>(path: string, query: Query = {}, signal?: AbortSignal): Promise<T> {
-  const response = await call(path, {query, headers: {Accept: 'application/json'}, ...(signal ? {signal} : {})});
-  return (await response.json()) as T;
-}
-
 export async function postJson<T>(
   path: string, body: unknown, query: Query = {}, headers: Record<string, string> = {}): Promise<T> {
   const response = await call(path, {
