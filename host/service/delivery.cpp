@@ -8,27 +8,26 @@
 
 namespace korvane::host {
 
-/// One call, owned by the thread that waits for it.
+/// One call, on the stack of the thread that brings it.
 struct Delivery::Call {
-  enum class State { waiting, running, done, dropped };
+  enum class State { waiting, running, dropped };
 
   const Caller& caller;
-  const Work& work;
   State state = State::waiting;
-  std::exception_ptr failure{};
-  std::condition_variable has_changed{};
+  /// Of a call that waits. Whoever notifies it does so when the call may be over already.
+  std::shared_ptr<std::condition_variable> has_changed{};
+  std::list<Call*>::iterator place{};
   const Clock::time_point came = Clock::now();
 };
 
 struct Delivery::Queue {
-  explicit Queue(std::string its_name) : name(std::move(its_name)) {}
-
-  const std::string name;
+  /// Its own place among the queues.
+  Queues::iterator place{};
   /// The calls that wait, by their client; of no client none.
-  std::map<std::string, std::deque<Call*>> waiting;
+  std::map<std::string, std::deque<Call*>> waiting{};
   std::size_t waiting_calls = 0;
   /// The clients of those in the order of their turns.
-  std::deque<std::string> turns;
+  std::deque<std::string> turns{};
   bool is_running = false;
 };
 
@@ -56,6 +55,27 @@ std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - (a
   throw NotDelivered(reason, "the server is stopping");
 }
 
+/// What became of a call's work.
+struct Outcome {
+  bool has_given_way = false;
+  std::exception_ptr failure{};
+};
+
+Outcome outcome_of(const Delivery::Work& work, const Delivery::Turn& turn) {
+  try {
+    work(turn);
+    return {};
+  } catch (const GiveWay&) {
+    return {.has_given_way = true};
+  } catch (...) {
+    return {.failure = std::current_exception()};
+  }
+}
+
+void notify(const std::vector<std::shared_ptr<std::condition_variable>>& woken) {
+  for (const auto& one : woken) one->notify_one();
+}
+
 }  // namespace
 
 bool Delivery::Turn::others_wait() const {
@@ -65,78 +85,103 @@ bool Delivery::Turn::others_wait() const {
 
 Delivery::Delivery(const DeliveryLimits& limits)
     : limits_(limits),
-      workers_of_client_(share_of(std::max(limits.workers, DeliveryLimits::kFewestWorkers))) {
-  const std::size_t workers = std::max(limits_.workers, DeliveryLimits::kFewestWorkers);
-  workers_.reserve(workers);
-  for (std::size_t i = 0; i < workers; ++i) workers_.emplace_back([this] { run_calls(); });
-}
+      workers_(std::max(limits.workers, DeliveryLimits::kFewestWorkers)),
+      workers_of_client_(share_of(workers_)) {}
 
 Delivery::~Delivery() {
-  {
-    const std::lock_guard lock(mutex_);
-    is_stopping_ = true;
-    is_ending_ = true;
-    drop_waiting();
-  }
-  work_is_ready_.notify_all();
-  for (std::thread& worker : workers_) worker.join();
+  std::unique_lock lock(mutex_);
+  is_stopping_ = true;
+  drop_waiting();
+  is_idle_.wait(lock, [&] { return calls_.empty(); });
 }
 
 void Delivery::deliver(const std::string& queue_name, const Caller& caller, const Work& work) {
-  Call call{caller, work};
+  Call call{caller};
   std::unique_lock lock(mutex_);
   if (is_stopping_) refuse(NotDelivered::Reason::stopping, queue_name);
-  Queue& queue = queues_.try_emplace(queue_name, queue_name).first->second;
-  const auto own = queue.waiting.find(caller.client);
+  Queue& queue = queue_of(queue_name);
+  refuse_surplus(queue, caller.client);
+  call.place = calls_.insert(calls_.end(), &call);
+  is_free(queue, caller.client) ? begin(queue, call) : enter(queue, call);
+  Woken woken = begin_next();
+  for (;;) {
+    notify(woken);
+    if (const auto reason = wait_for_turn(lock, queue, call)) {
+      leave(call);
+      refuse(*reason, queue_name);
+    }
+    lock.unlock();
+    const Outcome outcome = outcome_of(work, Turn(*this, queue));
+    lock.lock();
+    end(queue, call);
+    // A call that gives way waits once more.
+    const bool runs_again = outcome.has_given_way && !is_stopping_;
+    runs_again ? enter(queue, call) : forget(queue);
+    woken = begin_next();
+    if (runs_again) continue;
+    leave(call);
+    lock.unlock();
+    notify(woken);
+    if (outcome.has_given_way) refuse(NotDelivered::Reason::stopping, queue_name);
+    if (outcome.failure) std::rethrow_exception(outcome.failure);
+    return;
+  }
+}
+
+Delivery::Queue& Delivery::queue_of(const std::string& name) {
+  const Queues::iterator place = queues_.try_emplace(name).first;
+  place->second.place = place;
+  return place->second;
+}
+
+void Delivery::refuse_surplus(const Queue& queue, const std::string& client) const {
+  const auto own = queue.waiting.find(client);
   const std::size_t own_calls = own == queue.waiting.end() ? 0 : own->second.size();
   if (queue.waiting_calls >= limits_.waiting_calls ||
       own_calls >= share_of(limits_.waiting_calls)) {
-    refuse(NotDelivered::Reason::queue_full, queue_name);
+    refuse(NotDelivered::Reason::queue_full, queue.place->first);
   }
-  calls_.push_back(&call);
-  const auto place = std::prev(calls_.end());
-  const auto leave = [&] {
-    calls_.erase(place);
-    if (calls_.empty()) is_idle_.notify_all();
-  };
-  enter(queue, call);
-  // A call that gives way waits once more.
-  while (call.state == Call::State::waiting || call.state == Call::State::running) {
-    try {
-      wait_for_turn(lock, queue, call);
-    } catch (const NotDelivered&) {
-      leave();
-      throw;
-    }
-    call.has_changed.wait(lock, [&] { return call.state != Call::State::running; });
-  }
-  leave();
-  if (call.state == Call::State::dropped) refuse(NotDelivered::Reason::stopping, queue_name);
-  if (call.failure) std::rethrow_exception(call.failure);
 }
 
-void Delivery::wait_for_turn(std::unique_lock<std::mutex>& lock, Queue& queue, Call& call) {
+bool Delivery::is_free(const Queue& queue, const std::string& client) const {
+  // What else might have begun has done so.
+  return queue.waiting_calls == 0 && !queue.is_running && running_ < workers_ &&
+         running_of(client) < workers_of_client_;
+}
+
+void Delivery::leave(const Call& call) {
+  calls_.erase(call.place);
+  // Under the lock: whoever waits for the last call may destroy this.
+  if (calls_.empty()) is_idle_.notify_all();
+}
+
+std::optional<NotDelivered::Reason> Delivery::wait_for_turn(std::unique_lock<std::mutex>& lock,
+                                                            Queue& queue, Call& call) {
+  using Reason = NotDelivered::Reason;
+  if (call.state == Call::State::running) return std::nullopt;
+  if (!call.has_changed) call.has_changed = std::make_shared<std::condition_variable>();
   const Clock::time_point end = Clock::now() + limits_.waiting_time;
   const auto has_begun = [&] { return call.state != Call::State::waiting; };
-  while (!call.has_changed.wait_until(lock, std::min(end, Clock::now() + kLook), has_begun)) {
-    std::optional<NotDelivered::Reason> reason;
-    if (call.caller.has_gone && call.caller.has_gone()) reason = NotDelivered::Reason::caller_gone;
-    if (Clock::now() >= end) reason = NotDelivered::Reason::waited_too_long;
+  while (!call.has_changed->wait_until(lock, std::min(end, Clock::now() + kLook), has_begun)) {
+    std::optional<Reason> reason;
+    if (call.caller.has_gone && call.caller.has_gone()) reason = Reason::caller_gone;
+    if (Clock::now() >= end) reason = Reason::waited_too_long;
     if (!reason) continue;
-    const std::string name = queue.name;
     leave_queue(queue, call);
     forget(queue);
-    refuse(*reason, name);
+    return reason;
   }
+  if (call.state == Call::State::dropped) return Reason::stopping;
+  return std::nullopt;
 }
 
 void Delivery::enter(Queue& queue, Call& call) {
+  call.state = Call::State::waiting;
   std::deque<Call*>& of_client = queue.waiting[call.caller.client];
   of_client.push_back(&call);
   ++queue.waiting_calls;
   if (of_client.size() == 1) queue.turns.push_back(call.caller.client);
   if (queue.waiting_calls == 1 && !queue.is_running) ready_.push_back(&queue);
-  work_is_ready_.notify_one();
 }
 
 void Delivery::leave_queue(Queue& queue, Call& call) {
@@ -149,14 +194,44 @@ void Delivery::leave_queue(Queue& queue, Call& call) {
 }
 
 void Delivery::forget(Queue& queue) {
-  if (queue.waiting_calls == 0) std::erase(ready_, &queue);
+  if (queue.waiting_calls != 0) return;
+  std::erase(ready_, &queue);
   // A call that runs finds its queue again.
-  if (queue.waiting_calls == 0 && !queue.is_running) queues_.erase(std::string(queue.name));
+  if (!queue.is_running) queues_.erase(queue.place);
 }
 
-std::size_t Delivery::running_of(const std::string& client) const {
-  const auto found = running_of_clients_.find(client);
-  return found == running_of_clients_.end() ? 0 : found->second;
+void Delivery::begin(Queue& queue, Call& call) {
+  call.state = Call::State::running;
+  queue.is_running = true;
+  ++running_;
+  ++running_of_clients_[call.caller.client];
+}
+
+void Delivery::end(Queue& queue, const Call& call) {
+  --running_;
+  const auto running = running_of_clients_.find(call.caller.client);
+  if (--running->second == 0) running_of_clients_.erase(running);
+  queue.is_running = false;
+  if (queue.waiting_calls != 0) ready_.push_back(&queue);
+}
+
+Delivery::Woken Delivery::begin_next() {
+  Woken woken;
+  while (running_ < workers_ && !ready_.empty()) {
+    const auto [queue, client] = next();
+    if (queue == nullptr) break;
+    Call& call = *queue->waiting.at(client).front();
+    leave_queue(*queue, call);
+    // The client's next call waits for those of all others.
+    if (queue->waiting.count(client) != 0) {
+      std::erase(queue->turns, client);
+      queue->turns.push_back(client);
+    }
+    std::erase(ready_, queue);
+    begin(*queue, call);
+    if (call.has_changed) woken.push_back(call.has_changed);
+  }
+  return woken;
 }
 
 std::pair<Delivery::Queue*, std::string> Delivery::next() const {
@@ -174,62 +249,9 @@ std::pair<Delivery::Queue*, std::string> Delivery::next() const {
   return best;
 }
 
-void Delivery::run_calls() {
-  std::unique_lock lock(mutex_);
-  for (;;) {
-    std::pair<Queue*, std::string> turn;
-    work_is_ready_.wait(lock, [&] {
-      turn = next();
-      return is_ending_ || turn.first != nullptr;
-    });
-    if (turn.first == nullptr) return;
-    run_one(lock, *turn.first, turn.second);
-  }
-}
-
-void Delivery::run_one(std::unique_lock<std::mutex>& lock, Queue& queue,
-                       const std::string& client) {
-  Call& call = *queue.waiting.at(client).front();
-  leave_queue(queue, call);
-  // The client's next call waits for those of all others.
-  if (queue.waiting.count(client) != 0) {
-    std::erase(queue.turns, client);
-    queue.turns.push_back(client);
-  }
-  std::erase(ready_, &queue);
-  queue.is_running = true;
-  ++running_of_clients_[client];
-  call.state = Call::State::running;
-  const Turn turn(*this, queue);
-
-  lock.unlock();
-  std::exception_ptr failure;
-  bool has_given_way = false;
-  try {
-    call.work(turn);
-  } catch (const GiveWay&) {
-    has_given_way = true;
-  } catch (...) {
-    failure = std::current_exception();
-  }
-  lock.lock();
-
-  const auto running = running_of_clients_.find(client);
-  if (--running->second == 0) running_of_clients_.erase(running);
-  queue.is_running = false;
-  call.failure = std::move(failure);
-  if (queue.waiting_calls != 0) ready_.push_back(&queue);
-  if (has_given_way && !is_stopping_) {
-    call.state = Call::State::waiting;
-    enter(queue, call);
-  } else {
-    call.state = has_given_way ? Call::State::dropped : Call::State::done;
-    forget(queue);
-  }
-  // Under the lock: the caller destroys the call as soon as it sees that it is done.
-  call.has_changed.notify_all();
-  // Another thread may have skipped what this client or this queue kept back.
-  if (!ready_.empty()) work_is_ready_.notify_one();
+std::size_t Delivery::running_of(const std::string& client) const {
+  const auto found = running_of_clients_.find(client);
+  return found == running_of_clients_.end() ? 0 : found->second;
 }
 
 void Delivery::drop_waiting() {
@@ -238,7 +260,7 @@ void Delivery::drop_waiting() {
     for (auto& [client, waiting] : queue.waiting) {
       for (Call* const call : waiting) {
         call->state = Call::State::dropped;
-        call->has_changed.notify_all();
+        if (call->has_changed) call->has_changed->notify_one();
       }
     }
     queue.waiting.clear();

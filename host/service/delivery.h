@@ -7,10 +7,12 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace korvane::host {
@@ -40,10 +42,10 @@ class NotDelivered : public std::runtime_error {
 struct GiveWay {};
 
 struct DeliveryLimits {
-  /// With fewer threads one queue or one client could hold up others.
+  /// With fewer one queue or one client could hold up others.
   static constexpr std::size_t kFewestWorkers = 3;
 
-  /// Threads that run calls; fewer than `kFewestWorkers` count as that many.
+  /// Calls that run at a time; fewer than `kFewestWorkers` count as that many.
   std::size_t workers = 8;
   /// Calls that may wait in one queue; three quarters of them of one client.
   std::size_t waiting_calls = 64;
@@ -51,16 +53,17 @@ struct DeliveryLimits {
   std::chrono::milliseconds waiting_time = std::chrono::seconds(30);
 };
 
-/// Runs calls in turns. A queue, such as a service has, runs one call at a time, and different
-/// queues run in parallel on a bounded set of threads. The calls of a queue come from clients: of
-/// each client in the order in which they came, and the clients in turns, so that a client waits
-/// for one call of each other, however many they have. A client's calls run on three quarters
-/// of the threads at most. Every function may be called from every thread.
+/// Runs calls in turns, each on the thread that brings it. A queue, such as a service has, runs one
+/// call at a time, and different queues run in parallel, so many calls at a time as there may be.
+/// The calls of a queue come from clients: of each client in the order in which they came, and the
+/// clients in turns, so that a client waits for one call of each other, however many they have. Of
+/// the calls that run three quarters at most are one client's. Every function may be called from
+/// every thread.
 class Delivery {
   struct Queue;
 
  public:
-  /// What a call may ask during its turn, on its thread.
+  /// What a call may ask during its turn.
   class Turn {
    public:
     /// Whether other calls wait in its queue.
@@ -89,9 +92,8 @@ class Delivery {
   /// Drops the calls that wait and waits for those that run.
   ~Delivery();
 
-  /// Waits for the turn and runs `work` on a thread of the pool; throws what it throws, and
-  /// NotDelivered when it was not run. A call that has begun is always waited for, however long it
-  /// takes.
+  /// Waits for the turn, if need be, and runs `work`; throws what it throws, and NotDelivered when
+  /// it was not run.
   void deliver(const std::string& queue, const Caller& caller, const Work& work);
 
   /// Takes no more calls and lets those that run or wait finish. True when all have by then; else
@@ -107,32 +109,45 @@ class Delivery {
   using Clock = std::chrono::steady_clock;
   struct Call;
 
-  void wait_for_turn(std::unique_lock<std::mutex>& lock, Queue& queue, Call& call);
+  using Queues = std::map<std::string, Queue>;
+  /// Calls that waited until they were let begin, or dropped: to be notified.
+  using Woken = std::vector<std::shared_ptr<std::condition_variable>>;
+
+  Queue& queue_of(const std::string& name);
+  void refuse_surplus(const Queue& queue, const std::string& client) const;
+  /// Whether a call of the client in this queue may begin at once.
+  bool is_free(const Queue& queue, const std::string& client) const;
+  void leave(const Call& call);
   void enter(Queue& queue, Call& call);
+  /// Why the call does not get one, if so; it has left the queue then.
+  std::optional<NotDelivered::Reason> wait_for_turn(std::unique_lock<std::mutex>& lock,
+                                                    Queue& queue, Call& call);
   void leave_queue(Queue& queue, Call& call);
+  /// Removes the queue unless a call waits or runs in it.
   void forget(Queue& queue);
+  void begin(Queue& queue, Call& call);
+  void end(Queue& queue, const Call& call);
+  /// Lets begin whatever has its turn now.
+  Woken begin_next();
   /// The queue whose turn it is and the client in it; none that may run.
   std::pair<Queue*, std::string> next() const;
   std::size_t running_of(const std::string& client) const;
-  void run_calls();
-  void run_one(std::unique_lock<std::mutex>& lock, Queue& queue, const std::string& client);
   void drop_waiting();
 
   const DeliveryLimits limits_;
+  const std::size_t workers_;
   const std::size_t workers_of_client_;
   mutable std::mutex mutex_;
-  std::condition_variable work_is_ready_;
   std::condition_variable is_idle_;
   /// The queues in which calls wait or run.
-  std::map<std::string, Queue> queues_;
+  Queues queues_;
   /// Those in which calls wait and none runs, in the order of their turns.
   std::deque<Queue*> ready_;
+  std::size_t running_ = 0;
   std::map<std::string, std::size_t> running_of_clients_;
   /// In the order in which they came.
   std::list<Call*> calls_;
   bool is_stopping_ = false;
-  bool is_ending_ = false;
-  std::vector<std::thread> workers_;
 };
 
 }  // namespace korvane::host

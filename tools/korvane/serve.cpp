@@ -327,7 +327,7 @@ void add_limit_options(CLI::App& command, ServeOptions& options) {
                       std::to_string(limits.open_projects))
       ->check(CLI::PositiveNumber);
   const std::string fewest = std::to_string(host::DeliveryLimits::kFewestWorkers);
-  add_count("--workers", limits.delivery.workers, "Threads that run calls, at least " + fewest);
+  add_count("--workers", limits.delivery.workers, "Calls that run at a time, at least " + fewest);
   add_count("--waiting-calls", limits.delivery.waiting_calls, "Calls that may wait for a project");
   add_count("--connections", limits.http.connections, "Connections at a time");
   add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");

@@ -74,6 +74,29 @@ TEST(Delivery, RunsTheWorkOnceBeforeItReturns) {
   EXPECT_EQ(runs, 1);
 }
 
+TEST(Delivery, RunsACallOnTheThreadThatBringsIt) {
+  Delivery delivery({});
+  std::thread::id ran_on;
+  delivery.deliver("a", kOffice, [&](const Turn&) { ran_on = std::this_thread::get_id(); });
+  EXPECT_EQ(ran_on, std::this_thread::get_id());
+}
+
+TEST(Delivery, RunsACallThatWaitedOnTheThreadThatBringsIt) {
+  Delivery delivery({});
+  HeldCall held(delivery, "a");
+  held.wait_until_it_runs();
+  std::thread::id ran_on;
+  std::thread other([&] {
+    delivery.deliver("a", kSite, [&](const Turn&) { ran_on = std::this_thread::get_id(); });
+  });
+  const std::thread::id brought_by = other.get_id();
+  wait_for_depth(delivery, 2);
+  held.let_go();
+  held.result();
+  other.join();
+  EXPECT_EQ(ran_on, brought_by);
+}
+
 TEST(Delivery, PassesOnWhatTheWorkThrows) {
   Delivery delivery({});
   EXPECT_THROW(delivery.deliver("a", kOffice, [](const Turn&) { throw std::out_of_range("x"); }),
@@ -131,7 +154,7 @@ TEST(Delivery, RunsCallsInDifferentQueuesInParallel) {
 
 TEST(Delivery, ALongCallInOneQueueDoesNotHoldUpAnother) {
   DeliveryLimits limits;
-  limits.workers = 1;  // three at least are made
+  limits.workers = 1;  // three at least run
   Delivery delivery(limits);
   HeldCall held(delivery, "a");
   held.wait_until_it_runs();
@@ -140,7 +163,7 @@ TEST(Delivery, ALongCallInOneQueueDoesNotHoldUpAnother) {
   held.result();
 }
 
-TEST(Delivery, LeavesThreadsToOtherClients) {
+TEST(Delivery, LeavesRoomToOtherClients) {
   DeliveryLimits limits;
   limits.workers = 4;
   Delivery delivery(limits);
@@ -149,7 +172,7 @@ TEST(Delivery, LeavesThreadsToOtherClients) {
     held.push_back(std::make_unique<HeldCall>(delivery, queue));
     held.back()->wait_until_it_runs();
   }
-  // A fourth of the same client waits, with a thread at rest.
+  // A fourth of the same client waits, though one more might run.
   HeldCall fourth(delivery, "d");
   wait_for_depth(delivery, 4);
   for (int i = 0; i < 10; ++i) delivery.deliver("e", kSite, nothing);
@@ -168,7 +191,7 @@ TEST(Delivery, LetsAQueueThatHadItsTurnWaitAfterTheOthers) {
   DeliveryLimits limits;
   limits.workers = 3;
   Delivery delivery(limits);
-  // One thread is left to the queues "a" and "b".
+  // One more may run, of the queues "a" and "b".
   HeldCall first(delivery, "c", {"first"});
   HeldCall second(delivery, "d", {"second"});
   first.wait_until_it_runs();
