@@ -9,6 +9,7 @@
 #include "host/service/call.h"
 #include "host/service/routes.h"
 #include "host/watch/json_log.h"
+#include "host/watch/request_line.h"
 
 namespace korvane::host {
 
@@ -23,8 +24,8 @@ class Answer {
   virtual ~Answer() = default;
 
   virtual HttpReply make(const std::string& body) = 0;
-  /// What the plugins logged meanwhile; null where none was called.
-  virtual const CollectedLines* lines() const { return nullptr; }
+  /// What the plugins logged meanwhile. Asked once.
+  virtual CollectedLines lines() { return {}; }
 };
 
 namespace {
@@ -72,7 +73,7 @@ class CallAnswer : public Answer {
       : call_(server.room, request, target, client, std::move(called)) {}
 
   HttpReply make(const std::string& body) override { return make_call(call_, body, lines_); }
-  const CollectedLines* lines() const override { return &lines_; }
+  CollectedLines lines() override { return std::move(lines_); }
 
  private:
   const Call call_;
@@ -89,10 +90,6 @@ CalledOperation called_operation(const CallRoom& room, FoundRoute found) {
     callee.service_id = std::move(name);
   }
   return find_operation(room, std::move(callee), found.places[1]);
-}
-
-void log_json(const Json& line) {
-  log_object(line.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 }  // namespace
@@ -174,33 +171,30 @@ void Exchange::complete(HttpReply& reply) {
 }
 
 void Exchange::served(const HttpReply& reply, std::chrono::nanoseconds duration, bool is_sent) {
-  server_.metrics.served(metric_, reply.status, duration);
-  Json line = {{"time", log_time()},
-               {"id", id_},
-               {"peer", request_.peer},
-               {"client", client()},
-               {"method", request_.head.getMethod()},
-               {"path", target_.path()},
-               {"status", reply.status},
-               {"milliseconds", std::chrono::duration<double, std::milli>(duration).count()},
-               {"request_bytes", body_bytes_},
-               {"reply_bytes", reply.body_bytes()}};
-  if (!reply.detail.empty()) line["detail"] = reply.detail;
-  if (!is_sent) line["sent"] = false;
-  const CollectedLines* const logged = answer_ ? answer_->lines() : nullptr;
-  if (logged != nullptr) {
-    for (const LogLine& one : logged->lines) {
-      line["lines"].push_back({{"severity", one.severity}, {"message", one.message}});
-    }
-    if (logged->left_out != 0) line["lines_left_out"] = logged->left_out;
-  }
-  log_json(line);
+  server_.metrics.served(server_.metrics.requests(metric_), reply.status, duration);
+  auto line = std::make_shared<RequestLine>();
+  line->time = std::chrono::system_clock::now();
+  line->id = id_;
+  line->peer = request_.peer;
+  line->client = client();
+  line->method = request_.head.getMethod();
+  line->path = target_.path();
+  line->status = reply.status;
+  line->duration = duration;
+  line->request_bytes = body_bytes_;
+  line->reply_bytes = reply.body_bytes();
+  line->detail = reply.detail;
+  line->is_sent = is_sent;
+  if (answer_) line->logged = answer_->lines();
+  log_late(std::move(line));
 }
 
 void note_refusal(ServerState& server, const std::string& peer, const HttpReply& reply) {
-  server.metrics.served("refused", reply.status, std::chrono::nanoseconds(0));
-  log_json(
-      {{"time", log_time()}, {"peer", peer}, {"status", reply.status}, {"detail", reply.detail}});
+  server.metrics.served(server.metrics.requests("refused"), reply.status,
+                        std::chrono::nanoseconds(0));
+  const Json line = {
+      {"time", log_time()}, {"peer", peer}, {"status", reply.status}, {"detail", reply.detail}};
+  log_object(line.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
 
 void add_run(const ServerState& server, HttpReply& reply) {

@@ -1,7 +1,9 @@
 #include "host/watch/json_log.h"
 
+#include <mutex>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <Poco/DateTimeFormat.h>
 #include <Poco/DateTimeFormatter.h>
@@ -30,6 +32,26 @@ thread_local CollectedLines* collected_lines = nullptr;
 severity_level severity_of(const boost::log::attribute_value_set& values) {
   const auto severity = boost::log::extract<severity_level>("Severity", values);
   return severity ? severity.get() : krv::log::trace;
+}
+
+class JsonBackend;
+
+/// The sinks that there are, and what they leave out. For lines that do not go by way of Boost.Log,
+/// which would want their text at once.
+struct Sinks {
+  struct One {
+    severity_level minimum;
+    boost::shared_ptr<JsonBackend> backend;
+  };
+
+  std::mutex mutex;
+  std::vector<One> all;
+};
+
+Sinks& sinks() {
+  // Never destroyed: whatever is destroyed after main may log still.
+  static auto* const instance = new Sinks;
+  return *instance;
 }
 
 /// The message of a line, cut where it is too long.
@@ -62,6 +84,7 @@ class JsonBackend
                       .dump());
   }
 
+  void write(const std::shared_ptr<const LateLine>& line) { writer_.write(line); }
   void flush_lines(std::chrono::milliseconds patience) { writer_.flush(patience); }
 
  private:
@@ -94,9 +117,15 @@ JsonLogSink::JsonLogSink(severity_level minimum, LogWriter::Output output)
     return severity_of(values) >= minimum;
   });
   boost::log::core::get()->add_sink(impl_->sink);
+  const std::lock_guard lock(sinks().mutex);
+  sinks().all.push_back({minimum, impl_->backend});
 }
 
-JsonLogSink::~JsonLogSink() { boost::log::core::get()->remove_sink(impl_->sink); }
+JsonLogSink::~JsonLogSink() {
+  boost::log::core::get()->remove_sink(impl_->sink);
+  const std::lock_guard lock(sinks().mutex);
+  std::erase_if(sinks().all, [&](const Sinks::One& one) { return one.backend == impl_->backend; });
+}
 
 void JsonLogSink::flush(std::chrono::milliseconds patience) {
   impl_->backend->flush_lines(patience);
@@ -106,12 +135,25 @@ void log_object(const std::string& object) {
   BOOST_LOG_SEV(krv::log::get_global_log(), krv::log::request) << krv::log::widen(object);
 }
 
+void log_late(const std::shared_ptr<const LateLine>& line) {
+  if (!boost::log::core::get()->get_logging_enabled()) return;
+  {
+    const std::lock_guard lock(sinks().mutex);
+    for (const Sinks::One& one : sinks().all) {
+      if (one.minimum <= krv::log::request) one.backend->write(line);
+    }
+    if (!sinks().all.empty()) return;
+  }
+  log_object(line->text());  // the program has sinks of its own
+}
+
 void log_event(const std::string& message) {
   log_object(Json{{"time", log_time()}, {"message", message}}.dump());
 }
 
-std::string log_time() {
-  return Poco::DateTimeFormatter::format(Poco::Timestamp(),
+std::string log_time(std::chrono::system_clock::time_point time) {
+  const auto since = std::chrono::duration_cast<std::chrono::microseconds>(time.time_since_epoch());
+  return Poco::DateTimeFormatter::format(Poco::Timestamp(since.count()),
                                          Poco::DateTimeFormat::ISO8601_FRAC_FORMAT);
 }
 

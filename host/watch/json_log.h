@@ -56,11 +56,14 @@ class JsonLogSink {
   std::unique_ptr<Impl> impl_;
 };
 
-/// The present time as such a line tells it, in UTC.
-std::string log_time();
+/// A time as such a line tells it, in UTC: the present one.
+std::string log_time(std::chrono::system_clock::time_point time = std::chrono::system_clock::now());
 
 /// Logs a line of the severity `request`: `object` is a JSON object on one line.
 void log_object(const std::string& object);
+
+/// Logs a line of the severity `request` whose text, a JSON object, is made when it is written.
+void log_late(const std::shared_ptr<const LateLine>& line);
 
 /// Logs what the server itself does as such a line, {"time":"…","message":"…"}.
 void log_event(const std::string& message);

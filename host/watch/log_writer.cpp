@@ -1,15 +1,18 @@
 #include "host/watch/log_writer.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <poll.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
+#include <vector>
 
 namespace korvane::host {
 
@@ -18,9 +21,37 @@ namespace {
 constexpr std::size_t kMostBytes = std::size_t{8} * 1024 * 1024;
 /// What a queued line takes beside its text.
 constexpr std::size_t kBytesOfLine = 64;
+/// How much goes out in one piece, but for a line that is longer.
+constexpr std::size_t kBytesOfPiece = 64U << 10U;
+/// How long a line may wait for others, so that they wake the thread once.
+constexpr std::chrono::milliseconds kGathering{5};
 constexpr std::chrono::seconds kLastWait{1};
 
 std::atomic<std::uint64_t> lost_lines = 0;
+
+class EarlyLine : public LateLine {
+ public:
+  explicit EarlyLine(std::string text) : text_(std::move(text)) {}
+
+  std::string text() const override { return text_; }
+  std::size_t bytes() const override { return text_.size() + kBytesOfLine; }
+
+ private:
+  const std::string text_;
+};
+
+/// Lines on their way out together.
+struct Piece {
+  std::string text;
+  /// Where each line ends.
+  std::vector<std::size_t> ends;
+
+  void add(const std::string& line) {
+    text += line;
+    text += '\n';
+    ends.push_back(text.size());
+  }
+};
 
 }  // namespace
 
@@ -29,12 +60,18 @@ struct LogWriter::Shared {
   Shared(Output its_output, LossLine its_loss_line)
       : output(std::move(its_output)), loss_line(std::move(its_loss_line)) {}
 
+  using Lines = std::deque<std::shared_ptr<const LateLine>>;
+
   const Output output;
   const LossLine loss_line;
   std::mutex mutex;
   std::condition_variable has_changed;
-  std::deque<std::string> lines;
+  std::condition_variable is_out;
+  Lines lines;
   std::size_t bytes = 0;
+  /// The thread waits for lines, not for more of them.
+  bool is_asleep = false;
+  bool is_hurried = false;
   bool is_ending = false;
   bool has_ended = false;
   std::atomic<std::uint64_t> lost = 0;
@@ -50,36 +87,68 @@ struct LogWriter::Shared {
   void run() {
     std::unique_lock lock(mutex);
     for (;;) {
+      is_asleep = true;
       has_changed.wait(lock, [&] { return is_ending || !lines.empty(); });
+      is_asleep = false;
       if (lines.empty()) break;
-      const std::string line = std::move(lines.front());
-      lines.pop_front();
-      lock.unlock();
-      put(line);
-      lock.lock();
-      // Counted until it is out, so that a line that hangs fills its part of the queue.
-      bytes -= line.size() + kBytesOfLine;
-      if (bytes == 0) has_changed.notify_all();
+      has_changed.wait_for(lock, kGathering, [&] { return is_ending || is_hurried; });
+      is_hurried = false;
+      while (!lines.empty()) {
+        const Lines taken = std::exchange(lines, {});
+        lock.unlock();
+        const std::size_t taken_bytes = put(taken);
+        lock.lock();
+        // Counted until they are out, so that lines that hang fill their part of the queue.
+        bytes -= taken_bytes;
+      }
+      if (bytes == 0) is_out.notify_all();
     }
     has_ended = true;
-    has_changed.notify_all();
+    is_out.notify_all();
   }
 
-  void put(const std::string& line) {
-    const std::uint64_t missing = lost.exchange(0);
-    if (missing != 0 && !put_whole(loss_line(missing))) {
-      lost += missing;  // counted already in the process's number
-      lose(1);
-      return;
+  /// Returns what they took.
+  std::size_t put(const Lines& taken) {
+    std::size_t all = 0;
+    Piece piece;
+    for (const auto& line : taken) {
+      all += line->bytes();
+      try {
+        piece.add(line->text());
+      } catch (const std::bad_alloc&) {
+        lose(1);
+      }
+      if (piece.text.size() < kBytesOfPiece) continue;
+      put(piece);
+      piece = {};
     }
-    if (!put_whole(line)) lose(1);
+    if (!piece.ends.empty()) put(piece);
+    return all;
   }
 
-  bool put_whole(const std::string& line) {
-    const std::string text = (is_within_line ? "\n" : "") + line + "\n";
-    const std::size_t count = output(text);
-    if (count != 0) is_within_line = count != text.size();
-    return count == text.size();
+  void put(const Piece& piece) {
+    const std::uint64_t missing = lost.exchange(0);
+    if (missing != 0) {
+      Piece loss;
+      loss.add(loss_line(missing));
+      if (put_lines(loss) == 0) {
+        lost += missing;  // counted already in the process's number
+        return lose(piece.ends.size());
+      }
+    }
+    lose(piece.ends.size() - put_lines(piece));
+  }
+
+  /// Returns how many of its lines went out whole.
+  std::size_t put_lines(const Piece& piece) {
+    const std::size_t begin = is_within_line ? 1 : 0;
+    const std::size_t count = output(begin == 0 ? piece.text : "\n" + piece.text);
+    if (count == 0) return 0;
+    const std::size_t of_lines = count - begin;
+    const auto first_left = std::upper_bound(piece.ends.begin(), piece.ends.end(), of_lines);
+    const auto whole = static_cast<std::size_t>(first_left - piece.ends.begin());
+    is_within_line = of_lines != (whole == 0 ? 0 : piece.ends[whole - 1]);
+    return whole;
   }
 };
 
@@ -98,21 +167,32 @@ LogWriter::~LogWriter() {
   std::unique_lock lock(shared_->mutex);
   shared_->is_ending = true;
   shared_->has_changed.notify_all();
-  shared_->has_changed.wait_for(lock, kLastWait, [&] { return shared_->has_ended; });
+  shared_->is_out.wait_for(lock, kLastWait, [&] { return shared_->has_ended; });
 }
 
 void LogWriter::write(std::string line) {
-  const std::size_t size = line.size() + kBytesOfLine;
-  const std::lock_guard lock(shared_->mutex);
-  if (shared_->bytes + size > kMostBytes) return shared_->lose(1);
-  shared_->bytes += size;
-  shared_->lines.push_back(std::move(line));
-  shared_->has_changed.notify_all();
+  write(std::make_shared<const EarlyLine>(std::move(line)));
+}
+
+void LogWriter::write(std::shared_ptr<const LateLine> line) {
+  const std::size_t size = line->bytes();
+  bool wakes = false;
+  {
+    const std::lock_guard lock(shared_->mutex);
+    if (shared_->bytes + size > kMostBytes) return shared_->lose(1);
+    shared_->bytes += size;
+    shared_->lines.push_back(std::move(line));
+    shared_->is_hurried = shared_->is_hurried || shared_->bytes > kMostBytes / 2;
+    wakes = std::exchange(shared_->is_asleep, false) || shared_->is_hurried;
+  }
+  if (wakes) shared_->has_changed.notify_all();
 }
 
 void LogWriter::flush(std::chrono::milliseconds patience) {
   std::unique_lock lock(shared_->mutex);
-  shared_->has_changed.wait_for(lock, patience, [&] { return shared_->bytes == 0; });
+  shared_->is_hurried = true;
+  shared_->has_changed.notify_all();
+  shared_->is_out.wait_for(lock, patience, [&] { return shared_->bytes == 0; });
 }
 
 std::uint64_t LogWriter::lost() { return lost_lines; }

@@ -9,9 +9,24 @@
 
 namespace korvane::host {
 
+/// A line whose text is made when it is written, on the writer's thread.
+class LateLine {
+ public:
+  LateLine() = default;
+  LateLine(const LateLine&) = default;
+  LateLine& operator=(const LateLine&) = default;
+  virtual ~LateLine() = default;
+
+  /// The line without its end. Throws nothing but std::bad_alloc.
+  virtual std::string text() const = 0;
+  /// The memory that it takes as long as it is queued.
+  virtual std::size_t bytes() const = 0;
+};
+
 /// Writes lines on a thread of its own, so that logging never blocks: a full disk and a reader that
 /// has stopped cost lines and nothing else. Lost lines are counted, and the number is written
-/// before the next line that gets through. Any thread may write.
+/// before the next lines that get through. Lines that come within some milliseconds go out
+/// together. Any thread may write.
 class LogWriter {
  public:
   /// Puts `text` out; returns how many of its bytes it has. May take any time, throws nothing.
@@ -28,6 +43,7 @@ class LogWriter {
 
   /// Queues `line`, which has no end yet. Never waits: with 8 MiB queued the line is lost.
   void write(std::string line);
+  void write(std::shared_ptr<const LateLine> line);
 
   /// Waits until what is queued is out, for `patience` at most.
   void flush(std::chrono::milliseconds patience);

@@ -1,5 +1,6 @@
 #include "host/watch/metrics.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -12,6 +13,8 @@
 #include <sys/resource.h>
 #include <system_error>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 #include <sqlite3.h>
 
@@ -86,6 +89,20 @@ class ProcessMetrics {
 
 }  // namespace
 
+/// Its counters are looked up once.
+class Metrics::Requests {
+ public:
+  explicit Requests(std::string operation) : operation_(std::move(operation)) {}
+
+  void count(Impl& all, int status, std::chrono::nanoseconds duration);
+
+ private:
+  const std::string operation_;
+  std::mutex mutex_;
+  std::vector<std::pair<int, prometheus::Counter*>> by_status_;
+  prometheus::Histogram* latency_ = nullptr;
+};
+
 struct Metrics::Impl {
   prometheus::Registry registry;
   prometheus::Family<prometheus::Counter>& requests =
@@ -119,6 +136,8 @@ struct Metrics::Impl {
   ProcessMetrics process{registry};
   /// Of what is a sum elsewhere, one takes the difference at a time.
   std::mutex counting;
+  std::mutex finding;
+  std::map<std::string, Requests, std::less<>> operations;
 
   Impl() {
     prometheus::BuildGauge()
@@ -133,10 +152,29 @@ struct Metrics::Impl {
 Metrics::Metrics() : impl_(std::make_unique<Impl>()) {}
 Metrics::~Metrics() = default;
 
-void Metrics::served(const std::string& operation, int status, std::chrono::nanoseconds duration) {
-  impl_->requests.Add({{"operation", operation}, {"status", std::to_string(status)}}).Increment();
-  impl_->latency.Add({{"operation", operation}}, kLatencies)
-      .Observe(std::chrono::duration<double>(duration).count());
+void Metrics::Requests::count(Impl& all, int status, std::chrono::nanoseconds duration) {
+  const std::lock_guard lock(mutex_);
+  if (latency_ == nullptr) latency_ = &all.latency.Add({{"operation", operation_}}, kLatencies);
+  auto counter = std::find_if(by_status_.begin(), by_status_.end(),
+                              [&](const auto& one) { return one.first == status; });
+  if (counter == by_status_.end()) {
+    auto& added = all.requests.Add({{"operation", operation_}, {"status", std::to_string(status)}});
+    counter = by_status_.insert(by_status_.end(), {status, &added});
+  }
+  counter->second->Increment();
+  latency_->Observe(std::chrono::duration<double>(duration).count());
+}
+
+Metrics::Requests& Metrics::requests(std::string_view operation) {
+  const std::lock_guard lock(impl_->finding);
+  const auto found = impl_->operations.find(operation);
+  if (found != impl_->operations.end()) return found->second;
+  const std::string name(operation);
+  return impl_->operations.try_emplace(name, name).first->second;
+}
+
+void Metrics::served(Requests& requests, int status, std::chrono::nanoseconds duration) {
+  requests.count(*impl_, status, duration);
 }
 
 std::string Metrics::text(const Levels& levels) {

@@ -6,6 +6,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace korvane::host {
 
@@ -19,8 +20,14 @@ class Metrics {
   Metrics& operator=(const Metrics&) = delete;
   ~Metrics();
 
-  /// Counts one request. `operation` is of a fixed set: every value makes a series of its own.
-  void served(const std::string& operation, int status, std::chrono::nanoseconds duration);
+  /// What requests of one kind count as.
+  class Requests;
+
+  /// Those of an operation, which is of a fixed set: every value makes a series of its own, from its
+  /// first request on. Valid as long as this lives.
+  Requests& requests(std::string_view operation);
+  /// Counts one request.
+  void served(Requests& requests, int status, std::chrono::nanoseconds duration);
 
   /// What is read when it is asked for.
   struct Levels {

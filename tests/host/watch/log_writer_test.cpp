@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <fcntl.h>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -28,11 +29,14 @@ struct Place {
   std::condition_variable has_changed;
   std::string text;
   bool hangs = false;
+  /// A line has come and hangs.
+  bool waits = false;
   bool fails = false;
 
   static LogWriter::Output output(const std::shared_ptr<Place>& place) {
     return [place](std::string_view piece) {
       std::unique_lock lock(place->mutex);
+      place->waits = place->hangs;
       place->has_changed.wait(lock, [&] { return !place->hangs; });
       if (place->fails) return std::size_t{0};
       place->text += piece;
@@ -56,6 +60,16 @@ class LogWriterTest : public testing::Test {
  protected:
   std::unique_ptr<LogWriter> writer() const {
     return std::make_unique<LogWriter>(Place::output(place_), &loss_line);
+  }
+  /// Writes a line that hangs, so that the next ones come together.
+  void hold_up(LogWriter& log) const {
+    place_->set(true, false);
+    log.write("held up");
+    const auto hangs = [&] {
+      const std::lock_guard lock(place_->mutex);
+      return place_->waits;
+    };
+    while (!hangs()) std::this_thread::yield();
   }
   void wait_until_written(const std::string& end) const {
     for (int i = 0; i < 1000 && !place_->now().ends_with(end); ++i) {
@@ -120,6 +134,58 @@ TEST_F(LogWriterTest, GoesWithinASecondThoughItsReaderHangs) {
   place_->set(false, false);
 }
 
+TEST_F(LogWriterTest, PutsOutTogetherWhatCameTogether) {
+  std::vector<std::string> pieces;
+  LogWriter log(
+      [&, put = Place::output(place_)](std::string_view text) {
+        pieces.emplace_back(text);
+        return put(text);
+      },
+      &loss_line);
+  hold_up(log);
+  for (const char* const line : {"a", "b", "c"}) log.write(line);
+  place_->set(false, false);
+  log.flush(10s);
+  EXPECT_THAT(pieces, ElementsAre("held up\n", "a\nb\nc\n"));
+}
+
+TEST_F(LogWriterTest, CountsTheLinesOfAPieceThatDidNotGoOutWhole) {
+  std::vector<std::string> pieces;
+  LogWriter log(
+      [&, put = Place::output(place_)](std::string_view text) {
+        pieces.emplace_back(text);
+        put(text);
+        return pieces.size() == 2 ? std::size_t{3} : text.size();
+      },
+      &loss_line);
+  hold_up(log);
+  for (const char* const line : {"a", "b", "c"}) log.write(line);
+  place_->set(false, false);
+  log.flush(10s);
+  log.write("d");
+  log.flush(10s);
+  // "a" went out, and the first letter of "b".
+  EXPECT_THAT(pieces, ElementsAre("held up\n", "a\nb\nc\n", "\n2 lost\n", "d\n"));
+}
+
+TEST_F(LogWriterTest, MakesALateLinesTextOnItsOwnThread) {
+  struct Late final : LateLine {
+    explicit Late(std::promise<std::thread::id>& maker) : made_by(maker) {}
+    std::string text() const override {
+      made_by.set_value(std::this_thread::get_id());
+      return "late";
+    }
+    std::size_t bytes() const override { return 100; }
+    std::promise<std::thread::id>& made_by;
+  };
+  std::promise<std::thread::id> maker;
+  auto log = writer();
+  log->write(std::make_shared<Late>(maker));
+  log.reset();
+  EXPECT_EQ(place_->now(), "late\n");
+  EXPECT_NE(maker.get_future().get(), std::this_thread::get_id());
+}
+
 TEST(LogOutput, BeginsANewLineAfterOneThatWentOutByHalf) {
   std::vector<std::string> pieces;
   {
@@ -130,6 +196,7 @@ TEST(LogOutput, BeginsANewLineAfterOneThatWentOutByHalf) {
         },
         &loss_line);
     log.write("broken");
+    log.flush(10s);
     log.write("whole");
   }
   EXPECT_THAT(pieces, ElementsAre("broken\n", "\n1 lost\n", "whole\n"));
