@@ -23,8 +23,8 @@ namespace {
 constexpr std::chrono::milliseconds kLingerTime{1000};
 /// How long a connection beyond the limit has for its one request.
 constexpr std::chrono::milliseconds kBriefTime{2000};
-/// Smaller bodies leave together with their header.
-constexpr std::size_t kSmallBody = 64U << 10U;
+/// So much of a body leaves together with its header.
+constexpr std::size_t kWithHead = 64U << 10U;
 
 /// How many of `all` connections one client may have.
 std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - all / 4); }
@@ -85,7 +85,7 @@ HttpServer::Connection::Connection(HttpServer& server, const StreamSocket& socke
 void HttpServer::Connection::run() {
   while (begin_idle() && stream_.has_data(is_beyond_limit_ ? kBriefTime : limits().idle_time)) {
     started_ = Clock::now();
-    with_state([&](ConnectionState& state) {
+    watch_.with_state([&](ConnectionState& state) {
       state.begin_reading(is_beyond_limit_ ? kBriefTime : limits().transfer_time);
     });
     if (!serve_request() || is_beyond_limit_) break;
@@ -93,14 +93,14 @@ void HttpServer::Connection::run() {
 }
 
 bool HttpServer::Connection::begin_idle() {
-  return with_state([&](ConnectionState& state) {
+  return watch_.with_state([&](ConnectionState& state) {
     state.begin_idle();
     return !server_.is_stopping_;
   });
 }
 
 bool HttpServer::Connection::is_overdue() {
-  return with_state([](const ConnectionState& state) { return state.is_overdue(); });
+  return watch_.with_state([](const ConnectionState& state) { return state.is_overdue(); });
 }
 
 bool HttpServer::Connection::serve_request() {
@@ -126,7 +126,7 @@ bool HttpServer::Connection::serve_request() {
     enter_as(exchange->client());
     const std::string body =
         reader.read_body([&](std::uint64_t bytes) { exchange->hold_body(bytes); });
-    with_state([](ConnectionState& state) { state.begin_answering(); });
+    watch_.with_state([](ConnectionState& state) { state.begin_answering(); });
     reply = exchange->answer(body);
   } catch (const HttpFault& fault) {
     reply = problem_reply(fault);
@@ -137,7 +137,7 @@ bool HttpServer::Connection::serve_request() {
   }
   exchange->complete(reply);
   const bool keeps_alive = !reader.is_body_left() && !is_last_request_ &&
-                           request.head.getKeepAlive() && !server_.is_stopping();
+                           request.head.getKeepAlive() && !server_.is_stopping_;
   const bool is_head_only = request.head.getMethod() == "HEAD";
   const Compression compression(server_.compressions_,
                                 !is_head_only && wants_compressed(request.head, reply));
@@ -156,10 +156,9 @@ bool HttpServer::Connection::serve_request() {
 void HttpServer::Connection::enter_as(const std::string& client) {
   if (client.empty()) return;  // a check of the server's health
   is_last_request_ = true;     // unless it gets in
-  const bool is_too_many = with_state([&](ConnectionState& state) {
-    state.admit();
-    return watch_.become(client) && watch_.siblings() > share_of(limits().connections);
-  });
+  watch_.with_state([](ConnectionState& state) { state.admit(); });
+  const bool is_too_many =
+      watch_.become(client) && watch_.siblings() > share_of(limits().connections);
   if (is_too_many) {
     throw HttpFault(429, "too many connections of \"" + client + "\" at a time",
                     {{"Retry-After", "1"}});
@@ -181,18 +180,25 @@ bool HttpServer::Connection::refuse(const HttpFault& fault) {
 
 bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool is_head_only) {
   try {
-    with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
-    std::string text = header_text(reply, keeps_alive);
-    if (reply.status == kNotModified) is_head_only = true;
-    const bool is_small = !reply.stream_body && reply.body.size() < kSmallBody;
-    if (is_small && !is_head_only) text += reply.body;
-    stream_.write_all(text);
-    if (is_small || is_head_only) return true;
-    if (reply.stream_body) {
-      reply.stream_body([&](std::string_view piece) { stream_.write_all(piece); });
-    } else {
-      stream_.write_all(reply.body);
+    watch_.with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
+    // Waits for the first of the body, to leave with it.
+    std::string head = header_text(reply, keeps_alive);
+    const auto write = [&](std::string_view piece) {
+      if (!head.empty()) {
+        const std::string_view first = piece.substr(0, kWithHead);
+        head += first;
+        piece.remove_prefix(first.size());
+        stream_.write_all(std::exchange(head, {}));
+      }
+      stream_.write_all(piece);
+    };
+    const bool has_body = !is_head_only && reply.status != kNotModified;
+    if (has_body && reply.stream_body) {
+      reply.stream_body(write);
+    } else if (has_body) {
+      write(reply.body);
     }
+    stream_.write_all(head);
     return true;
   } catch (const std::exception&) {
     return false;  // the other end has gone, or there is no memory for the rest
@@ -202,7 +208,7 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
 bool HttpServer::Connection::send_compressed(const HttpReply& reply, bool keeps_alive) {
   const auto send_all = [&](std::string_view bytes) { stream_.write_all(bytes); };
   try {
-    with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
+    watch_.with_state([&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
     GzipChunks chunks(header_text(reply, keeps_alive, BodyCoding::gzip_in_chunks), send_all);
     if (reply.stream_body) {
       reply.stream_body([&](std::string_view piece) { chunks.write(piece); });

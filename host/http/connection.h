@@ -19,12 +19,11 @@ namespace korvane::host {
 class HttpServer::Watch {
  public:
   Watch(HttpServer& server, int descriptor, const std::string& address)
-      : state(descriptor), server_(server) {
+      : server_(server), state_(descriptor), owner_name_(address) {
     const std::lock_guard lock(server_.mutex_);
-    const auto owner = server_.connections_of_owners_.try_emplace(address).first;
     server_.watches_.push_back(this);
     place_ = std::prev(server_.watches_.end());
-    enter(owner);
+    enter();
   }
   Watch(const Watch&) = delete;
   Watch& operator=(const Watch&) = delete;
@@ -34,25 +33,34 @@ class HttpServer::Watch {
     server_.watches_.erase(place_);
   }
 
-  // With the server's lock held:
-  ConnectionState state;
-  /// How many connections its owner has.
-  std::size_t siblings() const { return owner_->second; }
-  /// Counts as the client's from now on; an empty name changes nothing. Returns whether the owner
-  /// has changed.
-  bool become(const std::string& client) {
-    if (client.empty() || client == owner_->first) return false;
-    const auto owner = server_.connections_of_owners_.try_emplace(client).first;
-    leave();
-    enter(owner);
-    return true;
+  /// Has `action` work on the state. Any thread may, also with the server's lock held.
+  template <class Action>
+  auto with_state(Action action) {
+    const std::lock_guard lock(state_mutex_);
+    return action(state_);
   }
 
- private:
-  using Owners = std::map<std::string, std::size_t>;
+  /// Counts as the client's from now on; an empty name changes nothing. Returns whether the owner
+  /// has changed. On the connection's thread.
+  bool become(const std::string& client) {
+    if (client.empty() || client == owner_name_) return false;
+    const std::lock_guard lock(server_.mutex_);
+    leave();
+    owner_name_ = client;
+    enter();
+    return true;
+  }
+  /// How many connections its owner has.
+  std::size_t siblings() const {
+    const std::lock_guard lock(server_.mutex_);
+    return siblings_with_lock();
+  }
+  /// The same with the server's lock held.
+  std::size_t siblings_with_lock() const { return owner_->second; }
 
-  void enter(Owners::iterator owner) {
-    owner_ = owner;
+ private:
+  void enter() {
+    owner_ = server_.connections_of_owners_.try_emplace(owner_name_).first;
     ++owner_->second;
   }
   void leave() {
@@ -60,8 +68,11 @@ class HttpServer::Watch {
   }
 
   HttpServer& server_;
+  std::mutex state_mutex_;
+  ConnectionState state_;
+  std::string owner_name_;
   std::list<Watch*>::iterator place_;
-  Owners::iterator owner_;
+  std::map<std::string, std::size_t>::iterator owner_;
 };
 
 /// One connection, in its own thread.
@@ -77,11 +88,6 @@ class HttpServer::Connection {
   void run();
 
  private:
-  template <class Action>
-  auto with_state(Action action) {
-    const std::lock_guard lock(server_.mutex_);
-    return action(watch_.state);
-  }
   const HttpLimits& limits() const { return server_.limits_; }
 
   /// False once the server is stopping.

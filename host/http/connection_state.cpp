@@ -27,6 +27,12 @@ void ConnectionState::shut_if_idle() {
   if (is_idle_) shut();
 }
 
+bool ConnectionState::shut_if_at_rest() {
+  if (!is_at_rest()) return false;
+  shut();
+  return true;
+}
+
 void ConnectionState::shut() {
   is_shut_ = true;
   ::shutdown(descriptor_, SHUT_RDWR);

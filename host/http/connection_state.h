@@ -7,7 +7,7 @@ namespace korvane::host {
 
 /// A connection as other threads see it, which shut it down when it is idle or overdue. They do not
 /// close its descriptor: shutting it down wakes the connection's thread, and that thread alone
-/// closes it. Used with the server's lock held.
+/// closes it. Used by one thread at a time.
 class ConnectionState {
  public:
   using Clock = std::chrono::steady_clock;
@@ -33,6 +33,8 @@ class ConnectionState {
   Clock::time_point at_rest_since() const { return since_; }
 
   void shut_if_idle();
+  /// Returns whether it was.
+  bool shut_if_at_rest();
   /// Both ways, whatever it does.
   void shut();
   void shut_if_overdue(Clock::time_point now);

@@ -4,6 +4,7 @@
 #include <csignal>
 #include <exception>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <sys/socket.h>
 #include <system_error>
@@ -56,7 +57,7 @@ void HttpServer::stop_accepting() {
   {
     const std::lock_guard lock(mutex_);
     is_stopping_ = true;
-    for (Watch* const watch : watches_) watch->state.shut_if_idle();
+    for_each_state([](ConnectionState& state) { state.shut_if_idle(); });
   }
   // Wakes the acceptor, which closes it; new connections are refused from now on.
   ::shutdown(socket_.impl()->sockfd(), SHUT_RDWR);
@@ -78,7 +79,7 @@ bool HttpServer::wait_for_connections(std::chrono::milliseconds deadline) {
 
 void HttpServer::cut_connections() {
   const std::lock_guard lock(mutex_);
-  for (Watch* const watch : watches_) watch->state.shut();
+  for_each_state([](ConnectionState& state) { state.shut(); });
 }
 
 std::size_t HttpServer::connections() const {
@@ -86,18 +87,13 @@ std::size_t HttpServer::connections() const {
   return connections_;
 }
 
-bool HttpServer::is_stopping() const {
-  const std::lock_guard lock(mutex_);
-  return is_stopping_;
-}
-
 void HttpServer::accept_connections() {
   block_broken_pipe_signal();
   Clock::time_point next_look = Clock::now() + kTick;
-  while (!is_stopping()) {
+  while (!is_stopping_) {
     try {
       const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
-      if (is_ready && !is_stopping()) {
+      if (is_ready && !is_stopping_) {
         // In two steps: the handle that is accepted must be gone when the thread begins.
         auto socket = std::make_unique<StreamSocket>(socket_.acceptConnection());
         start_connection(std::move(socket));
@@ -163,22 +159,32 @@ void HttpServer::refuse_connection(StreamSocket& socket) {
 }
 
 bool HttpServer::make_room() {
+  using Rank = std::pair<std::size_t, Clock::duration>;
   Watch* chosen = nullptr;
+  Rank highest;
   for (Watch* const watch : watches_) {
-    if (!watch->state.is_at_rest()) continue;
-    const auto rank = [](const Watch* one) {
-      return std::pair(one->siblings(), -one->state.at_rest_since().time_since_epoch());
-    };
-    if (chosen == nullptr || rank(watch) > rank(chosen)) chosen = watch;
+    const auto since = watch->with_state([](const ConnectionState& state) {
+      return state.is_at_rest() ? std::optional(state.at_rest_since()) : std::nullopt;
+    });
+    if (!since) continue;
+    const Rank rank(watch->siblings_with_lock(), -since->time_since_epoch());
+    if (chosen != nullptr && rank <= highest) continue;
+    chosen = watch;
+    highest = rank;
   }
-  if (chosen == nullptr) return false;
-  chosen->state.shut();
-  return true;
+  // Its next request may have been admitted meanwhile.
+  return chosen != nullptr &&
+         chosen->with_state([](ConnectionState& state) { return state.shut_if_at_rest(); });
+}
+
+template <class Action>
+void HttpServer::for_each_state(Action action) {
+  for (Watch* const watch : watches_) watch->with_state(action);
 }
 
 void HttpServer::shut_overdue_connections() {
   const Clock::time_point now = Clock::now();
-  for (Watch* const watch : watches_) watch->state.shut_if_overdue(now);
+  for_each_state([&](ConnectionState& state) { state.shut_if_overdue(now); });
 }
 
 }  // namespace korvane::host

@@ -110,7 +110,6 @@ class HttpServer {
   /// What becomes of a connection that has been accepted.
   enum class Entry { admitted, beyond_limit, refused };
 
-  bool is_stopping() const;
   void accept_connections();
   /// Counts one connection more.
   Entry enter();
@@ -118,6 +117,8 @@ class HttpServer {
   void start_connection(std::unique_ptr<Poco::Net::StreamSocket> socket);
   void refuse_connection(Poco::Net::StreamSocket& socket);
   // With the lock held:
+  template <class Action>
+  void for_each_state(Action action);
   void shut_overdue_connections();
   /// Closes a connection that is at rest. False when there is none.
   bool make_room();
@@ -132,7 +133,7 @@ class HttpServer {
   /// How many each owner has: a client, or an address as long as no client is known.
   std::map<std::string, std::size_t> connections_of_owners_;
   std::size_t connections_ = 0;
-  bool is_stopping_ = false;
+  std::atomic<bool> is_stopping_ = false;
   /// Replies that are being compressed.
   std::atomic<int> compressions_ = 0;
   std::thread acceptor_;

@@ -21,20 +21,39 @@ auto or_end(Action action) {
 }  // namespace
 
 bool Stream::has_data(std::chrono::milliseconds time) {
-  return or_end([&] {
-    const Poco::Timespan timespan(
-        std::chrono::duration_cast<std::chrono::microseconds>(time).count());
-    return !arrived_.empty() || socket_.available() > 0 ||
-           socket_.poll(timespan, Poco::Net::Socket::SELECT_READ);
-  });
+  if (!arrived_.empty()) return true;
+  const Poco::Timespan timespan(
+      std::chrono::duration_cast<std::chrono::microseconds>(time).count());
+  if (socket_.secure()) {
+    return or_end([&] {
+      return socket_.available() > 0 || socket_.poll(timespan, Poco::Net::Socket::SELECT_READ);
+    });
+  }
+  // Reading at once, where most of the time something comes, saves asking whether there is something.
+  if (time != receive_timeout_) {
+    or_end([&] { socket_.setReceiveTimeout(timespan); });
+    receive_timeout_ = time;
+  }
+  return try_receive();
 }
 
 void Stream::receive() {
-  if (!arrived_.empty()) return;
-  const int count = or_end(
-      [&] { return socket_.receiveBytes(buffer_.data(), static_cast<int>(buffer_.size())); });
-  if (count <= 0) throw ConnectionEnd();
+  // How long a request may take is watched from outside.
+  while (arrived_.empty() && !try_receive()) continue;
+}
+
+bool Stream::try_receive() {
+  const int count = or_end([&] {
+    try {
+      return socket_.receiveBytes(buffer_.data(), static_cast<int>(buffer_.size()));
+    } catch (const Poco::TimeoutException&) {
+      return -1;
+    }
+  });
+  if (count == 0) throw ConnectionEnd();
+  if (count < 0) return false;
   arrived_ = {buffer_.data(), static_cast<std::size_t>(count)};
+  return true;
 }
 
 void Stream::write_all(std::string_view text) {

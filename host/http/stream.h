@@ -23,7 +23,7 @@ class Stream {
 
   /// Waits for a byte or the end. False when `time` has passed.
   bool has_data(std::chrono::milliseconds time);
-  /// What has come and has not been taken. Valid until `receive`.
+  /// What has come and has not been taken. Valid until `has_data` or `receive`.
   std::string_view arrived() const { return arrived_; }
   /// Waits until something has arrived.
   void receive();
@@ -32,7 +32,11 @@ class Stream {
   void write_all(std::string_view text);
 
  private:
+  /// Waits no longer than the socket's receive timeout. False when that has passed.
+  bool try_receive();
+
   Poco::Net::StreamSocket socket_;
+  std::chrono::milliseconds receive_timeout_{0};
   std::array<char, 16U << 10U> buffer_;
   std::string_view arrived_;
 };
