@@ -42,7 +42,7 @@ Gate::Gate(std::optional<Tokens> tokens, std::vector<std::string> host_names)
 bool Gate::is_own_name(const std::string& host) const {
   const std::string name = name_of(host);
   const auto is_it = [&](const std::string& own) { return Poco::icompare(own, name) == 0; };
-  return is_it("localhost") || is_address(name) ||
+  return Poco::icompare(name, "localhost") == 0 || is_address(name) ||
          std::any_of(host_names_.begin(), host_names_.end(), is_it);
 }
 

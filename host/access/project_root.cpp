@@ -5,13 +5,12 @@
 #include <csignal>
 #include <cstddef>
 #include <fcntl.h>
-#include <locale>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
 
-#include <boost/algorithm/string/predicate.hpp>
+#include <Poco/Ascii.h>
 #include <boost/algorithm/string/split.hpp>
 #include <climits>
 
@@ -25,6 +24,7 @@ namespace fs = std::filesystem;
 
 constexpr int kMostEntries = 100'000;
 
+constexpr std::string_view kUriBegin = "file:";
 constexpr std::array<std::string_view, 3> kSideFileEndings = {"-journal", "-wal", "-shm"};
 constexpr std::size_t kLongestName = NAME_MAX - kSideFileEndings[0].size();
 constexpr std::size_t kLongestPath = PATH_MAX - 1 - kSideFileEndings[0].size();
@@ -33,6 +33,19 @@ constexpr std::size_t kLongestPath = PATH_MAX - 1 - kSideFileEndings[0].size();
 constexpr std::size_t kLongestQuote = 120;
 
 bool is_control(wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
+
+/// Whether there are only printable characters of ASCII.
+bool is_plain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+/// Whether the texts differ in nothing but the case of ASCII letters.
+bool is_same(std::string_view left, std::string_view right) {
+  return left.size() == right.size() &&
+         std::equal(left.begin(), left.end(), right.begin(), [](char a, char b) {
+           return Poco::Ascii::toLower(a) == Poco::Ascii::toLower(b);
+         });
+}
 
 /// `filename` as a failure shows it: control characters and bytes that are not UTF-8 as `?`.
 std::string quoted(std::string_view filename) {
@@ -53,7 +66,7 @@ class Confinement {
   std::string run() const {
     check_text();
     std::string result = inside(resolve(elements()));
-    check_meaning(result);
+    if (result != filename_) check_meaning(result);
     return result;
   }
 
@@ -63,9 +76,7 @@ class Confinement {
   }
 
   void check_text() const {
-    const std::wstring text = krv::log::widen(filename_);
-    if (krv::log::narrow(text) != filename_) refuse("UTF-8");
-    if (std::any_of(text.begin(), text.end(), is_control)) refuse("no control characters");
+    if (!is_plain(filename_)) check_characters();
     if (filename_.size() > kLongestPath) {
       refuse("at most " + std::to_string(kLongestPath) + " bytes");
     }
@@ -73,15 +84,20 @@ class Confinement {
     check_meaning(filename_);
   }
 
+  void check_characters() const {
+    const std::wstring text = krv::log::widen(filename_);
+    if (krv::log::narrow(text) != filename_) refuse("UTF-8");
+    if (std::any_of(text.begin(), text.end(), is_control)) refuse("no control characters");
+  }
+
   /// Refuses what SQLite would take for something else than a database's own file, both in the name
   /// sent and in the one returned: "./:memory:" has become one, and so may a link's end.
   void check_meaning(std::string_view name) const {
-    namespace text = boost::algorithm;
-    const std::locale& ascii = std::locale::classic();
-    if (text::istarts_with(name, "file:", ascii)) refuse("a path, not a URI");
-    if (text::iequals(name, ":memory:", ascii)) refuse("the name of a file");
+    if (is_same(name.substr(0, kUriBegin.size()), kUriBegin)) refuse("a path, not a URI");
+    if (is_same(name, ":memory:")) refuse("the name of a file");
     for (const std::string_view ending : kSideFileEndings) {
-      if (text::iends_with(name, ending, ascii)) {
+      if (name.size() >= ending.size() &&
+          is_same(name.substr(name.size() - ending.size()), ending)) {
         refuse("no name that SQLite keeps for itself (" + std::string(ending) + ")");
       }
     }

@@ -9,6 +9,7 @@
 #include <iterator>
 #include <openssl/crypto.h>
 #include <openssl/evp.h>
+#include <set>
 #include <stdexcept>
 #include <stdlib.h>
 #include <sys/file.h>

@@ -1,9 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <compare>
+#include <cstddef>
 #include <filesystem>
+#include <initializer_list>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,7 +27,36 @@ enum class Scope {
   sql,    ///< queries in SQL
 };
 
-using Scopes = std::set<Scope>;
+/// A set of them, in order. Copied with each request, and so without memory of its own.
+class Scopes {
+ public:
+  Scopes() = default;
+  Scopes(std::initializer_list<Scope> scopes) {
+    for (const Scope scope : scopes) insert(scope);
+  }
+
+  void insert(Scope scope) {
+    Scope* const place = std::lower_bound(scopes_.begin(), scopes_.begin() + size_, scope);
+    if (place != end() && *place == scope) return;
+    std::move_backward(place, scopes_.begin() + size_, scopes_.begin() + size_ + 1);
+    *place = scope;
+    ++size_;
+  }
+  bool empty() const { return size_ == 0; }
+  std::size_t size() const { return size_; }
+  std::size_t count(Scope scope) const { return std::binary_search(begin(), end(), scope); }
+  const Scope* begin() const { return scopes_.data(); }
+  const Scope* end() const { return scopes_.data() + size_; }
+
+  friend auto operator<=>(const Scopes&, const Scopes&) = default;
+
+ private:
+  static constexpr std::size_t kScopes = 3;
+
+  /// Those beyond the size are `read`, so that equal sets compare equal.
+  std::array<Scope, kScopes> scopes_{};
+  std::size_t size_ = 0;
+};
 
 /// "read", "write", "sql".
 std::string_view scope_name(Scope scope);

@@ -56,6 +56,7 @@ bool takes_gzip(const std::string& accept_encoding) {
 bool is_compressible(const std::string& media_type) {
   static constexpr std::array kTypes = {"application/json", "application/problem+json",
                                         "application/x-ndjson", "image/svg+xml"};
+  if (std::find(kTypes.begin(), kTypes.end(), media_type) != kTypes.end()) return true;
   const std::string name = Poco::toLower(media_type.substr(0, media_type.find(';')));
   return name.starts_with("text/") || std::find(kTypes.begin(), kTypes.end(), name) != kTypes.end();
 }

@@ -56,9 +56,11 @@ void read_lines(std::string_view header, HTTPRequest& head) {
   }
 }
 
-std::ptrdiff_t count_fields(const HTTPRequest& head, const std::string& name) {
-  return std::count_if(head.begin(), head.end(),
-                       [&](const auto& field) { return Poco::icompare(field.first, name) == 0; });
+std::ptrdiff_t count_fields(const HTTPRequest& head, std::string_view name) {
+  return std::count_if(head.begin(), head.end(), [&](const auto& field) {
+    return field.first.size() == name.size() &&
+           Poco::icompare(std::string_view(field.first), name) == 0;
+  });
 }
 
 /// Two fields of such a name would let two parsers see two requests.

@@ -56,6 +56,9 @@ std::string_view media_type(Representation representation) {
 }
 
 std::optional<Representation> representation_of(const std::string& content_type) {
+  for (const Representation candidate : kRepresentations) {
+    if (content_type == media_type(candidate)) return candidate;
+  }
   std::string name;
   Poco::Net::NameValueCollection parameters;
   Poco::Net::MessageHeader::splitParameters(content_type, name, parameters);

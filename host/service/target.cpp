@@ -14,6 +14,7 @@ namespace korvane::host {
 namespace {
 
 std::string percent_decoded(const std::string& text) {
+  if (text.find('%') == text.npos) return text;
   std::string decoded;
   try {
     Poco::URI::decode(text, decoded);
