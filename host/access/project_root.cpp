@@ -65,7 +65,7 @@ class Confinement {
 
   std::string run() const {
     check_text();
-    std::string result = inside(resolve(elements()));
+    std::string result = resolve(elements());
     if (result != filename_) check_meaning(result);
     return result;
   }
@@ -118,12 +118,13 @@ class Confinement {
   }
 
   /// Follows the path one element at a time, so that nothing outside is ever looked at but the end
-  /// of a link, and that with one answer whether it is there or not.
-  fs::path resolve(const std::vector<std::string>& elements) const {
-    fs::path here = root_;
-    for (std::size_t i = 0; i < elements.size(); ++i) {
-      const bool is_last = i + 1 == elements.size();
-      here /= elements[i];
+  /// of a link, and that with one answer whether it is there or not. Returns its path inside.
+  std::string resolve(const std::vector<std::string>& elements) const {
+    std::string here;
+    for (const std::string& element : elements) {
+      const bool is_last = &element == &elements.back();
+      if (!here.empty()) here += '/';
+      here += element;
       fs::file_type type = type_of(here);
       if (type == fs::file_type::symlink) {
         here = end_of_link(here);
@@ -138,23 +139,22 @@ class Confinement {
     return here;
   }
 
-  fs::file_type type_of(const fs::path& path) const {
+  fs::file_type type_of(const std::string& inside) const {
     std::error_code failure;
-    const fs::file_type type = fs::symlink_status(path, failure).type();
+    const fs::file_type type = fs::symlink_status(root_ / inside, failure).type();
     if (type == fs::file_type::none) refuse("a path that can be looked up");
     return type;
   }
 
-  fs::path end_of_link(const fs::path& link) const {
+  std::string end_of_link(const std::string& link) const {
     std::error_code failure;
-    fs::path end = fs::canonical(link, failure);
-    if (failure || *end.lexically_relative(root_).begin() == "..") {
+    const fs::path end = fs::canonical(root_ / link, failure);
+    const fs::path inside = end.lexically_relative(root_);
+    if (failure || *inside.begin() == "..") {
       refuse("no link that leads out of the project folder, or nowhere");
     }
-    return end;
+    return inside == "." ? "" : inside.string();
   }
-
-  std::string inside(const fs::path& path) const { return path.lexically_relative(root_).string(); }
 
   const fs::path& root_;
   std::string_view filename_;

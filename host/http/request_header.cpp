@@ -32,13 +32,20 @@ void read_request_line(std::string_view line, HTTPRequest& head) {
   head.setVersion(std::string(line.substr(target_end + 1)));
 }
 
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kBlanks = " \t";
+  const std::size_t begin = text.find_first_not_of(kBlanks);
+  if (begin == text.npos) return {};
+  return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
+}
+
 void read_field(std::string_view line, HTTPRequest& head) {
   const std::size_t name_end = line.find(':');
   const std::string_view name = line.substr(0, name_end);
   if (name_end == line.npos || !is_token(name)) {
     throw HttpFault(400, "malformed field in the header; expected a name, a colon and a value");
   }
-  head.add(std::string(name), Poco::trim(std::string(line.substr(name_end + 1))));
+  head.add(std::string(name), std::string(trimmed(line.substr(name_end + 1))));
 }
 
 void read_lines(std::string_view header, HTTPRequest& head) {

@@ -1,28 +1,48 @@
 #include "host/http/request_syntax.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cstddef>
 #include <system_error>
 
 namespace korvane::host {
 
 namespace {
 
-bool is_control(char c) {
+/// What each byte may be part of. A table, as every byte of every header is looked at.
+class Characters {
+ public:
+  template <class Predicate>
+  explicit constexpr Characters(Predicate predicate) {
+    for (std::size_t i = 0; i < is_one_.size(); ++i) is_one_[i] = predicate(static_cast<char>(i));
+  }
+  constexpr bool has(char c) const { return is_one_[static_cast<unsigned char>(c)]; }
+
+ private:
+  std::array<bool, 256> is_one_{};
+};
+
+constexpr Characters kControls([](char c) {
   constexpr char kDelete = 0x7F;
   return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == kDelete;
-}
+});
+
+constexpr Characters kOfTokens([](char c) {
+  constexpr std::string_view kAll =
+      "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+  return kAll.find(c) != kAll.npos;
+});
 
 }  // namespace
 
 bool has_control(std::string_view text) {
-  return std::any_of(text.begin(), text.end(), is_control);
+  return std::any_of(text.begin(), text.end(), [](char c) { return kControls.has(c); });
 }
 
 bool is_token(std::string_view text) {
-  constexpr std::string_view kTokenCharacters =
-      "!#$%&'*+-.^_`|~0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
-  return !text.empty() && text.find_first_not_of(kTokenCharacters) == text.npos;
+  return !text.empty() &&
+         std::all_of(text.begin(), text.end(), [](char c) { return kOfTokens.has(c); });
 }
 
 std::optional<std::uint64_t> parse_number(std::string_view text, int base) {
