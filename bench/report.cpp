@@ -1,9 +1,7 @@
 #include "bench/report.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <google/protobuf/stubs/common.h>
 #include <iostream>
@@ -13,6 +11,8 @@
 
 #include <nlohmann/json.hpp>
 #include <sqlite3.h>
+
+#include "bench/machine.h"
 
 namespace korvane::bench {
 
@@ -25,46 +25,8 @@ std::vector<Line>& all_lines() {
   return lines;
 }
 
-/// Programs that wanted a processor during the last minute.
-double machine_load() {
-  double load = 0.0;
-  return getloadavg(&load, 1) == 1 ? load : -1.0;
-}
-
-std::string formatted(const char* format, double value) {
-  char text[32];
-  std::snprintf(text, sizeof(text), format, value);
-  return text;
-}
-
-/// Three digits and the unit that suits them.
-std::string readable(double value, const std::string& unit) {
-  if (unit != "s") return formatted("%.0f ", value) + unit;
-  for (const auto& [name, size] : {std::pair{"s", 1.0}, {"ms", 1e-3}, {"us", 1e-6}}) {
-    if (value >= size) return formatted("%.3g ", value / size) + name;
-  }
-  return formatted("%.3g ns", value / 1e-9);
-}
-
-std::string today() {
-  const auto days = std::chrono::floor<std::chrono::days>(std::chrono::system_clock::now());
-  const std::chrono::year_month_day date(days);
-  char text[16];
-  std::snprintf(text, sizeof(text), "%04d-%02u-%02u", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
-  return text;
-}
-
 std::string protobuf_version() {
   return google::protobuf::internal::VersionString(GOOGLE_PROTOBUF_VERSION);
-}
-
-std::string compiler() {
-#if defined(__clang__)
-  return std::string("clang ") + __clang_version__;
-#else
-  return std::string("g++ ") + __VERSION__;
-#endif
 }
 
 }  // namespace
@@ -184,9 +146,6 @@ void Report::print_table() const {
 
 void Report::write(const std::string& filename) const {
   using Json = nlohmann::ordered_json;
-  const auto rounded = [](double value) {
-    return std::strtod(formatted("%.4g", value).c_str(), nullptr);
-  };
   Json results;
   results["date"] = today();
   results["machine"] = {{"cores", std::thread::hardware_concurrency()},
