@@ -1,7 +1,7 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages run serve test check-sources coverage asan asan-quick tsan torture soak bench bench-commands fuzz \
+.PHONY: help packages packages-bench run serve test check-sources coverage asan asan-quick tsan torture soak bench bench-commands fuzz \
   fuzz-corpora mutants docs bench-page pictures format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
@@ -10,6 +10,8 @@ SERVED := build/release/projects
 BENCH_FLAGS := --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
   --benchmark_min_time=0.05
 BENCH_RESULTS := bench/results.json
+WIRE_RESULTS := bench/wire.json
+WIRE_ROUNDS := 15
 FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
@@ -24,6 +26,9 @@ help: ## list the targets
 
 packages:
 	@scripts/install-packages.sh
+
+packages-bench:
+	@scripts/install-packages.sh bench
 
 build-%: packages
 	@echo "== build: $*"
@@ -74,8 +79,11 @@ mutants: packages ## slips in the sources that the tests are to notice (MUTANTS,
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
 
-bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/results.json and docs/performance.md
+build-bench: packages-bench
+
+bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/*.json and docs/performance.md
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
+	@build/bench/bench/korvane_wire --results=$(WIRE_RESULTS) --rounds=$(WIRE_ROUNDS)
 	@scripts/performance.py
 
 bench-commands: build-release ## the commands over 100,000 bars beside sqlite3 and ogr2ogr, kept in bench/commands.json

@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
 """Writes the tables of docs/performance.md, each between <!-- table: NAME --> and <!-- /table -->,
-from bench/results.json and bench/commands.json. With --check it fails if they are not what it would write.
+from bench/results.json, bench/wire.json and bench/commands.json. With --check it fails if they are not
+what it would write.
 
 bench/before.json has the figures of the release before, from a run on the same day as
 bench/results.json. It is left out where the days differ: machines do too.
@@ -15,6 +16,7 @@ from sources import ROOT
 
 DOCUMENT = "docs/performance.md"
 RESULTS = "bench/results.json"
+WIRE = "bench/wire.json"
 COMMANDS = "bench/commands.json"
 BEFORE = "bench/before.json"
 BLOCK = re.compile(r"(<!-- table: (\S+) -->\n).*?(<!-- /table -->)", re.DOTALL)
@@ -26,6 +28,8 @@ def readable(value, unit):
     """Times with three digits in the unit that suits them, counts as they are."""
     if unit == "x":
         return f"{value:.3f}"
+    if unit == "calls/s":
+        return f"{value:,.0f} {unit}"
     if unit != "s":
         return f"{value:.4g} {unit}"
     for name, size in (("s", 1), ("ms", 1e-3), ("µs", 1e-6), ("ns", 1e-9)):
@@ -83,7 +87,39 @@ def growth_lines(results, _):
     return table(["Work", "Arguments", "Time:", "Ratio:"], rows)
 
 
+def wire_lines(wire):
+    machine = wire["machine"]
+    rows = []
+    for figure in wire["figures"]:
+        sign = "≥" if figure["unit"] == "calls/s" else "≤"
+        goal = f"{sign} {figure['goal']}" if "goal" in figure else ""
+        met = {True: "yes", False: "no", None: ""}[figure.get("met")]
+        rows.append([figure["work"], figure["beside"], readable(figure["korvane"], figure["unit"]),
+                     readable(figure["baseline"], figure["unit"]), f"{figure['ratio']:.3f}",
+                     f"{figure['ratio_of_best']:.3f}", goal, met])
+    return [f"{wire['date']}, {machine['cores']} cores, {machine['compiler']}, SQLite {machine['sqlite']}, "
+            f"gRPC {machine['grpc']}, medians of {wire['rounds']} rounds, load of the machine "
+            f"{machine['load_before']:.1f} before and {machine['load_after']:.1f} after.", ""] + table(
+                ["Work", "Beside", "korvane:", "beside it:", "ratio:", "best:", "goal:", "met"], rows)
+
+
+def wire_call_lines(wire):
+    """A line for each work and number of connections, a column for each server."""
+    servers = list(dict.fromkeys(call["server"] for call in wire["calls"]))
+    cells = {}
+    for call in wire["calls"]:
+        text = f"{readable(call['median'], 's')} / {readable(call['p99'], 's')}"
+        if "per_second" in call:
+            text += f", {call['per_second']:,.0f}/s"
+        cells.setdefault((call["work"], call["connections"]), {})[call["server"]] = text
+    rows = [[work, str(connections)] + [by_server.get(server, "") for server in servers]
+            for (work, connections), by_server in cells.items()]
+    return table(["Work", "Connections:"] + [f"{server}:" for server in servers], rows)
+
+
 TABLES = {"machine": machine_lines, "ratios": ratio_lines, "growth": growth_lines,
+          "wire": lambda results, _: wire_lines(results["wire"]),
+          "wire-calls": lambda results, _: wire_call_lines(results["wire"]),
           "commands": lambda results, _: command_lines(results["commands"])}
 
 
@@ -105,6 +141,7 @@ def main():
     document = path.read_text()
     before = ROOT / BEFORE
     results = json.loads((ROOT / RESULTS).read_text())
+    results["wire"] = json.loads((ROOT / WIRE).read_text())
     results["commands"] = json.loads((ROOT / COMMANDS).read_text())
     new = rewritten(document, results,
                     json.loads(before.read_text()) if before.exists() else None)

@@ -15,6 +15,25 @@ RESULTS = {
         {"work": "growth: look", "arguments": "file:10", "korvane": 7.019e-08,
          "baseline": 7.019e-08, "unit": "s", "ratio": 1.0, "ratio_of_fastest": 1.0},
     ],
+    "wire": {
+        "date": "2026-01-04", "rounds": 15,
+        "machine": {"cores": 2, "compiler": "g++ 12", "sqlite": "3.40", "grpc": "1.51",
+                    "load_before": 0.25, "load_after": 2.0},
+        "calls": [
+            {"work": "read", "connections": 1, "server": "korvane", "median": 2e-5, "p99": 3e-5,
+             "per_second": 45000},
+            {"work": "read", "connections": 8, "server": "korvane", "median": 9e-5, "p99": 1e-4,
+             "per_second": 90000},
+            {"work": "read", "connections": 8, "server": "gRPC", "median": 2e-4, "p99": 4e-4},
+        ],
+        "figures": [
+            {"work": "read", "beside": "gRPC", "korvane": 9e-5, "baseline": 2e-4, "unit": "s",
+             "ratio": 0.45, "ratio_of_best": 0.4, "goal": 0.5, "met": True},
+            {"work": "reads", "beside": "gRPC", "korvane": 90000, "baseline": 70000,
+             "unit": "calls/s", "ratio": 1.286, "ratio_of_best": 1.3, "goal": 1.5, "met": False},
+            {"work": "read, JSON", "beside": "Node", "korvane": 9e-5, "baseline": 9e-5,
+             "unit": "s", "ratio": 1.0, "ratio_of_best": 1.0},
+        ]},
     "commands": {
         "date": "2026-01-03", "bars": 100000, "drawings": 2000, "repetitions": 5,
         "figures": [
@@ -33,6 +52,10 @@ More.
 | old |
 <!-- /table -->
 <!-- table: growth -->
+<!-- /table -->
+<!-- table: wire -->
+<!-- /table -->
+<!-- table: wire-calls -->
 <!-- /table -->
 <!-- table: commands -->
 <!-- /table -->
@@ -56,6 +79,21 @@ More.
 | Work | Arguments | Time | Ratio |
 |---|---|--:|--:|
 | look | file:10 | 70.2 ns | 1.0 |
+<!-- /table -->
+<!-- table: wire -->
+2026-01-04, 2 cores, g++ 12, SQLite 3.40, gRPC 1.51, medians of 15 rounds, load of the machine 0.2 before and 2.0 after.
+
+| Work | Beside | korvane | beside it | ratio | best | goal | met |
+|---|---|--:|--:|--:|--:|--:|---|
+| read | gRPC | 90 µs | 200 µs | 0.450 | 0.400 | ≤ 0.5 | yes |
+| reads | gRPC | 90,000 calls/s | 70,000 calls/s | 1.286 | 1.300 | ≥ 1.5 | no |
+| read, JSON | Node | 90 µs | 90 µs | 1.000 | 1.000 |  |  |
+<!-- /table -->
+<!-- table: wire-calls -->
+| Work | Connections | korvane | gRPC |
+|---|--:|--:|--:|
+| read | 1 | 20 µs / 30 µs, 45,000/s |  |
+| read | 8 | 90 µs / 100 µs, 90,000/s | 200 µs / 400 µs |
 <!-- /table -->
 <!-- table: commands -->
 2026-01-03, 100,000 bars in 2,000 drawings, medians of 5.
