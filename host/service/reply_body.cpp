@@ -1,8 +1,10 @@
 #include "host/service/reply_body.h"
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace korvane::host {
 
@@ -11,6 +13,33 @@ namespace {
 /// Bodies up to here are small: they leave in one piece, and do not count among those that are
 /// held.
 constexpr std::uint64_t kSmallBody = 64U << 10U;
+/// Texts up to here are kept as they were written. Larger ones may be many times their record.
+constexpr std::uint64_t kKeptText = 8U << 20U;
+
+/// A text as it is written, in blocks: one that grew would be moved again and again.
+class TextBlocks {
+ public:
+  void add(std::string_view piece) {
+    while (!piece.empty()) {
+      if (blocks_.empty() || blocks_.back().size() == blocks_.back().capacity()) {
+        blocks_.emplace_back().reserve(kSmallBody);
+      }
+      std::string& block = blocks_.back();
+      const std::string_view part = piece.substr(0, block.capacity() - block.size());
+      block += part;
+      piece.remove_prefix(part.size());
+    }
+  }
+  void write(const HttpReply::Write& write) const {
+    for (const std::string& block : blocks_) write(block);
+  }
+  /// The text of no more than one block.
+  std::string take_small() { return blocks_.empty() ? std::string() : std::move(blocks_.front()); }
+  void clear() { blocks_ = {}; }
+
+ private:
+  std::vector<std::string> blocks_;
+};
 
 }  // namespace
 
@@ -26,18 +55,24 @@ void set_body(HttpReply& reply, bond::blob bytes) {
 }
 
 void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::Reply> record) {
-  // Written to nobody first: that tells its length, and whether JSON can say it at all.
-  std::uint64_t length = 1;
-  record->write_json([&](std::string_view piece) {
+  auto text = std::make_shared<TextBlocks>();
+  std::uint64_t length = 0;
+  // Of a text that is not kept this tells the length, and whether JSON can say it at all.
+  const auto add = [&](std::string_view piece) {
     length += piece.size();
-    if (length <= kSmallBody) reply.body += piece;
-  });
+    length <= kKeptText ? text->add(piece) : text->clear();
+  };
+  record->write_json(add);
+  add("\n");
   if (length <= kSmallBody) {
-    reply.body += '\n';
+    reply.body = text->take_small();
     return;
   }
-  reply.body = {};
   reply.streamed_bytes = length;
+  if (length <= kKeptText) {
+    reply.stream_body = [text](const HttpReply::Write& write) { text->write(write); };
+    return;
+  }
   reply.stream_body = [record = std::move(record)](const HttpReply::Write& write) {
     record->write_json(write);
     write("\n");

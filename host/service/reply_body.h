@@ -12,8 +12,8 @@ namespace korvane::host {
 /// its way.
 void set_body(HttpReply& reply, bond::blob bytes);
 
-/// Gives `reply` the record as JSON. A large text is written anew while it leaves, from the record,
-/// and not held. Throws encoding::JsonError for what JSON cannot say.
+/// Gives `reply` the record as JSON. A text of more than 8 MiB is not held but written anew while it
+/// leaves, from the record. Throws encoding::JsonError for what JSON cannot say.
 void set_json_body(HttpReply& reply, std::shared_ptr<const krv::rpc4::Reply> record);
 
 }  // namespace korvane::host
