@@ -213,7 +213,7 @@ BENCHMARK(get_material_by_plain_sqlite)->Name("GetMaterial/Plain");
 
 [[maybe_unused]] const bool is_compared =
     compare({{"get_rebars of 10,000", "GetRebars/Store", "GetRebars/Plain", 1.15},
-             {"query_table of 10 columns", "QueryTable/Store", "QueryTable/Plain", 3.0},
+             {"query_table of 10 columns", "QueryTable/Store", "QueryTable/Plain", 1.6},
              {"list_materials of 10,000", "ListMaterials/Store", "ListMaterials/Plain", 1.5},
              {"get_material by id", "GetMaterial/Store", "GetMaterial/Plain", 3.0}});
 

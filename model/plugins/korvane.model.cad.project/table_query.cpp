@@ -1,6 +1,9 @@
 #include "model/plugins/korvane.model.cad.project/table_query.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +14,7 @@
 #include <Poco/Data/Statement.h>
 #include <Poco/Dynamic/Var.h>
 
+#include "model/plugins/korvane.model.cad.project/direct_query.h"
 #include "platform/log/log.h"
 #include "platform/rpc4/failure.h"
 
@@ -56,6 +60,11 @@ VariantKind column_kind(Poco::Data::MetaColumn::ColumnDataType type) {
   }
 }
 
+void log_unhandled(const Poco::Dynamic::Var& value) {
+  BOOST_LOG_SEV(get_global_log(), krv::log::refused)
+      << L"unhandled cell type: " << widen(value.type().name());
+}
+
 Variant cell_of(const Poco::Dynamic::Var& value) {
   Variant cell;
   if (value.isInteger()) {
@@ -67,10 +76,68 @@ Variant cell_of(const Poco::Dynamic::Var& value) {
   } else if (value.type() == typeid(Poco::Data::BLOB)) {
     cell.value_string.set(value.toString());
   } else {
-    BOOST_LOG_SEV(get_global_log(), krv::log::refused)
-        << L"unhandled cell type: " << widen(value.type().name());
+    log_unhandled(value);
   }
   return cell;
+}
+
+void log_column_count(std::size_t columns) {
+  // It is the number of columns, although the line says records.
+  BOOST_LOG_SEV(get_global_log(), krv::log::trace)
+      << L"query_table_impl returned " << columns << L" records";
+}
+
+void append_column(std::string name, Poco::Data::MetaColumn::ColumnDataType type,
+                   table::TABLE& reply) {
+  table::TableColumn column;
+  column.name = std::move(name);
+  column.kind = static_cast<std::int32_t>(column_kind(type));
+  reply.columns.push_back(std::move(column));
+}
+
+/// For any statement on any session.
+void run_by_data_layer(Poco::Data::Session& session, const std::string& query,
+                       table::TABLE& reply) {
+  Poco::Data::Statement statement = (session << query, Poco::Data::Keywords::now);
+  const Poco::Data::RecordSet records(statement);
+  log_column_count(records.columnCount());
+  for (std::size_t i = 0; i < records.columnCount(); ++i) {
+    append_column(records.columnName(i), records.columnType(i), reply);
+  }
+  // A statement without columns does not know how many rows it has.
+  if (records.columnCount() == 0) return;
+  // By cell: a record set keeps the rows it makes in memory, beside the cells.
+  for (std::size_t row = 0; row < records.rowCount(); ++row) {
+    std::vector<Variant> cells;
+    cells.reserve(records.columnCount());
+    for (std::size_t i = 0; i < records.columnCount(); ++i) {
+      cells.push_back(cell_of(records.value(i, row)));
+    }
+    reply.rows.push_back(std::move(cells));
+  }
+}
+
+void log_nulls(const std::vector<Variant>& cells) {
+  for (const Variant& cell : cells) {
+    if (cell == Variant{}) log_unhandled(Poco::Dynamic::Var());
+  }
+}
+
+void run_directly(DirectQuery query, table::TABLE& reply) {
+  query.run();
+  log_column_count(query.column_count());
+  for (std::size_t i = 0; i < query.column_count(); ++i) {
+    append_column(query.column_name(i), query.column_type(i), reply);
+  }
+  if (query.null_count() != 0) std::ranges::for_each(query.rows(), log_nulls);
+  if (reply.rows.empty()) {
+    reply.rows = std::move(query.rows());
+  } else {
+    std::ranges::move(query.rows(), std::back_inserter(reply.rows));
+  }
+  if (!query.too_large()) return;
+  log_nulls(query.too_large()->cells_before);
+  cell_of(Poco::Dynamic::Var(Poco::Int64{query.too_large()->value}));
 }
 
 }  // namespace
@@ -85,28 +152,8 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
   const std::string& query = query_text(request);
   BOOST_LOG_SEV(get_global_log(), krv::log::trace)
       << L"query_table_impl: statement=" << widen(query);
-  Poco::Data::Statement statement = (session << query, Poco::Data::Keywords::now);
-  const Poco::Data::RecordSet records(statement);
-  // It is the number of columns, although the line says records.
-  BOOST_LOG_SEV(get_global_log(), krv::log::trace)
-      << L"query_table_impl returned " << records.columnCount() << L" records";
-  for (std::size_t i = 0; i < records.columnCount(); ++i) {
-    table::TableColumn column;
-    column.name = records.columnName(i);
-    column.kind = static_cast<std::int32_t>(column_kind(records.columnType(i)));
-    reply.columns.push_back(std::move(column));
-  }
-  // A statement without columns does not know how many rows it has.
-  if (records.columnCount() == 0) return;
-  // By cell: a record set keeps the rows it makes in memory, beside the cells.
-  for (std::size_t row = 0; row < records.rowCount(); ++row) {
-    std::vector<Variant> cells;
-    cells.reserve(records.columnCount());
-    for (std::size_t i = 0; i < records.columnCount(); ++i) {
-      cells.push_back(cell_of(records.value(i, row)));
-    }
-    reply.rows.push_back(std::move(cells));
-  }
+  std::optional<DirectQuery> direct = DirectQuery::of(session, query);
+  direct ? run_directly(*std::move(direct), reply) : run_by_data_layer(session, query, reply);
 }
 
 }  // namespace korvane::model::cad

@@ -387,6 +387,121 @@ TEST_F(FailingQuery, OnANumberBeyondThirtyTwoBitsKeepsTheRowsBeforeIt) {
             (table::TABLE{{{"a", kInt32}, {"b", kInt32}}, {{int32_cell(1), int32_cell(2)}}}));
 }
 
+/// A session of the data layer's own connector, but for its type: its statements are the data
+/// layer's.
+class OtherSession : public Poco::Data::SQLite::SessionImpl {
+ public:
+  using SessionImpl::SessionImpl;
+};
+
+/// What a query gives, throws and logs.
+struct Outcome {
+  table::TABLE reply{{{"before", kBlob}}, {{text_variant("before")}}};
+  std::string failure;
+  LogLines log;
+
+  bool operator==(const Outcome&) const = default;
+};
+
+template <class Session>
+Outcome outcome_of(const std::string& sql, CapturedLog& lines) {
+  Poco::Data::Session session(
+      Poco::AutoPtr<Poco::Data::SessionImpl>(new Session(":memory:", Poco::UInt32{0})));
+  for (const char* const made :
+       {"create table t (a integer, b int, c real, d text, e blob, f date, g boolean, h clob, "
+        "i float, j varchar(9), k bigint, l money)",
+        "insert into t (a, b, c, d, e, h, i, j) values (1, 2, 3, 'four', x'050005', 'h', 0.5, 'j')",
+        "insert into t (a, b, c, d, e) values (NULL, 5000000000, -0.0, '', x'')",
+        "insert into t (a, b, c, d, e) values ('text', 'b', 'c', 7, 8), (1.5, 2.5, '1e3', x'64', "
+        "'nine')",
+        "insert into t (a, d) values (10, cast(x'610062' as text))",
+        "create table far (a integer, b integer)",
+        "insert into far values (1, 2), (NULL, 3000000000), (NULL, NULL), (-3000000000, 4)"}) {
+    session << made, Poco::Data::Keywords::now;
+  }
+  lines.clear();
+  Outcome outcome;
+  try {
+    query_table_impl(session, {"sql:raw", {{"query", text_variant(sql)}}}, outcome.reply);
+  } catch (const Poco::Exception& e) {
+    outcome.failure = std::string(typeid(e).name()) + " " + e.displayText();
+  } catch (const std::exception& e) {
+    outcome.failure = std::string(typeid(e).name()) + " " + e.what();
+  }
+  outcome.log = lines.lines();
+  return outcome;
+}
+
+TEST_F(QueryTable, GivesWhatTheDataLayerGives) {
+  for (const std::string& sql : std::vector<std::string>{
+           "select a, c, d, e from t",
+           "select b from t where a = 1",
+           "select b from t",
+           "select d, a from t where a is null",
+           "select f from t",
+           "select g from t",
+           "select h from t",
+           "select i, j from t",
+           "select k from t",
+           "select l from t",
+           "select a + 1, d || 'x', e || '', count(*), null from t group by a",
+           "select a, b from far",
+           "select b, a from far order by b",
+           "select a as \"x y\" from t",
+           "select d, length(d) from t where a = 10",
+           "select 1; select 2",
+           "select 1; ",
+           "select 1 \n\t",
+           "select 1;\v",
+           "select 1 -- all",
+           "select 1; -- all",
+           "-- nothing",
+           " ",
+           ";",
+           "select ?",
+           "select :name",
+           "select nothing",
+           "selec",
+           "select 'open",
+           std::string("select 1 as a\0, 2 as b", 22),
+           "pragma table_info(t)",
+           "explain select 1",
+           "select a from t where 0",
+           "delete from t",
+           "delete from t returning a, d",
+           "insert into far values (5, 6) returning b, a",
+           "update t set a = 3; select a from t",
+           "select abs(a - 9223372036854775807 - 2) from far",
+           "select a from far union all select abs(-9223372036854775807 - 1)",
+           "select a, abs(-9223372036854775807 - b + 2) from far",
+           "create table far (x)",
+           "create table new (x)",
+           "begin",
+           "begin; select 1",
+           "commit",
+           "insert into t (a) values (1), (raise(abort, 'x'))",
+           "select raise(abort, 'x')",
+           "attach '/no/such/folder/x' as y",
+           "vacuum into '/no/such/folder/x'",
+           "select * from t where a = 1",
+           "select e, e, typeof(e) from t",
+           "values (1, 'a', x'62')",
+           "with recursive n(i) as (select 1 union all select i + 1 from n where i < 9) select i "
+           "from n"}) {
+    const Outcome directly = outcome_of<Poco::Data::SQLite::SessionImpl>(sql, log());
+    const Outcome by_data_layer = outcome_of<OtherSession>(sql, log());
+    EXPECT_EQ(directly.reply, by_data_layer.reply) << sql;
+    EXPECT_EQ(directly.failure, by_data_layer.failure) << sql;
+    EXPECT_EQ(directly.log, by_data_layer.log) << sql;
+  }
+}
+
+TEST_F(FailingQuery, OnANumberBeyondThirtyTwoBitsTakesEffectToItsEnd) {
+  run_plainly("create table t (a integer)");
+  failing<Poco::RangeException>("insert into t values (3000000000), (1) returning a");
+  EXPECT_EQ(rows("select a from t"), (Rows{{"3000000000"}, {"1"}}));
+}
+
 TEST_F(QueryValue, SetsNothingAndRunsNothingWhateverItIsAsked) {
   make_sheet();
   ConnectionWatch watch;
