@@ -15,15 +15,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-void require_pages(const Database& database) {
-  FindingList findings;
-  check_integrity(database, findings);
-  for (const Finding& finding : findings.listed()) {
-    if (finding.kind != Kind::pages) continue;
-    throw std::runtime_error("\"" + database.filename() + "\" has damage: " + finding.text);
-  }
-}
-
 std::uint32_t application_id(const Database& database) {
   Statement id(database, "pragma application_id");
   return id.next() ? static_cast<std::uint32_t>(id.integer(0)) : 0;

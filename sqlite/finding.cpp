@@ -75,13 +75,18 @@ constexpr std::array kDescriptions = {
                     "a revision that belongs to no sheet"},
     KindDescription{Kind::change_at_work, "change_at_work", note, "",
                     "a change whose maker may still be at work"},
+    KindDescription{Kind::optimized, "optimized", note, "",
+                    "indexes that `korvane optimize` has added"},
+    KindDescription{Kind::index_missing, "index_missing", note, "",
+                    "one of those indexes is not there, though others are; `korvane optimize` adds "
+                    "it"},
 };
 
 constexpr bool is_in_order() {
   for (std::size_t i = 0; i < kDescriptions.size(); ++i) {
     if (kDescriptions[i].kind != static_cast<Kind>(i)) return false;
   }
-  return kDescriptions.size() == static_cast<std::size_t>(Kind::change_at_work) + 1;
+  return kDescriptions.size() == static_cast<std::size_t>(Kind::index_missing) + 1;
 }
 static_assert(is_in_order());
 

@@ -55,6 +55,8 @@ enum class Kind {
   other_sheet,
   revision_without_sheet,
   change_at_work,
+  optimized,
+  index_missing,
 };
 
 struct KindDescription {

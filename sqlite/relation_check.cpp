@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -178,6 +179,15 @@ void check_integrity(const Database& database, FindingList& findings) {
       check_each_table(database, findings);
     }
   });
+}
+
+void require_pages(const Database& database) {
+  FindingList findings;
+  check_integrity(database, findings);
+  for (const Finding& finding : findings.listed()) {
+    if (finding.kind != Kind::pages) continue;
+    throw std::runtime_error("\"" + database.filename() + "\" has damage: " + finding.text);
+  }
 }
 
 void check_relations(const Database& database, const FoundTables& found, FindingList& findings) {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "model/tables/tables.h"
+#include "sqlite/indexes.h"
 #include "sqlite/joined.h"
 
 namespace korvane::sqlite {
@@ -136,6 +137,7 @@ void note_what_is_not_ours(const Database& database, const std::set<std::string>
     const std::string type(all.text(0));
     const std::string name(all.text(1));
     if (type == "table" && ours.count(name) != 0) continue;
+    if (type == "index" && name.starts_with(kIndexPrefix)) continue;  // note_indexes
     findings.add(schema_finding(Kind::not_ours, std::string(all.text(2)), "",
                                 joined({"the ", type, " ", name, " is not a project's"})));
   }
@@ -180,6 +182,7 @@ FoundTables check_schema(const Database& database, FindingList& findings) {
         schema_finding(Kind::missing_table, table, "", "the table " + table + " is missing"));
   }
   note_what_is_not_ours(database, ours, findings);
+  note_indexes(find_indexes(database), findings);
   return found;
 }
 

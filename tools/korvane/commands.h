@@ -42,5 +42,6 @@ Command add_check(CLI::App& program);
 Command add_backup(CLI::App& program);
 Command add_restore(CLI::App& program);
 Command add_compact(CLI::App& program);
+Command add_optimize(CLI::App& program);
 
 }  // namespace korvane::tools

@@ -42,6 +42,7 @@ int run(int argc, char** argv) {
            add_backup,
            add_restore,
            add_compact,
+           add_optimize,
            add_schema,
            add_serve,
            add_token,

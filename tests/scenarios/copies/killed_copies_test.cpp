@@ -1,4 +1,4 @@
-// A process that backs up, restores or compacts is killed before each of the calls by which it
+// A process that backs up, restores, compacts or optimizes is killed before each of the calls by which it
 // changes a disk, one call a run. What is under the name afterwards is the old file or the new one.
 
 #include <csignal>
@@ -19,6 +19,7 @@
 
 #include "sqlite/backup.h"
 #include "sqlite/compact.h"
+#include "sqlite/optimize.h"
 #include "tests/sqlite/damaged_project.h"
 #include "tests/support/text_of.h"
 
@@ -102,6 +103,9 @@ class KilledCopies : public SoundProject {
     return content;
   }
 
+  /// What else must hold of the target. May be null.
+  std::function<void()> after_each_kill;
+
   /// Kills `work`, which turns `before` under the target's name into a file with the content of
   /// `after`, before each of its calls.
   void kill_at_each_call(const std::string& before, const std::string& after,
@@ -128,6 +132,7 @@ class KilledCopies : public SoundProject {
       EXPECT_TRUE(check_file(target()).is_sound());
       const test::Rows found = content(target());
       EXPECT_TRUE(found == old_content || found == new_content);
+      if (after_each_kill) after_each_kill();
       found == new_content ? ++new_ones : ++old_ones;
       if (!is_killed) {
         EXPECT_EQ(found, new_content);
@@ -167,6 +172,23 @@ TEST_F(KilledCopies, RestoreOfAMissingProjectLeavesNothingOrAllOfIt) {
 
 TEST_F(KilledCopies, CompactLeavesEveryRow) {
   kill_at_each_call(file(), file(), [&] { compact_file(target()); });
+}
+
+TEST_F(KilledCopies, OptimizeLeavesEveryRowAndAllIndexesOrNone) {
+  fs::copy(file(), folder() + "/whole.db");
+  const std::size_t all = optimize_file(folder() + "/whole.db").indexes_after;
+  const auto optimize = [&](bool is_dropping) {
+    OptimizeOptions options;
+    options.is_dropping = is_dropping;
+    optimize_file(target(), options);
+  };
+  after_each_kill = [&] {
+    const std::size_t found = std::stoull(*test::plain_rows(
+        target(), "select count(*) from sqlite_schema where name like 'korvane%'")[0][0]);
+    EXPECT_TRUE(found == 0 || found == all) << found;
+  };
+  kill_at_each_call(file(), file(), [&] { optimize(false); });
+  kill_at_each_call(folder() + "/whole.db", file(), [&] { optimize(true); });
 }
 
 }  // namespace
