@@ -58,7 +58,7 @@ CallRoom::CallRoom(const ProjectRoot& project_root, const CallLimits& call_limit
       mounted(std::move(its_mounted)),
       records("records of requests", call_limits.all_record_bytes),
       replies("replies", call_limits.all_reply_bytes),
-      projects(project_root, most_projects),
+      projects(project_root, most_projects, limits.opened),
       delivery(call_limits.delivery) {}
 
 }  // namespace korvane::host

@@ -35,6 +35,7 @@ struct CallLimits {
   /// SQL of clients with the scope `sql` may do everything, not only change its project.
   bool is_sql_unfenced = false;
   AroundQuery around_query = {};
+  OpenProjects::Opened opened = {};
   /// The rows that a query without the scope is answered with; the rest is cut off.
   std::size_t query_rows = 10'000;
   /// What one request may become in memory, on its way in, while it is worked on and on its way

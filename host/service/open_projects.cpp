@@ -49,8 +49,12 @@ std::unique_ptr<krv::rpc4::Reply> OpenProjects::open(const krv::rpc4::LiveServic
     throw;
   }
   std::string id = reply->service_id();
-  const std::lock_guard lock(mutex_);
-  services_.emplace(file, std::move(id));
+  bool was_open = false;
+  {
+    const std::lock_guard lock(mutex_);
+    was_open = !services_.emplace(file, std::move(id)).second;
+  }
+  if (opened_ && !was_open) opened_(file);
   return reply;
 }
 

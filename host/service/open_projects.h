@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "host/access/project_root.h"
 #include "platform/rpc4/directory.h"
@@ -16,8 +18,12 @@ namespace korvane::host {
 /// returns them. Every function may be called from every thread but `open`.
 class OpenProjects {
  public:
-  /// At most `most` are open at a time; `root` must outlive it.
-  OpenProjects(const ProjectRoot& root, std::size_t most) : root_(root), most_(most) {}
+  /// Called with each file that has been opened and was not open. It must not wait.
+  using Opened = std::function<void(const std::string& file)>;
+
+  /// At most `most` are open at a time; `root` must outlive it. `opened` may be null.
+  OpenProjects(const ProjectRoot& root, std::size_t most, Opened opened = nullptr)
+      : root_(root), most_(most), opened_(std::move(opened)) {}
 
   std::size_t most() const { return most_; }
   std::size_t size() const;
@@ -41,6 +47,7 @@ class OpenProjects {
  private:
   const ProjectRoot& root_;
   const std::size_t most_;
+  const Opened opened_;
   mutable std::mutex mutex_;
   /// The ids of the services by the file that each was opened for.
   std::map<std::string, std::string> services_;

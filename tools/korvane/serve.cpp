@@ -31,6 +31,7 @@
 #include "server/project_routes.h"
 #include "server/project_state.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/served_optimizer.h"
 #include "tools/korvane/served_views.h"
 #include "tools/korvane/terminal_text.h"
 
@@ -61,6 +62,7 @@ struct ServeOptions {
   /// In place of the limit's own, which gives way to the process's limit of descriptors.
   std::optional<std::size_t> open_projects;
   std::chrono::milliseconds stop_time = std::chrono::seconds(20);
+  bool is_optimizing = false;
 };
 
 /// The signals that a server is driven by, blocked in every thread: one thread waits for them.
@@ -248,6 +250,11 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   limits.open_projects = most_projects(options, raise_descriptor_limit());
   host::require_fence_on_data_layer();
   limits.around_query = served_views();
+  std::optional<ServedOptimizer> optimizer;
+  if (options.is_optimizing) {
+    optimizer.emplace();
+    limits.opened = [&](const std::string& file) { optimizer->add(file); };
+  }
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
   host::Mounted mounted = server::project_routes();
@@ -317,6 +324,8 @@ void add_access_options(CLI::App& command, ServeOptions& options) {
 /// The defaults are those of the limits themselves.
 void add_limit_options(CLI::App& command, ServeOptions& options) {
   host::ModelServerLimits& limits = options.limits;
+  command.add_flag("--optimize", options.is_optimizing,
+                   "Give projects the indexes of korvane optimize when they are opened");
   const auto add_count = [&](const char* name, auto& count, const std::string& text) {
     command.add_option(name, count, text)->check(CLI::PositiveNumber)->capture_default_str();
   };

@@ -1,0 +1,88 @@
+#include "tools/korvane/served_optimizer.h"
+
+#include <algorithm>
+#include <exception>
+#include <optional>
+
+#include "host/plugins/failure_text.h"
+#include "host/watch/json_log.h"
+#include "sqlite/database.h"
+#include "sqlite/optimize.h"
+
+namespace korvane::tools {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// A commit that waits for readers keeps new ones out for as long.
+constexpr milliseconds kWaitForLocks(100);
+constexpr milliseconds kFirstPause(500);
+constexpr milliseconds kLongestPause = std::chrono::minutes(5);
+
+}  // namespace
+
+ServedOptimizer::ServedOptimizer() : thread_([this] { work(); }) {}
+
+ServedOptimizer::~ServedOptimizer() {
+  {
+    const std::lock_guard lock(mutex_);
+    is_stopping_ = true;
+  }
+  changed_.notify_all();
+  thread_.join();
+}
+
+void ServedOptimizer::add(const std::string& file) {
+  {
+    const std::lock_guard lock(mutex_);
+    tasks_[file] = {Clock::now(), kFirstPause};
+  }
+  changed_.notify_all();
+}
+
+void ServedOptimizer::work() {
+  std::unique_lock lock(mutex_);
+  while (!is_stopping_) {
+    const auto next = std::min_element(
+        tasks_.begin(), tasks_.end(),
+        [](const auto& left, const auto& right) { return left.second.at < right.second.at; });
+    if (next == tasks_.end()) {
+      changed_.wait(lock);
+      continue;
+    }
+    if (const Clock::time_point at = next->second.at; at > Clock::now()) {
+      changed_.wait_until(lock, at);
+      continue;
+    }
+    const auto [file, task] = *next;
+    tasks_.erase(next);
+    lock.unlock();
+    const bool is_done = optimize(file);
+    lock.lock();
+    // Who was added anew meanwhile is tried at once.
+    if (is_done || tasks_.count(file) != 0) continue;
+    tasks_[file] = {Clock::now() + task.pause, std::min(task.pause * 2, kLongestPause)};
+  }
+}
+
+bool ServedOptimizer::optimize(const std::string& file) const {
+  sqlite::OptimizeOptions options;
+  options.wait = kWaitForLocks;
+  options.are_pages_checked = false;
+  options.is_stopped = [this] { return is_stopping_.load(); };
+  try {
+    const sqlite::OptimizeResult result = sqlite::optimize_file(file, options);
+    if (result.indexes_after != result.indexes_before) host::log_event("optimized " + file);
+    return true;
+  } catch (const sqlite::DatabaseError& failure) {
+    const int code = failure.code() & 0xFF;
+    if (code == SQLITE_BUSY) return false;
+    if (code != SQLITE_INTERRUPT) host::log_event("not optimized: " + std::string(failure.what()));
+  } catch (const std::exception& failure) {
+    host::log_event("not optimized: " + host::failure_text(failure));
+  }
+  return true;
+}
+
+}  // namespace korvane::tools
