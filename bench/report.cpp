@@ -111,7 +111,7 @@ void Report::add(const Growth& growth, std::vector<Figure>& figures) const {
     const Measured value = values.at("");
     const Measured smallest = all.begin()->second.at("");
     figures.push_back({growth.work, arguments, value.median, smallest.median, "s",
-                       value.median / smallest.median, value.least / smallest.least, std::nullopt});
+                       value.median / smallest.median, value.least / smallest.least, growth.goal});
   }
 }
 

@@ -38,6 +38,7 @@ struct Spread {
 struct Growth {
   std::string work;
   std::string scenario;
+  std::optional<double> goal = std::nullopt;
 };
 
 /// Called when the program is loaded; the table has the lines of each list in its order. Return

@@ -3,15 +3,21 @@
 #include <algorithm>
 #include <map>
 #include <memory>
+#include <utility>
+
+#include "sqlite/optimize.h"
 
 namespace korvane::bench {
 
-ScheduleFile& ScheduleFile::of(std::int64_t bars) {
+ScheduleFile& ScheduleFile::of(std::int64_t bars, Indexes indexes) {
   // The folder outlives what lies in it.
   scratch_folder();
-  static std::map<std::int64_t, std::unique_ptr<ScheduleFile>> files;
-  auto& file = files[bars];
-  if (!file) file = std::make_unique<ScheduleFile>(bars);
+  static std::map<std::pair<std::int64_t, Indexes>, std::unique_ptr<ScheduleFile>> files;
+  auto& file = files[{bars, indexes}];
+  if (!file) {
+    file = std::make_unique<ScheduleFile>(bars);
+    if (indexes == Indexes::added) sqlite::optimize_file(file->project().filename());
+  }
   return *file;
 }
 

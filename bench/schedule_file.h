@@ -6,6 +6,9 @@
 
 namespace korvane::bench {
 
+/// Whether a file has the indexes that `korvane optimize` adds.
+enum class Indexes { none, added };
+
 /// A large schedule: typical bars of three revisions, stored one revision after the other.
 class ScheduleFile {
  public:
@@ -14,7 +17,7 @@ class ScheduleFile {
 
   /// The file with `bars` bars; with up to 10,000 those of the first two revisions alone. Made when
   /// it is first asked for, and kept until the program ends. Whoever writes to it undoes it.
-  static ScheduleFile& of(std::int64_t bars);
+  static ScheduleFile& of(std::int64_t bars, Indexes indexes = Indexes::none);
 
   explicit ScheduleFile(std::int64_t bars);
 

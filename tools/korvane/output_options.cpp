@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <sstream>
 
 #include "schedule/table_text.h"
 
@@ -61,22 +62,21 @@ void TablePrinter::finish() {
   if (options_.format == Format::csv) {
     const bool has_rows =
         std::any_of(parts_.begin(), parts_.end(), [](const Part& part) { return part.has_rows; });
-    bool is_first = true;
-    for (Part& part : parts_) {
-      if (&part == &parts_.front() && part.has_rows) {
-        is_first = false;
-        continue;
+    bool is_something_printed = false;
+    for (const Part& part : parts_) {
+      const bool is_printed_already = is_first(part) && part.has_rows;
+      if (!is_printed_already) {
+        if (has_rows && !part.has_rows) continue;
+        if (!has_rows && is_something_printed) continue;
+        if (is_something_printed) output_ << "\r\n";
+        part.text.write_to(output_);
       }
-      if (has_rows && !part.has_rows) continue;
-      if (!has_rows && !is_first) continue;
-      if (!is_first) output_ << "\r\n";
-      is_first = false;
-      output_ << part.text.str();
+      is_something_printed = true;
     }
   } else if (options_.format == Format::json) {
     if (parts_.empty()) output_ << (tables_ == Tables::one ? "[]" : "{}");
-    for (Part& part : parts_) {
-      if (&part != &parts_.front()) output_ << part.text.str();
+    for (const Part& part : parts_) {
+      if (!is_first(part)) part.text.write_to(output_);
       output_ << (part.has_rows ? "\n]" : "]");
       if (tables_ == Tables::several) output_ << (&part == &parts_.back() ? "}" : ",\n");
     }
@@ -93,8 +93,12 @@ TablePrinter::Part& TablePrinter::part_of(const Table& table) {
   return part;
 }
 
-std::ostream& TablePrinter::stream_of(Part& part) {
-  return &part == &parts_.front() ? output_ : part.text;
+void TablePrinter::put(Part& part, const std::string& text) {
+  if (is_first(part)) {
+    output_ << text;
+  } else {
+    part.text.add(text);
+  }
 }
 
 void TablePrinter::print_csv(const Table& table) {
@@ -104,30 +108,34 @@ void TablePrinter::print_csv(const Table& table) {
   if (parts_.size() != known) {
     Table header = table;
     header.rows.clear();
-    schedule::write_csv(header, part.text);
+    std::ostringstream text;
+    schedule::write_csv(header, text);
+    part.text.add(text.str());
   }
   if (table.rows.empty()) return;
-  std::ostream& stream = stream_of(part);
-  if (!part.has_rows && &stream == &output_) output_ << part.text.str();
+  if (!part.has_rows && is_first(part)) part.text.write_to(output_);
   part.has_rows = true;
-  schedule::write_csv_rows(table, stream);
+  std::ostringstream text;
+  schedule::write_csv_rows(table, text);
+  put(part, text.str());
 }
 
 void TablePrinter::print_json(const Table& table) {
   const std::size_t known = parts_.size();
   Part& part = part_of(table);
-  std::ostream& stream = stream_of(part);
+  std::ostringstream text;
   if (parts_.size() != known) {
     if (tables_ == Tables::several) {
-      stream << (known == 0 ? "{" : "") << schedule::json_text(table.name) << ':';
+      text << (known == 0 ? "{" : "") << schedule::json_text(table.name) << ':';
     }
-    stream << '[';
+    text << '[';
   }
   for (const auto& row : table.rows) {
-    stream << (part.has_rows ? ",\n" : "\n");
+    text << (part.has_rows ? ",\n" : "\n");
     part.has_rows = true;
-    schedule::write_json_row(table, row, stream);
+    schedule::write_json_row(table, row, text);
   }
+  put(part, text.str());
 }
 
 void TablePrinter::print_ndjson(const Table& table) {

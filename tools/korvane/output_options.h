@@ -2,13 +2,13 @@
 
 #include <cstddef>
 #include <ostream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
 #include "schedule/table.h"
+#include "tools/korvane/spilled_text.h"
 #include "tools/korvane/terminal_table.h"
 
 namespace korvane::tools {
@@ -34,8 +34,8 @@ void add_output_options(CLI::App& command, OutputOptions& options);
 /// - NDJSON: an object for each row; of a command with several tables with the name of its table as
 ///   first member "table".
 ///
-/// A table may come in several parts, each a Table of the same name and columns. Only people see
-/// the totals, the notes and the headings.
+/// A table may come in several parts, each a Table of the same name and columns, and no more than one
+/// part is in memory. Only people see the totals, the notes and the headings.
 class TablePrinter {
  public:
   /// Whether the command prints one table, or several by name.
@@ -59,11 +59,12 @@ class TablePrinter {
   struct Part {
     std::string name;
     bool has_rows = false;
-    std::ostringstream text;
+    SpilledText text;
   };
 
   Part& part_of(const schedule::Table& table);
-  std::ostream& stream_of(Part& part);
+  bool is_first(const Part& part) const { return &part == &parts_.front(); }
+  void put(Part& part, const std::string& text);
   void print_csv(const schedule::Table& table);
   void print_json(const schedule::Table& table);
   void print_ndjson(const schedule::Table& table);

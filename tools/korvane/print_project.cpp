@@ -1,5 +1,6 @@
 #include "tools/korvane/print_project.h"
 
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -53,6 +54,43 @@ void print_totals(const Totals& totals, TablePrinter& printer) {
   }
 }
 
+bool is_printed(const Table& table, const Printed& printed) {
+  return !printed.kind || table.name == *printed.kind;
+}
+
+/// Prints a revision for programs, a part of its lines after the other. Returns how many it has.
+std::size_t print_in_parts(const ContentReader& reader, const Structure& structure,
+                           const SelectedRevision& revision, const Printed& printed,
+                           TablePrinter& printer) {
+  std::size_t lines = 0;
+  const auto print = [&](const Content& part, bool is_whole) {
+    for (const Table& table : schedule::content_tables(structure, revision, part)) {
+      if (is_printed(table, printed) && (is_whole || !table.rows.empty())) printer.print(table);
+    }
+  };
+  print({}, true);
+  reader.read_in_parts(revision.revision->content_id, [&](Content&& part) {
+    keep_printed(part, printed);
+    lines += part.size();
+    print(part, false);
+  });
+  return lines;
+}
+
+/// Prints a revision for people. None if it has nothing of what is to be printed.
+std::optional<Content> print_whole(const ContentReader& reader, const Structure& structure,
+                                   const SelectedRevision& revision, const Printed& printed,
+                                   TablePrinter& printer) {
+  Content content = reader.read(revision.revision->content_id);
+  keep_printed(content, printed);
+  if (content.size() == 0 && (printed.mark || printed.kind)) return std::nullopt;
+  printer.print_heading(heading_of(revision) + (content.size() == 0 ? ": no content" : ""));
+  for (const Table& table : schedule::content_tables(structure, revision, content)) {
+    if (is_printed(table, printed) && !table.rows.empty()) printer.print(table);
+  }
+  return content;
+}
+
 }  // namespace
 
 void print_revisions(Project_Service& project, const Structure& structure,
@@ -63,19 +101,15 @@ void print_revisions(Project_Service& project, const Structure& structure,
   std::size_t shown = 0;
   std::size_t marks = 0;
   for (const SelectedRevision& each : selected) {
-    Content content = reader.read(each.revision->content_id);
-    keep_printed(content, printed);
-    const bool is_filtered = printed.mark || printed.kind;
-    if (content.size() == 0 && is_filtered && printer.is_for_people()) continue;
-    marks += content.size();
-    ++shown;
-    printer.print_heading(heading_of(each) + (content.size() == 0 ? ": no content" : ""));
-    for (const Table& table : schedule::content_tables(structure, each, content)) {
-      if (printed.kind && table.name != *printed.kind) continue;
-      if (!printer.is_for_people() || !table.rows.empty()) printer.print(table);
+    if (!printer.is_for_people()) {
+      marks += print_in_parts(reader, structure, each, printed, printer);
+      continue;
     }
-    if (!printer.is_for_people()) continue;
-    const Totals totals = schedule::totals_of(structure, content);
+    const std::optional<Content> content = print_whole(reader, structure, each, printed, printer);
+    if (!content) continue;
+    marks += content->size();
+    ++shown;
+    const Totals totals = schedule::totals_of(structure, *content);
     print_totals(totals, printer);
     all += totals;
   }
@@ -85,7 +119,7 @@ void print_revisions(Project_Service& project, const Structure& structure,
                                    ? name_of(selected[0])
                                    : std::to_string(selected.size()) + " revisions"));
   }
-  if (shown > 1 && printer.is_for_people()) {
+  if (shown > 1) {
     const std::string note = schedule::several_revisions_note(selected);
     printer.print_heading("All " + std::to_string(shown) + " revisions" +
                           (note.empty() ? "" : ": " + note));

@@ -23,7 +23,8 @@ struct Printed {
 
 /// Prints the schedules of the revisions with all that is stored of them; to people with totals by
 /// diameter, and with those of all together after several revisions. One pass over the file,
-/// however many revisions. `selected` refers to `structure`. Throws krv::rpc4::NotFound "no mark
+/// however many revisions. Holds the lines of one revision for people, whose columns are as wide as
+/// the widest of them, and for programs a thousand lines. `selected` refers to `structure`. Throws krv::rpc4::NotFound "no mark
 /// \"<mark>\" …" if no line has the mark.
 void print_revisions(model::cad::Project_Service& project, const schedule::Structure& structure,
                      const std::vector<schedule::SelectedRevision>& selected,
