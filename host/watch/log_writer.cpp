@@ -8,6 +8,7 @@
 #include <deque>
 #include <mutex>
 #include <new>
+#include <numeric>
 #include <poll.h>
 #include <thread>
 #include <unistd.h>
@@ -21,7 +22,7 @@ namespace {
 constexpr std::size_t kMostBytes = std::size_t{8} * 1024 * 1024;
 /// What a queued line takes beside its text.
 constexpr std::size_t kBytesOfLine = 64;
-/// How much goes out in one piece, but for a line that is longer.
+/// How much goes out in one piece, and a line more.
 constexpr std::size_t kBytesOfPiece = 64U << 10U;
 /// How long a line may wait for others, so that they wake the thread once.
 constexpr std::chrono::milliseconds kGathering{5};
@@ -94,12 +95,12 @@ struct LogWriter::Shared {
       has_changed.wait_for(lock, kGathering, [&] { return is_ending || is_hurried; });
       is_hurried = false;
       while (!lines.empty()) {
-        const Lines taken = std::exchange(lines, {});
+        const Lines taken = take_lines();
         lock.unlock();
-        const std::size_t taken_bytes = put(taken);
+        put(taken);
         lock.lock();
         // Counted until they are out, so that lines that hang fill their part of the queue.
-        bytes -= taken_bytes;
+        bytes -= bytes_of(taken);
       }
       if (bytes == 0) is_out.notify_all();
     }
@@ -107,23 +108,32 @@ struct LogWriter::Shared {
     is_out.notify_all();
   }
 
-  /// Returns what they took.
-  std::size_t put(const Lines& taken) {
-    std::size_t all = 0;
+  /// As many as go out together.
+  Lines take_lines() {
+    Lines taken;
+    for (std::size_t taken_bytes = 0; !lines.empty() && taken_bytes < kBytesOfPiece;) {
+      taken_bytes += lines.front()->bytes();
+      taken.push_back(std::move(lines.front()));
+      lines.pop_front();
+    }
+    return taken;
+  }
+
+  static std::size_t bytes_of(const Lines& some) {
+    return std::accumulate(some.begin(), some.end(), std::size_t{0},
+                           [](std::size_t sum, const auto& line) { return sum + line->bytes(); });
+  }
+
+  void put(const Lines& taken) {
     Piece piece;
     for (const auto& line : taken) {
-      all += line->bytes();
       try {
         piece.add(line->text());
       } catch (const std::bad_alloc&) {
         lose(1);
       }
-      if (piece.text.size() < kBytesOfPiece) continue;
-      put(piece);
-      piece = {};
     }
     if (!piece.ends.empty()) put(piece);
-    return all;
   }
 
   void put(const Piece& piece) {

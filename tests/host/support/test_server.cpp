@@ -167,7 +167,12 @@ void TestServer::reload_half_way() {
 }
 
 std::string TestServer::open(const std::string& filename) const {
-  return client().call(kManager, "open", {{"filename", filename}}).json().at("service_id");
+  HttpClient its_client = client();
+  return open(filename, its_client);
+}
+
+std::string TestServer::open(const std::string& filename, HttpClient& client) {
+  return client.call(kManager, "open", {{"filename", filename}}).json().at("service_id");
 }
 
 }  // namespace korvane::test

@@ -111,6 +111,8 @@ class TestServer {
   HttpClient client_of(const std::string& token) const { return HttpClient(port_, bearer(token)); }
   /// Opens a project and returns its service's id.
   std::string open(const std::string& filename) const;
+  /// The same by a client whose next requests are to be logged after this one.
+  static std::string open(const std::string& filename, HttpClient& client);
   /// Stops the server and its plugins. The files stay.
   void end();
   /// Restarts the plugins, as a server does when it is told to. False when calls still run.

@@ -84,7 +84,7 @@ TEST_F(LogTest, KeepsWhatIsAskedForOutOfThePath) {
 }
 
 TEST_F(LogTest, HasThePluginsLinesInThoseOfTheirRequests) {
-  const std::string project = server().open("project.db");
+  const std::string project = TestServer::open("project.db", client());
   client().call(project, "list_sheets");
   client().call(project, "query_table", {{"kind", "other"}});
   client().call(project, "query_table", sql_request("select 1"));
@@ -103,7 +103,7 @@ TEST_F(LogTest, HasThePluginsLinesInThoseOfTheirRequests) {
 }
 
 TEST_F(LogTest, HasThePluginsLinesUnchanged) {
-  const std::string project = server().open("\xE2\x82\xAC \"quoted\" \\.db");
+  const std::string project = TestServer::open("\xE2\x82\xAC \"quoted\" \\.db", client());
   const std::string sql = "select '\n{\"status\":200}\n\t\xF0\x9F\x98\x80'";
   client().call(project, "query_table", sql_request(sql));
   const auto requests = log().end_with_requests();
@@ -191,7 +191,7 @@ TEST_F(LogTest, CannotBeWrittenIntoByAHeader) {
 }
 
 TEST_F(LogTest, TellsOfAReplyThatCouldNotBeSent) {
-  const std::string project = server().open("project.db");
+  const std::string project = TestServer::open("project.db", client());
   auto connection = RawConnection(server().port());
   connection.send(
       call_text(project, "query_table", sql_request("select hex(zeroblob(8000000))").dump()));
