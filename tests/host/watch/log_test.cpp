@@ -217,7 +217,7 @@ TEST_F(LogTest, TellsOfABodyThatBrokeOff) {
 TEST(LogOfASeverity, HasNoLinesBelowIt) {
   LoggedServer log({}, std::nullopt, krv::log::request);
   HttpClient client = log.server().client();
-  const std::string project = log.server().open("project.db");
+  const std::string project = TestServer::open("project.db", client);
   client.call(project, "query_table", {{"kind", "other"}});
   client.call(project, "list_sheets");
   const auto lines = log.end_with_lines();
