@@ -30,10 +30,12 @@ packages:
 packages-bench:
 	@scripts/install-packages.sh bench
 
-build-%: packages
-	@echo "== build: $*"
+configure-%: packages
 	@mkdir -p build
 	@cmake --preset $* >build/$*-configure.log || { cat build/$*-configure.log; exit 1; }
+
+build-%: configure-%
+	@echo "== build: $*"
 	@cmake --build --preset $*
 
 run: build-release ## install, build, import examples/guideline.abs into a new project, print it and its bending list
@@ -104,9 +106,7 @@ fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 fuzz-corpora: build-fuzz ## make fuzz/corpora of all that the fuzz targets have found
 	@scripts/fuzz.sh minimise
 
-docs: packages ## write the tables of docs/format.md anew, from the descriptions
-	@mkdir -p build
-	@cmake --preset dev >build/dev-configure.log || { cat build/dev-configure.log; exit 1; }
+docs: configure-dev ## write the tables of docs/format.md anew, from the descriptions
 	@cmake --build --preset dev --target write_format_page
 	@build/dev/tests/format/write_format_page docs/format.md
 
@@ -116,10 +116,10 @@ format: ## format all sources
 check-format: packages
 	@clang-format --dry-run --Werror $(SOURCES)
 
-lint: build-dev ## clang-tidy over all sources
-	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/dev '^$(CURDIR)/'
+lint: configure-lint ## clang-tidy over all sources
+	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/lint '^$(CURDIR)/'
 
-lint-changed: build-dev ## clang-tidy over what has changed since the last release, in part (LINT_SOURCES)
+lint-changed: configure-lint ## clang-tidy over what has changed since the last release, in part (LINT_SOURCES)
 	@LINT_SOURCES=$(LINT_SOURCES) scripts/lint-changed.py
 
 clean: ## remove what was built

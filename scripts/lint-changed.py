@@ -21,7 +21,7 @@ import sys
 
 from sources import ROOT, git, is_product, sources
 
-BUILD = "build/dev"
+BUILD = "build/lint"
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 
 
@@ -84,7 +84,7 @@ def source_of(name, includers, known):
 
 
 def compiled_sources(root=ROOT):
-    """What the build compiles, whose commands clang-tidy needs."""
+    """Whose commands clang-tidy has: the sources of the build that compiles them one by one."""
     commands = json.loads((root / BUILD / "compile_commands.json").read_text())
     paths = (pathlib.Path(command["file"]) for command in commands)
     return {str(path.relative_to(root)) for path in paths if path.is_relative_to(root)}

@@ -11,26 +11,18 @@
 #include <gtest/gtest.h>
 
 #include "tests/bond/bytes.h"
+#include "tests/bond/thrown_text.h"
 
 namespace {
 
 using bond::blob;
+using korvane::test::thrown_text;
 using korvane::test::view;
 
 std::shared_ptr<const char[]> owned(const std::string& text) {
   std::shared_ptr<char[]> bytes(new char[text.size()]);
   std::memcpy(bytes.get(), text.data(), text.size());
   return bytes;
-}
-
-template <class Call>
-std::string invalid_argument_text(Call call) {
-  try {
-    static_cast<void>(call());
-  } catch (const std::invalid_argument& exception) {
-    return exception.what();
-  }
-  return "no exception";
 }
 
 class Blob : public testing::Test {
@@ -148,18 +140,18 @@ TEST_F(Blob, RangeMayBeEmptyAtTheEnd) {
 TEST_F(Blob, RangeBeyondTheEndIsRefused) {
   const std::string text =
       "Total of offset and length too large; must be less than or equal to length of blob";
-  EXPECT_EQ(invalid_argument_text([&] { return abcdef_.range(0, 7); }), text);
-  EXPECT_EQ(invalid_argument_text([&] { return abcdef_.range(4, 3); }), text);
-  EXPECT_EQ(invalid_argument_text([&] { return abcdef_.range(7, 0); }), text);
+  EXPECT_EQ(thrown_text<std::invalid_argument>([&] { return abcdef_.range(0, 7); }), text);
+  EXPECT_EQ(thrown_text<std::invalid_argument>([&] { return abcdef_.range(4, 3); }), text);
+  EXPECT_EQ(thrown_text<std::invalid_argument>([&] { return abcdef_.range(7, 0); }), text);
 }
 
 TEST_F(Blob, RangeWhoseTotalLeavesThirtyTwoBitsIsRefused) {
-  EXPECT_EQ(invalid_argument_text([&] { return abcdef_.range(1, 0xFFFFFFFFU); }),
+  EXPECT_EQ(thrown_text<std::invalid_argument>([&] { return abcdef_.range(1, 0xFFFFFFFFU); }),
             "Total of offset and length too large; must be less than or equal to length of blob");
 }
 
 TEST_F(Blob, RangeFromBeyondTheEndIsRefused) {
-  EXPECT_EQ(invalid_argument_text([&] { return abcdef_.range(7); }),
+  EXPECT_EQ(thrown_text<std::invalid_argument>([&] { return abcdef_.range(7); }),
             "Offset too large; must be less than or equal to length of blob");
 }
 

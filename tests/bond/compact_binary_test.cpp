@@ -12,6 +12,7 @@
 #include "bond/input_buffer.h"
 #include "bond/output_buffer.h"
 #include "tests/bond/bytes.h"
+#include "tests/bond/thrown_text.h"
 #include "tests/bond/wire_samples.h"
 
 namespace {
@@ -20,6 +21,7 @@ using korvane::test::from_hex;
 using korvane::test::hex;
 using korvane::test::length_of;
 using korvane::test::sample_value;
+using korvane::test::thrown_text;
 
 using Writer = bond::CompactBinaryWriter<bond::OutputBuffer>;
 using Reader = bond::CompactBinaryReader<bond::InputBuffer>;
@@ -32,28 +34,18 @@ std::string written(Write write) {
   return hex(output.GetBuffer());
 }
 
-Reader over(std::string_view text) {
+Reader reader_over(std::string_view text) {
   const std::string bytes = from_hex(text);
   return Reader(bond::InputBuffer(bond::blob::copy_of(bytes.data(), length_of(bytes))));
 }
 
 template <class T>
 T read(std::string_view text, bond::BondDataType type) {
-  Reader reader = over(text);
+  Reader reader = reader_over(text);
   T value{};
   reader.Read(value, type);
   EXPECT_TRUE(reader.GetBuffer().IsEof());
   return value;
-}
-
-template <class Exception, class Call>
-std::string text_of(Call call) {
-  try {
-    call();
-  } catch (const Exception& exception) {
-    return exception.what();
-  }
-  return "no exception";
 }
 
 std::string int32(std::int32_t value) {
@@ -65,7 +57,7 @@ std::string header(bond::BondDataType type, std::uint16_t ordinal) {
 }
 
 std::string read_header(std::string_view text) {
-  Reader reader = over(text);
+  Reader reader = reader_over(text);
   bond::BondDataType type = bond::BT_STOP;
   std::uint16_t ordinal = 0;
   reader.ReadFieldBegin(type, ordinal);
@@ -76,13 +68,13 @@ std::string read_header(std::string_view text) {
 TEST(CompactBinaryWriter, IsMadeForVersionOneOnly) {
   bond::OutputBuffer output;
   EXPECT_NO_THROW(Writer(output, 1));
-  EXPECT_EQ(text_of<std::invalid_argument>([&] { Writer writer(output, 2); }),
+  EXPECT_EQ(thrown_text<std::invalid_argument>([&] { Writer writer(output, 2); }),
             "Compact Binary is written in version 1 only");
 }
 
 TEST(CompactBinaryReader, IsMadeForVersionOneOnly) {
   EXPECT_NO_THROW(Reader(bond::InputBuffer(), 1));
-  EXPECT_EQ(text_of<std::invalid_argument>([] { Reader reader(bond::InputBuffer(), 2); }),
+  EXPECT_EQ(thrown_text<std::invalid_argument>([] { Reader reader(bond::InputBuffer(), 2); }),
             "Compact Binary is read in version 1 only");
 }
 
@@ -115,9 +107,9 @@ TEST(FieldHeader, IsReadInAFormLongerThanItNeeds) {
 }
 
 TEST(FieldHeader, CutShortAsksForWhatIsMissing) {
-  EXPECT_EQ(text_of<bond::StreamException>([] { read_header("D0"); }),
+  EXPECT_EQ(thrown_text<bond::StreamException>([] { read_header("D0"); }),
             "Read out of bounds: 1 bytes requested, offset: 1, length: 1");
-  EXPECT_EQ(text_of<bond::StreamException>([] { read_header("F0 2C"); }),
+  EXPECT_EQ(thrown_text<bond::StreamException>([] { read_header("F0 2C"); }),
             "Read out of bounds: 2 bytes requested, offset: 1, length: 2");
 }
 
@@ -143,7 +135,7 @@ TEST(ContainerHeader, NeverFoldsASmallCountIntoTheType) {
 }
 
 TEST(ContainerHeader, TopBitsOfAnElementTypeAreNoPartOfIt) {
-  Reader reader = over("F0 02");
+  Reader reader = reader_over("F0 02");
   std::uint32_t count = 0;
   bond::BondDataType element = bond::BT_STOP;
   reader.ReadContainerBegin(count, element);
@@ -152,7 +144,7 @@ TEST(ContainerHeader, TopBitsOfAnElementTypeAreNoPartOfIt) {
 }
 
 TEST(ContainerHeader, TopBitsOfTheTypesOfAMapArePartOfThem) {
-  Reader reader = over("E9 4A 02");
+  Reader reader = reader_over("E9 4A 02");
   std::uint32_t count = 0;
   bond::BondDataType key = bond::BT_STOP;
   bond::BondDataType value = bond::BT_STOP;
@@ -213,7 +205,7 @@ TEST(Text, IsItsLengthAndItsBytesAsTheyStand) {
   const std::string text("\xFF\0z", 3);
   EXPECT_EQ(written([&](Writer& writer) { writer.Write(text); }), "03 FF 00 7A");
   std::string read_back;
-  over("03 FF 00 7A").Read(read_back);
+  reader_over("03 FF 00 7A").Read(read_back);
   EXPECT_EQ(read_back, text);
 }
 
@@ -231,9 +223,9 @@ TEST(Bool, IsOneByte) {
 
 TEST(Bool, IsTrueForEveryByteButZero) {
   bool value = false;
-  over("02").Read(value);
+  reader_over("02").Read(value);
   EXPECT_TRUE(value);
-  over("00").Read(value);
+  reader_over("00").Read(value);
   EXPECT_FALSE(value);
 }
 
@@ -276,19 +268,19 @@ INSTANTIATE_TEST_SUITE_P(EveryCode, SkipOfMapTo,
                          testing::Range(0, korvane::test::kHighestTypeCode + 1));
 
 TEST(Skip, OfAStructPassesOverTheStopsOfItsBases) {
-  Reader reader = over("10 02 01 29 01 78 01 10 04 00 77");
+  Reader reader = reader_over("10 02 01 29 01 78 01 10 04 00 77");
   reader.Skip(bond::BT_STRUCT);
   EXPECT_EQ(reader.GetBuffer().position(), 10U);
 }
 
 TEST(Skip, OfAnOverlongStringStaysAfterItsLength) {
-  Reader reader = over("64 61 62 63");
+  Reader reader = reader_over("64 61 62 63");
   reader.Skip(bond::BT_STRING);
   EXPECT_EQ(reader.GetBuffer().position(), 1U);
 }
 
 TEST(Skip, OfAnOverlongWideStringStaysAfterItsLength) {
-  Reader reader = over("02 68 00 69");
+  Reader reader = reader_over("02 68 00 69");
   reader.Skip(bond::BT_WSTRING);
   EXPECT_EQ(reader.GetBuffer().position(), 1U);
 }
@@ -305,13 +297,13 @@ void PrintTo(const Overflow& overflow, std::ostream* out) { *out << overflow.nam
 class SkipBeyondThirtyTwoBits : public testing::TestWithParam<Overflow> {};
 
 TEST_P(SkipBeyondThirtyTwoBits, OverflowsOnMultiplication) {
-  Reader reader = over(GetParam().beyond);
-  EXPECT_EQ(text_of<std::overflow_error>([&] { reader.Skip(GetParam().type); }),
+  Reader reader = reader_over(GetParam().beyond);
+  EXPECT_EQ(thrown_text<std::overflow_error>([&] { reader.Skip(GetParam().type); }),
             "Overflow on multiplication");
 }
 
 TEST_P(SkipBeyondThirtyTwoBits, OneLessLeavesThePosition) {
-  Reader reader = over(GetParam().largest);
+  Reader reader = reader_over(GetParam().largest);
   EXPECT_NO_THROW(reader.Skip(GetParam().type));
   EXPECT_EQ(reader.GetBuffer().position(), from_hex(GetParam().largest).size() - 1);
 }

@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/bond/thrown_text.h"
+
 namespace {
 
 enum class Colour : std::int32_t { kRed = 0, kGreen = 1, kBlue = 7 };
@@ -24,15 +26,7 @@ struct bond::DescribeEnum<Colour> {
 
 namespace {
 
-template <class Call>
-std::string core_exception_text(Call call) {
-  try {
-    call();
-  } catch (const bond::CoreException& exception) {
-    return exception.what();
-  }
-  return "no exception";
-}
+using korvane::test::thrown_text;
 
 TEST(Enumeration, IsLookedUpByNameAndByValue) {
   const std::map<std::string, Colour> by_name = {
@@ -49,21 +43,21 @@ TEST(Enumeration, TurnsAnEnumeratorIntoItsNameAndBack) {
 }
 
 TEST(Enumeration, RefusesANumberThatHasNoName) {
-  EXPECT_EQ(core_exception_text([] { bond::to_string(static_cast<Colour>(2)); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([] { bond::to_string(static_cast<Colour>(2)); }),
             "Unexpected value 2 for enum Colour");
-  EXPECT_EQ(core_exception_text([] { bond::to_string(static_cast<Colour>(-3)); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([] { bond::to_string(static_cast<Colour>(-3)); }),
             "Unexpected value -3 for enum Colour");
 }
 
 TEST(Enumeration, RefusesANameThatThereIsNot) {
-  EXPECT_EQ(core_exception_text([] { bond::from_string<Colour>("kPurple"); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([] { bond::from_string<Colour>("kPurple"); }),
             "Unexpected value kPurple for enum Colour");
-  EXPECT_EQ(core_exception_text([] { bond::from_string<Colour>(""); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([] { bond::from_string<Colour>(""); }),
             "Unexpected value  for enum Colour");
 }
 
 TEST(Enumeration, NamesAreCaseSensitive) {
-  EXPECT_EQ(core_exception_text([] { bond::from_string<Colour>("kred"); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([] { bond::from_string<Colour>("kred"); }),
             "Unexpected value kred for enum Colour");
 }
 

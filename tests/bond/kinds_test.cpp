@@ -16,7 +16,7 @@
 
 namespace {
 
-enum class Side : std::int32_t { kLeft = 0 };
+enum class Face : std::int32_t { kLeft = 0 };
 
 struct Point {
   double x = 0;
@@ -57,7 +57,7 @@ TEST(Kinds, EachTypeOfAContractIsOfOne) {
   EXPECT_EQ(kinds_of<std::int32_t>(), Kinds{"int32"});
   EXPECT_EQ(kinds_of<double>(), Kinds{"double"});
   EXPECT_EQ(kinds_of<std::string>(), Kinds{"text"});
-  EXPECT_EQ(kinds_of<Side>(), Kinds{"enumeration"});
+  EXPECT_EQ(kinds_of<Face>(), Kinds{"enumeration"});
   EXPECT_EQ(kinds_of<bond::blob>(), Kinds{"blob"});
   EXPECT_EQ(kinds_of<bond::nullable<Point>>(), Kinds{"nullable"});
   EXPECT_EQ(kinds_of<std::vector<std::string>>(), Kinds{"list"});
@@ -76,7 +76,7 @@ TEST(Kinds, OtherTypesAreOfNone) {
 
 TEST(Kinds, AreBasicOrContainersOrNeither) {
   EXPECT_TRUE(bond::Basic<bool> && bond::Basic<std::int32_t> && bond::Basic<double> &&
-              bond::Basic<std::string> && bond::Basic<Side>);
+              bond::Basic<std::string> && bond::Basic<Face>);
   EXPECT_FALSE(bond::Basic<bond::blob> || bond::Basic<bond::maybe<double>> || bond::Basic<Point>);
   EXPECT_TRUE(bond::Container<bond::blob> && bond::Container<bond::nullable<double>> &&
               bond::Container<std::vector<double>>);

@@ -9,20 +9,12 @@
 #include <gtest/gtest.h>
 
 #include "bond/exception.h"
+#include "tests/bond/thrown_text.h"
 
 namespace {
 
 using bond::maybe;
-
-template <class Call>
-std::string core_exception_text(Call call) {
-  try {
-    call();
-  } catch (const bond::CoreException& exception) {
-    return exception.what();
-  }
-  return "no exception";
-}
+using korvane::test::thrown_text;
 
 TEST(Maybe, IsNothingWhenMade) {
   const maybe<std::int32_t> number;
@@ -39,13 +31,13 @@ TEST(Maybe, HoldsTheValueItIsMadeWith) {
 
 TEST(Maybe, ReadingNothingThrowsCoreException) {
   maybe<std::int32_t> number;
-  EXPECT_EQ(core_exception_text([&] { static_cast<void>(number.value()); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([&] { static_cast<void>(number.value()); }),
             "Field value is 'nothing'");
 }
 
 TEST(Maybe, ReadingNothingOfAConstantThrowsCoreException) {
   const maybe<std::string> text;
-  EXPECT_EQ(core_exception_text([&] { static_cast<void>(text.value()); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([&] { static_cast<void>(text.value()); }),
             "Field value is 'nothing'");
 }
 
@@ -53,7 +45,7 @@ TEST(Maybe, ReadingAValueThatWasTakenAwayThrowsCoreException) {
   maybe<std::int32_t> number(5);
   number.set_nothing();
   EXPECT_TRUE(number.is_nothing());
-  EXPECT_EQ(core_exception_text([&] { static_cast<void>(number.value()); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([&] { static_cast<void>(number.value()); }),
             "Field value is 'nothing'");
 }
 

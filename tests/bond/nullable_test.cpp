@@ -51,8 +51,8 @@ class NullableOf : public testing::Test {
   bond::nullable<T> empty_;
 };
 
-using Kinds = testing::Types<double, std::string, bond::blob, std::vector<double>, Record>;
-TYPED_TEST_SUITE(NullableOf, Kinds);
+using Values = testing::Types<double, std::string, bond::blob, std::vector<double>, Record>;
+TYPED_TEST_SUITE(NullableOf, Values);
 
 TYPED_TEST(NullableOf, HoldsNoValueWhenMade) {
   EXPECT_FALSE(this->empty_.hasvalue());

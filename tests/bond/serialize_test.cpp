@@ -262,7 +262,7 @@ TEST(Nesting, EncodesBeyondTheDepthThatIsDecoded) {
   EXPECT_EQ(core_exception_text<Chain>(bytes), kTooDeep);
 }
 
-struct Nested {
+struct SkippedRecord {
   std::string name;
   std::string_view header;
   std::string_view level;
@@ -276,9 +276,9 @@ struct Nested {
   }
 };
 
-void PrintTo(const Nested& nested, std::ostream* out) { *out << nested.name; }
+void PrintTo(const SkippedRecord& nested, std::ostream* out) { *out << nested.name; }
 
-class NestingSkipped : public testing::TestWithParam<Nested> {};
+class NestingSkipped : public testing::TestWithParam<SkippedRecord> {};
 
 TEST_P(NestingSkipped, OfSixtyFourLevelsIsAccepted) {
   EXPECT_EQ(core_exception_text<Grandparent>(GetParam().bytes(64)), "no exception");
@@ -294,12 +294,13 @@ TEST_P(NestingSkipped, OfSixtyFourLevelsLeavesTheNextFieldReadable) {
   EXPECT_EQ(bond::Deserialize<Grandparent>(over(bytes + from_hex("10 0A 00"))).number, 5);
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, NestingSkipped,
-                         testing::Values(Nested{"Lists", "CB 09", "0B 01", "02 00", ""},
-                                         Nested{"Sets", "CC 09", "0C 01", "02 00", ""},
-                                         Nested{"Maps", "CD 09", "09 0D 01 00", "09 02 00", ""},
-                                         Nested{"MapKeys", "CD 09", "0D 02 01", "02 02 00", "01"},
-                                         Nested{"Structs", "CA 09", "0A", "00", "00"}));
+INSTANTIATE_TEST_SUITE_P(
+    Of, NestingSkipped,
+    testing::Values(SkippedRecord{"Lists", "CB 09", "0B 01", "02 00", ""},
+                    SkippedRecord{"Sets", "CC 09", "0C 01", "02 00", ""},
+                    SkippedRecord{"Maps", "CD 09", "09 0D 01 00", "09 02 00", ""},
+                    SkippedRecord{"MapKeys", "CD 09", "0D 02 01", "02 02 00", "01"},
+                    SkippedRecord{"Structs", "CA 09", "0A", "00", "00"}));
 
 TEST(Nesting, OfSiblingsDoesNotAddUp) {
   Chain wide;

@@ -20,19 +20,14 @@
 #include "schedule/xlsx_check.h"
 #include "schedule/xlsx_text.h"
 #include "tests/support/temporary_folder.h"
+#include "tests/support/text_of.h"
 
 namespace korvane::schedule {
 namespace {
 
+using test::text_of;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
-
-std::string text_of(const std::string& filename) {
-  std::ifstream file(filename, std::ios::binary);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return text.str();
-}
 
 /// The worksheets of a file as LibreOffice reads them, in CSV files "<name of the file>-<name of the
 /// worksheet>.csv" beside it: texts in quotes, numbers bare and with all digits.

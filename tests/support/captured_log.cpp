@@ -11,9 +11,7 @@
 
 namespace korvane::test {
 
-namespace {
-
-class Backend
+class CapturedLogBackend
     : public boost::log::sinks::basic_sink_backend<boost::log::sinks::synchronized_feeding> {
  public:
   void consume(const boost::log::record_view& record) {
@@ -25,16 +23,14 @@ class Backend
   LogLines lines;
 };
 
-}  // namespace
-
 void PrintTo(const LogLine& line, std::ostream* stream) {
   *stream << "[" << line.severity << "] " << krv::log::narrow(line.text);
 }
 
 struct CapturedLog::Impl {
-  boost::shared_ptr<Backend> backend = boost::make_shared<Backend>();
-  boost::shared_ptr<boost::log::sinks::synchronous_sink<Backend>> sink =
-      boost::make_shared<boost::log::sinks::synchronous_sink<Backend>>(backend);
+  boost::shared_ptr<CapturedLogBackend> backend = boost::make_shared<CapturedLogBackend>();
+  boost::shared_ptr<boost::log::sinks::synchronous_sink<CapturedLogBackend>> sink =
+      boost::make_shared<boost::log::sinks::synchronous_sink<CapturedLogBackend>>(backend);
 };
 
 CapturedLog::CapturedLog() : impl_(std::make_unique<Impl>()) {

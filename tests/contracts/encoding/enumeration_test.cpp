@@ -9,12 +9,14 @@
 #include <gtest/gtest.h>
 
 #include "bond/exception.h"
+#include "tests/bond/thrown_text.h"
 #include "tests/contracts/encoding/records.h"
 
 namespace {
 
 namespace cad = korvane::model::cad;
 namespace geometry = korvane::model::geometry;
+using korvane::test::thrown_text;
 
 /// What an enumeration has to be: its qualified name and its enumerators, counted from 0.
 template <class E>
@@ -73,16 +75,6 @@ struct Expected<cad::DimTextStyle> {
   static constexpr const char* name = "korvane.model.cad.DimTextStyle";
   static inline const std::vector<std::string> enumerators = {"UseText", "UseFormattedValue"};
 };
-
-template <class Call>
-std::string core_exception_text(Call call) {
-  try {
-    call();
-  } catch (const bond::CoreException& exception) {
-    return exception.what();
-  }
-  return "no exception";
-}
 
 template <class E>
 class Enumeration : public testing::Test {
@@ -143,12 +135,12 @@ TYPED_TEST(Enumeration, TurnsEveryEnumeratorIntoItsNameAndBack) {
 
 TYPED_TEST(Enumeration, RefusesTheNumberAfterItsLast) {
   const std::size_t beyond = this->expected_.size();
-  EXPECT_EQ(core_exception_text([&] { bond::to_string(this->value(beyond)); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([&] { bond::to_string(this->value(beyond)); }),
             "Unexpected value " + std::to_string(beyond) + " for enum " + this->plain_name());
 }
 
 TYPED_TEST(Enumeration, RefusesANameThatThereIsNot) {
-  EXPECT_EQ(core_exception_text([] { bond::from_string<TypeParam>("kNeverThere"); }),
+  EXPECT_EQ(thrown_text<bond::CoreException>([] { bond::from_string<TypeParam>("kNeverThere"); }),
             "Unexpected value kNeverThere for enum " + this->plain_name());
 }
 

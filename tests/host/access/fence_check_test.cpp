@@ -1,6 +1,5 @@
 #include "host/access/fence_check.h"
 
-#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -10,20 +9,13 @@
 
 #include "host/access/sql_fence.h"
 #include "host/access/sql_functions.h"
+#include "tests/host/access/in_memory.h"
 
 namespace korvane::host {
 namespace {
 
-struct Close {
-  void operator()(sqlite3* connection) const noexcept { sqlite3_close(connection); }
-};
-using Connection = std::unique_ptr<sqlite3, Close>;
-
-Connection fenced_connection() {
-  sqlite3* connection = nullptr;
-  sqlite3_open(":memory:", &connection);
-  return Connection(connection);
-}
+using test::Connection;
+using test::in_memory;
 
 void run(sqlite3* connection, const std::string& sql) {
   if (sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) return;
@@ -43,7 +35,7 @@ constexpr const char* kTheBeginning =
     "the SQL fence does not hold on the data layer's connections: ";
 
 TEST(FenceCheck, PassesWhereTheFenceHolds) {
-  EXPECT_EQ(refusal(fenced_connection()), "");
+  EXPECT_EQ(refusal(in_memory()), "");
   EXPECT_NO_THROW(require_fence_on_data_layer());
 }
 
@@ -62,7 +54,7 @@ TEST(FenceCheck, FailsWhereSomethingElseRefuses) {
 
 TEST(FenceCheck, LeavesNoFenceBehind) {
   require_fence_on_data_layer();
-  const Connection connection = fenced_connection();
+  const Connection connection = in_memory();
   EXPECT_NO_THROW(run(connection.get(), "attach ':memory:' as other"));
   EXPECT_NO_THROW(SqlFence{SqlFenceLimits{}});
 }

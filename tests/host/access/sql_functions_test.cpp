@@ -14,26 +14,19 @@
 #include <sqlite3.h>
 
 #include "host/access/sql_fence.h"
+#include "tests/host/access/in_memory.h"
 
 namespace korvane::host {
 namespace {
 
 using namespace std::chrono_literals;
+using test::Connection;
+using test::in_memory;
 
-struct Close {
-  void operator()(sqlite3* connection) const noexcept { sqlite3_close(connection); }
-};
 struct Finalize {
   void operator()(sqlite3_stmt* statement) const noexcept { sqlite3_finalize(statement); }
 };
-using Connection = std::unique_ptr<sqlite3, Close>;
 using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
-
-Connection in_memory() {
-  sqlite3* connection = nullptr;
-  sqlite3_open(":memory:", &connection);
-  return Connection(connection);
-}
 
 /// The one value of a query with its type, or the error.
 std::string outcome(sqlite3* connection, const std::string& sql) {

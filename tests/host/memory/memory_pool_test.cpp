@@ -77,38 +77,38 @@ TEST(MemoryPool, CountsRightWhateverThreadsDo) {
   EXPECT_EQ(pool.held(), 0U);
 }
 
-constexpr std::uint64_t kMegabyte = std::uint64_t{1024} * 1024;
+constexpr std::uint64_t kMiB = std::uint64_t{1024} * 1024;
 
 class CallMemoryTest : public testing::Test {
  protected:
-  MemoryPool pool_{"records", 8 * kMegabyte};
-  CallMemory memory_{pool_, "office", 4 * kMegabyte};
+  MemoryPool pool_{"records", 8 * kMiB};
+  CallMemory memory_{pool_, "office", 4 * kMiB};
 };
 
 TEST_F(CallMemoryTest, CountsWhatTheProgramAllocates) { EXPECT_TRUE(is_new_counted()); }
 
 TEST_F(CallMemoryTest, CountsWhatIsThereAndGivesItBack) {
   const CallMemory::Scope scope(memory_);
-  auto block = std::make_unique<char[]>(kMegabyte);
-  EXPECT_GE(memory_.live(), kMegabyte);
-  EXPECT_GE(pool_.held(), kMegabyte);
+  auto block = std::make_unique<char[]>(kMiB);
+  EXPECT_GE(memory_.live(), kMiB);
+  EXPECT_GE(pool_.held(), kMiB);
   block.reset();
-  EXPECT_LT(memory_.live(), kMegabyte);
-  EXPECT_GE(memory_.peak(), kMegabyte);
+  EXPECT_LT(memory_.live(), kMiB);
+  EXPECT_GE(memory_.peak(), kMiB);
 }
 
 TEST_F(CallMemoryTest, CountsNothingOutsideItsScope) {
-  const auto block = std::make_unique<char[]>(kMegabyte);
+  const auto block = std::make_unique<char[]>(kMiB);
   EXPECT_EQ(memory_.live(), 0U);
-  std::thread([] { const auto other = std::make_unique<char[]>(kMegabyte); }).join();
+  std::thread([] { const auto other = std::make_unique<char[]>(kMiB); }).join();
   EXPECT_EQ(memory_.live(), 0U);
 }
 
 TEST_F(CallMemoryTest, FailsAnAllocationBeyondItsLimitAndSaysSo) {
   const CallMemory::Scope scope(memory_);
-  EXPECT_THROW(std::make_unique<char[]>(5 * kMegabyte), std::bad_alloc);
+  EXPECT_THROW(std::make_unique<char[]>(5 * kMiB), std::bad_alloc);
   EXPECT_EQ(memory_.refusal(), CallMemory::Refusal::too_much);
-  EXPECT_NO_THROW(std::make_unique<char[]>(3 * kMegabyte));
+  EXPECT_NO_THROW(std::make_unique<char[]>(3 * kMiB));
 }
 
 TEST_F(CallMemoryTest, FailsAnAllocationOfGigabytesWithoutAskingTheSystem) {
@@ -119,9 +119,9 @@ TEST_F(CallMemoryTest, FailsAnAllocationOfGigabytesWithoutAskingTheSystem) {
 
 TEST_F(CallMemoryTest, FailsAnAllocationThatThePoolHasNoRoomFor) {
   Holding other(pool_, "site");
-  ASSERT_TRUE(other.try_resize(6 * kMegabyte));
+  ASSERT_TRUE(other.try_resize(6 * kMiB));
   const CallMemory::Scope scope(memory_);
-  EXPECT_THROW(std::make_unique<char[]>(3 * kMegabyte), std::bad_alloc);
+  EXPECT_THROW(std::make_unique<char[]>(3 * kMiB), std::bad_alloc);
   EXPECT_EQ(memory_.refusal(), CallMemory::Refusal::no_room);
   memory_.forget_refusal();
   EXPECT_EQ(memory_.refusal(), CallMemory::Refusal::none);
@@ -131,23 +131,23 @@ TEST_F(CallMemoryTest, FollowsTheRequestToAnotherThread) {
   std::unique_ptr<char[]> block;
   std::thread([&] {
     const CallMemory::Scope scope(memory_);
-    block = std::make_unique<char[]>(kMegabyte);
+    block = std::make_unique<char[]>(kMiB);
   }).join();
-  EXPECT_GE(memory_.live(), kMegabyte);
-  EXPECT_GE(pool_.held(), kMegabyte);
+  EXPECT_GE(memory_.live(), kMiB);
+  EXPECT_GE(pool_.held(), kMiB);
   {
     const CallMemory::Scope scope(memory_);
     block.reset();
   }
-  EXPECT_LT(pool_.held(), kMegabyte);
+  EXPECT_LT(pool_.held(), kMiB);
 }
 
 TEST_F(CallMemoryTest, GivesAllBackWithTheRequest) {
   std::unique_ptr<char[]> block;
   {
-    CallMemory memory(pool_, "office", 4 * kMegabyte);
+    CallMemory memory(pool_, "office", 4 * kMiB);
     const CallMemory::Scope scope(memory);
-    block = std::make_unique<char[]>(kMegabyte);
+    block = std::make_unique<char[]>(kMiB);
   }
   EXPECT_EQ(pool_.held(), 0U);
 }

@@ -129,9 +129,9 @@ TEST_F(ErrorsTest, MalformedJsonIsABadRequest) {
 }
 
 TEST_F(ErrorsTest, AnEmptyBodyIsABadRequest) {
-  const HttpAnswer json = call_with_text("create_sheet", "");
-  EXPECT_EQ(json.status, 400);
-  EXPECT_EQ(json.detail(), "request: the text is empty");
+  const HttpAnswer text = call_with_text("create_sheet", "");
+  EXPECT_EQ(text.status, 400);
+  EXPECT_EQ(text.detail(), "request: the text is empty");
   const HttpAnswer binary = client().call_binary(project(), "create_sheet", "");
   EXPECT_EQ(binary.status, 400);
   EXPECT_THAT(binary.detail(), StartsWith("Read out of bounds: 1 bytes requested"));

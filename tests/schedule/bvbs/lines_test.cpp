@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "schedule/weights.h"
+#include "tests/schedule/bvbs/record_text.h"
 
 namespace korvane::schedule::bvbs {
 namespace {
@@ -13,14 +14,11 @@ namespace {
 using model::cad::EndTreatment;
 using model::cad::GeometryObject;
 using model::cad::GeometryObjectType;
+using test::bar_of;
+using test::with_checksum;
 using testing::ThrowsMessage;
 
-Record record_of(const std::string& text) {
-  return parse_record(text + std::to_string(checksum(text)) + "@", 9);
-}
-
-/// The bar of a record that is given up to the C of its checksum.
-BarLine bar_of(const std::string& text) { return read_bar(record_of(text)); }
+Record record_of(const std::string& text) { return parse_record(with_checksum(text), 9); }
 
 GeometryObject leg(double length, double angle) {
   GeometryObject piece;
@@ -235,13 +233,13 @@ TEST(ReadBarSpacer, HeaderFieldsReachTheirPlaces) {
   EXPECT_EQ(*line.item.properties.at("height").value_string, "160");
 }
 
-struct Refusal {
+struct RecordRefusal {
   const char* name;
   const char* record;
   const char* text;
 };
 
-class RefusedRecord : public testing::TestWithParam<Refusal> {};
+class RefusedRecord : public testing::TestWithParam<RecordRefusal> {};
 
 TEST_P(RefusedRecord, NamesTheFieldItsValueAndWhatWasExpected) {
   EXPECT_THAT([] { bar_of(GetParam().record); }, ThrowsMessage<RecordError>(GetParam().text));
@@ -256,48 +254,54 @@ TEST(ReadFabric, NamesALegWithALetterBeyondAsciiInUtf8) {
 INSTANTIATE_TEST_SUITE_P(
     Records, RefusedRecord,
     testing::Values(
-        Refusal{"Length", "BF2D@Hp1@lx@n1@d12@Gl1@w0@C",
-                "line 9: block H, field l: expected a cut length in millimetres, found \"x\""},
-        Refusal{"NegativeLength", "BF2D@Hp1@l-5@n1@d12@Gl1@w0@C",
-                "line 9: block H, field l: expected a cut length in millimetres, found \"-5\""},
-        Refusal{"Pieces", "BF2D@Hp1@l5@n1.5@d12@Gl1@w0@C",
-                "line 9: block H, field n: expected a number of pieces, found \"1.5\""},
-        Refusal{"NoPieces", "BF2D@Hp1@l5@d12@Gl1@w0@C",
-                "line 9: block H, field n: expected a number of pieces, found \"\""},
-        Refusal{"Diameter", "BF2D@Hp1@l5@n1@d0@Gl1@w0@C",
-                "line 9: block H, field d: expected a bar diameter in millimetres, found \"0\""},
-        Refusal{"Mandrel", "BF2D@Hp1@l5@n1@d12@sx@Gl1@w0@C",
-                "line 9: block H, field s: expected a number, found \"x\""},
-        Refusal{"NoGeometry", "BF2D@Hp1@l5@n1@d12@C",
-                "line 9: no geometry block G and no spacer positions A"},
-        Refusal{"LegValue", "BF2D@Hp1@l5@n1@d12@Gl@w0@C",
-                "line 9: block G, field l: expected a number, found \"\""},
-        Refusal{"BendFirst", "BF2D@Hp1@l5@n1@d12@Gw90@C",
-                "line 9: block G, field w: expected legs l or r, each with its bend w, found "
-                "\"90\""},
-        Refusal{"AnotherLetterForABend", "BF2D@Hp1@l5@n1@d12@Gl100@x90@l100@w0@C",
-                "line 9: block G, field x: expected legs l or r, each with its bend w, found "
-                "\"90\""},
-        Refusal{"AnotherLetterForABendAfterAnArc", "BF2D@Hp1@l5@n1@d12@Gr100@w90@x45@l100@w0@C",
-                "line 9: block G, field x: expected legs l or r, each with its bend w, found "
-                "\"45\""},
-        Refusal{"CurvedLegWithoutAngle", "BF2D@Hp1@l5@n1@d12@Gr5@l1@w0@C",
-                "line 9: block G, field l: expected the angle w of the curved leg before it, found "
-                "\"1\""},
-        Refusal{"SpatialBarWithLegs", "BF3D@Hp1@l5@n1@d12@Gl100@w0@C",
-                "line 9: block G, field l: expected offsets x, y or z, found \"100\""},
-        Refusal{"HelixPitchMissing", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@C",
-                "line 9: block G: the last turns n have no pitch g"},
-        Refusal{"HelixLegAfterTurns", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@g100@l5@C",
-                "line 9: block G, field l: expected turns n, each with its pitch g, found \"5\""},
-        Refusal{"BendMissing", "BF2D@Hp1@l5@n1@d12@Gl100@C",
-                "line 9: block G: the last leg has no bend w"},
-        Refusal{"TotalLengthOutOfRange", "BF2D@Hp1@l1e308@n10@d12@Gl1@w0@C",
-                "line 9: block H: the total length is out of range"},
-        Refusal{"MassOutOfRange", "BF2D@Hp1@l1e-320@n1@e1@d12@Gl1@w0@C",
-                "line 9: block H: the mass per metre is out of range"},
-        Refusal{"OffsetsOutOfRange", "BF3D@Hp1@l5@n1@d12@Gx1e308@x1e308@C",
-                "line 9: block G: the sum of the offsets is out of range"}),
+        RecordRefusal{
+            "Length", "BF2D@Hp1@lx@n1@d12@Gl1@w0@C",
+            "line 9: block H, field l: expected a cut length in millimetres, found \"x\""},
+        RecordRefusal{
+            "NegativeLength", "BF2D@Hp1@l-5@n1@d12@Gl1@w0@C",
+            "line 9: block H, field l: expected a cut length in millimetres, found \"-5\""},
+        RecordRefusal{"Pieces", "BF2D@Hp1@l5@n1.5@d12@Gl1@w0@C",
+                      "line 9: block H, field n: expected a number of pieces, found \"1.5\""},
+        RecordRefusal{"NoPieces", "BF2D@Hp1@l5@d12@Gl1@w0@C",
+                      "line 9: block H, field n: expected a number of pieces, found \"\""},
+        RecordRefusal{
+            "Diameter", "BF2D@Hp1@l5@n1@d0@Gl1@w0@C",
+            "line 9: block H, field d: expected a bar diameter in millimetres, found \"0\""},
+        RecordRefusal{"Mandrel", "BF2D@Hp1@l5@n1@d12@sx@Gl1@w0@C",
+                      "line 9: block H, field s: expected a number, found \"x\""},
+        RecordRefusal{"NoGeometry", "BF2D@Hp1@l5@n1@d12@C",
+                      "line 9: no geometry block G and no spacer positions A"},
+        RecordRefusal{"LegValue", "BF2D@Hp1@l5@n1@d12@Gl@w0@C",
+                      "line 9: block G, field l: expected a number, found \"\""},
+        RecordRefusal{"BendFirst", "BF2D@Hp1@l5@n1@d12@Gw90@C",
+                      "line 9: block G, field w: expected legs l or r, each with its bend w, found "
+                      "\"90\""},
+        RecordRefusal{"AnotherLetterForABend", "BF2D@Hp1@l5@n1@d12@Gl100@x90@l100@w0@C",
+                      "line 9: block G, field x: expected legs l or r, each with its bend w, found "
+                      "\"90\""},
+        RecordRefusal{"AnotherLetterForABendAfterAnArc",
+                      "BF2D@Hp1@l5@n1@d12@Gr100@w90@x45@l100@w0@C",
+                      "line 9: block G, field x: expected legs l or r, each with its bend w, found "
+                      "\"45\""},
+        RecordRefusal{
+            "CurvedLegWithoutAngle", "BF2D@Hp1@l5@n1@d12@Gr5@l1@w0@C",
+            "line 9: block G, field l: expected the angle w of the curved leg before it, found "
+            "\"1\""},
+        RecordRefusal{"SpatialBarWithLegs", "BF3D@Hp1@l5@n1@d12@Gl100@w0@C",
+                      "line 9: block G, field l: expected offsets x, y or z, found \"100\""},
+        RecordRefusal{"HelixPitchMissing", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@C",
+                      "line 9: block G: the last turns n have no pitch g"},
+        RecordRefusal{
+            "HelixLegAfterTurns", "BFWE@Hp1@l5@n1@d12@Gr100@w360@n6@g100@l5@C",
+            "line 9: block G, field l: expected turns n, each with its pitch g, found \"5\""},
+        RecordRefusal{"BendMissing", "BF2D@Hp1@l5@n1@d12@Gl100@C",
+                      "line 9: block G: the last leg has no bend w"},
+        RecordRefusal{"TotalLengthOutOfRange", "BF2D@Hp1@l1e308@n10@d12@Gl1@w0@C",
+                      "line 9: block H: the total length is out of range"},
+        RecordRefusal{"MassOutOfRange", "BF2D@Hp1@l1e-320@n1@e1@d12@Gl1@w0@C",
+                      "line 9: block H: the mass per metre is out of range"},
+        RecordRefusal{"OffsetsOutOfRange", "BF3D@Hp1@l5@n1@d12@Gx1e308@x1e308@C",
+                      "line 9: block G: the sum of the offsets is out of range"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 }  // namespace

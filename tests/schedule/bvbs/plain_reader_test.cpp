@@ -1,20 +1,17 @@
 #include "tests/schedule/bvbs/plain_reader.h"
 
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/text_of.h"
+
 namespace korvane::test {
 namespace {
 
 std::vector<PlainRecord> records_of(const std::string& file) {
-  std::ifstream input(KORVANE_EXAMPLES "/" + file, std::ios::binary);
-  std::ostringstream text;
-  text << input.rdbuf();
-  return read_plain_file(text.str());
+  return read_plain_file(text_of(KORVANE_EXAMPLES "/" + file));
 }
 
 TEST(PlainReader, ReadsEveryPublishedRecord) {

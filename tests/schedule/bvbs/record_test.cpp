@@ -7,19 +7,16 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/schedule/bvbs/record_text.h"
 #include "tests/support/text_of.h"
 
 namespace korvane::schedule::bvbs {
 namespace {
 
+using test::with_checksum;
 using testing::HasSubstr;
 using testing::StartsWith;
 using testing::ThrowsMessage;
-
-/// `text`, which ends in the C of the checksum, with the number that belongs there.
-std::string with_checksum(const std::string& text) {
-  return text + std::to_string(checksum(text)) + "@";
-}
 
 std::vector<Record> records_of(const std::string& text) {
   std::vector<Record> records;

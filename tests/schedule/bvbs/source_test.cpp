@@ -6,23 +6,22 @@
 #include <gtest/gtest.h>
 
 #include "schedule/bvbs/write.h"
+#include "tests/schedule/bvbs/record_text.h"
 
 namespace korvane::schedule::bvbs {
 namespace {
 
 using model::cad::Fabric;
 using model::cad::Rebar;
+using test::bar_of;
+using test::with_checksum;
 using testing::Contains;
 using testing::Key;
 using testing::Not;
 
-std::string line_of(const std::string& text) { return text + std::to_string(checksum(text)) + "@"; }
-
 const std::string kPlain = "BF2D@HjT@r417@ia@p1@l700@n2@e0.6@d12@gB500A@s48@v@Gl400@w90@l300@w0@C";
 const std::string kPrivate =
     "BF2D@HjT@r417@ia@p1@l700@n2@e0.6@d12@gB500A@s48@v@Gl400@w90@l300@w0@PtSEG;o0@C";
-
-BarLine bar_of(const std::string& text) { return read_bar(parse_record(line_of(text), 1)); }
 
 TEST(StatesTheSame, AsLongAsNothingChangesThatTheLineStates) {
   BarLine line = bar_of(kPlain);
@@ -84,8 +83,9 @@ TEST(DropStaleSource, WhatOnlyTheLineSaysSurvivesCorrectionsOfOtherThings) {
   line.item.mark = "2";
   drop_stale_source(line.item, "B500A");
   EXPECT_THAT(line.item.properties, Not(Contains(Key("bvbs"))));
-  EXPECT_EQ(write_bar(line.item, line.drawing).line,
-            line_of("BF2D@HjT@r417@ia@p2@l700@n3@e0.6@d12@gB500A@s48@v@Gl400@w90@l300@w0@PtSEG;o0@"
+  EXPECT_EQ(
+      write_bar(line.item, line.drawing).line,
+      with_checksum("BF2D@HjT@r417@ia@p2@l700@n3@e0.6@d12@gB500A@s48@v@Gl400@w90@l300@w0@PtSEG;o0@"
                     "C"));
 }
 
@@ -96,7 +96,7 @@ TEST(DropStaleSource, WhatOnlyTheLineSaysGoesWithTheShapeThatItMayDescribe) {
   drop_stale_source(line.item, "B500A");
   line.item.geometry.objects[0].length.set(410);
   EXPECT_EQ(write_bar(line.item, line.drawing).line,
-            line_of("BF2D@HjT@r417@ia@p1@l700@n3@e0.6@d12@gB500A@s48@v@Gl410@w90@l300@w0@C"));
+            with_checksum("BF2D@HjT@r417@ia@p1@l700@n3@e0.6@d12@gB500A@s48@v@Gl410@w90@l300@w0@C"));
   drop_stale_source(line.item, "B500A");
   EXPECT_TRUE(line.item.properties.empty());
 }
@@ -120,18 +120,18 @@ TEST(DropStaleSource, LeavesATextThatIsNotALine) {
 }
 
 TEST(DropStaleSource, TheBarsOfAFabricSurviveAnotherNumberOfPieces) {
-  FabricLine line =
-      read_fabric(parse_record(line_of("BFMA@Hp1@l5000@n1@gB@mZM@b3000@Yd6d@x1;1@Xd5@x0@C"), 1));
+  FabricLine line = read_fabric(
+      parse_record(with_checksum("BFMA@Hp1@l5000@n1@gB@mZM@b3000@Yd6d@x1;1@Xd5@x0@C"), 1));
   line.item.total_fabrics = 2;
   drop_stale_source(line.item, "B");
   EXPECT_THAT(line.item.properties, Not(Contains(Key("bvbs"))));
   EXPECT_EQ(write_fabric(line.item, line.drawing).line,
-            line_of("BFMA@Hp1@l5000@n2@gB@mZM@b3000@Yd6d@x1;1@Xd5@x0@C"));
+            with_checksum("BFMA@Hp1@l5000@n2@gB@mZM@b3000@Yd6d@x1;1@Xd5@x0@C"));
 }
 
 TEST(DropStaleSource, ABarSpacerHasNoSteelToCompare) {
   BarSpacerLine line =
-      read_bar_spacer(parse_record(line_of("BFAU@Hp1@l2000@n5@e4.5@gB@mDS16@h160@C"), 1));
+      read_bar_spacer(parse_record(with_checksum("BFAU@Hp1@l2000@n5@e4.5@gB@mDS16@h160@C"), 1));
   const model::cad::BarSpacer before = line.item;
   drop_stale_source(line.item);
   EXPECT_EQ(line.item, before);
@@ -139,7 +139,7 @@ TEST(DropStaleSource, ABarSpacerHasNoSteelToCompare) {
   drop_stale_source(line.item);
   EXPECT_THAT(line.item.properties, Not(Contains(Key("bvbs"))));
   EXPECT_EQ(write_bar_spacer(line.item, line.drawing).line,
-            line_of("BFAU@Hp1@l2000@n6@e4.5@gB@mDS16@h160@C"));
+            with_checksum("BFAU@Hp1@l2000@n6@e4.5@gB@mDS16@h160@C"));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "schedule/bvbs/write_schedule.h"
 
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <variant>
@@ -10,6 +9,7 @@
 
 #include "schedule/bvbs/schedule.h"
 #include "tests/schedule/bvbs/plain_reader.h"
+#include "tests/support/text_of.h"
 
 namespace korvane::schedule::bvbs {
 namespace {
@@ -18,12 +18,7 @@ using model::cad::Material;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::string text_of(const std::string& file) {
-  std::ifstream input(KORVANE_EXAMPLES "/" + file, std::ios::binary);
-  std::ostringstream text;
-  text << input.rdbuf();
-  return text.str();
-}
+std::string example(const std::string& file) { return test::text_of(KORVANE_EXAMPLES "/" + file); }
 
 /// One sheet with one revision, and the materials that a schedule names.
 struct SmallProject {
@@ -52,7 +47,7 @@ struct SmallProject {
 
   /// Takes the lines of a file as an import stores them.
   void import(const std::string& file) {
-    const std::string text = text_of(file);
+    const std::string text = example(file);
     read_schedule(text, [&](AnyLine&& line, const SourceLine&) {
       if (const auto* const bar = std::get_if<BarLine>(&line)) {
         content.bars.push_back(bar->item);
@@ -88,7 +83,7 @@ TEST(WriteSchedule, AnUnchangedFileComesOutByteForByte) {
   project.content.bar_spacers = spacers;
   project.structure.sheets[0].revisions[0].record.name = "";
   text += project.written(result);
-  EXPECT_EQ(text, text_of("guideline.abs"));
+  EXPECT_EQ(text, example("guideline.abs"));
   EXPECT_THAT(result.refusals, IsEmpty());
 }
 
@@ -101,7 +96,7 @@ TEST(WriteSchedule, ASheetThatIsNamedAfterItsFileHasNoNumberAgain) {
   sheet.properties["bvbs.name_instead"].value_string.set("shapes");
   project.structure.sheets[0].revisions[0].record.name = "";
   WrittenSchedule result;
-  const std::string text = text_of("shapes.abs");
+  const std::string text = example("shapes.abs");
   EXPECT_EQ(project.written(result), text.substr(0, text.rfind("BF2D@")));
   EXPECT_EQ(result.lines, 19U);
 

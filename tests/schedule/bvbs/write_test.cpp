@@ -11,6 +11,7 @@
 
 #include "schedule/bvbs/schedule.h"
 #include "tests/schedule/bvbs/plain_reader.h"
+#include "tests/schedule/bvbs/record_text.h"
 
 namespace korvane::schedule::bvbs {
 namespace {
@@ -20,19 +21,17 @@ using model::cad::Fabric;
 using model::cad::GeometryObject;
 using model::cad::GeometryObjectType;
 using model::cad::Rebar;
+using test::bar_of;
+using test::with_checksum;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-/// `text`, which ends in the C of the checksum, with the number that belongs there.
-std::string line_of(const std::string& text) { return text + std::to_string(checksum(text)) + "@"; }
-
-BarLine bar_of(const std::string& text) { return read_bar(parse_record(line_of(text), 1)); }
 FabricLine fabric_of(const std::string& text) {
-  return read_fabric(parse_record(line_of(text), 1));
+  return read_fabric(parse_record(with_checksum(text), 1));
 }
 BarSpacerLine spacer_of(const std::string& text) {
-  return read_bar_spacer(parse_record(line_of(text), 1));
+  return read_bar_spacer(parse_record(with_checksum(text), 1));
 }
 
 /// Three legs of 1500 mm in all, ten pieces.
@@ -55,8 +54,9 @@ Rebar plain_bar() {
 Drawing drawing() { return {"Tower", "417", "a", "B500B"}; }
 
 TEST(WriteBar, AllFieldsAreInTheirOrder) {
-  EXPECT_EQ(write_bar(plain_bar(), drawing()).line,
-            line_of("BF2D@HjTower@r417@ia@p7@l1500@n10@e1.332@d12@gB500B@s@v@Gl400@w90@l700@w45.5@"
+  EXPECT_EQ(
+      write_bar(plain_bar(), drawing()).line,
+      with_checksum("BF2D@HjTower@r417@ia@p7@l1500@n10@e1.332@d12@gB500B@s@v@Gl400@w90@l700@w45.5@"
                     "l400@w0@C"));
 }
 
@@ -64,7 +64,7 @@ TEST(WriteBar, WhatIsNotKnownIsEmpty) {
   Rebar bar = plain_bar();
   bar.bar_type_mass_per_length = 0;
   EXPECT_EQ(write_bar(bar, {}).line,
-            line_of("BF2D@Hj@r@i@p7@l1500@n10@e@d12@g@s@v@Gl400@w90@l700@w45.5@l400@w0@C"));
+            with_checksum("BF2D@Hj@r@i@p7@l1500@n10@e@d12@g@s@v@Gl400@w90@l700@w45.5@l400@w0@C"));
 }
 
 TEST(WriteBar, OptionalFieldsFollowTheOthers) {
@@ -171,10 +171,10 @@ TEST(WriteFabric, AllFieldsAreInTheirOrder) {
   fabric.geometry.set() = plain_bar().geometry;
   fabric.properties["bent_bars"].value_string.set("y");
   fabric.properties["layer"].value_int32.set(2);
-  EXPECT_EQ(
-      write_fabric(fabric, drawing()).line,
-      line_of("BFMA@HjTower@r417@ia@p8@l5000@n4@e35.28@gB500B@s48@mQ257@b2150@v@a2@Gyl400@w90@"
-              "l700@w45.5@l400@w0@C"));
+  EXPECT_EQ(write_fabric(fabric, drawing()).line,
+            with_checksum(
+                "BFMA@HjTower@r417@ia@p8@l5000@n4@e35.28@gB500B@s48@mQ257@b2150@v@a2@Gyl400@w90@"
+                "l700@w45.5@l400@w0@C"));
 }
 
 TEST(WriteFabric, SaysThatItIsNotKnownWhichBarsAreBent) {
@@ -194,7 +194,7 @@ TEST(WriteBarSpacer, AllFieldsAreInTheirOrder) {
   spacer.weight_per_piece = 4.5;
   spacer.properties["height"].value_double.set(160.5);
   EXPECT_EQ(write_bar_spacer(spacer, drawing()).line,
-            line_of("BFAU@HjTower@r417@ia@pS1@l2000@n5@e4.5@mDS16@h160.5@C"));
+            with_checksum("BFAU@HjTower@r417@ia@pS1@l2000@n5@e4.5@mDS16@h160.5@C"));
 }
 
 // What was imported and not changed.
@@ -239,7 +239,7 @@ TEST(UnchangedLine, ComesOutByteForByte) {
 TEST(UnchangedLine, WithAWrongChecksumComesOutWithTheRightOne) {
   for (const std::string& line : lines_of("bad-checksum.abs")) {
     if (!line.starts_with("BF2D")) continue;
-    const std::string right = line_of(line.substr(0, line.rfind("@C") + 2));
+    const std::string right = with_checksum(line.substr(0, line.rfind("@C") + 2));
     ASSERT_NE(line, right);
     BarLine bar = read_bar(parse_record(right, 1));
     bar.item.properties["bvbs"].value_string.set(line);
@@ -266,13 +266,13 @@ TEST(UnchangedLine, KeepsItsOwnSpelling) {
         "BFWE@Hp1@l5@n1@d12@Gr1@w360@n6,@g1,@n12,@g2,5@C",
         // A weight of all pieces.
         "BF2D@Hp1@l1000@n10@e8.88@d12@Gl1000@w0@C"}) {
-    const std::string line = line_of(text);
+    const std::string line = with_checksum(text);
     EXPECT_EQ(written_again(line).line, line);
   }
 }
 
 TEST(UnchangedLine, MayLackTheLastAt) {
-  std::string line = line_of("BF2D@Hp1@l5@n1@d12@Gl5@w0@C");
+  std::string line = with_checksum("BF2D@Hp1@l5@n1@d12@Gl5@w0@C");
   line.pop_back();
   EXPECT_EQ(written_again(line).line, line);
 }
@@ -281,7 +281,7 @@ TEST(UnchangedLine, WithoutAProjectStaysSoInAProjectWithAName) {
   const std::string text = "BF2D@Hj@r417@ia@p1@l5@n1@d12@g@Gl5@w0@C";
   BarLine bar = bar_of(text);
   bar.drawing.project = "Tower";
-  EXPECT_EQ(write_bar(bar.item, bar.drawing).line, line_of(text));
+  EXPECT_EQ(write_bar(bar.item, bar.drawing).line, with_checksum(text));
 }
 
 // What was imported and corrected.
@@ -298,7 +298,7 @@ constexpr const char* kBar =
     "BF2D@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s48@v@q5@a1@t300@c10@Gl400,0@w90@l300@w0@"
     "MaLenton@bA12@c1@nAncon@oTTS@p2@PtSEG;o0@C";
 
-std::string& text_of(Properties& properties, const char* key) {
+std::string& text_at(Properties& properties, const char* key) {
   return properties[key].value_string.set();
 }
 
@@ -307,11 +307,11 @@ class CorrectedBar : public testing::TestWithParam<BarCorrection> {};
 
 TEST_P(CorrectedBar, SaysTheNewValueAndKeepsWhatIsStillTrue) {
   BarLine line = bar_of(kBar);
-  ASSERT_EQ(write_bar(line.item, line.drawing).line, line_of(kBar));
+  ASSERT_EQ(write_bar(line.item, line.drawing).line, with_checksum(kBar));
   GetParam().change(line.item, line.drawing);
   const WrittenLine written = write_bar(line.item, line.drawing);
   EXPECT_EQ(written.refusal, "");
-  EXPECT_EQ(written.line, line_of(GetParam().expected));
+  EXPECT_EQ(written.line, with_checksum(GetParam().expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -363,7 +363,7 @@ INSTANTIATE_TEST_SUITE_P(
             "BF2D@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s84@v@q5@a1@t300@c10@Gl400,"
             "0@w90@l300@w0@MaLenton@bA12@c1@nAncon@oTTS@p2@PtSEG;o0@C"},
         BarCorrection{
-            "Layer", [](Rebar& bar, Drawing&) { text_of(bar.properties, "layer") = "2"; },
+            "Layer", [](Rebar& bar, Drawing&) { text_at(bar.properties, "layer") = "2"; },
             "BF2D@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s48@v@q5@a2@t300@c10@Gl400,"
             "0@w90@l300@w0@MaLenton@bA12@c1@nAncon@oTTS@p2@PtSEG;o0@C"},
         BarCorrection{"NoLayer", [](Rebar& bar, Drawing&) { bar.properties.erase("layer"); },
@@ -371,12 +371,12 @@ INSTANTIATE_TEST_SUITE_P(
                       "w90@l300@w0@MaLenton@bA12@c1@nAncon@oTTS@p2@PtSEG;o0@C"},
         BarCorrection{
             "StaggerStep",
-            [](Rebar& bar, Drawing&) { text_of(bar.properties, "stagger_step") = "9"; },
+            [](Rebar& bar, Drawing&) { text_at(bar.properties, "stagger_step") = "9"; },
             "BF2D@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s48@v@q5@a1@t9@c10@Gl400,0@"
             "w90@l300@w0@MaLenton@bA12@c1@nAncon@oTTS@p2@PtSEG;o0@C"},
         BarCorrection{
             "StaggerGroup",
-            [](Rebar& bar, Drawing&) { text_of(bar.properties, "stagger_group") = "g"; },
+            [](Rebar& bar, Drawing&) { text_at(bar.properties, "stagger_group") = "g"; },
             "BF2D@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s48@v@q5@a1@t300@cg@Gl400,0@"
             "w90@l300@w0@MaLenton@bA12@c1@nAncon@oTTS@p2@PtSEG;o0@C"},
         BarCorrection{
@@ -449,7 +449,7 @@ INSTANTIATE_TEST_SUITE_P(
             "BF3D@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s48@v@a1@t300@c10@Gx400@y0@"
             "z0@x0@y0@z300@MaLenton@bA12@c1@nAncon@oTTS@p2@C"},
         BarCorrection{
-            "Pitch", [](Rebar& bar, Drawing&) { text_of(bar.properties, "pitch") = "4 x 50"; },
+            "Pitch", [](Rebar& bar, Drawing&) { text_at(bar.properties, "pitch") = "4 x 50"; },
             "BFWE@HjT@r417@ia@p10.1@l700@n2@e0,5220@d12@gB500A@s48@v@a1@t300@c10@Gl400@w90@"
             "l300@w0@n4@g50@MaLenton@bA12@c1@nAncon@oTTS@p2@C"}),
     [](const auto& correction) { return correction.param.name; });
@@ -463,9 +463,9 @@ class CorrectedFabric : public testing::TestWithParam<FabricCorrection> {};
 
 TEST_P(CorrectedFabric, SaysTheNewValueAndKeepsWhatIsStillTrue) {
   FabricLine line = fabric_of(kFabric);
-  ASSERT_EQ(write_fabric(line.item, line.drawing).line, line_of(kFabric));
+  ASSERT_EQ(write_fabric(line.item, line.drawing).line, with_checksum(kFabric));
   GetParam().change(line.item, line.drawing);
-  EXPECT_EQ(write_fabric(line.item, line.drawing).line, line_of(GetParam().expected));
+  EXPECT_EQ(write_fabric(line.item, line.drawing).line, with_checksum(GetParam().expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -497,7 +497,7 @@ INSTANTIATE_TEST_SUITE_P(
                          "BFMA@HjT@r417@ia@p1@l5000@n10@e36,695@gB500A@s@mZM@b3000@v@a1@Gyl200@w-"
                          "90@l2000@w0@Yd6d@x175;175@e25,1@Xd5@x0@PfREE@C"},
         FabricCorrection{
-            "Layer", [](Fabric& fabric, Drawing&) { text_of(fabric.properties, "layer") = "2"; },
+            "Layer", [](Fabric& fabric, Drawing&) { text_at(fabric.properties, "layer") = "2"; },
             "BFMA@HjT@r417@ia@p1@l5000@n10@e36,695@gB500A@s48@mZM@b3000@v@a2@Gyl200@w-"
             "90@l2000@w0@Yd6d@x175;175@e25,1@Xd5@x0@PfREE@C"},
         FabricCorrection{"Length", [](Fabric& fabric, Drawing&) { fabric.length = 6000; },
@@ -515,7 +515,7 @@ INSTANTIATE_TEST_SUITE_P(
             "90@l2000@w0@C"},
         FabricCorrection{
             "BentBars",
-            [](Fabric& fabric, Drawing&) { text_of(fabric.properties, "bent_bars") = "x"; },
+            [](Fabric& fabric, Drawing&) { text_at(fabric.properties, "bent_bars") = "x"; },
             "BFMA@HjT@r417@ia@p1@l5000@n10@e36,695@gB500A@s48@mZM@b3000@v@a1@Gxl200@w-"
             "90@l2000@w0@C"},
         FabricCorrection{"NoShape", [](Fabric& fabric, Drawing&) { fabric.geometry.reset(); },
@@ -529,9 +529,9 @@ class CorrectedBarSpacer : public testing::TestWithParam<SpacerCorrection> {};
 
 TEST_P(CorrectedBarSpacer, SaysTheNewValueAndKeepsWhatIsStillTrue) {
   BarSpacerLine line = spacer_of(kSpacer);
-  ASSERT_EQ(write_bar_spacer(line.item, line.drawing).line, line_of(kSpacer));
+  ASSERT_EQ(write_bar_spacer(line.item, line.drawing).line, with_checksum(kSpacer));
   GetParam().change(line.item, line.drawing);
-  EXPECT_EQ(write_bar_spacer(line.item, line.drawing).line, line_of(GetParam().expected));
+  EXPECT_EQ(write_bar_spacer(line.item, line.drawing).line, with_checksum(GetParam().expected));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -558,21 +558,21 @@ INSTANTIATE_TEST_SUITE_P(
                          "BFAU@HjT@r417@ia@p1@l2000@n5@e4,5@mU@h160@a1@C"},
         SpacerCorrection{
             "Height",
-            [](BarSpacer& spacer, Drawing&) { text_of(spacer.properties, "height") = "170"; },
+            [](BarSpacer& spacer, Drawing&) { text_at(spacer.properties, "height") = "170"; },
             "BFAU@HjT@r417@ia@p1@l2000@n5@e4,5@mDS16@h170@a1@C"}),
     [](const auto& correction) { return correction.param.name; });
 
 TEST(CorrectedLine, TheSteelOfABarSpacerIsNobodys) {
   BarSpacerLine line = spacer_of(kSpacer);
   line.drawing.steel = "B500B";
-  EXPECT_EQ(write_bar_spacer(line.item, line.drawing).line, line_of(kSpacer));
+  EXPECT_EQ(write_bar_spacer(line.item, line.drawing).line, with_checksum(kSpacer));
 }
 
 TEST(CorrectedLine, AWeightOfAllPiecesBecomesThatOfOne) {
   BarLine line = bar_of("BF2D@Hp1@l1000@n10@e8.88@d12@Gl1000@w0@C");
   line.item.mark = "2";
   EXPECT_EQ(write_bar(line.item, line.drawing).line,
-            line_of("BF2D@Hp2@l1000@n10@e0.8880000000000001@d12@Gl1000@w0@C"));
+            with_checksum("BF2D@Hp2@l1000@n10@e0.8880000000000001@d12@Gl1000@w0@C"));
 }
 
 TEST(CorrectedLine, FieldsThatItLacksComeToTheirPlaces) {
@@ -582,14 +582,15 @@ TEST(CorrectedLine, FieldsThatItLacksComeToTheirPlaces) {
   line.item.properties["stagger_step"].value_string.set("3");
   line.drawing.sheet = "417";
   EXPECT_EQ(write_bar(line.item, line.drawing).line,
-            line_of("BF2D@Hr417@p1@l5@n1@e0.004@d12@s48@a1@t3@Gl5@w0@C"));
+            with_checksum("BF2D@Hr417@p1@l5@n1@e0.004@d12@s48@a1@t3@Gl5@w0@C"));
 }
 
 TEST(CorrectedLine, AFieldOrBlockThatIsThereTwiceIsThereOnce) {
   BarLine line = bar_of("BF2D@Hp1@l5@n1@d12@p2@Gl5@w0@Gl7@w0@MaA@MaB@Hp3@C");
   line.item.total_bars = 2;
   line.item.total_length = 10;
-  EXPECT_EQ(write_bar(line.item, line.drawing).line, line_of("BF2D@Hp1@l5@n2@d12@Gl5@w0@MaA@C"));
+  EXPECT_EQ(write_bar(line.item, line.drawing).line,
+            with_checksum("BF2D@Hp1@l5@n2@d12@Gl5@w0@MaA@C"));
 }
 
 TEST(CorrectedLine, SpacerPositionsStayWithTheirBar) {
@@ -597,7 +598,7 @@ TEST(CorrectedLine, SpacerPositionsStayWithTheirBar) {
   line.item.total_bars = 2;
   line.item.total_length *= 2;
   EXPECT_EQ(write_bar(line.item, line.drawing).line,
-            line_of("BF2D@Hp1@l1334@n2@d10@gIV@s40@a1@At6@p140@p667@C"));
+            with_checksum("BF2D@Hp1@l1334@n2@d10@gIV@s40@a1@At6@p140@p667@C"));
   line.item.total_length += 2;
   EXPECT_EQ(write_bar(line.item, line.drawing).refusal,
             "mark 1: no geometry, and the format needs one");
@@ -607,15 +608,15 @@ TEST(CorrectedLine, BecomesTheImportedOneWhenItIsCorrectedBack) {
   BarLine line = bar_of(kBar);
   line.item.total_bars = 3;
   line.item.total_bars = 2;
-  EXPECT_EQ(write_bar(line.item, line.drawing).line, line_of(kBar));
+  EXPECT_EQ(write_bar(line.item, line.drawing).line, with_checksum(kBar));
 }
 
 TEST(CorrectedLine, ASourceThatIsAnotherKindOfRecordOrNoneIsNotUsed) {
   const std::string expected = write_bar(plain_bar(), drawing()).line;
   for (const std::string& source :
-       {std::string("free text"), line_of(kFabric), line_of("BF2D@Hp1@C"), line_of("BFGT@Hp1@C"),
-        std::string("BF2D@Hp1@l5@n1@d12@\xFF@C65@"), std::string("BF2D@Hp漢@C65@"),
-        line_of("BF2D@Hj@p7@l1500@n10@d12@\nGl400@w0@C")}) {
+       {std::string("free text"), with_checksum(kFabric), with_checksum("BF2D@Hp1@C"),
+        with_checksum("BFGT@Hp1@C"), std::string("BF2D@Hp1@l5@n1@d12@\xFF@C65@"),
+        std::string("BF2D@Hp漢@C65@"), with_checksum("BF2D@Hj@p7@l1500@n10@d12@\nGl400@w0@C")}) {
     Rebar bar = plain_bar();
     bar.properties["bvbs"].value_string.set(source);
     EXPECT_EQ(write_bar(bar, drawing()).line, expected) << source;
@@ -624,13 +625,13 @@ TEST(CorrectedLine, ASourceThatIsAnotherKindOfRecordOrNoneIsNotUsed) {
 
 // What the format cannot say.
 
-struct Refusal {
+struct BarRefusal {
   const char* name;
   std::function<void(Rebar&)> change;
   const char* text;
 };
 
-class RefusedBar : public testing::TestWithParam<Refusal> {};
+class RefusedBar : public testing::TestWithParam<BarRefusal> {};
 
 TEST_P(RefusedBar, IsNamedWithTheReason) {
   Rebar bar = plain_bar();
@@ -645,92 +646,92 @@ constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 INSTANTIATE_TEST_SUITE_P(
     Bars, RefusedBar,
     testing::Values(
-        Refusal{"NoGeometry", [](Rebar& bar) { bar.geometry = {}; },
-                "mark 7: no geometry, and the format needs one"},
-        Refusal{"NoGeometryAndNoMark",
-                [](Rebar& bar) {
-                  bar.geometry = {};
-                  bar.mark.clear();
-                },
-                "a line without a mark: no geometry, and the format needs one"},
-        Refusal{"NoPieces", [](Rebar& bar) { bar.total_bars = 0; },
-                "mark 7: no pieces, and the format needs a number of them"},
-        Refusal{"NoLength", [](Rebar& bar) { bar.total_length = 0; },
-                "mark 7: no total length, and the format needs the length of a piece"},
-        Refusal{"NoDiameter", [](Rebar& bar) { bar.bar_diameter = 0; },
-                "mark 7: no bar diameter, and the format needs one"},
-        Refusal{"LengthNotANumber", [](Rebar& bar) { bar.total_length = kNotANumber; },
-                "mark 7: its total length is not a finite number"},
-        Refusal{"MassNotANumber", [](Rebar& bar) { bar.bar_type_mass_per_length = kNotANumber; },
-                "mark 7: its mass per length is not a finite number"},
-        Refusal{"WeightOutOfRange",
-                [](Rebar& bar) {
-                  bar.total_length = 1e300;
-                  bar.bar_type_mass_per_length = 1e300;
-                },
-                "mark 7: its weight is not a finite number"},
-        Refusal{"BendDiameterNotANumber",
-                [](Rebar& bar) { bar.standard_bend_diameter = kNotANumber; },
-                "mark 7: its standard bend diameter is not a finite number"},
-        Refusal{"LegNotANumber",
-                [](Rebar& bar) { bar.geometry.objects[1].length.set(kNotANumber); },
-                "mark 7: the length of piece 2 is not a finite number"},
-        Refusal{"PointNotANumber",
-                [](Rebar& bar) {
-                  bar.geometry = {{}, {{0, 0, 0}, {kNotANumber, 0, 0}}};
-                },
-                "mark 7: its points are not finite numbers, or too far apart"},
-        Refusal{"LegWithoutLength", [](Rebar& bar) { bar.geometry.objects[1].length.reset(); },
-                "mark 7: piece 2 has no length"},
-        Refusal{"ArcWithoutRadius",
-                [](Rebar& bar) { bar.geometry.objects[1].type = GeometryObjectType::kArc; },
-                "mark 7: piece 2 has no radius"},
-        Refusal{"ArcWithoutAngle",
-                [](Rebar& bar) {
-                  bar.geometry.objects[1].type = GeometryObjectType::kArc;
-                  bar.geometry.objects[1].radius.set(5);
-                  bar.geometry.objects[1].angle.reset();
-                },
-                "mark 7: piece 2 has no angle"},
-        Refusal{"KinkFirst",
-                [](Rebar& bar) { bar.geometry.objects[0].type = GeometryObjectType::kKink; },
-                "mark 7: piece 1 is a kink for which the format has no place"},
-        Refusal{"KinkAfterABend",
-                [](Rebar& bar) { bar.geometry.objects[1].type = GeometryObjectType::kKink; },
-                "mark 7: piece 2 is a kink for which the format has no place"},
-        Refusal{"KinkWithoutAngle",
-                [](Rebar& bar) {
-                  bar.geometry.objects[0].angle.reset();
-                  bar.geometry.objects[1] = {};
-                  bar.geometry.objects[1].type = GeometryObjectType::kKink;
-                },
-                "mark 7: piece 2 has no angle"},
-        Refusal{"PieceOfUnknownType",
-                [](Rebar& bar) { bar.geometry.objects[0].type = GeometryObjectType{9}; },
-                "mark 7: piece 1 is of a kind for which the format has no place"},
-        Refusal{
+        BarRefusal{"NoGeometry", [](Rebar& bar) { bar.geometry = {}; },
+                   "mark 7: no geometry, and the format needs one"},
+        BarRefusal{"NoGeometryAndNoMark",
+                   [](Rebar& bar) {
+                     bar.geometry = {};
+                     bar.mark.clear();
+                   },
+                   "a line without a mark: no geometry, and the format needs one"},
+        BarRefusal{"NoPieces", [](Rebar& bar) { bar.total_bars = 0; },
+                   "mark 7: no pieces, and the format needs a number of them"},
+        BarRefusal{"NoLength", [](Rebar& bar) { bar.total_length = 0; },
+                   "mark 7: no total length, and the format needs the length of a piece"},
+        BarRefusal{"NoDiameter", [](Rebar& bar) { bar.bar_diameter = 0; },
+                   "mark 7: no bar diameter, and the format needs one"},
+        BarRefusal{"LengthNotANumber", [](Rebar& bar) { bar.total_length = kNotANumber; },
+                   "mark 7: its total length is not a finite number"},
+        BarRefusal{"MassNotANumber", [](Rebar& bar) { bar.bar_type_mass_per_length = kNotANumber; },
+                   "mark 7: its mass per length is not a finite number"},
+        BarRefusal{"WeightOutOfRange",
+                   [](Rebar& bar) {
+                     bar.total_length = 1e300;
+                     bar.bar_type_mass_per_length = 1e300;
+                   },
+                   "mark 7: its weight is not a finite number"},
+        BarRefusal{"BendDiameterNotANumber",
+                   [](Rebar& bar) { bar.standard_bend_diameter = kNotANumber; },
+                   "mark 7: its standard bend diameter is not a finite number"},
+        BarRefusal{"LegNotANumber",
+                   [](Rebar& bar) { bar.geometry.objects[1].length.set(kNotANumber); },
+                   "mark 7: the length of piece 2 is not a finite number"},
+        BarRefusal{"PointNotANumber",
+                   [](Rebar& bar) {
+                     bar.geometry = {{}, {{0, 0, 0}, {kNotANumber, 0, 0}}};
+                   },
+                   "mark 7: its points are not finite numbers, or too far apart"},
+        BarRefusal{"LegWithoutLength", [](Rebar& bar) { bar.geometry.objects[1].length.reset(); },
+                   "mark 7: piece 2 has no length"},
+        BarRefusal{"ArcWithoutRadius",
+                   [](Rebar& bar) { bar.geometry.objects[1].type = GeometryObjectType::kArc; },
+                   "mark 7: piece 2 has no radius"},
+        BarRefusal{"ArcWithoutAngle",
+                   [](Rebar& bar) {
+                     bar.geometry.objects[1].type = GeometryObjectType::kArc;
+                     bar.geometry.objects[1].radius.set(5);
+                     bar.geometry.objects[1].angle.reset();
+                   },
+                   "mark 7: piece 2 has no angle"},
+        BarRefusal{"KinkFirst",
+                   [](Rebar& bar) { bar.geometry.objects[0].type = GeometryObjectType::kKink; },
+                   "mark 7: piece 1 is a kink for which the format has no place"},
+        BarRefusal{"KinkAfterABend",
+                   [](Rebar& bar) { bar.geometry.objects[1].type = GeometryObjectType::kKink; },
+                   "mark 7: piece 2 is a kink for which the format has no place"},
+        BarRefusal{"KinkWithoutAngle",
+                   [](Rebar& bar) {
+                     bar.geometry.objects[0].angle.reset();
+                     bar.geometry.objects[1] = {};
+                     bar.geometry.objects[1].type = GeometryObjectType::kKink;
+                   },
+                   "mark 7: piece 2 has no angle"},
+        BarRefusal{"PieceOfUnknownType",
+                   [](Rebar& bar) { bar.geometry.objects[0].type = GeometryObjectType{9}; },
+                   "mark 7: piece 1 is of a kind for which the format has no place"},
+        BarRefusal{
             "Pitch", [](Rebar& bar) { bar.properties["pitch"].value_string.set("close"); },
             "mark 7: its property \"pitch\" is not turns and pitches such as 6 x 100, 12 x 200"},
-        Refusal{"PitchWithoutLegs",
-                [](Rebar& bar) {
-                  bar.geometry.objects.clear();
-                  bar.properties["pitch"].value_string.set("6 x 100");
-                },
-                "mark 7: turns and pitches without the legs of their cross-section"},
-        Refusal{"DotInAStaggeredSet",
-                [](Rebar& bar) {
-                  bar.mark = "7.1";
-                  bar.submark.set("2");
-                },
-                "mark 7.1: its mark has a dot, after which a staggered set has its submark"},
-        Refusal{"AtInMark", [](Rebar& bar) { bar.mark = "7@B"; },
-                "mark 7@B: its mark has an @, which ends a field of the format"},
-        Refusal{"LineBreakInLayer",
-                [](Rebar& bar) { bar.properties["layer"].value_string.set("1\r\n2"); },
-                "mark 7: its property \"layer\" has a control character"},
-        Refusal{"LetterBeyondWindows1252",
-                [](Rebar& bar) { bar.end_treatment_start.set().model = "漢"; },
-                "mark 7: its end treatment's model has letters that Windows-1252 lacks"}),
+        BarRefusal{"PitchWithoutLegs",
+                   [](Rebar& bar) {
+                     bar.geometry.objects.clear();
+                     bar.properties["pitch"].value_string.set("6 x 100");
+                   },
+                   "mark 7: turns and pitches without the legs of their cross-section"},
+        BarRefusal{"DotInAStaggeredSet",
+                   [](Rebar& bar) {
+                     bar.mark = "7.1";
+                     bar.submark.set("2");
+                   },
+                   "mark 7.1: its mark has a dot, after which a staggered set has its submark"},
+        BarRefusal{"AtInMark", [](Rebar& bar) { bar.mark = "7@B"; },
+                   "mark 7@B: its mark has an @, which ends a field of the format"},
+        BarRefusal{"LineBreakInLayer",
+                   [](Rebar& bar) { bar.properties["layer"].value_string.set("1\r\n2"); },
+                   "mark 7: its property \"layer\" has a control character"},
+        BarRefusal{"LetterBeyondWindows1252",
+                   [](Rebar& bar) { bar.end_treatment_start.set().model = "漢"; },
+                   "mark 7: its end treatment's model has letters that Windows-1252 lacks"}),
     [](const auto& refusal) { return refusal.param.name; });
 
 TEST(RefusedFabric, IsNamedWithTheReason) {
@@ -745,7 +746,7 @@ TEST(RefusedFabric, IsNamedWithTheReason) {
             "mark 1: no length, and the format needs one");
   EXPECT_EQ(refusal([](Fabric& fabric) { fabric.total_fabrics = 0; }),
             "mark 1: no pieces, and the format needs a number of them");
-  EXPECT_EQ(refusal([](Fabric& fabric) { text_of(fabric.properties, "bent_bars") = "both"; }),
+  EXPECT_EQ(refusal([](Fabric& fabric) { text_at(fabric.properties, "bent_bars") = "both"; }),
             "mark 1: its property \"bent_bars\" is \"both\", expected x or y");
   EXPECT_EQ(refusal([](Fabric& fabric) {
               fabric.geometry.set() = {{}, {{0, 0, 0}}};

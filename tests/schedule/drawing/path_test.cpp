@@ -16,7 +16,7 @@ void expect_near(const Point3d& point, const Point3d& expected) {
   EXPECT_NEAR(point.z, expected.z, 1e-6);
 }
 
-Shape flat(std::vector<Leg> legs) {
+Shape flat_bar(std::vector<Leg> legs) {
   Shape shape;
   shape.kind = Shape::Kind::flat;
   shape.bar_diameter = 10;
@@ -27,14 +27,15 @@ Shape flat(std::vector<Leg> legs) {
 
 /// Rings with an inner radius of 95 of a bar 10 thick.
 Shape helix(std::vector<Turns> turns) {
-  Shape shape = flat({{.kind = Leg::Kind::arc, .radius = 95, .opening = 360}});
+  Shape shape = flat_bar({{.kind = Leg::Kind::arc, .radius = 95, .opening = 360}});
   shape.kind = Shape::Kind::helix;
   shape.turns = std::move(turns);
   return shape;
 }
 
 TEST(Path, FollowsAFlatBarWithItsBends) {
-  const std::vector<Point3d> path = path_of(flat({{.length = 400, .bend = 90}, {.length = 600}}));
+  const std::vector<Point3d> path =
+      path_of(flat_bar({{.length = 400, .bend = 90}, {.length = 600}}));
   expect_near(path.front(), {0, 0, 0});
   expect_near(path.back(), {400, 600, 0});
   ASSERT_GT(path.size(), 5U);
@@ -78,9 +79,10 @@ TEST(Path, IsTheOutlineOfAFlatFabric) {
 
 TEST(Path, IsEmptyForWhatCannotBeDrawn) {
   EXPECT_TRUE(path_of(Shape()).empty());
-  EXPECT_TRUE(path_of(flat({{.kind = Leg::Kind::arc, .radius = 10, .opening = 1e12}})).empty());
-  EXPECT_TRUE(path_of(flat(std::vector<Leg>(kMostPathPoints, {.length = 10, .bend = 90}))).empty());
-  EXPECT_TRUE(path_of(flat({{.length = 1e308}, {.length = 1e308}, {.length = 1e308}})).empty());
+  EXPECT_TRUE(path_of(flat_bar({{.kind = Leg::Kind::arc, .radius = 10, .opening = 1e12}})).empty());
+  EXPECT_TRUE(
+      path_of(flat_bar(std::vector<Leg>(kMostPathPoints, {.length = 10, .bend = 90}))).empty());
+  EXPECT_TRUE(path_of(flat_bar({{.length = 1e308}, {.length = 1e308}, {.length = 1e308}})).empty());
 }
 
 TEST(Path, OfAHelixThatNeverEndsEnds) {

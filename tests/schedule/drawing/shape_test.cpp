@@ -44,7 +44,7 @@ GeometryObject kink(double angle) {
   return piece;
 }
 
-Rebar bar(std::vector<GeometryObject> pieces) {
+Rebar bar_with(std::vector<GeometryObject> pieces) {
   Rebar rebar;
   rebar.bar_diameter = 12;
   rebar.standard_bend_diameter = 48;
@@ -73,7 +73,7 @@ std::vector<double> lengths_of(const Shape& shape) {
 }
 
 TEST(ShapeOfBar, HasTheLegsOfItsPiecesWithTheBendsAfterThem) {
-  const Shape shape = shape_of(bar({line(400, 90), line(600)}));
+  const Shape shape = shape_of(bar_with({line(400, 90), line(600)}));
   EXPECT_EQ(shape.kind, Shape::Kind::flat);
   EXPECT_THAT(lengths_of(shape), ElementsAre(400, 600));
   EXPECT_THAT(bends_of(shape), ElementsAre(90, 0));
@@ -83,11 +83,11 @@ TEST(ShapeOfBar, HasTheLegsOfItsPiecesWithTheBendsAfterThem) {
 }
 
 TEST(ShapeOfBar, TakesTheBendFromAKinkBetweenPieces) {
-  EXPECT_THAT(bends_of(shape_of(bar({line(400), kink(-45), line(600)}))), ElementsAre(-45, 0));
+  EXPECT_THAT(bends_of(shape_of(bar_with({line(400), kink(-45), line(600)}))), ElementsAre(-45, 0));
 }
 
 TEST(ShapeOfBar, LabelsAnArcWithRadiusAndOpening) {
-  const Shape shape = shape_of(bar({line(400), arc(250, -90), kink(30), line(300)}));
+  const Shape shape = shape_of(bar_with({line(400), arc(250, -90), kink(30), line(300)}));
   EXPECT_EQ(shape.legs[1].kind, Leg::Kind::arc);
   EXPECT_EQ(shape.legs[1].radius, 250);
   EXPECT_EQ(shape.legs[1].opening, -90);
@@ -98,7 +98,7 @@ TEST(ShapeOfBar, LabelsAnArcWithRadiusAndOpening) {
 TEST(ShapeOfBar, PrintsTheClientsLabels) {
   GeometryObject piece = line(400, 45);
   piece.labels = {{GeometryLabelType::Length, "L1"}, {GeometryLabelType::Angle, "alpha"}};
-  const Shape shape = shape_of(bar({piece, line(300)}));
+  const Shape shape = shape_of(bar_with({piece, line(300)}));
   EXPECT_EQ(shape.legs[0].label, "L1");
   EXPECT_EQ(shape.legs[0].bend_label, "alpha");
 }
@@ -107,13 +107,13 @@ TEST(ShapeOfBar, ShortensTheClientsLabels) {
   GeometryObject piece = line(400, 45);
   piece.labels = {{GeometryLabelType::Length, std::string(10'000'000, 'm')},
                   {GeometryLabelType::Angle, "a\xFF\nb"}};
-  const Shape shape = shape_of(bar({piece, line(300)}));
+  const Shape shape = shape_of(bar_with({piece, line(300)}));
   EXPECT_EQ(shape.legs[0].label, std::string(40, 'm') + "…");
   EXPECT_EQ(shape.legs[0].bend_label, "a\xEF\xBF\xBD b");
 }
 
 TEST(ShapeOfBar, TakesPointsThatHardlyDifferForOne) {
-  Rebar item = bar({});
+  Rebar item = bar_with({});
   item.geometry.polyline = {{0, 0, 0},        {0, 1e-200, 0}, {300, 0, 0},
                             {300, 5e-324, 0}, {300, 250, 0},  {300, 250, 400}};
   const Shape shape = shape_of(item);
@@ -124,23 +124,24 @@ TEST(ShapeOfBar, TakesPointsThatHardlyDifferForOne) {
 TEST(ShapeOfBar, PrintsTheDisplayLengthWhereThereIsOne) {
   GeometryObject piece = line(402.37);
   piece.display_length.set(400.0);
-  const Shape shape = shape_of(bar({piece}));
+  const Shape shape = shape_of(bar_with({piece}));
   EXPECT_EQ(shape.legs[0].length, 402.37);
   EXPECT_EQ(shape.legs[0].label, "400");
 }
 
 TEST(ShapeOfBar, LeavesOutPiecesWithoutALength) {
-  EXPECT_THAT(lengths_of(shape_of(bar({line(400, 90), line(0), line(std::nan("")), line(-5),
-                                       line(std::numeric_limits<double>::infinity()), line(300)}))),
-              ElementsAre(400, 300));
+  EXPECT_THAT(
+      lengths_of(shape_of(bar_with({line(400, 90), line(0), line(std::nan("")), line(-5),
+                                    line(std::numeric_limits<double>::infinity()), line(300)}))),
+      ElementsAre(400, 300));
 }
 
 TEST(ShapeOfBar, IsUnknownWithoutGeometryAndCode) {
-  EXPECT_EQ(shape_of(bar({})).kind, Shape::Kind::unknown);
+  EXPECT_EQ(shape_of(bar_with({})).kind, Shape::Kind::unknown);
 }
 
 TEST(ShapeOfBar, ComesFromTheCodeWithoutGeometry) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.shape_code.set("00");
   rebar.parameters_exact.a.set(1234.56);
   const Shape shape = shape_of(rebar);
@@ -150,7 +151,7 @@ TEST(ShapeOfBar, ComesFromTheCodeWithoutGeometry) {
 }
 
 TEST(ShapeOfBar, HasTheRoundedDimensionsOfItsCode) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.shape_code.set("00");
   rebar.parameters_exact.a.set(1234.56);
   rebar.parameters_rounded.a.set(1235.0);
@@ -158,7 +159,7 @@ TEST(ShapeOfBar, HasTheRoundedDimensionsOfItsCode) {
 }
 
 TEST(ShapeOfBar, KeepsACodeThatNobodyKnows) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.shape_code.set("XYZ");
   const Shape shape = shape_of(rebar);
   EXPECT_EQ(shape.kind, Shape::Kind::unknown);
@@ -166,7 +167,7 @@ TEST(ShapeOfBar, KeepsACodeThatNobodyKnows) {
 }
 
 TEST(ShapeOfBar, IsSpatialIfItsPointsAre) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.geometry.polyline = {{0, 0, 0}, {300, 0, 0}, {300, 250, 0}, {300, 250, 400}};
   const Shape shape = shape_of(rebar);
   EXPECT_EQ(shape.kind, Shape::Kind::spatial);
@@ -174,7 +175,7 @@ TEST(ShapeOfBar, IsSpatialIfItsPointsAre) {
 }
 
 TEST(ShapeOfBar, LaysPointsOfAPlaneFlat) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.geometry.polyline = {{0, 0, 5}, {400, 0, 5}, {400, 600, 5}, {100, 600, 5}};
   const Shape shape = shape_of(rebar);
   EXPECT_EQ(shape.kind, Shape::Kind::flat);
@@ -183,7 +184,7 @@ TEST(ShapeOfBar, LaysPointsOfAPlaneFlat) {
 }
 
 TEST(ShapeOfBar, SeesAnUprightPlaneFromItsPositiveSide) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.geometry.polyline = {{0, 0, 0}, {0, 400, 0}, {0, 400, 600}};
   EXPECT_THAT(bends_of(shape_of(rebar)), ElementsAre(90, 0));
   rebar.geometry.polyline = {{0, 0, 0}, {0, 400, 0}, {0, 400, -600}};
@@ -191,19 +192,19 @@ TEST(ShapeOfBar, SeesAnUprightPlaneFromItsPositiveSide) {
 }
 
 TEST(ShapeOfBar, TakesEqualPointsAsOne) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.geometry.polyline = {{0, 0, 0}, {0, 0, 0}, {400, 0, 0}, {400, 0, 0}, {400, 600, 0}};
   EXPECT_THAT(lengths_of(shape_of(rebar)), ElementsAre(400, 600));
 }
 
 TEST(ShapeOfBar, DoesNotUsePointsThatAreNotFinite) {
-  Rebar rebar = bar({});
+  Rebar rebar = bar_with({});
   rebar.geometry.polyline = {{0, 0, 0}, {std::nan(""), 0, 0}, {400, 0, 0}};
   EXPECT_EQ(shape_of(rebar).kind, Shape::Kind::unknown);
 }
 
 TEST(ShapeOfBar, IsAHelixWithAPitch) {
-  Rebar rebar = bar({arc(300, 360)});
+  Rebar rebar = bar_with({arc(300, 360)});
   rebar.properties["pitch"].value_string.set("6 x 100, 12 x 200,5");
   const Shape shape = shape_of(rebar);
   EXPECT_EQ(shape.kind, Shape::Kind::helix);
@@ -214,13 +215,13 @@ TEST(ShapeOfBar, IsAHelixWithAPitch) {
 }
 
 TEST(ShapeOfBar, IsFlatWithAPitchThatIsNone) {
-  Rebar rebar = bar({arc(300, 360)});
+  Rebar rebar = bar_with({arc(300, 360)});
   rebar.properties["pitch"].value_string.set("as drawn");
   EXPECT_EQ(shape_of(rebar).kind, Shape::Kind::flat);
 }
 
 TEST(ShapeOfBar, HasHooksAsLegsAtItsEnds) {
-  Rebar rebar = bar({line(2000)});
+  Rebar rebar = bar_with({line(2000)});
   rebar.start_hook.set(hook(150, 90));
   rebar.end_hook.set(hook(120, 135, HookDirection::kRight));
   const Shape shape = shape_of(rebar);
@@ -229,7 +230,7 @@ TEST(ShapeOfBar, HasHooksAsLegsAtItsEnds) {
 }
 
 TEST(ShapeOfBar, DoesNotRepeatHooksThatItsPiecesHave) {
-  Rebar rebar = bar({line(150, 90), line(2000, -135), line(120)});
+  Rebar rebar = bar_with({line(150, 90), line(2000, -135), line(120)});
   rebar.start_hook.set(hook(150, 90));
   rebar.end_hook.set(hook(120, 135, HookDirection::kRight));
   const Shape shape = shape_of(rebar);
@@ -237,20 +238,20 @@ TEST(ShapeOfBar, DoesNotRepeatHooksThatItsPiecesHave) {
 }
 
 TEST(ShapeOfBar, TakesTheTotalLengthOfAHookWithoutALength) {
-  Rebar rebar = bar({line(2000)});
+  Rebar rebar = bar_with({line(2000)});
   rebar.end_hook.set(hook(0, 180));
   rebar.end_hook->total_length = 170;
   EXPECT_THAT(lengths_of(shape_of(rebar)), ElementsAre(2000, 170));
 }
 
 TEST(ShapeOfBar, LeavesOutAHookWithoutAnAngle) {
-  Rebar rebar = bar({line(2000)});
+  Rebar rebar = bar_with({line(2000)});
   rebar.end_hook.set(hook(120, 0));
   EXPECT_THAT(lengths_of(shape_of(rebar)), ElementsAre(2000));
 }
 
 TEST(ShapeOfBar, NamesTheTreatmentOfItsEnds) {
-  Rebar rebar = bar({line(2000)});
+  Rebar rebar = bar_with({line(2000)});
   rebar.end_treatment_start.set(
       EndTreatment{.type = "coupler", .manufacturer = "M", .model = "A12"});
   const Shape shape = shape_of(rebar);
