@@ -81,7 +81,7 @@ mutants: packages ## slips in the sources that the tests are to notice (MUTANTS,
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
 
-build-bench: packages-bench
+configure-bench: packages-bench
 
 bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/*.json and docs/performance.md
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
