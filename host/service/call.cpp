@@ -104,7 +104,9 @@ Call::Call(CallRoom& room, const HttpRequest& request, const Target& target, con
     return;
   }
   choose_forms();
-  target_.refuse_parameters_but(parameter_names(callee()), is_get_ ? kRequestParameter : "");
+  if (target_.has_parameters()) {
+    target_.refuse_parameters_but(parameter_names(callee()), is_get_ ? kRequestParameter : "");
+  }
   require_run();
 }
 

@@ -21,11 +21,9 @@ class TextBlocks {
  public:
   void add(std::string_view piece) {
     while (!piece.empty()) {
-      if (blocks_.empty() || blocks_.back().size() == blocks_.back().capacity()) {
-        blocks_.emplace_back().reserve(kSmallBody);
-      }
+      if (blocks_.back().size() == kSmallBody) blocks_.emplace_back().reserve(kSmallBody);
       std::string& block = blocks_.back();
-      const std::string_view part = piece.substr(0, block.capacity() - block.size());
+      const std::string_view part = piece.substr(0, kSmallBody - block.size());
       block += part;
       piece.remove_prefix(part.size());
     }
@@ -34,11 +32,12 @@ class TextBlocks {
     for (const std::string& block : blocks_) write(block);
   }
   /// The text of no more than one block.
-  std::string take_small() { return blocks_.empty() ? std::string() : std::move(blocks_.front()); }
-  void clear() { blocks_ = {}; }
+  std::string take_small() { return std::move(blocks_.front()); }
+  void clear() { blocks_ = std::vector<std::string>(1); }
 
  private:
-  std::vector<std::string> blocks_;
+  /// The first grows as it is filled: most texts are small.
+  std::vector<std::string> blocks_ = std::vector<std::string>(1);
 };
 
 }  // namespace

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <array>
+#include <bitset>
 #include <cstddef>
+#include <utility>
 
 namespace korvane::host {
 
@@ -26,6 +28,8 @@ struct SplitRoute {
   const Route* route;
   std::vector<std::string_view> segments;
 };
+
+constexpr std::size_t kMostRoutes = 32;
 
 const std::vector<SplitRoute>& split_routes() {
   static const std::vector<SplitRoute> all = [] {
@@ -67,6 +71,7 @@ std::span<const Route> routes() {
           krv::rpc4::kProjectOperationPath, "unknown", false, {}, nullptr, Callees::project_files},
       Route{krv::rpc4::kServiceOperationPath, "unknown", false, {}, nullptr, Callees::service_ids},
   };
+  static_assert(table.size() <= kMostRoutes);
   return table;
 }
 
@@ -84,23 +89,27 @@ const Route* find_open_route(const std::string& path) {
 }
 
 FoundRoute find_route(const Target& target) {
-  const std::vector<std::string> segments = target.segments();
-  std::vector<const SplitRoute*> candidates;
-  for (const SplitRoute& route : split_routes()) {
-    if (route.segments.size() >= segments.size()) candidates.push_back(&route);
+  std::vector<std::string> segments = target.segments();
+  const std::vector<SplitRoute>& all = split_routes();
+  std::bitset<kMostRoutes> candidates;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    candidates[i] = all[i].segments.size() >= segments.size();
   }
-  for (std::size_t i = 0; i < segments.size(); ++i) {
-    const auto is_named = [&](const SplitRoute* one) { return one->segments[i] == segments[i]; };
-    const bool has_name = std::any_of(candidates.begin(), candidates.end(), is_named);
-    std::erase_if(candidates, [&](const SplitRoute* one) {
-      return has_name ? !is_named(one) : !is_place(one->segments[i]);
-    });
+  for (std::size_t segment = 0; segment < segments.size(); ++segment) {
+    std::bitset<kMostRoutes> named;
+    std::bitset<kMostRoutes> places;
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      if (!candidates[i]) continue;
+      named[i] = all[i].segments[segment] == segments[segment];
+      places[i] = is_place(all[i].segments[segment]);
+    }
+    candidates = named.any() ? named : places;
   }
-  for (const SplitRoute* const candidate : candidates) {
-    if (candidate->segments.size() != segments.size()) continue;
-    FoundRoute found{*candidate->route, {}};
-    for (std::size_t i = 0; i < segments.size(); ++i) {
-      if (is_place(candidate->segments[i])) found.places.push_back(segments[i]);
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    if (!candidates[i] || all[i].segments.size() != segments.size()) continue;
+    FoundRoute found{*all[i].route, {}};
+    for (std::size_t segment = 0; segment < segments.size(); ++segment) {
+      if (is_place(all[i].segments[segment])) found.places.push_back(std::move(segments[segment]));
     }
     return found;
   }

@@ -19,6 +19,7 @@ class Target {
   /// The parts of the path between slashes, percent-decoded: a part may hold slashes itself.
   std::vector<std::string> segments() const;
 
+  bool has_parameters() const { return !query_.empty(); }
   /// The value of a parameter, decoded; nothing where it is not given. Throws when it is given
   /// twice.
   std::optional<std::string> parameter(const std::string& name) const;
