@@ -1,8 +1,8 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages packages-bench run serve test check-sources coverage asan asan-quick tsan torture soak bench bench-commands fuzz \
-  fuzz-corpora mutants docs bench-page pictures format check-format lint lint-changed clean
+.PHONY: help packages packages-bench run serve test check-sources coverage asan asan-quick tsan torture soak bench \
+  bench-counts bench-commands bench-page fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
 BENDING_LIST := build/release/guideline.pdf
@@ -87,6 +87,9 @@ bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/*.j
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
 	@build/bench/bench/korvane_wire --results=$(WIRE_RESULTS) --rounds=$(WIRE_ROUNDS)
 	@scripts/performance.py
+
+bench-counts: build-bench ## instructions, system calls and switches of the server for each call, of any busy machine
+	@bench/counts.py --program=build/bench/bin/korvane
 
 bench-commands: build-release ## the commands over 100,000 bars beside sqlite3 and ogr2ogr, kept in bench/commands.json
 	@bench/commands.py --program=build/release/bin/korvane --results=bench/commands.json

@@ -32,7 +32,7 @@ class Project {
     this.materials = database.prepare("select id, uid, raw from material").raw();
     this.add = database.prepare(
       `insert into rebar (${columns}) values (${columns.map(() => "?")})`);
-    this.bars = database.prepare("select id, raw from rebar where rev_id = ?").raw();
+    this.bars = database.prepare("select raw from rebar where rev_id = ?").pluck();
     this.clear = database.prepare("delete from rebar where rev_id = ?");
     this.addAll = database.transaction((bars) => {
       for (const bar of bars) this.add.run(...valuesOf(bar), JSON.stringify(bar));
@@ -54,7 +54,7 @@ class Project {
   }
 
   get_rebars({ id }) {
-    return { items: this.bars.all(id).map(([bar, raw]) => ({ ...JSON.parse(raw), id: bar })) };
+    return { items: this.bars.all(id).map((raw) => JSON.parse(raw)) };
   }
 
   clear_for_revision({ id }) {

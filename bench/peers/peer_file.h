@@ -18,7 +18,7 @@ class PeerFile {
         get_sheet_(connection_, "select uid, raw from sheet where id = ?"),
         list_materials_(connection_, "select id, uid, raw from material"),
         add_bar_(connection_, kAddBar),
-        get_bars_(connection_, "select id, raw from rebar where rev_id = ?"),
+        get_bars_(connection_, "select raw from rebar where rev_id = ?"),
         clear_(connection_, "delete from rebar where rev_id = ?") {}
 
   /// Returns whether there is one.
@@ -66,9 +66,7 @@ class PeerFile {
     const std::lock_guard lock(mutex_);
     get_bars_.bind(1, revision);
     while (get_bars_.step()) {
-      proto::Rebar& bar = *items.Add();
-      parse(get_bars_, 1, bar);
-      bar.set_id(get_bars_.integer(0));
+      parse(get_bars_, 0, *items.Add());
     }
     get_bars_.reset();
   }

@@ -3,11 +3,15 @@
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
+#include <google/protobuf/util/message_differencer.h>
 #include <iostream>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
 
 #include "bench/bench.h"
 #include "bench/peers/peer.pb.h"
+#include "bench/plain_sqlite.h"
 #include "bench/protobuf_message.h"
 #include "bench/wire/grpc_caller.h"
 #include "bench/wire/http_caller.h"
@@ -72,13 +76,57 @@ HttpRequests http_requests(const std::string& path, const Bodies& bodies, Repres
   return requests;
 }
 
+/// All columns but `raw` of the last bar in a project's file.
+std::string last_row(const fs::path& folder) {
+  const Connection connection((folder / project_file(0)).string());
+  Prepared select(connection, "select * from rebar order by id desc limit 1");
+  if (!select.step()) throw std::logic_error("no bar is stored");
+  std::string row;
+  // `id` is given anew each time, and `raw` comes last.
+  for (int i = 1; i + 1 < sqlite3_column_count(select.handle()); ++i) row += select.text(i) + "|";
+  return row;
+}
+
+/// The row that is stored by `add_rebar`, which is undone again.
+std::string added_row(Caller& caller, const fs::path& folder) {
+  caller.call(Operation::add_rebar);
+  std::string row = last_row(folder);
+  caller.call(Operation::clear);
+  return row;
+}
+
+std::string reply_to(Caller& caller, Operation operation) {
+  caller.call(operation);
+  return caller.reply();
+}
+
+void expect(bool is_alike, const std::string& server, const char* what) {
+  if (!is_alike) throw std::logic_error(server + " has another " + what);
+}
+
+/// Of servers that answer in the contracts' own forms.
+void check_replies(Server& server, Representation form, const fs::path& folder,
+                   const Expected& expected) {
+  const std::unique_ptr<Caller> caller = server.connect(0);
+  const auto is_alike = [&]<class T>(Operation operation, const T& record) {
+    const std::string reply = reply_to(*caller, operation);
+    return record ==
+           (form == Representation::json
+                ? encoding::from_json<T>(reply)
+                : encoding::decode<T>(reply.data(), static_cast<std::uint32_t>(reply.size())));
+  };
+  expect(is_alike(Operation::get_sheet, expected.sheet), server.name(), "sheet");
+  expect(is_alike(Operation::list_materials, expected.materials), server.name(), "material");
+  expect(is_alike(Operation::get_rebars, expected.bars), server.name(), "bar");
+  expect(added_row(*caller, folder) == expected.row, server.name(), "row");
+}
+
 /// The project operations in this process, on a plugin's own thread: the caller's.
 class InProcess : public Server {
  public:
   InProcess() {
-    const fs::path folder = scratch_folder() / "in_process";
-    rows_ = make_projects(folder, RawForm::compact_binary);
-    fs::current_path(folder);
+    rows_ = make_projects(folder_, RawForm::compact_binary);
+    fs::current_path(folder_);
     plugin_ = std::make_unique<host::Plugin>(KORVANE_PLUGIN_FILE);
     auto* const manager =
         krv::rpc4::find_service<ProjectManager_Service>(ProjectManager_Metadata::GlobalInstanceID);
@@ -93,6 +141,17 @@ class InProcess : public Server {
   std::string name() const override { return name::in_process; }
   std::unique_ptr<Caller> connect(int) override {
     return std::make_unique<DirectCaller>(*project_, rows_);
+  }
+  void check(const Expected&) override {}
+
+  Expected expected() {
+    Expected expected;
+    project_->get_sheet(rows_.sheet, expected.sheet);
+    project_->list_materials({}, expected.materials);
+    project_->get_rebars(rows_.full, expected.bars);
+    DirectCaller caller(*project_, rows_);
+    expected.row = added_row(caller, folder_);
+    return expected;
   }
 
  private:
@@ -135,6 +194,7 @@ class InProcess : public Server {
     const Rows& rows_;
   };
 
+  fs::path folder_ = scratch_folder() / "in_process";
   Rows rows_;
   std::unique_ptr<host::Plugin> plugin_;
   Project_Service* project_ = nullptr;
@@ -143,7 +203,6 @@ class InProcess : public Server {
 /// The program, with all projects open.
 struct ServedProjects {
   ServedProjects() {
-    const fs::path folder = scratch_folder() / "korvane";
     rows = make_projects(folder, RawForm::compact_binary);
     test::ServedProgram::Options options{.root = folder.string()};
     const char* const other = std::getenv("KORVANE_BENCH_PROGRAM");
@@ -169,6 +228,7 @@ struct ServedProjects {
     return encoding::from_json<model::OpenProjectResponse>(caller.reply()).service_id;
   }
 
+  fs::path folder = scratch_folder() / "korvane";
   Rows rows;
   std::unique_ptr<test::ServedProgram> program;
   std::vector<std::string> services;
@@ -191,6 +251,9 @@ class OverHttp : public Server {
   std::unique_ptr<Caller> connect(int project) override {
     return std::make_unique<HttpCaller>(served_->program->port(),
                                         requests_.at(static_cast<std::size_t>(project)));
+  }
+  void check(const Expected& expected) override {
+    check_replies(*this, form_, served_->folder, expected);
   }
 
  private:
@@ -237,6 +300,25 @@ class OverGrpc : public Server {
     return std::make_unique<GrpcCaller>(process_.port(),
                                         requests_.at(static_cast<std::size_t>(project)));
   }
+  void check(const Expected& expected) override {
+    const std::unique_ptr<Caller> caller = connect(0);
+    const auto is_alike = [&](const auto& message, Operation operation) {
+      std::remove_cvref_t<decltype(message)> reply;
+      return reply.ParseFromString(reply_to(*caller, operation)) &&
+             google::protobuf::util::MessageDifferencer::Equals(reply, message);
+    };
+    proto::Materials materials;
+    for (const Material& material : expected.materials.items) {
+      *materials.add_items() = message_of<proto::Material>(material);
+    }
+    proto::Bars bars;
+    for (const Rebar& bar : expected.bars.items) *bars.add_items() = message_of<proto::Rebar>(bar);
+    expect(is_alike(message_of<proto::Sheet>(expected.sheet), Operation::get_sheet), name(),
+           "sheet");
+    expect(is_alike(materials, Operation::list_materials), name(), "material");
+    expect(is_alike(bars, Operation::get_rebars), name(), "bar");
+    expect(added_row(*caller, folder_) == expected.row, name(), "row");
+  }
 
  private:
   static constexpr std::array kMethods = {"",        "GetSheet", "ListMaterials",
@@ -273,6 +355,9 @@ class OverNode : public Server {
     return std::make_unique<HttpCaller>(process_.port(),
                                         requests_.at(static_cast<std::size_t>(project)));
   }
+  void check(const Expected& expected) override {
+    check_replies(*this, Representation::json, folder_, expected);
+  }
 
  private:
   fs::path folder_;
@@ -291,6 +376,7 @@ class Echo : public Server {
   std::unique_ptr<Caller> connect(int) override {
     return std::make_unique<EchoCaller>(process_.port());
   }
+  void check(const Expected&) override {}
 
  private:
   class EchoCaller : public Caller {
@@ -321,7 +407,9 @@ std::vector<std::unique_ptr<Server>> start_servers() {
   const auto served = std::make_shared<const ServedProjects>();
   servers.push_back(std::make_unique<OverHttp>(served, Representation::compact_binary));
   servers.push_back(std::make_unique<OverHttp>(served, Representation::json));
-  servers.push_back(std::make_unique<InProcess>());
+  auto in_process = std::make_unique<InProcess>();
+  const Expected expected = in_process->expected();
+  servers.push_back(std::move(in_process));
   servers.push_back(std::make_unique<OverGrpc>());
   try {
     servers.push_back(std::make_unique<OverNode>());
@@ -329,6 +417,7 @@ std::vector<std::unique_ptr<Server>> start_servers() {
     std::cerr << "Node is left out: " << failure.what() << '\n';
   }
   servers.push_back(std::make_unique<Echo>());
+  for (const auto& server : servers) server->check(expected);
   return servers;
 }
 
