@@ -3,10 +3,10 @@
 #include <filesystem>
 #include <string>
 
-#include "contracts/common/batch.h"
 #include "contracts/cad/rebar.h"
 #include "contracts/cad/revision.h"
 #include "contracts/cad/sheet.h"
+#include "contracts/common/batch.h"
 
 namespace korvane::bench::wire {
 
