@@ -4,7 +4,8 @@ from bench/results.json, bench/wire.json and bench/commands.json. With --check i
 what it would write.
 
 bench/before.json has the figures of the release before, from a run on the same day as
-bench/results.json. It is left out where the days differ: machines do too.
+bench/results.json, and bench/wire-before.json those beside bench/wire.json. They are left out where
+the days differ: machines do too.
 """
 
 import difflib
@@ -19,6 +20,7 @@ RESULTS = "bench/results.json"
 WIRE = "bench/wire.json"
 COMMANDS = "bench/commands.json"
 BEFORE = "bench/before.json"
+WIRE_BEFORE = "bench/wire-before.json"
 BLOCK = re.compile(r"(<!-- table: (\S+) -->\n).*?(<!-- /table -->)", re.DOTALL)
 # What such a figure is compared with is its own smallest case.
 GROWTH = "growth: "
@@ -87,20 +89,28 @@ def growth_lines(results, _):
     return table(["Work", "Arguments", "Time:", "Ratio:"], rows)
 
 
-def wire_lines(wire):
+def wire_lines(wire, before):
     machine = wire["machine"]
+    older = {}
+    if before and before["date"] == wire["date"]:
+        older = {(figure["work"], figure["beside"]): figure for figure in before["figures"]}
     rows = []
     for figure in wire["figures"]:
         sign = "≥" if figure["unit"] == "calls/s" else "≤"
         goal = f"{sign} {figure['goal']}" if "goal" in figure else ""
         met = {True: "yes", False: "no", None: ""}[figure.get("met")]
-        rows.append([figure["work"], figure["beside"], readable(figure["korvane"], figure["unit"]),
-                     readable(figure["baseline"], figure["unit"]), f"{figure['ratio']:.3f}",
-                     f"{figure['ratio_of_best']:.3f}", goal, met])
+        row = [figure["work"], figure["beside"], readable(figure["korvane"], figure["unit"]),
+               readable(figure["baseline"], figure["unit"]), f"{figure['ratio']:.3f}",
+               f"{figure['ratio_of_best']:.3f}"]
+        if older:
+            old = older.get((figure["work"], figure["beside"]))
+            row.append(f"{old['ratio']:.3f} / {old['ratio_of_best']:.3f}" if old else "")
+        rows.append(row + [goal, met])
     return [f"{wire['date']}, {machine['cores']} cores, {machine['compiler']}, SQLite {machine['sqlite']}, "
             f"gRPC {machine['grpc']}, medians of {wire['rounds']} rounds, load of the machine "
             f"{machine['load_before']:.1f} before and {machine['load_after']:.1f} after.", ""] + table(
-                ["Work", "Beside", "korvane:", "beside it:", "ratio:", "best:", "goal:", "met"], rows)
+                ["Work", "Beside", "korvane:", "beside it:", "ratio:", "best:"]
+                + (["the release before:"] if older else []) + ["goal:", "met"], rows)
 
 
 def wire_call_lines(wire):
@@ -118,7 +128,7 @@ def wire_call_lines(wire):
 
 
 TABLES = {"machine": machine_lines, "ratios": ratio_lines, "growth": growth_lines,
-          "wire": lambda results, _: wire_lines(results["wire"]),
+          "wire": lambda results, _: wire_lines(results["wire"], results.get("wire_before")),
           "wire-calls": lambda results, _: wire_call_lines(results["wire"]),
           "commands": lambda results, _: command_lines(results["commands"])}
 
@@ -142,6 +152,8 @@ def main():
     before = ROOT / BEFORE
     results = json.loads((ROOT / RESULTS).read_text())
     results["wire"] = json.loads((ROOT / WIRE).read_text())
+    if (ROOT / WIRE_BEFORE).exists():
+        results["wire_before"] = json.loads((ROOT / WIRE_BEFORE).read_text())
     results["commands"] = json.loads((ROOT / COMMANDS).read_text())
     new = rewritten(document, results,
                     json.loads(before.read_text()) if before.exists() else None)

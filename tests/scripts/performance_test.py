@@ -117,6 +117,16 @@ More.
         other = performance.rewritten(DOCUMENT, RESULTS, BEFORE | {"date": "2025-12-31"})
         self.assertEqual(other, performance.rewritten(DOCUMENT, RESULTS, None))
 
+    def test_so_has_the_wire(self):
+        before = {"date": "2026-01-04", "figures": [
+            {"work": "read", "beside": "gRPC", "ratio": 1.2, "ratio_of_best": 1.1}]}
+        same = performance.rewritten(DOCUMENT, RESULTS | {"wire_before": before}, None)
+        self.assertIn("| 0.450 | 0.400 | 1.200 / 1.100 | ≤ 0.5 | yes |", same)
+        self.assertIn("| 1.000 | 1.000 |  |  |  |", same)
+        other = RESULTS | {"wire_before": before | {"date": "2026-01-03"}}
+        self.assertEqual(performance.rewritten(DOCUMENT, other, None),
+                         performance.rewritten(DOCUMENT, RESULTS, None))
+
     def test_a_document_without_one_of_the_tables_is_refused(self):
         with self.assertRaisesRegex(ValueError, "has the tables"):
             performance.rewritten(DOCUMENT.replace("growth", "grown"), RESULTS, None)
