@@ -18,7 +18,8 @@ namespace korvane::host {
 /// returns them. Every function may be called from every thread but `open`.
 class OpenProjects {
  public:
-  /// Called with each file that has been opened and was not open. It must not wait.
+  /// Called with each file that has been opened and was not open, in the manager's turn: others
+  /// wait for it.
   using Opened = std::function<void(const std::string& file)>;
 
   /// At most `most` are open at a time; `root` must outlive it. `opened` may be null.

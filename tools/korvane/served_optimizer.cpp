@@ -16,7 +16,8 @@ namespace {
 using std::chrono::milliseconds;
 
 /// A commit that waits for readers keeps new ones out for as long.
-constexpr milliseconds kWaitForLocks(100);
+constexpr milliseconds kWaitForLocks(50);
+constexpr milliseconds kWaitForSmallFile(100);
 constexpr milliseconds kFirstPause(500);
 constexpr milliseconds kLongestPause = std::chrono::minutes(5);
 
@@ -34,11 +35,13 @@ ServedOptimizer::~ServedOptimizer() {
 }
 
 void ServedOptimizer::add(const std::string& file) {
-  {
-    const std::lock_guard lock(mutex_);
-    tasks_[file] = {Clock::now(), kFirstPause};
-  }
+  std::unique_lock lock(mutex_);
+  const bool is_next = !is_busy_ && tasks_.empty();
+  tasks_[file] = {Clock::now(), kFirstPause};
   changed_.notify_all();
+  if (!is_next) return;
+  changed_.wait_for(lock, kWaitForSmallFile,
+                    [&, before = attempts_] { return attempts_ != before || is_stopping_; });
 }
 
 void ServedOptimizer::work() {
@@ -57,9 +60,13 @@ void ServedOptimizer::work() {
     }
     const auto [file, task] = *next;
     tasks_.erase(next);
+    is_busy_ = true;
     lock.unlock();
     const bool is_done = optimize(file);
     lock.lock();
+    is_busy_ = false;
+    ++attempts_;
+    changed_.notify_all();
     // Who was added anew meanwhile is tried at once.
     if (is_done || tasks_.count(file) != 0) continue;
     tasks_[file] = {Clock::now() + task.pause, std::min(task.pause * 2, kLongestPause)};
