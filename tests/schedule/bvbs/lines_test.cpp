@@ -242,7 +242,8 @@ struct RecordRefusal {
 class RefusedRecord : public testing::TestWithParam<RecordRefusal> {};
 
 TEST_P(RefusedRecord, NamesTheFieldItsValueAndWhatWasExpected) {
-  EXPECT_THAT([] { bar_of(GetParam().record); }, ThrowsMessage<RecordError>(GetParam().text));
+  EXPECT_THAT([] { read_bar(record_of(GetParam().record)); },
+              ThrowsMessage<RecordError>(GetParam().text));
 }
 
 TEST(ReadFabric, NamesALegWithALetterBeyondAsciiInUtf8) {
