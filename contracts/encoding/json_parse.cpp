@@ -13,6 +13,7 @@
 #include "contracts/encoding/json.h"
 #include "contracts/encoding/json_text.h"
 #include "contracts/encoding/place.h"
+#include "contracts/encoding/utf8.h"
 
 namespace korvane::encoding::detail {
 
@@ -190,25 +191,13 @@ class TreeHandler : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, TreeH
   std::size_t depth_ = 0;
 };
 
-template <unsigned Flags, class Tree>
+template <class Tree>
 bool parse_fast(std::string_view text, Tree& tree) {
+  if (!is_utf8(text)) return false;
   rapidjson::MemoryStream stream(text.data(), text.size());
   TreeHandler<Tree> handler(tree);
   rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, JsonAllocator> reader;
-  return !reader.template Parse<Flags | rapidjson::kParseNumbersAsStringsFlag>(stream, handler)
-              .IsError();
-}
-
-bool is_ascii(std::string_view text) {
-  unsigned bits = 0;
-  for (const char c : text) bits |= static_cast<unsigned char>(c);
-  return bits < 0x80;
-}
-
-template <class Tree>
-bool parse_fast(std::string_view text, Tree& tree) {
-  return is_ascii(text) ? parse_fast<rapidjson::kParseNoFlags>(text, tree)
-                        : parse_fast<rapidjson::kParseValidateEncodingFlag>(text, tree);
+  return !reader.template Parse<rapidjson::kParseNumbersAsStringsFlag>(stream, handler).IsError();
 }
 
 void require_characters(std::string_view text) {

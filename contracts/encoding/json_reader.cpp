@@ -116,7 +116,7 @@ std::int32_t JsonReader::enumerator(std::span<const EnumeratorNumber> enumerator
   return found->number;
 }
 
-void JsonReader::read_fields(void* record, std::span<const FieldReader> fields) const {
+void JsonReader::read_fields(void* record, Fields fields) const {
   std::bitset<kMostFields> seen;
   std::size_t next = 0;
   for (const auto& [name_node, value] : expect_object()) {

@@ -1,27 +1,18 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 #include "bond/kinds.h"
 #include "contracts/encoding/enumerator_numbers.h"
+#include "contracts/encoding/field_table.h"
 #include "contracts/encoding/json_parse.h"
 #include "contracts/encoding/place.h"
 
 namespace korvane::encoding::detail {
-
-class JsonReader;
-
-/// Reads one field of a record into it.
-struct FieldReader {
-  std::string_view name;
-  void (*read)(void* record, const JsonReader& value);
-};
 
 /// One value of a parsed text. It is read into a field of the kind that it must have; a value of
 /// another kind is a JsonError with its place.
@@ -73,49 +64,13 @@ class JsonReader {
 
   template <bond::Record T>
   void read(T& record) const {
-    static_assert(kFieldReaders<T>.size() <= kMostFields);
-    read_fields(&record, kFieldReaders<T>);
+    constexpr const auto& readers = field_readers_v<T, const JsonReader, void>;
+    static_assert(readers.size() <= kMostFields);
+    read_fields(&record, readers);
   }
 
  private:
-  /// More than any contract has: read_fields() keeps a mark for each.
-  static constexpr std::size_t kMostFields = 64;
-
-  template <class T, auto Member>
-  static void read_member(void* record, const JsonReader& value) {
-    value.read(static_cast<T*>(record)->*Member);
-  }
-
-  /// The number of fields of `Part`, those of its base included.
-  template <bond::Record Part>
-  static constexpr std::size_t count_fields() {
-    if constexpr (bond::DescribedWithBase<Part>) {
-      return bond::field_count<Part>() + count_fields<typename bond::Describe<Part>::base>();
-    } else {
-      return bond::field_count<Part>();
-    }
-  }
-
-  /// Stores the readers of the fields of `Part`, which is `T` or a base of it, from `next` on.
-  /// Returns the place after the last.
-  template <class T, bond::Record Part>
-  static constexpr FieldReader* add_readers(FieldReader* next) {
-    if constexpr (bond::DescribedWithBase<Part>) {
-      next = add_readers<T, typename bond::Describe<Part>::base>(next);
-    }
-    bond::for_each_field<Part>([&](const auto& field) {
-      *next++ = {field.name, &read_member<T, std::remove_cvref_t<decltype(field)>::member>};
-    });
-    return next;
-  }
-
-  /// The readers of all fields of `T`, those of its base first.
-  template <bond::Record T>
-  static constexpr auto kFieldReaders = [] {
-    std::array<FieldReader, count_fields<T>()> readers{};
-    add_readers<T, T>(readers.data());
-    return readers;
-  }();
+  using Fields = std::span<const FieldReader<const JsonReader, void>>;
 
   void require(bool is_as_expected, const char* expected) const;
   std::string_view expect_text(const char* expected) const;
@@ -123,7 +78,7 @@ class JsonReader {
   JsonNode::ConstArray expect_array() const;
   JsonNode::ConstObject expect_object() const;
   std::int32_t enumerator(std::span<const EnumeratorNumber> enumerators) const;
-  void read_fields(void* record, std::span<const FieldReader> fields) const;
+  void read_fields(void* record, Fields fields) const;
 
   const JsonNode& node_;
   const Place& place_;

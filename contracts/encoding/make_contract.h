@@ -6,6 +6,7 @@
 #include "bond/serialize.h"
 #include "contracts/encoding/idl_writer.h"
 #include "contracts/encoding/json.h"
+#include "contracts/encoding/json_direct.h"
 #include "contracts/encoding/json_reader.h"
 #include "contracts/encoding/json_schema.h"
 #include "contracts/encoding/json_writer.h"
@@ -32,9 +33,12 @@ std::uint32_t decode_into(const void* bytes, std::uint32_t length, T& record) {
 
 template <class T>
 T from_json(std::string_view text) {
+  T record{};
+  if (detail::JsonDirectReader(text).read_whole(record)) return record;
+  // Something is wrong with the text, or it is an unusual one.
+  record = T{};
   const detail::JsonDocument document = detail::parse_json(text);
   const detail::Place whole;
-  T record{};
   detail::JsonReader(document, whole).read(record);
   return record;
 }
