@@ -67,6 +67,9 @@ class ByteCursor {
  public:
   explicit ByteCursor(char* begin) : at_(begin) {}
 
+  /// Where the next byte goes.
+  char* at() const { return at_; }
+
   template <class T>
   void Write(const T& value) {
     std::memcpy(at_, &value, sizeof(T));
@@ -171,8 +174,32 @@ class CompactBinaryReader {
     }
   }
 
+  /// Takes the header of a field of that type and ordinal, if `next` begins with it: what `Peek` of
+  /// the buffer gave. One of another form or of a narrower type is not recognised.
+  template <BondDataType Type, std::uint16_t Id>
+  BOND_ALWAYS_INLINE bool TakeFieldBegin(std::uint16_t next) {
+    if constexpr (Id <= 5) {
+      if ((next & 0xFFU) != (Type | (Id << 5U))) return false;
+      input_.Take(1);
+    } else if constexpr (Id <= 0xFF) {
+      if (next != (Type | 0xC0U | (Id << 8U))) return false;
+      input_.Take(2);
+    } else {
+      return false;
+    }
+    return true;
+  }
+
+  /// Takes the beginning of a container of one element of that type, if it comes next.
+  template <BondDataType Element>
+  BOND_ALWAYS_INLINE bool TakeContainerOfOne() {
+    if (input_.Peek() != (Element | 0x100U)) return false;
+    input_.Take(2);
+    return true;
+  }
+
   /// In version 1 the top three bits of the element type are ignored.
-  void ReadContainerBegin(std::uint32_t& count, BondDataType& element) {
+  BOND_ALWAYS_INLINE void ReadContainerBegin(std::uint32_t& count, BondDataType& element) {
     std::uint8_t type = 0;
     input_.Read(type);
     element = static_cast<BondDataType>(type & 0x1FU);
@@ -196,7 +223,7 @@ class CompactBinaryReader {
   }
 
   /// A double, or a float widened.
-  void Read(double& value, BondDataType type) {
+  BOND_ALWAYS_INLINE void Read(double& value, BondDataType type) {
     if (type == BT_FLOAT) {
       float narrow = 0;
       input_.Read(narrow);
@@ -207,7 +234,7 @@ class CompactBinaryReader {
   }
 
   /// A 32-bit integer, or one of 16 or 8 bits widened.
-  void Read(std::int32_t& value, BondDataType type) {
+  BOND_ALWAYS_INLINE void Read(std::int32_t& value, BondDataType type) {
     if (type == BT_INT8) {
       std::int8_t narrow = 0;
       input_.Read(narrow);
@@ -223,7 +250,7 @@ class CompactBinaryReader {
     }
   }
 
-  void Read(std::string& value) {
+  BOND_ALWAYS_INLINE void Read(std::string& value) {
     std::uint32_t length = 0;
     input_.ReadVariableUnsigned(length);
     input_.Read(value, length);

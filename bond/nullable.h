@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstring>
 #include <map>
 #include <memory>
+#include <new>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -16,14 +18,78 @@ namespace detail {
 
 template <class T>
 struct is_inline_in_nullable : std::bool_constant<!std::is_class_v<T>> {};
-template <>
-struct is_inline_in_nullable<std::string> : std::true_type {};
-template <>
-struct is_inline_in_nullable<blob> : std::true_type {};
 template <class T>
 struct is_inline_in_nullable<std::vector<T>> : std::true_type {};
 template <class K, class V>
 struct is_inline_in_nullable<std::map<K, V>> : std::true_type {};
+
+#if defined(__GLIBCXX__) && _GLIBCXX_USE_CXX11_ABI
+/// An optional text in the room of a text. In this library a text begins with the address of its
+/// characters, which is never null.
+class OptionalText {
+ public:
+  OptionalText() noexcept { mark_as_none(); }
+  OptionalText(const OptionalText& other) : OptionalText() {
+    if (other) emplace(*other);
+  }
+  OptionalText(OptionalText&& other) noexcept : OptionalText() {
+    if (other) emplace(std::move(*other));
+  }
+  OptionalText& operator=(const OptionalText& other) {
+    if (!other) {
+      reset();
+    } else if (*this) {
+      **this = *other;
+    } else {
+      emplace(*other);
+    }
+    return *this;
+  }
+  OptionalText& operator=(OptionalText&& other) noexcept {
+    if (!other) {
+      reset();
+    } else if (*this) {
+      **this = std::move(*other);
+    } else {
+      emplace(std::move(*other));
+    }
+    return *this;
+  }
+  ~OptionalText() { reset(); }
+
+  void emplace() noexcept {
+    reset();
+    new (room_) std::string();
+  }
+  /// The copy is made beforehand: when that throws, the room holds what it held.
+  void emplace(const std::string& text) { emplace(std::string(text)); }
+  void emplace(std::string&& text) noexcept {
+    reset();
+    new (room_) std::string(std::move(text));
+  }
+  void reset() noexcept {
+    if (!*this) return;
+    std::destroy_at(&**this);
+    mark_as_none();
+  }
+  explicit operator bool() const noexcept {
+    const void* characters = nullptr;
+    std::memcpy(&characters, room_, sizeof(characters));
+    return characters != nullptr;
+  }
+  std::string& operator*() noexcept { return *std::launder(reinterpret_cast<std::string*>(room_)); }
+  const std::string& operator*() const noexcept {
+    return *std::launder(reinterpret_cast<const std::string*>(room_));
+  }
+
+ private:
+  void mark_as_none() noexcept { std::memset(room_, 0, sizeof(void*)); }
+
+  alignas(std::string) unsigned char room_[sizeof(std::string)];
+};
+#else
+using OptionalText = std::optional<std::string>;
+#endif
 
 /// An optional value on the heap, with deep copies: an unset field takes one pointer.
 template <class T>
@@ -55,7 +121,7 @@ class HeapOptional {
 
 }  // namespace detail
 
-/// A value of `T`, or none. Scalars, texts, blobs and containers are stored in the object itself,
+/// A value of `T`, or none. Scalars, texts and containers are stored in the object itself, blobs and
 /// records on the heap. There is no implicit conversion from `T`: call `set`.
 template <class T>
 class nullable {
@@ -111,9 +177,11 @@ class nullable {
   }
 
  private:
-  std::conditional_t<detail::is_inline_in_nullable<T>::value, std::optional<T>,
-                     detail::HeapOptional<T>>
-      storage_;
+  using Storage = std::conditional_t<std::is_same_v<T, std::string>, detail::OptionalText,
+                                     std::conditional_t<detail::is_inline_in_nullable<T>::value,
+                                                        std::optional<T>, detail::HeapOptional<T>>>;
+
+  Storage storage_;
 };
 
 template <class T>

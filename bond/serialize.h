@@ -1,13 +1,16 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 
 #include "bond/compact_binary.h"
 #include "bond/describe.h"
+#include "bond/most_bytes.h"
 #include "bond/output_buffer.h"
 #include "bond/wire_type.h"
 
@@ -126,7 +129,9 @@ struct Decoder {
 
   template <Nullable T>
   static void read(Reader& input, T& value, BondDataType) {
+    constexpr BondDataType kElement = wire_type<typename T::value_type>();
     const typename Reader::Nesting nesting(input);
+    if (input.template TakeContainerOfOne<kElement>()) return read(input, value.set(), kElement);
     std::uint32_t count = 0;
     BondDataType element = BT_STOP;
     input.ReadContainerBegin(count, element);
@@ -193,26 +198,47 @@ struct Decoder {
     }
     BondDataType type = BT_STOP;
     std::uint16_t id = 0;
-    input.ReadFieldBegin(type, id);
-    while (type != BT_STOP && type != BT_STOP_BASE) {
-      // Fields usually arrive in the order of their ordinals, so that one pass reads them all.
-      bool was_read = false;
-      for_each_field<T>([&](const auto& field) {
-        using M = std::remove_cvref_t<decltype(record.*field.member)>;
-        // coverage: tried for every narrower and every wrong type, but not in every field
-        if (field.ordinal != id || !fits<M>(type)) return;
-        read(input, record.*field.member, type);
-        input.ReadFieldBegin(type, id);
-        was_read = true;
-      });
-      if (was_read) continue;
-      input.Skip(type);
+    for (;;) {
+      read_expected_fields(input, record);
       input.ReadFieldBegin(type, id);
+      if (type == BT_STOP || type == BT_STOP_BASE) break;
+      read_unexpected_field(input, record, type, id);
     }
     // What follows the part of a base that `T` does not have belongs to a derived record, with
     // ordinals of its own.
     if (type == BT_STOP_BASE && !is_base) input.SkipFields();
     return type;
+  }
+
+  /// Reads fields as they are written, and usually all of them: in the order of their ordinals, each
+  /// of its own type. The types are known while compiling, and no header is taken apart.
+  template <Record T>
+  BOND_ALWAYS_INLINE static void read_expected_fields(Reader& input, T& record) {
+    std::uint16_t next = input.GetBuffer().Peek();
+    for_each_field<T>([&](const auto& field) {
+      constexpr std::uint16_t ordinal = std::remove_cvref_t<decltype(field)>::ordinal;
+      constexpr BondDataType kType =
+          wire_type<std::remove_cvref_t<decltype(record.*field.member)>>();
+      if (!input.template TakeFieldBegin<kType, ordinal>(next)) return;
+      read(input, record.*field.member, kType);
+      next = input.GetBuffer().Peek();
+    });
+  }
+
+  /// Reads a field that comes out of order, of a narrower type or under a longer header, and skips
+  /// one that `T` does not have.
+  template <Record T>
+  [[gnu::noinline]] static void read_unexpected_field(Reader& input, T& record, BondDataType type,
+                                                      std::uint16_t id) {
+    bool is_known = false;
+    for_each_field<T>([&](const auto& field) {
+      using M = std::remove_cvref_t<decltype(record.*field.member)>;
+      // coverage: tried for every narrower and every wrong type, but not in every field
+      if (field.ordinal != id || !fits<M>(type)) return;
+      read(input, record.*field.member, type);
+      is_known = true;
+    });
+    if (!is_known) input.Skip(type);
   }
 };
 
@@ -228,10 +254,18 @@ template <class Buffer, class T>
 }  // namespace detail
 
 /// Writes `record` through `output`. Fields that hold their default are left out; a struct-typed
-/// field and a nullable with a value never are. The bytes are counted first, so that the output
-/// grows once at most. Throws nothing but std::bad_alloc.
+/// field and a nullable with a value never are. The output grows once at most: a record of usual size
+/// is written aside first, and of another the bytes are counted. Throws nothing but std::bad_alloc.
 template <class T>
 void Serialize(const T& record, CompactBinaryWriter<OutputBuffer>& output) {
+  constexpr std::uint64_t kUsualSize = 2048;
+  if (detail::most_bytes(record, kUsualSize) <= kUsualSize) {
+    std::array<char, kUsualSize> aside;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    const char* const end = detail::write_flat(ByteCursor(aside.data()), record).at();
+    const auto size = static_cast<std::size_t>(end - aside.data());
+    std::memcpy(output.GetBuffer().Extend(size), aside.data(), size);
+    return;
+  }
   char* const begin = output.GetBuffer().Extend(detail::write_flat(ByteCount(), record).size());
   detail::write_flat(ByteCursor(begin), record);
 }
