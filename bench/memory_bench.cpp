@@ -6,6 +6,9 @@
 //   Memory/Get           get_rebars: by the reply
 //   Memory/GetEncoded    the same through the skeleton: by the reply and its bytes
 //
+//   Memory/Bar           the typical bar itself: by 1,100 bytes, and by a message of Protocol Buffers
+//                        with the same fields
+//
 // Counters are bytes for each bar: `peak` at most, `own` the request or reply itself, that is its
 // live bytes when it has no room to spare; `sqlite` is SQLite's own memory, which is in neither.
 
@@ -18,9 +21,12 @@
 
 #include "bench/bench.h"
 #include "bench/memory.h"
+#include "bench/protobuf_message.h"
 #include "bench/report.h"
+#include "bench/schedule.pb.h"
 #include "bench/schedule_file.h"
 #include "bench/stored_project.h"
+#include "contracts/cad/contracts.describe.h"
 #include "contracts/encoding/record_codec.h"
 
 namespace korvane::bench {
@@ -107,6 +113,21 @@ void bars(benchmark::internal::Benchmark* scenario) {
   scenario->Iterations(1)->Repetitions(1);
 }
 
+void bar(benchmark::State& state) {
+  constexpr double kAllowed = 1100;
+  const Rebar typical_bar = typical<Rebar>();
+  const auto message = message_of<proto::Rebar>(typical_bar);
+  for (auto _ : state) {
+    const AllocationCount count;
+    const Rebar copy = typical_bar;
+    benchmark::DoNotOptimize(&copy);
+    state.counters["own"] = static_cast<double>(count.live_bytes()) + sizeof(copy);
+  }
+  state.counters["allowed"] = kAllowed;
+  state.counters["message"] = static_cast<double>(message.SpaceUsedLong());
+}
+
+BENCHMARK(bar)->Name("Memory/Bar")->Iterations(1)->Repetitions(1);
 BENCHMARK(add)->Name("Memory/Add")->Apply(bars);
 BENCHMARK(add_encoded)->Name("Memory/AddEncoded")->Apply(bars);
 BENCHMARK(get)->Name("Memory/Get")->Apply(bars);
@@ -120,9 +141,15 @@ Comparison of_sqlite(const std::string& work, const std::string& scenario) {
 }
 
 [[maybe_unused]] const bool is_compared =
-    compare({peak("add_rebar", "Memory/Add"), peak("add_rebar, encoded", "Memory/AddEncoded"),
-             peak("get_rebars", "Memory/Get"), peak("get_rebars, encoded", "Memory/GetEncoded"),
-             of_sqlite("add_rebar", "Memory/Add"), of_sqlite("get_rebars", "Memory/Get")});
+    compare({{"memory of a typical bar", "Memory/Bar", "Memory/Bar", 1.0, "own", "allowed", "B"},
+             {"the same, to Protocol Buffers", "Memory/Bar", "Memory/Bar", std::nullopt, "own",
+              "message", "B"},
+             peak("add_rebar", "Memory/Add"),
+             peak("add_rebar, encoded", "Memory/AddEncoded"),
+             peak("get_rebars", "Memory/Get"),
+             peak("get_rebars, encoded", "Memory/GetEncoded"),
+             of_sqlite("add_rebar", "Memory/Add"),
+             of_sqlite("get_rebars", "Memory/Get")});
 
 }  // namespace
 }  // namespace korvane::bench

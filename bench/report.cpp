@@ -87,9 +87,12 @@ void Report::add(const Comparison& comparison, std::vector<Figure>& figures) con
     if (found == baselines.end()) continue;
     const Measured value = values.at(comparison.counter);
     const Measured baseline = found->second.at(comparison.baseline_counter);
+    const auto goal_here = comparison.goals_at.find(arguments);
+    const std::optional<double> goal =
+        goal_here == comparison.goals_at.end() ? comparison.goal : goal_here->second;
     figures.push_back({comparison.work, arguments, value.median, baseline.median,
                        is_time ? "s" : comparison.unit, value.median / baseline.median,
-                       value.least / baseline.least, comparison.goal});
+                       value.least / baseline.least, goal});
   }
 }
 

@@ -23,6 +23,8 @@ struct Comparison {
   std::string counter = {};
   std::string baseline_counter = {};
   std::string unit = {};
+  /// Where the goal is another one, by arguments.
+  std::map<std::string, double> goals_at = {};
 };
 
 /// One figure of several arguments: the largest of their ratios by the smallest. It is 1 when a

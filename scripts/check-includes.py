@@ -10,7 +10,7 @@ from sources import ROOT, sources
 TABLE = "scripts/folders.txt"
 INCLUDE = re.compile(r'^\s*#\s*include\s+"([^"]+)"', re.MULTILINE)
 # Made by the build, so in no folder of the repository.
-GENERATED = re.compile(r"\.pb\.h$")
+GENERATED = re.compile(r"(\.pb|_generated)\.h$")
 
 
 class Folders:
