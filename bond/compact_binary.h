@@ -1,6 +1,5 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -41,56 +40,6 @@ inline constexpr std::uint16_t v1 = 1;
 /// How deep structs and containers may be nested when they are read, the outermost struct included.
 /// JSON is read to the same depth.
 inline constexpr std::uint32_t kMaxDepth = 64;
-
-/// Stands in for a buffer: counts the bytes and keeps none.
-class ByteCount {
- public:
-  template <class T>
-  void Write(const T&) {
-    bytes_ += sizeof(T);
-  }
-  void Write(const void*, std::uint32_t size) { bytes_ += size; }
-  void Write(const blob& bytes) { bytes_ += bytes.size(); }
-  template <class T>
-  void WriteVariableUnsigned(T value) {
-    bytes_ += (static_cast<std::uint64_t>(std::bit_width(static_cast<T>(value | 1))) + 6) / 7;
-  }
-
-  std::uint64_t size() const { return bytes_; }
-
- private:
-  std::uint64_t bytes_ = 0;
-};
-
-/// Stands in for a buffer: writes to memory that has room for everything, without checking bounds.
-class ByteCursor {
- public:
-  explicit ByteCursor(char* begin) : at_(begin) {}
-
-  /// Where the next byte goes.
-  char* at() const { return at_; }
-
-  template <class T>
-  void Write(const T& value) {
-    std::memcpy(at_, &value, sizeof(T));
-    at_ += sizeof(T);
-  }
-  void Write(const void* data, std::uint32_t size) {
-    if (size != 0) std::memcpy(at_, data, size);
-    at_ += size;
-  }
-  void Write(const blob& bytes) { Write(bytes.data(), bytes.size()); }
-  template <class T>
-  void WriteVariableUnsigned(T value) {
-    for (; value >= 0x80; value = static_cast<T>(value >> 7)) {
-      Write(static_cast<std::uint8_t>(value | 0x80));
-    }
-    Write(static_cast<std::uint8_t>(value));
-  }
-
- private:
-  char* at_;
-};
 
 /// Writes values into a `Buffer`, which must outlive it.
 template <class Buffer>

@@ -30,8 +30,8 @@ struct MostBytes {
       std::uint64_t bytes = 1;
       if constexpr (DescribedWithBase<T>) bytes += of_type<typename Describe<T>::base>();
       for_each_field<T>([&](const auto& field) {
-        constexpr std::uint64_t kHeader = 3;
-        bytes += kHeader + of_type<member_type<T, decltype(field)>>();
+        const std::uint64_t header = field.ordinal <= 5 ? 1 : field.ordinal <= 0xFF ? 2 : 3;
+        bytes += header + of_type<member_type<T, decltype(field)>>();
       });
       return bytes;
     } else {

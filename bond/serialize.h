@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "bond/byte_cursor.h"
 #include "bond/compact_binary.h"
 #include "bond/describe.h"
 #include "bond/most_bytes.h"
