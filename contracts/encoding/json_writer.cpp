@@ -9,13 +9,32 @@
 
 namespace korvane::encoding::detail {
 
-void JsonWriter::write_int32(std::int32_t value) {
-  char digits[16];
-  const char* const end = std::to_chars(digits, digits + sizeof(digits), value).ptr;
-  text_ += std::string_view(digits, static_cast<std::size_t>(end - digits));
+namespace {
+
+/// Room for any integer of 64 bits.
+constexpr std::size_t kLongestInteger = 20;
+
+void write_integer(JsonOutput& text, std::int64_t value) {
+  char* const begin = text.room(kLongestInteger);
+  text.wrote(
+      static_cast<std::size_t>(std::to_chars(begin, begin + kLongestInteger, value).ptr - begin));
 }
 
+}  // namespace
+
+void JsonWriter::write_int32(std::int32_t value) { write_integer(text_, value); }
+
 void JsonWriter::write_double(double value, const Place& place) {
+  constexpr double kLargestPlain = 1e15;
+  // Most are whole, and then their digits are those of the integer.
+  if (std::fabs(value) < kLargestPlain && value == std::trunc(value) && value != 0) {
+    return write_integer(text_, static_cast<std::int64_t>(value));
+  }
+  if (value == 0) {
+    // Many readers take "-0" for the integer, which has no sign.
+    text_ += std::signbit(value) ? std::string_view("-0.0") : std::string_view("0");
+    return;
+  }
   if (!std::isfinite(value)) {
     if (replaces_) return void(text_ += std::string_view("null"));
     const std::string name = std::isnan(value) ? "NaN" : value > 0 ? "Infinity" : "-Infinity";
@@ -23,8 +42,6 @@ void JsonWriter::write_double(double value, const Place& place) {
   }
   NumberText room;
   text_ += number_text(value, room);
-  // Many readers take "-0" for the integer, which has no sign.
-  if (value == 0 && std::signbit(value)) text_ += std::string_view(".0");
 }
 
 void JsonWriter::write_text(std::string_view value, const Place& place) {
@@ -65,12 +82,6 @@ void JsonWriter::write_quoted(std::string_view text) {
   text_ += '"';
   text_ += text;
   text_ += '"';
-}
-
-void JsonWriter::write_name(std::string_view name) {
-  text_ += '"';
-  text_ += name;
-  text_ += "\":";
 }
 
 }  // namespace korvane::encoding::detail

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "bond/kinds.h"
 #include "contracts/encoding/enumerator_numbers.h"
@@ -22,36 +24,56 @@ class JsonOutput {
   explicit JsonOutput(const JsonSink& sink) : sink_(&sink) {}
 
   JsonOutput& operator+=(char c) {
-    text_ += c;
+    *room(1) = c;
+    ++used_;
     return *this;
   }
   JsonOutput& operator+=(std::string_view piece) {
-    text_ += piece;
-    hand_on_if_large();
+    std::copy(piece.begin(), piece.end(), room(piece.size()));
+    used_ += piece.size();
     return *this;
   }
   /// The character that was written last. Something must have been.
-  char back() const { return text_.empty() ? last_ : text_.back(); }
+  char back() const { return used_ == 0 ? last_ : buffer_[used_ - 1]; }
+
+  /// Room for so many characters more, of which `wrote` then tells how many there are.
+  char* room(std::size_t size) {
+    if (buffer_.size() - used_ < size) make_room(size);
+    return buffer_.data() + used_;
+  }
+  void wrote(std::size_t size) { used_ += size; }
 
   /// The text that is kept: all of it without a sink, else the part that is still to be handed on.
-  std::string take() { return std::move(text_); }
+  std::string take() {
+    buffer_.resize(used_);
+    used_ = 0;
+    return std::exchange(buffer_, {});
+  }
   /// Hands the rest on.
   void finish() {
-    if (sink_ != nullptr && !text_.empty()) (*sink_)(text_);
+    if (sink_ != nullptr && used_ != 0) hand_on();
   }
 
  private:
+  static constexpr std::size_t kLeast = 512;
   static constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
-  void hand_on_if_large() {
-    if (sink_ == nullptr || text_.size() < kPiece) return;
-    last_ = text_.back();
-    (*sink_)(text_);
-    text_.clear();
+  void make_room(std::size_t size) {
+    if (sink_ != nullptr && used_ + size > kPiece && used_ != 0) hand_on();
+    if (buffer_.size() - used_ >= size) return;
+    buffer_.resize(std::max({kLeast, buffer_.size() * 2, used_ + size}));
+  }
+
+  void hand_on() {
+    last_ = back();
+    (*sink_)(std::string_view(buffer_).substr(0, used_));
+    used_ = 0;
   }
 
   const JsonSink* sink_ = nullptr;
-  std::string text_;
+  /// As far as it is used, the text; what comes after that means nothing.
+  std::string buffer_;
+  std::size_t used_ = 0;
   char last_ = 0;
 };
 
@@ -126,7 +148,6 @@ class JsonWriter {
       write_fields<typename bond::Describe<T>::base>(record, place);
     }
     bond::for_each_field<T>([&](const auto& field) {
-      write_separator();
       write_name(field.name);
       write(record.*field.member, Place(place, field.name));
     });
@@ -141,8 +162,19 @@ class JsonWriter {
   void write_separator();
   /// Appends what needs no escaping, in quotes.
   void write_quoted(std::string_view text);
-  /// Appends `"name":` for the name of a field.
-  void write_name(std::string_view name);
+  /// Appends `"name":` for the name of a field, with a comma before it unless it is the first.
+  void write_name(std::string_view name) {
+    constexpr std::size_t kAround = 4;  // a comma, the quotes and the colon
+    const bool is_first = text_.back() == '{';
+    char* const begin = text_.room(name.size() + kAround);
+    char* end = begin;
+    if (!is_first) *end++ = ',';
+    *end++ = '"';
+    end = std::copy(name.begin(), name.end(), end);
+    *end++ = '"';
+    *end++ = ':';
+    text_.wrote(static_cast<std::size_t>(end - begin));
+  }
 
   JsonOutput text_;
   bool replaces_ = false;
