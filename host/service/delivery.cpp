@@ -238,13 +238,13 @@ std::pair<Delivery::Queue*, std::string> Delivery::next() const {
   std::pair<Queue*, std::string> best{nullptr, {}};
   std::size_t fewest = workers_of_client_;
   for (Queue* const queue : ready_) {
-    for (const std::string& client : queue->turns) {
-      const std::size_t running = running_of(client);
-      if (running >= fewest) continue;
-      best = {queue, client};
-      fewest = running;
-      if (fewest == 0) return best;
-    }
+    const auto client =
+        std::find_if(queue->turns.begin(), queue->turns.end(),
+                     [&](const std::string& one) { return running_of(one) < workers_of_client_; });
+    if (client == queue->turns.end() || running_of(*client) >= fewest) continue;
+    best = {queue, *client};
+    fewest = running_of(*client);
+    if (fewest == 0) return best;
   }
   return best;
 }

@@ -142,6 +142,28 @@ TEST(Delivery, LetsClientsTakeTurnsInAQueueHoweverManyCallsTheyHave) {
   EXPECT_THAT(order, ElementsAre("office", "site", "office", "site", "office", "office"));
 }
 
+TEST(Delivery, KeepsTheTurnOfAClientWhoseCallsRunElsewhere) {
+  Delivery delivery({});
+  HeldCall elsewhere(delivery, "b", kSite);
+  elsewhere.wait_until_it_runs();
+  HeldCall held(delivery, "a");
+  held.wait_until_it_runs();
+  std::vector<std::string> order;
+  std::vector<std::future<void>> calls;
+  for (const Delivery::Caller* const caller : {&kSite, &kOffice, &kOffice}) {
+    calls.push_back(std::async(std::launch::async, [&, caller] {
+      return delivery.deliver("a", *caller, [&](const Turn&) { order.push_back(caller->client); });
+    }));
+    wait_for_depth(delivery, calls.size() + 2);
+  }
+  held.let_go();
+  held.result();
+  for (auto& one : calls) one.get();
+  EXPECT_THAT(order, ElementsAre("site", "office", "office"));
+  elsewhere.let_go();
+  elsewhere.result();
+}
+
 TEST(Delivery, RunsCallsInDifferentQueuesInParallel) {
   Delivery delivery({});
   // Each call waits for the other: run one after the other they would never end.
@@ -352,6 +374,29 @@ TEST(Delivery, LetsOthersGoOnWhenACallGivesWayAndThenRunsItAgain) {
   patient.get();
   EXPECT_THAT(order, ElementsAre("other", "patient"));
   EXPECT_EQ(delivery.depth(), 0U);
+}
+
+TEST(Delivery, RunsACallThatGaveWayAfterThatOfAClientWhoseCallsRunElsewhere) {
+  Delivery delivery({});
+  HeldCall elsewhere(delivery, "b", kSite);
+  elsewhere.wait_until_it_runs();
+  int tries = 0;
+  std::latch runs(1);
+  auto patient = std::async(std::launch::async, [&] {
+    return delivery.deliver("a", kOffice, [&](const Turn& turn) {
+      if (++tries == 1) {
+        runs.count_down();
+        while (!turn.others_wait()) std::this_thread::yield();
+      }
+      if (turn.others_wait() && tries < 10) throw GiveWay();
+    });
+  });
+  runs.wait();
+  delivery.deliver("a", kSite, nothing);
+  patient.get();
+  EXPECT_EQ(tries, 2);
+  elsewhere.let_go();
+  elsewhere.result();
 }
 
 TEST(Delivery, DropsACallThatGivesWayWhenTheServerStops) {
