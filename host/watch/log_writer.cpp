@@ -47,10 +47,18 @@ struct Piece {
   /// Where each line ends.
   std::vector<std::size_t> ends;
 
+  /// Where there is no memory it adds nothing.
   void add(const std::string& line) {
-    text += line;
-    text += '\n';
-    ends.push_back(text.size());
+    const std::size_t begin = text.size();
+    ends.push_back(begin + line.size() + 1);
+    try {
+      text += line;
+      text += '\n';
+    } catch (const std::bad_alloc&) {
+      text.resize(begin);
+      ends.pop_back();
+      throw;
+    }
   }
 };
 
@@ -136,23 +144,34 @@ struct LogWriter::Shared {
     if (!piece.ends.empty()) put(piece);
   }
 
-  void put(const Piece& piece) {
+  void put(Piece& piece) {
     const std::uint64_t missing = lost.exchange(0);
-    if (missing != 0) {
-      Piece loss;
-      loss.add(loss_line(missing));
-      if (put_lines(loss) == 0) {
-        lost += missing;  // counted already in the process's number
-        return lose(piece.ends.size());
-      }
+    if (missing != 0 && !put_loss(missing)) {
+      lost += missing;  // counted already in the process's number
+      return lose(piece.ends.size());
     }
     lose(piece.ends.size() - put_lines(piece));
   }
 
-  /// Returns how many of its lines went out whole.
-  std::size_t put_lines(const Piece& piece) {
+  bool put_loss(std::uint64_t missing) {
+    try {
+      Piece loss;
+      loss.add(loss_line(missing));
+      return put_lines(loss) != 0;
+    } catch (const std::bad_alloc&) {
+      return false;
+    }
+  }
+
+  /// Returns how many of its lines went out whole: none where there is no memory.
+  std::size_t put_lines(Piece& piece) {
     const std::size_t begin = is_within_line ? 1 : 0;
-    const std::size_t count = output(begin == 0 ? piece.text : "\n" + piece.text);
+    try {
+      piece.text.insert(0, begin, '\n');
+    } catch (const std::bad_alloc&) {
+      return 0;
+    }
+    const std::size_t count = output(piece.text);
     if (count == 0) return 0;
     const std::size_t of_lines = count - begin;
     const auto first_left = std::upper_bound(piece.ends.begin(), piece.ends.end(), of_lines);

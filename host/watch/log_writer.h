@@ -31,7 +31,7 @@ class LogWriter {
  public:
   /// Puts `text` out; returns how many of its bytes it has. May take any time, throws nothing.
   using Output = std::function<std::size_t(std::string_view text)>;
-  /// The line that says that `lines` were lost, without its end.
+  /// The line that says that `lines` were lost, without its end. Throws nothing but std::bad_alloc.
   using LossLine = std::function<std::string(std::uint64_t lines)>;
 
   LogWriter(Output output, LossLine loss_line);

@@ -7,6 +7,7 @@
 #include <future>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -105,6 +106,7 @@ TEST_F(LogWriterTest, NeverWaitsForItsReaderAndTellsWhatWasLost) {
     std::this_thread::sleep_for(5ms);
   }
   log->write("next");
+  log->flush(60s);
   log.reset();
   EXPECT_NE(place_->now().find(told), std::string::npos);
   EXPECT_TRUE(place_->now().ends_with("next\n"));
@@ -122,6 +124,23 @@ TEST_F(LogWriterTest, RecoversWhenItsPlaceDoes) {
   log->write("after");
   log.reset();
   EXPECT_EQ(place_->now(), "before\n5 lost\nafter\n");
+}
+
+TEST_F(LogWriterTest, TellsOfLostLinesLaterWhereThereIsNoMemoryToTellOfThem) {
+  std::atomic<int> tries = 0;
+  LogWriter log(Place::output(place_), [&](std::uint64_t lines) {
+    if (++tries == 1) throw std::bad_alloc();
+    return loss_line(lines);
+  });
+  place_->set(false, true);
+  log.write("lost");
+  log.flush(10s);
+  place_->set(false, false);
+  log.write("lost as well");
+  log.flush(10s);
+  log.write("after");
+  log.flush(10s);
+  EXPECT_EQ(place_->now(), "2 lost\nafter\n");
 }
 
 TEST_F(LogWriterTest, GoesWithinASecondThoughItsReaderHangs) {
