@@ -5,6 +5,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <optional>
 #include <poll.h>
 #include <string_view>
 #include <utility>
@@ -157,9 +158,8 @@ void HttpServer::Connection::enter_as(const std::string& client) {
   if (client.empty()) return;  // a check of the server's health
   is_last_request_ = true;     // unless it gets in
   watch_.with_state([](ConnectionState& state) { state.admit(); });
-  const bool is_too_many =
-      watch_.become(client) && watch_.siblings() > share_of(limits().connections);
-  if (is_too_many) {
+  const std::optional<std::size_t> siblings = watch_.become(client);
+  if (siblings && *siblings > share_of(limits().connections)) {
     throw HttpFault(429, "too many connections of \"" + client + "\" at a time",
                     {{"Retry-After", "1"}});
   }

@@ -4,7 +4,9 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include <Poco/Net/StreamSocket.h>
 
@@ -40,23 +42,21 @@ class HttpServer::Watch {
     return action(state_);
   }
 
-  /// Counts as the client's from now on; an empty name changes nothing. Returns whether the owner
-  /// has changed. On the connection's thread.
-  bool become(const std::string& client) {
-    if (client.empty() || client == owner_name_) return false;
+  /// Counts as the client's from now on. Returns how many connections the client has then, and
+  /// nothing where it counted as the client's before. On the connection's thread.
+  std::optional<std::size_t> become(const std::string& client) {
+    if (client == owner_name_) return std::nullopt;
+    std::string name = client;
     const std::lock_guard lock(server_.mutex_);
+    // Before it leaves: there may be no memory for it.
+    const auto owner = server_.connections_of_owners_.try_emplace(client).first;
     leave();
-    owner_name_ = client;
-    enter();
-    return true;
+    owner_name_ = std::move(name);
+    owner_ = owner;
+    return ++owner_->second;
   }
-  /// How many connections its owner has.
-  std::size_t siblings() const {
-    const std::lock_guard lock(server_.mutex_);
-    return siblings_with_lock();
-  }
-  /// The same with the server's lock held.
-  std::size_t siblings_with_lock() const { return owner_->second; }
+  /// How many connections its owner has. With the server's lock held.
+  std::size_t siblings() const { return owner_->second; }
 
  private:
   void enter() {

@@ -158,7 +158,7 @@ void HttpServer::refuse_connection(StreamSocket& socket) {
   socket.sendBytes(text.data(), static_cast<int>(text.size()));
 }
 
-bool HttpServer::make_room() {
+HttpServer::Watch* HttpServer::find_at_rest() {
   using Rank = std::pair<std::size_t, Clock::duration>;
   Watch* chosen = nullptr;
   Rank highest;
@@ -167,14 +167,22 @@ bool HttpServer::make_room() {
       return state.is_at_rest() ? std::optional(state.at_rest_since()) : std::nullopt;
     });
     if (!since) continue;
-    const Rank rank(watch->siblings_with_lock(), -since->time_since_epoch());
+    const Rank rank(watch->siblings(), -since->time_since_epoch());
     if (chosen != nullptr && rank <= highest) continue;
     chosen = watch;
     highest = rank;
   }
-  // Its next request may have been admitted meanwhile.
-  return chosen != nullptr &&
-         chosen->with_state([](ConnectionState& state) { return state.shut_if_at_rest(); });
+  return chosen;
+}
+
+bool HttpServer::make_room() {
+  while (Watch* const chosen = find_at_rest()) {
+    // Else its next request has been admitted meanwhile.
+    if (chosen->with_state([](ConnectionState& state) { return state.shut_if_at_rest(); })) {
+      return true;
+    }
+  }
+  return false;
 }
 
 template <class Action>

@@ -120,6 +120,8 @@ class HttpServer {
   template <class Action>
   void for_each_state(Action action);
   void shut_overdue_connections();
+  /// The connection at rest that is closed first; null when there is none.
+  Watch* find_at_rest();
   /// Closes a connection that is at rest. False when there is none.
   bool make_room();
 
