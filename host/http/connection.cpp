@@ -157,7 +157,9 @@ bool HttpServer::Connection::serve_request() {
 void HttpServer::Connection::enter_as(const std::string& client) {
   if (client.empty()) return;  // a check of the server's health
   is_last_request_ = true;     // unless it gets in
-  watch_.with_state([](ConnectionState& state) { state.admit(); });
+  if (!watch_.with_state([](ConnectionState& state) { return state.admit(); })) {
+    throw HttpFault(503, "the connection was closed to make room", {{"Retry-After", "1"}});
+  }
   const std::optional<std::size_t> siblings = watch_.become(client);
   if (siblings && *siblings > share_of(limits().connections)) {
     throw HttpFault(429, "too many connections of \"" + client + "\" at a time",

@@ -19,8 +19,12 @@ class ConnectionState {
   void begin_idle();
   /// From the first byte of a request. It has so much time to arrive.
   void begin_reading(std::chrono::milliseconds time);
-  /// The request is admitted, and its client known.
-  void admit() { is_at_rest_ = false; }
+  /// The request is admitted, and its client known. False when the connection was shut before:
+  /// nobody would see the reply, and the sender takes it that the request was not begun.
+  bool admit() {
+    is_at_rest_ = false;
+    return !is_shut_;
+  }
   /// A call may take as long as it needs.
   void begin_answering();
   /// The reply has so much time to leave.

@@ -1,11 +1,18 @@
 // Connections: kept, closed, too many, too slow, and left by their clients.
 
+#include <atomic>
 #include <deque>
+#include <future>
+#include <memory>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
 #include <vector>
 
+#include <Poco/Net/ServerSocket.h>
+#include <Poco/Net/SocketAddress.h>
+
+#include "host/http/server.h"
 #include "tests/host/support/server_suite.h"
 
 namespace korvane::test {
@@ -373,6 +380,60 @@ TEST_F(ConnectionCap, HasRoomAgainWhenOneHasGone) {
       return false;  // closed while it was written to
     }
   });
+}
+
+/// Its first request is not admitted before it is told so. Counts those that are answered.
+class HeldHandler : public host::HttpHandler {
+ public:
+  std::unique_ptr<host::HttpExchange> begin(const host::HttpRequest&) override {
+    return std::make_unique<Exchange>(*this);
+  }
+  void refuse(const std::string&, host::HttpReply&) override {}
+
+  std::promise<void> is_asking;
+  std::promise<void> may_admit;
+  std::atomic<int> answers = 0;
+  std::promise<bool> is_sent;
+
+ private:
+  class Exchange : public host::HttpExchange {
+   public:
+    explicit Exchange(HeldHandler& handler) : handler_(handler) {}
+
+    void admit() override {
+      handler_.is_asking.set_value();
+      handler_.may_admit.get_future().wait();
+    }
+    const std::string& client() const override { return client_; }
+    void hold_body(std::uint64_t) override {}
+    host::HttpReply answer(const std::string&) override {
+      ++handler_.answers;
+      return {.status = 200, .content_type = "text/plain", .body = "done"};
+    }
+    void complete(host::HttpReply&) override {}
+    void served(const host::HttpReply&, std::chrono::nanoseconds, bool is_sent) override {
+      handler_.is_sent.set_value(is_sent);
+    }
+
+   private:
+    HeldHandler& handler_;
+    const std::string client_ = "office";
+  };
+};
+
+TEST(ShutConnection, DoesNotBeginARequestWhoseReplyNobodyWouldSee) {
+  HeldHandler handler;
+  const Poco::Net::ServerSocket socket(Poco::Net::SocketAddress("127.0.0.1", 0));
+  host::HttpServer server(socket, handler, {.connections = 1});
+  RawConnection first(socket.address().port());
+  first.send(header("POST /v1", "Content-Length: 0\r\n"));
+  handler.is_asking.get_future().wait();
+  // The first one is closed to make room for it.
+  const RawConnection second(socket.address().port());
+  EXPECT_EQ(first.read_all(), "");
+  handler.may_admit.set_value();
+  EXPECT_FALSE(handler.is_sent.get_future().get());
+  EXPECT_EQ(handler.answers, 0);
 }
 
 /// Both ends of every connection are this process's.
