@@ -18,20 +18,24 @@ auto or_end(Action action) {
   }
 }
 
+Poco::Timespan timespan_of(std::chrono::milliseconds time) {
+  return {std::chrono::duration_cast<std::chrono::microseconds>(time).count()};
+}
+
 }  // namespace
 
 bool Stream::has_data(std::chrono::milliseconds time) {
   if (!arrived_.empty()) return true;
-  const Poco::Timespan timespan(
-      std::chrono::duration_cast<std::chrono::microseconds>(time).count());
   if (socket_.secure()) {
     return or_end([&] {
-      return socket_.available() > 0 || socket_.poll(timespan, Poco::Net::Socket::SELECT_READ);
+      return socket_.available() > 0 ||
+             socket_.poll(timespan_of(time), Poco::Net::Socket::SELECT_READ);
     });
   }
   // Reading at once, where most of the time something comes, saves asking whether there is something.
+  time = std::max(time, std::chrono::milliseconds(1));  // none at all would be no end to the socket
   if (time != receive_timeout_) {
-    or_end([&] { socket_.setReceiveTimeout(timespan); });
+    or_end([&] { socket_.setReceiveTimeout(timespan_of(time)); });
     receive_timeout_ = time;
   }
   return try_receive();

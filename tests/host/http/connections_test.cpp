@@ -436,6 +436,14 @@ TEST(ShutConnection, DoesNotBeginARequestWhoseReplyNobodyWouldSee) {
   EXPECT_EQ(handler.answers, 0);
 }
 
+TEST(IdleConnection, EndsAtOnceWhereItMayStayForNoTime) {
+  HeldHandler handler;
+  const Poco::Net::ServerSocket socket(Poco::Net::SocketAddress("127.0.0.1", 0));
+  const host::HttpServer server(socket, handler, {.idle_time = 0ms});
+  RawConnection silent(socket.address().port());
+  EXPECT_EQ(silent.read_all(), "");
+}
+
 /// Both ends of every connection are this process's.
 void allow_open_files(rlim_t count) {
   rlimit limit{};
