@@ -33,10 +33,9 @@ std::uint32_t decode_into(const void* bytes, std::uint32_t length, T& record) {
 
 template <class T>
 T from_json(std::string_view text) {
-  T record{};
-  if (detail::JsonDirectReader(text).read_whole(record)) return record;
+  if (T record{}; detail::JsonDirectReader(text).read_whole(record)) return record;
   // Something is wrong with the text, or it is an unusual one.
-  record = T{};
+  T record{};
   const detail::JsonDocument document = detail::parse_json(text);
   const detail::Place whole;
   detail::JsonReader(document, whole).read(record);

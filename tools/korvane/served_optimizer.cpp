@@ -1,9 +1,12 @@
 #include "tools/korvane/served_optimizer.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 #include <optional>
 
+#include "host/memory/call_memory.h"
+#include "host/memory/memory_pool.h"
 #include "host/plugins/failure_text.h"
 #include "host/watch/json_log.h"
 #include "sqlite/database.h"
@@ -20,6 +23,10 @@ constexpr milliseconds kWaitForLocks(50);
 constexpr milliseconds kWaitForSmallFile(100);
 constexpr milliseconds kFirstPause(500);
 constexpr milliseconds kLongestPause = std::chrono::minutes(5);
+/// What the indexes of one file may take, which writers wait for and all of which are in memory until
+/// they are committed. Those of some million bars take less.
+constexpr milliseconds kMostTime = std::chrono::seconds(30);
+constexpr std::uint64_t kMostMemory = std::uint64_t{256} << 20U;
 
 }  // namespace
 
@@ -77,15 +84,28 @@ bool ServedOptimizer::optimize(const std::string& file) const {
   sqlite::OptimizeOptions options;
   options.wait = kWaitForLocks;
   options.are_pages_checked = false;
-  options.is_stopped = [this] { return is_stopping_.load(); };
+  const Clock::time_point end = Clock::now() + kMostTime;
+  options.is_stopped = [this, end] { return is_stopping_.load() || Clock::now() > end; };
+  host::MemoryPool pool("indexes that are made", kMostMemory * 2);
+  host::CallMemory memory(pool, "", kMostMemory);
   try {
-    const sqlite::OptimizeResult result = sqlite::optimize_file(file, options);
+    const sqlite::OptimizeResult result = [&] {
+      const host::CallMemory::Scope counted(memory);
+      return sqlite::optimize_file(file, options);
+    }();
     if (result.indexes_after != result.indexes_before) host::log_event("optimized " + file);
     return true;
   } catch (const sqlite::DatabaseError& failure) {
     const int code = failure.code() & 0xFF;
     if (code == SQLITE_BUSY) return false;
-    if (code != SQLITE_INTERRUPT) host::log_event("not optimized: " + std::string(failure.what()));
+    const bool is_too_large = memory.refusal() != host::CallMemory::Refusal::none ||
+                              (code == SQLITE_INTERRUPT && !is_stopping_);
+    if (is_too_large) {
+      host::log_event("not optimized: " + file +
+                      " is too large to be beside calls; use korvane optimize");
+    } else if (code != SQLITE_INTERRUPT) {
+      host::log_event("not optimized: " + std::string(failure.what()));
+    }
   } catch (const std::exception& failure) {
     host::log_event("not optimized: " + host::failure_text(failure));
   }
