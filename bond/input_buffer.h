@@ -42,7 +42,7 @@ class InputBuffer {
     const char* const from = take(length);
     // A short text has no memory of its own. Made anew it takes half the steps of an assignment,
     // which cannot know that neither has any.
-    if (length <= kShortText && text.capacity() == kShortText) {
+    if (length <= short_text() && text.capacity() == short_text()) {
       std::destroy_at(&text);
       std::construct_at(&text, from, length);
     } else {
@@ -66,7 +66,7 @@ class InputBuffer {
   BOND_ALWAYS_INLINE void ReadVariableUnsigned(T& value) {
     // Most are counts and lengths of one byte.
     if (at_ != end_ && (static_cast<std::uint8_t>(*at_) & 0x80U) == 0) {
-      value = static_cast<T>(*at_++);
+      value = static_cast<std::uint8_t>(*at_++);
     } else {
       read_long_variable_unsigned(value);
     }
@@ -89,7 +89,7 @@ class InputBuffer {
 
  private:
   /// What the library keeps in the text itself, so that making it does not throw.
-  static constexpr std::size_t kShortText = std::string().capacity();
+  static std::size_t short_text() noexcept { return std::string().capacity(); }
 
   BOND_ALWAYS_INLINE const char* take(std::uint32_t length) {
     if (length > remaining()) fail(length);

@@ -36,6 +36,7 @@ class OptionalText {
     if (other) emplace(std::move(*other));
   }
   OptionalText& operator=(const OptionalText& other) {
+    if (this == &other) return *this;
     if (!other) {
       reset();
     } else if (*this) {

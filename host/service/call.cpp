@@ -48,7 +48,8 @@ std::string json_of(const std::vector<std::pair<std::string, std::string>>& memb
   for (const auto& [name, value] : members) {
     const encoding::FieldForm form = request.form_of_field(name);
     const auto refuse = [&, &field = name](const std::string& text) {
-      throw HttpFault(400, "the parameter request[" + field + "]: " + text);
+      std::string detail = "the parameter request[";
+      throw HttpFault(400, detail.append(field).append("]: ").append(text));
     };
     if (form == encoding::FieldForm::none) refuse("unknown field");
     if (form == encoding::FieldForm::composite) {
