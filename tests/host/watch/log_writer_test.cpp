@@ -90,8 +90,8 @@ TEST_F(LogWriterTest, WritesLinesInOrderAndAllBeforeItGoes) {
 }
 
 TEST_F(LogWriterTest, NeverWaitsForItsReaderAndTellsWhatWasLost) {
-  place_->set(true, false);
   auto log = writer();
+  hold_up(*log);
   const std::uint64_t lost_before = LogWriter::lost();
   // 16 MiB, where 8 have room. Who waited for the reader would wait for ever.
   for (int i = 0; i < 16 * 1024; ++i) log->write(std::string(1000, 'x'));
