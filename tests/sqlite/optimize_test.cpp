@@ -383,12 +383,16 @@ TEST_F(Optimize, RefusesAFileOfANewerSqlite) {
 class WithoutRoot {
  public:
   WithoutRoot() {
-    if (is_root_) EXPECT_EQ(::seteuid(kNobody), 0);
+    if (is_root_) {
+      EXPECT_EQ(::seteuid(kNobody), 0);
+    }
   }
   WithoutRoot(const WithoutRoot&) = delete;
   WithoutRoot& operator=(const WithoutRoot&) = delete;
   ~WithoutRoot() {
-    if (is_root_) EXPECT_EQ(::seteuid(0), 0);
+    if (is_root_) {
+      EXPECT_EQ(::seteuid(0), 0);
+    }
   }
 
  private:
@@ -397,9 +401,8 @@ class WithoutRoot {
 };
 
 TEST_F(Optimize, RefusesAReadOnlyFileUnlessThereIsNothingToDo) {
-  fs::permissions(file(), fs::perms::owner_read | fs::perms::others_read);
-  fs::permissions(fs::path(file()).parent_path(), fs::perms::others_read | fs::perms::others_exec,
-                  fs::perm_options::add);
+  fs::permissions(file(), fs::perms(0444));
+  fs::permissions(fs::path(file()).parent_path(), fs::perms(0755));
   const WithoutRoot user;
   EXPECT_THAT([&] { optimize_file(file()); },
               fails_with<DatabaseError>("attempt to write a readonly database"));
