@@ -51,7 +51,7 @@ class Scopes {
   friend auto operator<=>(const Scopes&, const Scopes&) = default;
 
  private:
-  static constexpr std::size_t kScopes = 3;
+  static constexpr std::size_t kScopes = static_cast<std::size_t>(Scope::sql) + 1;
 
   /// Those beyond the size are `read`, so that equal sets compare equal.
   std::array<Scope, kScopes> scopes_{};

@@ -1,16 +1,14 @@
 #include "sqlite/compact.h"
 
-#include <exception>
-#include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/korvane/columns.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/each_file.h"
 #include "tools/korvane/output_options.h"
-#include "tools/korvane/standard_output.h"
-#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 
@@ -27,23 +25,12 @@ int run_compact(const CompactOptions& options) {
   table.columns = {text_column("file", "file"), count_column("bytes_before", "before", "bytes"),
                    count_column("bytes_after", "after", "bytes"),
                    text_column("application_id", "id")};
-  std::size_t failed = 0;
-  for (const std::string& file : options.files) {
-    try {
-      const sqlite::CompactResult result = sqlite::compact_file(file);
-      table.rows.push_back({file, result.bytes_before, result.bytes_after,
-                            std::string(result.has_application_id ? "KRVN" : "other")});
-    } catch (const std::exception& failure) {
-      ++failed;
-      std::cerr << "korvane: " << printable(failure.what()) << '\n';
-    }
-  }
-  TablePrinter printer(options.output, TablePrinter::Tables::one, std::cout);
-  if (!printer.is_for_people() || !table.rows.empty()) printer.print(table);
-  printer.finish();
-  require_output();
-  if (failed == 0) return kDone;
-  return failed == options.files.size() ? kFailed : kDonePart;
+  return print_each_file(options.files, std::move(table), options.output,
+                         [](const std::string& file) -> FileRow {
+                           const sqlite::CompactResult result = sqlite::compact_file(file);
+                           return {file, result.bytes_before, result.bytes_after,
+                                   std::string(result.has_application_id ? "KRVN" : "other")};
+                         });
 }
 
 }  // namespace

@@ -1,17 +1,15 @@
 #include "sqlite/optimize.h"
 
 #include <cstdint>
-#include <exception>
-#include <iostream>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/korvane/columns.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/each_file.h"
 #include "tools/korvane/output_options.h"
-#include "tools/korvane/standard_output.h"
-#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 
@@ -30,26 +28,15 @@ int run_optimize(const OptimizeCommandOptions& options) {
                    count_column("indexes_after", "after"),
                    count_column("bytes_before", "size before", "bytes"),
                    count_column("bytes_after", "after", "bytes")};
-  std::size_t failed = 0;
-  for (const std::string& file : options.files) {
-    try {
-      sqlite::OptimizeOptions how;
-      how.is_dropping = options.is_dropping;
-      const sqlite::OptimizeResult result = sqlite::optimize_file(file, how);
-      table.rows.push_back({file, static_cast<std::int64_t>(result.indexes_before),
-                            static_cast<std::int64_t>(result.indexes_after), result.bytes_before,
-                            result.bytes_after});
-    } catch (const std::exception& failure) {
-      ++failed;
-      std::cerr << "korvane: " << printable(failure.what()) << '\n';
-    }
-  }
-  TablePrinter printer(options.output, TablePrinter::Tables::one, std::cout);
-  if (!printer.is_for_people() || !table.rows.empty()) printer.print(table);
-  printer.finish();
-  require_output();
-  if (failed == 0) return kDone;
-  return failed == options.files.size() ? kFailed : kDonePart;
+  return print_each_file(options.files, std::move(table), options.output,
+                         [&](const std::string& file) -> FileRow {
+                           sqlite::OptimizeOptions how;
+                           how.is_dropping = options.is_dropping;
+                           const sqlite::OptimizeResult result = sqlite::optimize_file(file, how);
+                           return {file, static_cast<std::int64_t>(result.indexes_before),
+                                   static_cast<std::int64_t>(result.indexes_after),
+                                   result.bytes_before, result.bytes_after};
+                         });
 }
 
 }  // namespace
