@@ -39,8 +39,6 @@ class OptionalText {
     if (this == &other) return *this;
     if (!other) {
       reset();
-    } else if (*this) {
-      **this = *other;
     } else {
       emplace(*other);
     }

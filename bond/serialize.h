@@ -220,6 +220,7 @@ struct Decoder {
       constexpr std::uint16_t ordinal = std::remove_cvref_t<decltype(field)>::ordinal;
       constexpr BondDataType kType =
           wire_type<std::remove_cvref_t<decltype(record.*field.member)>>();
+      // coverage: of some contracts no test leaves out some field
       if (!input.template TakeFieldBegin<kType, ordinal>(next)) return;
       read(input, record.*field.member, kType);
       next = input.GetBuffer().Peek();

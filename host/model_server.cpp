@@ -41,6 +41,7 @@ bool ModelServer::stop(std::chrono::milliseconds deadline) {
   };
   state_.is_stopping = true;
   http_.stop_accepting();
+  state_.room.changes.stop();
   // A connection that is open has a request in work: its call may be still to come.
   http_.wait_for_connections(time_left());
   if (!state_.room.delivery.drain(time_left())) return false;
@@ -55,6 +56,7 @@ bool ModelServer::begin_run(std::chrono::milliseconds deadline,
   return state_.room.runs.renew(deadline, [&] {
     // Whichever plugins have been restarted when one fails: what was open may be so no more.
     state_.room.projects.forget_all();
+    state_.room.changes.end_all();
     restart_plugins();
   });
 }

@@ -10,6 +10,7 @@
 
 #include "contracts/encoding/json.h"
 #include "host/http/message.h"
+#include "host/service/entity_tag.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/edit.h"
 #include "schedule/query.h"
@@ -58,7 +59,7 @@ MountedReply edit(const MountedCall& call, RevisionTags& tags) {
   const auto require_tag = [&](const schedule::RevisionEntry& revision) {
     if (!call.if_match) return;
     const std::string tag = tags.tag_of(project, revision);
-    if (matches(*call.if_match, tag)) return;
+    if (host::matches(*call.if_match, tag)) return;
     throw host::HttpFault(412, "the revision has changed since: its tag is " + tag + " now");
   };
   const schedule::EditedBar edited = [&] {
@@ -82,13 +83,17 @@ MountedReply edit(const MountedCall& call, RevisionTags& tags) {
   }
   JsonObject reply;
   reply.number("id", edited.id).json("changes", changes.take()).text("tag", tag);
-  return {kJsonType, reply.take() + "\n", {}, {{"ETag", tag}}};
+  return {kJsonType,
+          reply.take() + "\n",
+          {},
+          {{"ETag", tag}},
+          {{"revision", edited.revision.record.id}}};
 }
 
 void check(const MountedCall& call) {
   id_of(call, "id");
   assignments_in(call);
-  if (call.if_match) matches(*call.if_match, {});
+  if (call.if_match) host::matches(*call.if_match, {});
 }
 
 }  // namespace

@@ -28,6 +28,8 @@
 #include "server/edit_route.h"
 #include "server/line_routes.h"
 #include "server/mounted_project.h"
+#include "server/project_state.h"
+#include "server/revision_tag.h"
 #include "server/schemas.h"
 
 namespace korvane::server {
@@ -116,7 +118,11 @@ MountedReply import_reply(const schedule::ImportPlan& plan, const schedule::Impo
   }
   for (const auto& [group, count] : plan.skipped()) reply["skipped"][group] = count;
   for (const schedule::SourceNote& note : plan.notes()) reply["notes"].push_back(text_of(note));
-  return {kJsonType, reply.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"};
+  MountedReply done{kJsonType, reply.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"};
+  for (const schedule::ImportedRevision& revision : result.revisions) {
+    done.changed.push_back({"revision", revision.id});
+  }
+  return done;
 }
 
 MountedReply import(const MountedCall& call) {
@@ -320,11 +326,26 @@ MountedRoute totals_route() {
 
 }  // namespace
 
-std::vector<MountedRoute> project_routes() {
-  const auto tags = std::make_shared<RevisionTags>();
+namespace {
+
+std::vector<MountedRoute> routes_with(const std::shared_ptr<RevisionTags>& tags) {
   return {import_route(),       export_route(),   compare_route(),  totals_route(),
           bending_list_route(), sketch_route(),   sketches_route(), contents_route(),
-          lines_route(),        line_route(tags), edit_route(tags)};
+          lines_route(),        line_route(tags), edit_route(tags), host::changes_route()};
+}
+
+}  // namespace
+
+std::vector<MountedRoute> project_routes() { return routes_with(std::make_shared<RevisionTags>()); }
+
+host::Mounted mounted() {
+  const auto tags = std::make_shared<RevisionTags>();
+  host::Mounted all(routes_with(tags));
+  all.state_of = state_of;
+  all.tag_of = [tags](const krv::rpc4::LiveService& project, const krv::rpc4::Subject& subject) {
+    return tag_of(project, subject, *tags);
+  };
+  return all;
 }
 
 }  // namespace korvane::server

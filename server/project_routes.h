@@ -19,8 +19,12 @@ namespace korvane::server {
 ///     GET  /v1/projects/{file}/lines         gives the lines of a revision, a page at a time
 ///     GET  /v1/projects/{file}/line          gives all of one line
 ///     POST /v1/projects/{file}/edit          gives fields of a bar new values
+///     GET  /v1/projects/{file}/changes       tells of changes as they happen
 ///
 /// They call the same functions of schedule/ as the command line, and fail as these do.
 std::vector<host::MountedRoute> project_routes();
+
+/// All that the product's server has beside the services' operations, but the page.
+host::Mounted mounted();
 
 }  // namespace korvane::server

@@ -4,6 +4,8 @@
 #include <string>
 
 #include "platform/project_rpc/project_service.h"
+#include "platform/rpc4/directory.h"
+#include "platform/rpc4/operation.h"
 #include "schedule/structure.h"
 #include "server/project_state.h"
 
@@ -22,8 +24,9 @@ class RevisionTags {
   FoundValues<std::string> tags_;
 };
 
-/// Whether a field If-Match has `tag`, which is a strong one, or is "*". Throws krv::rpc4::BadRequest
-/// "If-Match: expected * or tags in quotes, found …".
-bool matches(const std::string& if_match, const std::string& tag);
+/// The strong tag of an entry of a project, for host::Mounted::tag_of: of a revision that of `tags`, of
+/// another entry of its row. Nothing where there is none. Throws what `query_table` throws.
+std::optional<std::string> tag_of(const krv::rpc4::LiveService& project,
+                                  const krv::rpc4::Subject& subject, RevisionTags& tags);
 
 }  // namespace korvane::server

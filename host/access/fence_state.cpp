@@ -129,6 +129,7 @@ int SqlFence::Impl::parsed(void* connection, int code, const char* first, const 
                          is_running(static_cast<sqlite3*>(connection))};
   try {
     current->hold(static_cast<sqlite3*>(connection));
+    if (current->is_suspended) return SQLITE_OK;
     const bool may_end =
         current->limits.access == SqlAccess::everything && is_of_transaction(action);
     if (!may_end && current->is_over()) return SQLITE_DENY;
@@ -148,7 +149,7 @@ int SqlFence::Impl::parsed(void* connection, int code, const char* first, const 
 }
 
 int SqlFence::Impl::looked(void*) {
-  if (current == nullptr || current->is_ending) return 0;
+  if (current == nullptr || current->is_off()) return 0;
   const bool is_stopping = current->limits.access != SqlAccess::reads && current->first_stop;
   return is_stopping || current->is_over() ? 1 : 0;
 }
@@ -160,7 +161,7 @@ int SqlFence::Impl::blocked(void*, int attempt) {
 }
 
 int SqlFence::Impl::traced(unsigned event, void* context, void* subject, void*) {
-  if (current == nullptr || (current->is_ending && event != SQLITE_TRACE_CLOSE)) return 0;
+  if (current == nullptr || (current->is_off() && event != SQLITE_TRACE_CLOSE)) return 0;
   auto* const connection = static_cast<sqlite3*>(context);
   try {
     if (event == SQLITE_TRACE_STMT) {
@@ -256,7 +257,7 @@ void SqlFence::Impl::refuse(std::string action) {
 }
 
 bool SqlFence::Impl::is_over() {
-  if (is_ending || Clock::now() - start < limits.time) return false;
+  if (is_off() || Clock::now() - start < limits.time) return false;
   // Then it is the lock that is to blame.
   if (!lock_wait.has_taken_all_time()) stop(FenceStop::too_long);
   return true;
@@ -277,7 +278,7 @@ void SqlFence::Impl::give_memory_back(int size) noexcept {
 }
 
 bool SqlFence::Impl::may_take(int size) noexcept {
-  if (is_ending) return true;
+  if (is_off()) return true;
   if (memory + size > limits.memory) {
     stop(FenceStop::too_much_memory);
     return false;

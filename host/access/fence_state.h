@@ -70,6 +70,8 @@ struct SqlFence::Impl {
   void stop(FenceStop why);
   void refuse(std::string action);
   bool is_over();
+  /// Whether nothing is to be stopped or counted just now.
+  bool is_off() const { return is_ending || is_suspended; }
   bool may_take(int size) noexcept;
 
   const SqlFenceLimits limits;
@@ -85,6 +87,8 @@ struct SqlFence::Impl {
   LockWait lock_wait{start + limits.time, limits.lock_wait, limits.others_wait};
   /// The fence itself ends what is left open: nothing stops it any more.
   bool is_ending = false;
+  /// The host's own SQL runs.
+  bool is_suspended = false;
   std::optional<FenceStop> first_stop;
   std::string refused_what;
 };

@@ -64,7 +64,7 @@ void Gate::refuse_other_sites(const HttpRequest& request) const {
         403, "cross-site requests from \"" + shortened(origin, kLongestQuote) + "\" are refused");
   }
   if (site != "none" && site != "same-origin") {
-    throw HttpFault(403, "cross-site requests are refused");
+    throw HttpFault(problem("cross-site"), "cross-site requests are refused");
   }
 }
 

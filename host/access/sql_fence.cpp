@@ -30,8 +30,9 @@ std::optional<FenceStop> SqlFence::stopped() const {
   const bool has_long_value = std::any_of(
       impl_->held.begin(), impl_->held.end(),
       [](const Impl::Held& one) { return sqlite3_errcode(one.connection) == SQLITE_TOOBIG; });
-  if (has_long_value) return FenceStop::too_large;
-  return std::nullopt;
+  // What is run next on the connection would take the trace away.
+  if (has_long_value) impl_->stop(FenceStop::too_large);
+  return impl_->first_stop;
 }
 
 std::string SqlFence::reason() const {
@@ -60,6 +61,18 @@ std::string SqlFence::reason() const {
 }
 
 bool SqlFence::gave_way() const { return impl_->lock_wait.has_given_way(); }
+
+void SqlFence::suspended(const std::function<void()>& action) {
+  struct Suspension {
+    bool& is_on;
+    explicit Suspension(bool& flag) : is_on(flag) { is_on = true; }
+    Suspension(const Suspension&) = delete;
+    Suspension& operator=(const Suspension&) = delete;
+    ~Suspension() { is_on = false; }
+  };
+  const Suspension suspension(impl_->is_suspended);
+  action();
+}
 
 void SqlFence::roll_back() {
   impl_->is_ending = true;

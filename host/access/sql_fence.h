@@ -96,6 +96,10 @@ class SqlFence {
   /// Whether a statement that waited for a lock failed to let others run.
   bool gave_way() const;
 
+  /// Runs SQL of the host's own: the fence neither refuses nor stops nor counts what `action` runs.
+  /// The wait for locks is what it is inside. Throws what `action` throws.
+  void suspended(const std::function<void()>& action);
+
   /// Rolls back the transactions that were begun since the fence was made and are still open: some
   /// operations leave one open when they fail, and nothing could be written until it has ended.
   void roll_back();

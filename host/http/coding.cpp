@@ -58,6 +58,7 @@ bool is_compressible(const std::string& media_type) {
                                         "application/x-ndjson", "image/svg+xml"};
   if (std::find(kTypes.begin(), kTypes.end(), media_type) != kTypes.end()) return true;
   const std::string name = Poco::toLower(media_type.substr(0, media_type.find(';')));
+  if (name == "text/event-stream") return false;  // or events would wait for others
   return name.starts_with("text/") || std::find(kTypes.begin(), kTypes.end(), name) != kTypes.end();
 }
 

@@ -137,7 +137,7 @@ bool HttpServer::Connection::serve_request() {
     reply = problem_reply({500, "the request could not be answered"});  // no memory, most likely
   }
   exchange->complete(reply);
-  const bool keeps_alive = !reader.is_body_left() && !is_last_request_ &&
+  const bool keeps_alive = !reader.is_body_left() && !is_last_request_ && !reply.is_endless &&
                            request.head.getKeepAlive() && !server_.is_stopping_;
   const bool is_head_only = request.head.getMethod() == "HEAD";
   const Compression compression(server_.compressions_,
@@ -186,6 +186,10 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
     // Waits for the first of the body, to leave with it.
     std::string head = header_text(reply, keeps_alive);
     const auto write = [&](std::string_view piece) {
+      if (reply.is_endless) {
+        watch_.with_state(
+            [&](ConnectionState& state) { state.begin_writing(limits().transfer_time); });
+      }
       if (!head.empty()) {
         const std::string_view first = piece.substr(0, kWithHead);
         head += first;
@@ -193,6 +197,9 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
         stream_.write_all(std::exchange(head, {}));
       }
       stream_.write_all(piece);
+      if (reply.is_endless) {
+        watch_.with_state([](ConnectionState& state) { state.begin_answering(); });
+      }
     };
     const bool has_body = !is_head_only && reply.status != kNotModified;
     if (has_body && reply.stream_body) {

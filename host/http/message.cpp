@@ -70,7 +70,7 @@ std::string header_text(const HttpReply& reply, bool keeps_alive, BodyCoding cod
   if (reply.status != kNotModified) {
     fields.set(HTTPMessage::CONTENT_TYPE, reply.content_type);
     if (coding == BodyCoding::none) {
-      fields.set(HTTPMessage::CONTENT_LENGTH, length);
+      if (!reply.is_endless) fields.set(HTTPMessage::CONTENT_LENGTH, length);
     } else {
       fields.set(HTTPMessage::TRANSFER_ENCODING, HTTPMessage::CHUNKED_TRANSFER_ENCODING);
       fields.set("Content-Encoding", "gzip");
@@ -92,22 +92,26 @@ std::string header_text(const HttpReply& reply, bool keeps_alive, BodyCoding cod
   return text;
 }
 
-HttpFault::HttpFault(ErrorStatus error_status, std::string_view detail,
+HttpFault::HttpFault(ProblemKind problem_kind, std::string_view detail,
                      std::vector<std::pair<std::string, std::string>> header_fields)
-    : std::runtime_error(shortened(detail)),
-      status(error_status.code()),
-      fields(std::move(header_fields)) {}
+    : std::runtime_error(shortened(detail)), kind(problem_kind), fields(std::move(header_fields)) {}
 
 HttpReply problem_reply(const HttpFault& fault) {
-  const nlohmann::ordered_json problem = {
-      {"type", "about:blank"},
+  nlohmann::ordered_json problem = {
+      {"type", fault.kind.type()},
       {"title",
-       HTTPResponse::getReasonForStatus(static_cast<HTTPResponse::HTTPStatus>(fault.status))},
-      {"status", fault.status},
+       HTTPResponse::getReasonForStatus(static_cast<HTTPResponse::HTTPStatus>(fault.status()))},
+      {"status", fault.status()},
       {"detail", fault.what()},
   };
+  if (fault.place) {
+    nlohmann::ordered_json place = {{"pointer", fault.place->pointer},
+                                    {"detail", fault.place->detail}};
+    if (!fault.place->mark.empty()) place["mark"] = fault.place->mark;
+    problem["errors"].push_back(std::move(place));
+  }
   // What a client sent comes back in details, and need not be UTF-8.
-  return {fault.status, std::string(krv::rpc4::kProblemMediaType),
+  return {fault.status(), std::string(krv::rpc4::kProblemMediaType),
           problem.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n",
           fault.fields, fault.what()};
 }

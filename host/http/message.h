@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -10,7 +11,7 @@
 
 #include <Poco/Net/HTTPRequest.h>
 
-#include "host/http/status.h"
+#include "host/http/problem_kind.h"
 
 namespace korvane::host {
 
@@ -44,6 +45,9 @@ struct HttpReply {
   /// empty then.
   std::function<void(const Write& write)> stream_body = {};
   std::uint64_t streamed_bytes = 0;
+  /// `stream_body` goes on as long as it likes: the reply has no length and ends with the connection,
+  /// and each piece has the time that a whole reply has to leave.
+  bool is_endless = false;
 
   std::uint64_t body_bytes() const { return stream_body ? streamed_bytes : body.size(); }
 };
@@ -58,15 +62,27 @@ enum class BodyCoding { none, gzip_in_chunks };
 std::string header_text(const HttpReply& reply, bool keeps_alive,
                         BodyCoding coding = BodyCoding::none);
 
+/// What of a request is to blame for an error.
+struct ProblemPlace {
+  /// A JSON pointer into the request: "#/items/17/rev_id".
+  std::string pointer;
+  std::string detail;
+  /// By what people know the item; empty where it has none.
+  std::string mark = {};
+};
+
 /// Ends a request with an error reply. The client sees `what()`, so it must name nothing that the
 /// client has not sent. It is cut after 4 KiB: texts of failures repeat what they were given.
 class HttpFault : public std::runtime_error {
  public:
-  HttpFault(ErrorStatus error_status, std::string_view detail,
+  HttpFault(ProblemKind problem_kind, std::string_view detail,
             std::vector<std::pair<std::string, std::string>> header_fields = {});
 
-  int status;
+  int status() const { return kind.status(); }
+
+  ProblemKind kind;
   std::vector<std::pair<std::string, std::string>> fields;
+  std::optional<ProblemPlace> place = {};
 };
 
 /// The fault as an RFC 9457 problem document (application/problem+json).

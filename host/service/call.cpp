@@ -11,6 +11,7 @@
 
 namespace korvane::host {
 
+using krv::rpc4::Effect;
 using krv::rpc4::LiveService;
 using krv::rpc4::ServiceDefinition;
 
@@ -18,6 +19,7 @@ namespace {
 
 constexpr const char* kRunField = "Korvane-Run";
 constexpr const char* kRequestParameter = "request";
+constexpr const char* kDryRunParameter = "dry_run";
 
 std::string media_type_names() {
   return std::string(media_type(Representation::json)) + " or " +
@@ -26,9 +28,11 @@ std::string media_type_names() {
 
 bool reads_method(const std::string& method) { return method == "GET" || method == "HEAD"; }
 
-std::vector<std::string> parameter_names(const Callee& callee) {
-  if (callee.file) return {kRequestParameter, "create"};
-  return {kRequestParameter};
+std::vector<std::string> parameter_names(const Callee& callee, Effect effect) {
+  std::vector<std::string> names = {kRequestParameter};
+  if (callee.file) names.emplace_back("create");
+  if (effect == Effect::writes || effect == Effect::queries) names.emplace_back(kDryRunParameter);
+  return names;
 }
 
 /// Whether the text is a number or a boolean of JSON. What else a field takes that is not a text, is
@@ -106,7 +110,8 @@ Call::Call(CallRoom& room, const HttpRequest& request, const Target& target, con
   }
   choose_forms();
   if (target_.has_parameters()) {
-    target_.refuse_parameters_but(parameter_names(callee()), is_get_ ? kRequestParameter : "");
+    target_.refuse_parameters_but(parameter_names(callee(), operation().effect),
+                                  is_get_ ? kRequestParameter : "");
   }
   require_run();
 }
@@ -128,15 +133,16 @@ void Call::require_run() const {
   const std::string run = room_.runs.id();
   const std::string wanted = request_.head.get(kRunField, "");
   if (!wanted.empty() && wanted != run) {
-    throw HttpFault(
-        412, "the request is meant for run " + wanted + " of the server; this is run " + run);
+    throw HttpFault(problem("other-run"), "the request is meant for run " + wanted +
+                                              " of the server; this is run " + run);
   }
   const bool is_of_this_run =
       callee().file || room_.runs.is_first() || room_.permanent_services.count(callee().service_id);
   if (wanted.empty() && !is_of_this_run) {
-    throw HttpFault(412, "the id " + callee().service_id +
-                             " may be of an earlier run of the server; expected the field "
-                             "Korvane-Run, or the project's address");
+    throw HttpFault(problem("other-run"),
+                    "the id " + callee().service_id +
+                        " may be of an earlier run of the server; expected the field "
+                        "Korvane-Run, or the project's address");
   }
 }
 
@@ -153,12 +159,16 @@ krv::rpc4::EncodedRequest Call::encoded_request(const std::string& body,
   return {request_form_, parameter};
 }
 
-bool Call::may_create() const {
-  const std::string create = target_.parameter("create").value_or("false");
-  if (create != "true" && create != "false") {
-    throw HttpFault(400, "the parameter create is \"" + create + "\"; expected true or false");
-  }
-  return create == "true" && operation().effect == krv::rpc4::Effect::writes;
+bool Call::is_on(const std::string& name) const {
+  const std::string value = target_.parameter(name).value_or("false");
+  if (value == "true" || value == "false") return value == "true";
+  throw HttpFault(400, "the parameter " + name + " is \"" + value + "\"; expected true or false");
 }
+
+bool Call::may_create() const {
+  return is_on("create") && operation().effect == krv::rpc4::Effect::writes && !is_dry_run();
+}
+
+bool Call::is_dry_run() const { return mounted() == nullptr && is_on(kDryRunParameter); }
 
 }  // namespace korvane::host

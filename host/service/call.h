@@ -64,11 +64,15 @@ class Call {
   krv::rpc4::EncodedRequest encoded_request(const std::string& body, std::string& parameter) const;
   /// Whether the call may make the project if it is not there. Throws HttpFault 400.
   bool may_create() const;
+  /// Whether an operation that writes is to store nothing. Throws HttpFault 400.
+  bool is_dry_run() const;
   /// Throws HttpFault 412 unless the call is meant for the present run.
   void require_run() const;
 
  private:
   void choose_forms();
+  /// Whether the parameter, which is on or off, is on. Throws HttpFault 400.
+  bool is_on(const std::string& name) const;
 
   CallRoom& room_;
   const HttpRequest& request_;

@@ -11,6 +11,7 @@
 #include "host/access/sql_fence.h"
 #include "host/memory/memory_pool.h"
 #include "host/service/around_query.h"
+#include "host/service/change_feed.h"
 #include "host/service/delivery.h"
 #include "host/service/mounted.h"
 #include "host/service/open_projects.h"
@@ -72,6 +73,7 @@ struct CallRoom {
   MemoryPool replies;
   OpenProjects projects;
   Runs runs;
+  ChangeFeed changes;
   /// Destroyed first: calls that run use what stands above.
   Delivery delivery;
 };

@@ -108,7 +108,7 @@ HttpReply made_in_turn(const DocumentRequest& asked, const char* queue,
 HttpReply live_document(const DocumentRequest&) { return {200, "text/plain", "live\n"}; }
 
 HttpReply ready_document(const DocumentRequest& asked) {
-  if (asked.server.is_stopping) throw HttpFault(503, "the server is stopping");
+  if (asked.server.is_stopping) throw HttpFault(problem("stopping"), "the server is stopping");
   return {200, "text/plain", "ready\n"};
 }
 

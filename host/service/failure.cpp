@@ -1,6 +1,8 @@
 #include "host/service/failure.h"
 
 #include <new>
+#include <optional>
+#include <utility>
 
 #include <Poco/Data/DataException.h>
 #include <Poco/Data/SQLite/SQLiteException.h>
@@ -14,11 +16,15 @@
 
 namespace korvane::host {
 
+using krv::rpc4::FailedItem;
+
 namespace sqlite = Poco::Data::SQLite;
 
 namespace {
 
-HttpFault retry_later(const std::string& detail) { return {503, detail, {{"Retry-After", "1"}}}; }
+HttpFault retry_later(ProblemKind kind, const std::string& detail) {
+  return {kind, detail, {{"Retry-After", "1"}}};
+}
 
 template <class... Failures>
 bool is_one_of(const std::exception& failure) {
@@ -31,11 +37,11 @@ bool is_query_at_fault(const std::exception& failure) {
                    Poco::NotFoundException, Poco::RangeException, Poco::BadCastException>(failure);
 }
 
-ErrorStatus status_of(const std::exception& failure, krv::rpc4::Effect effect) {
+ProblemKind kind_of(const std::exception& failure, krv::rpc4::Effect effect) {
   if (is_one_of<krv::rpc4::BadRequest, ConfinementError>(failure)) return 400;
   if (is_one_of<krv::rpc4::NotFound>(failure)) return 404;
   if (is_one_of<sqlite::ConstraintViolationException>(failure)) return 409;
-  if (is_one_of<krv::rpc4::UnusableRow>(failure)) return 422;
+  if (is_one_of<krv::rpc4::UnusableRow>(failure)) return problem("unusable-row");
   if (effect == krv::rpc4::Effect::queries && is_query_at_fault(failure)) return 400;
   return 500;
 }
@@ -49,6 +55,29 @@ bool is_no_project(const std::exception& failure, const FailedCall& call) {
          is_one_of<sqlite::InvalidSQLStatementException>(failure);
 }
 
+/// Of a record that could not be stored, says which.
+HttpFault fault_at_item(HttpFault fault, const std::optional<FailedItem>& item) {
+  if (fault.kind != problem("constraint") || !item) return fault;
+  ProblemPlace place{"#", item->reason, item->mark};
+  std::string name;
+  if (item->index) {
+    place.pointer += "/items/" + std::to_string(*item->index);
+    name = "items[" + std::to_string(*item->index) + "]";
+  }
+  if (!item->field.empty()) {
+    place.pointer += '/' + item->field;
+    name += (name.empty() ? "" : ".") + item->field;
+  }
+  std::string text = fault.what();
+  if (!name.empty()) text += ": " + name;
+  if (!item->mark.empty()) text += ", mark \"" + item->mark + "\"";
+  if (!item->reason.empty()) text += ": " + item->reason;
+  if (place.detail.empty()) place.detail = fault.what();
+  HttpFault whole(fault.kind, text, fault.fields);
+  whole.place = std::move(place);
+  return whole;
+}
+
 }  // namespace
 
 HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call) {
@@ -57,19 +86,22 @@ HttpFault fault_of(const std::exception_ptr& failure, const FailedCall& call) {
   } catch (const HttpFault& fault) {
     return fault;
   } catch (const NotDelivered& undelivered) {
-    return retry_later(undelivered.what());
+    const bool is_stopping = undelivered.why == NotDelivered::Reason::stopping;
+    return retry_later(is_stopping ? problem("stopping") : problem("overloaded"),
+                       undelivered.what());
   } catch (const PoolIsFull& full) {
-    return retry_later(full.what());
+    return retry_later(503, full.what());
   } catch (const std::exception& other) {
-    if (is_one_of<sqlite::DBLockedException, sqlite::TableLockedException,
-                  sqlite::NoMemoryException>(other)) {
-      return retry_later(failure_text(other));
+    if (is_one_of<sqlite::DBLockedException, sqlite::TableLockedException>(other)) {
+      return retry_later(problem("locked"), failure_text(other));
     }
-    if (is_one_of<std::bad_alloc>(other)) return retry_later("out of memory");
+    if (is_one_of<sqlite::NoMemoryException>(other)) return retry_later(503, failure_text(other));
+    if (is_one_of<std::bad_alloc>(other)) return retry_later(503, "out of memory");
     if (is_no_project(other, call)) {
-      return {422, "\"" + call.file + "\" is not a korvane project: " + failure_text(other)};
+      return {problem("not-a-project"),
+              "\"" + call.file + "\" is not a korvane project: " + failure_text(other)};
     }
-    return {status_of(other, call.effect), failure_text(other)};
+    return fault_at_item({kind_of(other, call.effect), failure_text(other)}, call.item);
   } catch (...) {
     return {500, "a failure of an unknown kind"};
   }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "host/http/message.h"
+#include "platform/rpc4/failed_item.h"
 #include "platform/rpc4/operation.h"
 
 namespace korvane::host {
@@ -15,6 +17,8 @@ struct FailedCall {
   std::string file = {};
   /// Whether the file begins as a database does.
   bool is_database = true;
+  /// Which record could not be stored, if it was one.
+  std::optional<krv::rpc4::FailedItem> item = {};
 };
 
 /// What the failure of a call is to an HTTP client, with its own text as detail:
@@ -23,7 +27,7 @@ struct FailedCall {
 /// - missing or malformed input (krv::rpc4::BadRequest), a file name that is refused, and in a
 /// query
 ///   SQL that the database does not take 400
-/// - a constraint violation 409
+/// - a constraint violation 409, with the item, its mark and its field where they are known
 /// - a file that is not a database, or without the tables of a project, 422 "\"<file>\" is not a
 ///   korvane project: …"; an id in it that has more than 32 bits 422
 /// - a busy or locked file, a call that did not get its turn, no memory and no room in a pool 503

@@ -31,6 +31,22 @@ krv::rpc4::Operation mounted_operation(std::string_view name, krv::rpc4::Effect 
   return {name, effect, {}, {}, nullptr, nullptr};
 }
 
+MountedRoute changes_route() {
+  MountedRoute route;
+  route.operation = mounted_operation("changes", krv::rpc4::Effect::reads);
+  route.summary = "Tells of changes as they happen";
+  route.text =
+      "Server-sent events for as long as the client listens. The first, `state`, is sent at once. "
+      "A "
+      "`change` says which operation has changed the project, by which client, when, and what: "
+      "`kind` and `id` of a sheet, revision or catalogue entry, or null where it is more than one. "
+      "What another program did has no operation and no client. After `missed` the client reads "
+      "again what it shows. The stream ends when the server is reloaded or stops.";
+  route.reply_types = {"text/event-stream"};
+  route.watches = true;
+  return route;
+}
+
 std::vector<std::string> methods_of(const MountedRoute& route) {
   if (route.operation.effect == krv::rpc4::Effect::reads) return {"GET", "HEAD"};
   return {"POST"};

@@ -66,6 +66,8 @@ struct MountedReply {
   std::string file_name = {};
   /// Fields of the header besides.
   std::vector<std::pair<std::string, std::string>> fields = {};
+  /// The entries that a route has changed, for those who watch the project.
+  std::vector<krv::rpc4::Subject> changed = {};
 };
 
 struct MountedRoute {
@@ -83,6 +85,8 @@ struct MountedRoute {
   /// for what is not JSON, or any.
   std::vector<MountedSchema> request_schemas = {};
   std::vector<MountedSchema> reply_schemas = {};
+  /// It tells of changes for as long as the client listens, and has no `run`.
+  bool watches = false;
   /// Whether what it does depends on MountedCall::if_match.
   bool goes_by_if_match = false;
   /// Refuses a request that cannot be served, before its project is opened or made. May be null.
@@ -108,11 +112,20 @@ struct Mounted {
   /// reads of the project give. Called in the project's turn. Null where nobody can tell; what it
   /// throws means the same. Letters, digits and points.
   std::function<std::string(const krv::rpc4::LiveService& project)> state_of;
+  /// The strong tag of an entry, in quotes: another one whenever the entry, or what it stands for, is
+  /// another. Nothing where there is no such entry, or nobody can tell. Called in the project's turn.
+  /// May be null.
+  std::function<std::optional<std::string>(const krv::rpc4::LiveService& project,
+                                           const krv::rpc4::Subject& subject)>
+      tag_of;
   Page page;
 };
 
 /// An operation for a mounted route: no more than its name and effect.
 krv::rpc4::Operation mounted_operation(std::string_view name, krv::rpc4::Effect effect);
+
+/// GET …/changes: what changes in the project, as server-sent events.
+MountedRoute changes_route();
 
 /// The methods by which it is served.
 std::vector<std::string> methods_of(const MountedRoute& route);

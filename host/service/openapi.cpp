@@ -204,8 +204,14 @@ void Paths::add(const DescribedService& service, const Operation& operation) {
   if (!is_of_file && !service.id) item["parameters"].push_back(parameter_reference("service_id"));
   item["parameters"].push_back(parameter_reference("run"));
   Json post = described_operation(tag, id, operation, operation.summary, operation.text);
-  if (is_of_file && operation.effect == Effect::writes) {
-    post["parameters"] = Json::array({parameter_reference("create")});
+  if (operation.effect == Effect::writes) {
+    post["parameters"] = Json::array();
+    if (is_of_file) post["parameters"].push_back(parameter_reference("create"));
+    for (const char* const name : {"dry_run", "key", "seen"}) {
+      post["parameters"].push_back(parameter_reference(name));
+    }
+  } else if (operation.effect == Effect::queries) {
+    post["parameters"] = {parameter_reference("dry_run"), parameter_reference("key")};
   }
   post["requestBody"] = {
       {"required", true},
@@ -275,6 +281,7 @@ void Paths::add(const MountedRoute& route) {
   }
   if (!reads) {
     if (creates(route)) described["parameters"].push_back(parameter_reference("create"));
+    described["parameters"].push_back(parameter_reference("key"));
     if (route.goes_by_if_match) described["parameters"].push_back(parameter_reference("seen"));
     described["requestBody"] = {
         {"required", true},

@@ -52,12 +52,21 @@ Json access_schema() {
 }
 
 Json problem_schema() {
-  return object(
+  Json place = object("A place in the request.",
+                      {{"pointer", text("A JSON pointer to it: \"#/items/17/rev_id\".")},
+                       {"detail", text("What is wrong with it.")}});
+  place["properties"]["mark"] = text("The mark of the item, if it has one.");
+  Json problem = object(
       "What went wrong (RFC 9457).",
-      {{"type", text("Always \"about:blank\": the status says of what kind it is.")},
+      {{"type", text("What kind of problem it is, for programs: \"urn:korvane:problem:locked\".")},
        {"title", text("The name of the status.")},
        {"status", {{"type", "integer"}, {"description", "The status of the reply."}}},
        {"detail", text("What failed, for people: it names the input and what was expected.")}});
+  problem["properties"]["errors"] = {
+      {"type", "array"},
+      {"description", "What of the request is to blame, where it is one record of it."},
+      {"items", std::move(place)}};
+  return problem;
 }
 
 Json header(const char* description, Json schema = {{"type", "string"}}) {
@@ -116,6 +125,16 @@ Json parameters() {
       {"known", header_parameter("If-None-Match",
                                  "The ETag of the reply that the client has. If the project "
                                  "has not changed since, the answer is 304 without a body.")},
+      {"key", header_parameter("Idempotency-Key",
+                               "Names the request, so that it can be repeated: within a day it is "
+                               "carried out once, and gets the same answer again. 1 to 255 visible "
+                               "ASCII characters; another request needs another key.")},
+      {"dry_run",
+       {{"name", "dry_run"},
+        {"in", "query"},
+        {"required", false},
+        {"description", "Whether to answer as if it was done, and store nothing. Default: false."},
+        {"schema", {{"type", "boolean"}}}}},
       {"seen", header_parameter("If-Match",
                                 "The state that the client has seen, as a reply named it. If it is "
                                 "another by now, the answer is 412, and nothing is done.")}};

@@ -6,7 +6,16 @@
 
 namespace korvane::host {
 
-bool ReplyTag::find(const krv::rpc4::LiveService& project) {
+std::optional<std::string> ReplyTag::entry_tag(const krv::rpc4::LiveService& project,
+                                               krv::rpc4::Request* request) const {
+  const Mounted& mounted = call_.room().mounted;
+  if (request == nullptr || !mounted.tag_of || !call_.operation().reply.is_entry) return {};
+  const std::optional<krv::rpc4::Subject> subject = request->subject();
+  if (!subject) return {};
+  return mounted.tag_of(project, *subject);
+}
+
+bool ReplyTag::find(const krv::rpc4::LiveService& project, krv::rpc4::Request* request) {
   tag_.clear();
   is_known_ = false;
   const CallRoom& room = call_.room();
@@ -14,6 +23,11 @@ bool ReplyTag::find(const krv::rpc4::LiveService& project) {
   if (call_.operation().effect != krv::rpc4::Effect::reads) return false;
   std::string state;
   try {
+    if (const std::optional<std::string> entry = entry_tag(project, request)) {
+      tag_ = tag_of_form(*entry, call_.reply_form());
+      is_known_ = has_tag(call_.request().head.get("If-None-Match", ""), tag_);
+      return is_known_;
+    }
     state = room.mounted.state_of(project);
   } catch (const std::exception&) {
     return false;  // what the call itself does will say what is wrong

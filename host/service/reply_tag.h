@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "host/http/message.h"
@@ -8,7 +9,8 @@
 
 namespace korvane::host {
 
-/// The entity tag of a call's reply: which state of the project it is of. Only what reads a project
+/// The entity tag of a call's reply: which state of the project it is of, or where the reply is one
+/// entry, of that entry alone. Only what reads a project
 /// by its address and by GET has one.
 class ReplyTag {
  public:
@@ -17,7 +19,8 @@ class ReplyTag {
 
   /// Finds out the project's state, in its turn and before the reply is made: what changes
   /// meanwhile is another state. True where the client has the reply already.
-  bool find(const krv::rpc4::LiveService& project);
+  /// `request` is that of the call, or null.
+  bool find(const krv::rpc4::LiveService& project, krv::rpc4::Request* request);
 
   bool is_known() const { return is_known_; }
   /// Adds the tag, and that the reply may be kept and must be asked about.
@@ -26,6 +29,9 @@ class ReplyTag {
   HttpReply not_modified() const;
 
  private:
+  std::optional<std::string> entry_tag(const krv::rpc4::LiveService& project,
+                                       krv::rpc4::Request* request) const;
+
   const Call& call_;
   /// Empty where there is none.
   std::string tag_;

@@ -39,7 +39,7 @@ bool Runs::is_first() const {
 Runs::Stay::Stay(Runs& runs, std::chrono::milliseconds patience) : runs_(runs) {
   std::unique_lock lock(runs_.mutex_);
   if (!runs_.has_changed_.wait_for(lock, patience, [&] { return !runs_.is_ending_; })) {
-    throw HttpFault(503, "the server is being reloaded", {{"Retry-After", "1"}});
+    throw HttpFault(problem("stopping"), "the server is being reloaded", {{"Retry-After", "1"}});
   }
   ++runs_.stays_;
 }

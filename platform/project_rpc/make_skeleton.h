@@ -83,6 +83,7 @@ class RecordReply final : public krv::rpc4::Reply {
       return {};
     }
   }
+  std::optional<krv::rpc4::Subject> subject() const override { return subject_of(record_); }
 
  private:
   T record_{};
@@ -120,6 +121,10 @@ class RecordRequest : public krv::rpc4::Request {
       return {};
     }
   }
+  std::optional<krv::rpc4::Subject> subject() override {
+    decode();
+    return subject_of(*record_);
+  }
 
  protected:
   T take() {
@@ -151,7 +156,8 @@ class OperationRequest final : public RecordRequest<T> {
 
 template <class T>
 constexpr krv::rpc4::Contract contract() {
-  return {bond::type_name<T>(), &encoding::add_json_schema<T>, &encoding::form_of_field<T>};
+  return {bond::type_name<T>(), is_entry<T>, &encoding::add_json_schema<T>,
+          &encoding::form_of_field<T>};
 }
 
 /// One entry of a skeleton's operation table.

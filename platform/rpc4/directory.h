@@ -4,10 +4,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "platform/rpc4/operation.h"
+#include "platform/rpc4/transactional.h"
 
 /// The directory of live services: one for the process, in which a host finds a service by its id.
 ///
@@ -24,6 +26,8 @@ struct LiveService {
   void* service = nullptr;
   /// No other service of this process has or had the same: ids and addresses come again.
   std::uint64_t serial = 0;
+  /// The same service; null for one that has no transactions to offer.
+  Transactional* transactional = nullptr;
 };
 
 /// The newest live service of that id.
@@ -53,13 +57,18 @@ class Live final : public Implementation {
  public:
   template <class... Arguments>
   explicit Live(Arguments&&... arguments) : Implementation(std::forward<Arguments>(arguments)...) {
-    detail::enter_directory({this->id(), &Implementation::Skeleton::definition(), skeleton()});
+    detail::enter_directory(
+        {this->id(), &Implementation::Skeleton::definition(), skeleton(), 0, transactional()});
   }
   Live(const Live&) = delete;
   Live& operator=(const Live&) = delete;
   ~Live() { detail::leave_directory(skeleton()); }
 
  private:
+  Transactional* transactional() {
+    if constexpr (std::is_base_of_v<Transactional, Implementation>) return this;
+    return nullptr;
+  }
   void* skeleton() { return static_cast<typename Implementation::Skeleton*>(this); }
 };
 

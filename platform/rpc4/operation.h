@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,6 +30,15 @@ enum class Effect {
   queries,
 };
 
+/// The entry of a service's data that a record is about.
+struct Subject {
+  /// "revision", "material": a word of the service's own.
+  std::string_view kind;
+  /// By one of these or both it is known; by neither where it is yet to be made.
+  std::optional<std::int32_t> id = std::nullopt;
+  std::optional<std::string> uid = std::nullopt;
+};
+
 /// What an operation replied: one record of whichever contract.
 class Reply {
  public:
@@ -47,6 +58,8 @@ class Reply {
   virtual bool cut_rows(std::size_t rows) = 0;
   /// The id of the service that was opened; empty for a reply that names none.
   virtual std::string service_id() const = 0;
+  /// What the record is about; nothing for what is about no entry, or several.
+  virtual std::optional<Subject> subject() const = 0;
 };
 
 /// A request in the form in which it came. The bytes are not copied.
@@ -75,6 +88,8 @@ class Request {
   /// The SQL that the record carries; empty for one that carries none. Decodes. Valid until the
   /// request is delivered.
   virtual std::string_view sql() = 0;
+  /// The entry that the record is about; nothing for what is about none, or several. Decodes.
+  virtual std::optional<Subject> subject() = 0;
 
   /// Decodes and gives the record to the service that `service` points to, a skeleton of the
   /// operation's definition. Throws what the operation throws. One call at a time to each service.
@@ -87,6 +102,8 @@ class Request {
 struct Contract {
   /// Qualified: "korvane.model.cad.RevisionRef", "korvane.Batch<korvane.model.cad.Rebar>".
   std::string_view name;
+  /// Whether a record of it is an entry, or what is known of one that may be missing: see Subject.
+  bool is_entry;
   /// Adds the contract's JSON Schema and those that it uses; returns the name of its own.
   std::string (*add_schema)(korvane::encoding::JsonSchemas& schemas,
                             korvane::encoding::SchemaOf of);

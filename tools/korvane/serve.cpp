@@ -257,8 +257,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   }
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
-  host::Mounted mounted = server::project_routes();
-  mounted.state_of = server::state_of;
+  host::Mounted mounted = server::mounted();
   if (!options.page.empty()) mounted.page = host::Page(options.page);
   const bool has_page = !mounted.page.is_empty();
   const Poco::Net::ServerSocket socket = listen_on(address);

@@ -5,6 +5,7 @@
 
 #include <Poco/Data/Session.h>
 
+#include "model/plugins/korvane.model.cad.project/blamed_item.h"
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 #include "model/plugins/korvane.model.cad.project/record_access.h"
 #include "model/tables/tables.h"
@@ -15,7 +16,7 @@ namespace korvane::model::cad {
 /// caller's transaction, with one statement that is parsed once. `complete(record, given)` fills in
 /// what `given` needs besides `raw`, before each insert, for the first one also before the insert
 /// is parsed. Without items nothing is parsed at all. An exception leaves at its record and the
-/// rest is not tried.
+/// rest is not tried; of a constraint, the record is noted for the host.
 template <class T, class Complete>
 void insert_all(Poco::Data::Session& session, const std::vector<T>& items, Complete complete) {
   const tables::Table<T> table = tables::table_of<T>();
@@ -27,7 +28,8 @@ void insert_all(Poco::Data::Session& session, const std::vector<T>& items, Compl
     complete(record, given);
     if (!insert) insert.emplace(session, make_insert_sql(insert_spec(table)));
     bind_row(*insert, table, record, given);
-    insert->run();
+    run_blaming(session, *insert, table, record, given,
+                static_cast<std::size_t>(&record - items.data()));
   }
 }
 

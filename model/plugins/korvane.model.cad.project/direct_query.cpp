@@ -21,6 +21,7 @@ using Poco::Data::SQLite::Utility;
 /// Whether the session is one of the data layer's own connector. Another may give other types.
 bool is_plain(Poco::Data::Session& session) {
   const Poco::Data::SessionImpl& implementation = *session.impl();
+  // coverage: a service's session stays connected
   return typeid(implementation) == typeid(Poco::Data::SQLite::SessionImpl) && session.isConnected();
 }
 
@@ -31,6 +32,7 @@ bool is_blank(std::string_view text) {
 /// A text ends at a zero byte, as it does for the data layer.
 std::string text_of(sqlite3_stmt* statement, int column) {
   const auto* const first = reinterpret_cast<const char*>(sqlite3_column_text(statement, column));
+  // coverage: NULL is told apart before; no text is there only without memory
   return first == nullptr ? std::string() : std::string(first);
 }
 

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include <Poco/Data/SQLite/Utility.h>
 #include <boost/filesystem/operations.hpp>
 
 #include "model/plugins/korvane.model.cad.project/connector.h"
@@ -10,6 +11,7 @@
 #include "model/plugins/korvane.model.cad.project/schedule_content.h"
 #include "model/plugins/korvane.model.cad.project/schema.h"
 #include "model/plugins/korvane.model.cad.project/table_query.h"
+#include "model/plugins/korvane.model.cad.project/transaction_scope.h"
 #include "platform/assert/smart_assert.h"
 #include "platform/log/log.h"
 #include "platform/rpc4/failure.h"
@@ -91,9 +93,20 @@ void Project_Service_Impl::make_tables() {
 }
 
 void Project_Service_Impl::build_schema(bool reset_schema) {
-  session_->begin();
+  const bool is_part = UnitTransaction::is_open(*session_);
+  if (!is_part) session_->begin();
   if (reset_schema) create_tables(project_schema(), *session_);
-  session_->commit();
+  if (!is_part) session_->commit();
+}
+
+void Project_Service_Impl::begin_unit() { UnitTransaction::begin(*session_); }
+
+void Project_Service_Impl::commit_unit() { UnitTransaction::commit(*session_); }
+
+void Project_Service_Impl::roll_back_unit() noexcept { UnitTransaction::roll_back(*session_); }
+
+sqlite3* Project_Service_Impl::connection() {
+  return Poco::Data::SQLite::Utility::dbHandle(*session_);
 }
 
 void Project_Service_Impl::clear(ClearProjectRequest request, GenericReply&) {

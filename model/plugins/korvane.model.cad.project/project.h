@@ -8,6 +8,7 @@
 #include <boost/filesystem/path.hpp>
 
 #include "platform/project_rpc/project_service.h"
+#include "platform/rpc4/transactional.h"
 
 namespace korvane::model::cad {
 
@@ -19,7 +20,7 @@ std::string project_name(const boost::filesystem::path& filename);
 ///
 /// Calls come one at a time, in the caller's thread: no lock is taken. Reads open no transaction;
 /// a write is one transaction, stored whole or not at all by the time it returns.
-class Project_Service_Impl : public Project_Service {
+class Project_Service_Impl : public Project_Service, public krv::rpc4::Transactional {
  public:
   /// Opens `filename`, or makes it with ten empty tables. A file that holds any table counts as an
   /// existing one, however its name is written and whoever made it in the meantime: nothing in it
@@ -33,6 +34,11 @@ class Project_Service_Impl : public Project_Service {
   ~Project_Service_Impl();
 
   KORVANE_PROJECT_OPERATIONS(KORVANE_OVERRIDE_OPERATION)
+
+  void begin_unit() override;
+  void commit_unit() override;
+  void roll_back_unit() noexcept override;
+  sqlite3* connection() override;
 
  private:
   /// Makes the ten tables in one transaction, if the database has none. Does not roll back when it

@@ -12,6 +12,7 @@
 
 #include "contracts/common/batch.h"
 #include "contracts/encoding/record_codec.h"
+#include "model/plugins/korvane.model.cad.project/blamed_item.h"
 #include "model/plugins/korvane.model.cad.project/prepared_statement.h"
 #include "model/plugins/korvane.model.cad.project/transaction_scope.h"
 #include "model/tables/tables.h"
@@ -102,7 +103,7 @@ void insert_row(Poco::Data::Session& session, const T& record, const tables::Giv
   const tables::Table<T> table = tables::table_of<T>();
   PreparedStatement insert(session, make_insert_sql(insert_spec(table), ", "));
   bind_row(insert, table, record, given);
-  insert.run();
+  run_blaming(session, insert, table, record, given);
 }
 
 /// Replaces every column of the row `record.id`, `uid` included.
@@ -112,7 +113,7 @@ void update_row(Poco::Data::Session& session, const T& record, const tables::Giv
   PreparedStatement update(session, make_update_sql(insert_spec(table)));
   const std::size_t bound = bind_row(update, table, record, given);
   update.bind(bound + 1, record.id);
-  update.run();
+  run_blaming(session, update, table, record, given);
 }
 
 /// Replaces `raw` of the row `id` of `table`.

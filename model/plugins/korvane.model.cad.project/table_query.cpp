@@ -15,6 +15,7 @@
 #include <Poco/Dynamic/Var.h>
 
 #include "model/plugins/korvane.model.cad.project/direct_query.h"
+#include "model/plugins/korvane.model.cad.project/transaction_scope.h"
 #include "platform/log/log.h"
 #include "platform/rpc4/failure.h"
 
@@ -152,6 +153,7 @@ void query_table_impl(Poco::Data::Session& session, const table::GET_TABLE& requ
   const std::string& query = query_text(request);
   BOOST_LOG_SEV(get_global_log(), krv::log::trace)
       << L"query_table_impl: statement=" << widen(query);
+  UnitTransaction::require_whole(session);
   std::optional<DirectQuery> direct = DirectQuery::of(session, query);
   direct ? run_directly(*std::move(direct), reply) : run_by_data_layer(session, query, reply);
 }

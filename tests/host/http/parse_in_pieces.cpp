@@ -77,7 +77,7 @@ ParsedBytes parse_in_pieces(std::string_view bytes, const host::RequestLimits& l
     }
   } catch (const host::HttpFault& fault) {
     refusal = fault.what();
-    result.status = fault.status;
+    result.status = fault.status();
     result.reply_fields = fault.fields;
     result.taken = 0;
   }

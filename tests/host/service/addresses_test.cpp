@@ -90,7 +90,7 @@ TEST_F(Writes, RefuseAnotherAnswerThanTrueOrFalse) {
   EXPECT_EQ(answer.status, 400);
   EXPECT_EQ(answer.detail(), "the parameter create is \"yes\"; expected true or false");
   EXPECT_EQ(post(address("a.db", "create_sheet?creat=true")).detail(),
-            "unknown parameter \"creat\" in the address; expected request or create");
+            "unknown parameter \"creat\" in the address; expected request or create or dry_run");
 }
 
 TEST_F(Addresses, AreOfTheSameProjectAsAnId) {

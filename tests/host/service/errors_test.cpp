@@ -57,7 +57,7 @@ class ErrorsTest : public ServerTest {
 TEST_F(ErrorsTest, AreProblemDocuments) {
   const HttpAnswer answer = call("get_sheet", {{"id", 1}});
   EXPECT_EQ(answer.fields.at("content-type"), kProblem);
-  EXPECT_EQ(answer.json(), nlohmann::json({{"type", "about:blank"},
+  EXPECT_EQ(answer.json(), nlohmann::json({{"type", "urn:korvane:problem:not-found"},
                                            {"title", "Not Found"},
                                            {"status", 404},
                                            {"detail", "failed to get_sheet"}}));

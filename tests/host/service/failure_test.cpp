@@ -5,6 +5,7 @@
 #include <array>
 #include <memory>
 #include <new>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -47,11 +48,11 @@ HttpFault fault_of_project(const Failure& failure, Effect effect, bool is_databa
 
 template <class Failure>
 void expect_status_of_every_effect(const Failure& failure, int status) {
-  for (const Effect effect : kEffects) EXPECT_EQ(fault(failure, effect).status, status);
+  for (const Effect effect : kEffects) EXPECT_EQ(fault(failure, effect).status(), status);
 }
 
 void expect_retry_later(const HttpFault& fault) {
-  EXPECT_EQ(fault.status, 503);
+  EXPECT_EQ(fault.status(), 503);
   EXPECT_THAT(fault.fields, ElementsAre(Pair("Retry-After", "1")));
 }
 
@@ -90,20 +91,20 @@ TEST(FaultOf, AFileWithoutTheTablesOfAProjectIsNamedAsNone) {
   const sqlite::InvalidSQLStatementException failure("no such table: sheet");
   for (const Effect effect : {Effect::reads, Effect::writes, Effect::opens}) {
     const HttpFault none = fault_of_project(failure, effect);
-    EXPECT_EQ(none.status, 422);
+    EXPECT_EQ(none.status(), 422);
     EXPECT_STREQ(none.what(),
                  "\"a.db\" is not a korvane project: Invalid SQL statement: no such table: sheet");
   }
-  EXPECT_EQ(fault_of_project(failure, Effect::queries).status, 400);
+  EXPECT_EQ(fault_of_project(failure, Effect::queries).status(), 400);
 }
 
 TEST(FaultOf, AFileThatIsNoDatabaseIsNamedAsNone) {
   const sqlite::CorruptImageException failure("file is not a database");
   for (const Effect effect : kEffects) {
     const HttpFault none = fault_of_project(failure, effect, false);
-    EXPECT_EQ(none.status, 422);
+    EXPECT_EQ(none.status(), 422);
     EXPECT_THAT(none.what(), HasSubstr("\"a.db\" is not a korvane project: "));
-    EXPECT_EQ(fault_of_project(failure, effect).status, 500);
+    EXPECT_EQ(fault_of_project(failure, effect).status(), 500);
   }
 }
 
@@ -156,9 +157,9 @@ TEST(FaultOf, ARequestThatIsNoRecordIsABadRequest) {
 
 TEST(FaultOf, SqlIsTheClientsFaultInAQueryAlone) {
   const auto expect = [](const auto& failure) {
-    EXPECT_EQ(fault(failure, Effect::queries).status, 400);
+    EXPECT_EQ(fault(failure, Effect::queries).status(), 400);
     for (const Effect effect : {Effect::reads, Effect::writes, Effect::opens}) {
-      EXPECT_EQ(fault(failure, effect).status, 500);
+      EXPECT_EQ(fault(failure, effect).status(), 500);
     }
   };
   expect(sqlite::InvalidSQLStatementException("near \"selec\": syntax error"));
@@ -170,27 +171,35 @@ TEST(FaultOf, SqlIsTheClientsFaultInAQueryAlone) {
 
 TEST(FaultOf, AFaultStaysWhatItIs) {
   const HttpFault same = fault(HttpFault(422, "stopped", {{"A", "b"}}));
-  EXPECT_EQ(same.status, 422);
+  EXPECT_EQ(same.status(), 422);
   EXPECT_STREQ(same.what(), "stopped");
   EXPECT_THAT(same.fields, ElementsAre(Pair("A", "b")));
 }
 
 TEST(FaultOf, WhatIsNoExceptionIsAnErrorOfTheServer) {
   const HttpFault unknown = fault(5);
-  EXPECT_EQ(unknown.status, 500);
+  EXPECT_EQ(unknown.status(), 500);
   EXPECT_STREQ(unknown.what(), "a failure of an unknown kind");
 }
 
-TEST(ProblemReply, HasATitleForEveryStatusThatIsAnswered) {
-  HttpFault fault(500, "detail");
-  for (const int status : kErrorStatuses) {
-    fault.status = status;
-    const HttpReply reply = problem_reply(fault);
-    EXPECT_EQ(reply.status, status);
+TEST(ProblemReply, HasATypeAndATitleForEveryKindThatIsAnswered) {
+  for (const ProblemKind& kind : kProblemKinds) {
+    const HttpReply reply = problem_reply(HttpFault(kind, "detail"));
+    EXPECT_EQ(reply.status, kind.status());
     EXPECT_EQ(reply.detail, "detail");
     EXPECT_EQ(reply.content_type, "application/problem+json");
-    const std::string title = nlohmann::json::parse(reply.body).at("title");
-    EXPECT_THAT(title, AllOf(::testing::Not(HasSubstr("?")), ::testing::Not(IsEmpty()))) << status;
+    const nlohmann::json problem = nlohmann::json::parse(reply.body);
+    EXPECT_EQ(problem.at("type"), "urn:korvane:problem:" + std::string(kind.name()));
+    const std::string title = problem.at("title");
+    EXPECT_THAT(title, AllOf(::testing::Not(HasSubstr("?")), ::testing::Not(IsEmpty())));
+    EXPECT_FALSE(problem.contains("errors"));
+  }
+}
+
+TEST(ProblemKind, HasANameOfItsOwn) {
+  std::set<std::string> names;
+  for (const ProblemKind& kind : kProblemKinds) {
+    EXPECT_TRUE(names.emplace(kind.name()).second) << kind.name();
   }
 }
 

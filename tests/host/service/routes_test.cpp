@@ -26,7 +26,7 @@ int status_of(const std::string& target) {
     find_route(Target(target));
     return 200;
   } catch (const HttpFault& fault) {
-    return fault.status;
+    return fault.status();
   }
 }
 

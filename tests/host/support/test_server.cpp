@@ -38,7 +38,7 @@ std::string HttpAnswer::detail() const {
   EXPECT_EQ(fields.at("content-type"), "application/problem+json") << body;
   const nlohmann::json problem = json();
   EXPECT_EQ(problem.at("status"), status);
-  EXPECT_EQ(problem.at("type"), "about:blank");
+  EXPECT_TRUE(problem.at("type").get<std::string>().starts_with("urn:korvane:problem:")) << body;
   EXPECT_FALSE(problem.at("title").get<std::string>().empty());
   return problem.at("detail");
 }

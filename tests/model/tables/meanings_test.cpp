@@ -86,6 +86,12 @@ TEST(Meanings, KnowTheUnitsThatTheCommandsWorkWith) {
   for_each_meaning([&](const Meaning& meaning) { EXPECT_TRUE(units.contains(meaning.unit)); });
 }
 
+TEST(Meanings, AreFoundByOwnerAndName) {
+  for_each_meaning([](const Meaning& meaning) {
+    EXPECT_EQ(&meaning_of(meaning.owner, meaning.name), &meaning) << meaning.owner;
+  });
+}
+
 TEST(Meanings, RefuseANameThatThereIsNot) {
   EXPECT_THROW(
       {
@@ -98,6 +104,7 @@ TEST(Meanings, RefuseANameThatThereIsNot) {
       },
       std::out_of_range);
   EXPECT_THROW(meaning_of("rebar", "mark"), std::out_of_range);
+  EXPECT_THROW(meaning_of("Nobody", ""), std::out_of_range);
 }
 
 }  // namespace
