@@ -128,6 +128,9 @@ std::set<std::string> compare(const std::string& table, const Shape& wanted, con
   return usable;
 }
 
+/// Made by a server (host/service/kept_answers.h).
+constexpr std::string_view kAnswersTable = "korvane_answers";
+
 void note_what_is_not_ours(const Database& database, const std::set<std::string>& ours,
                            FindingList& findings) {
   Statement all(database,
@@ -138,6 +141,14 @@ void note_what_is_not_ours(const Database& database, const std::set<std::string>
     const std::string name(all.text(1));
     if (type == "table" && ours.count(name) != 0) continue;
     if (type == "index" && name.starts_with(kIndexPrefix)) continue;  // note_indexes
+    if (type == "index" && all.text(2) == kAnswersTable) continue;
+    if (type == "table" && name == kAnswersTable) {
+      findings.add(schema_finding(Kind::not_ours, name, "",
+                                  joined({"the table ", name,
+                                          " keeps a server's answers to writes with a key, for a "
+                                          "day"})));
+      continue;
+    }
     findings.add(schema_finding(Kind::not_ours, std::string(all.text(2)), "",
                                 joined({"the ", type, " ", name, " is not a project's"})));
   }

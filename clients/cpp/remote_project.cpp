@@ -1,151 +1,147 @@
 #include "clients/cpp/remote_project.h"
 
-#include <array>
-#include <cstddef>
-#include <istream>
-#include <stdexcept>
+#include <limits>
 #include <string_view>
 #include <utility>
 
-#include <Poco/Exception.h>
-#include <Poco/Net/Context.h>
-#include <Poco/Net/HTTPClientSession.h>
-#include <Poco/Net/HTTPRequest.h>
-#include <Poco/Net/HTTPResponse.h>
-#include <Poco/Net/HTTPSClientSession.h>
-#include <Poco/Net/NetSSL.h>
-#include <Poco/Timespan.h>
-#include <Poco/URI.h>
 #include <nlohmann/json.hpp>
 
+#include "contracts/encoding/json.h"
 #include "contracts/encoding/record_codec.h"
 #include "platform/project_rpc/project_manager_service.h"
 #include "platform/rpc4/http.h"
 
 namespace korvane::client {
 
-using Poco::Net::HTTPClientSession;
-using Poco::Net::HTTPResponse;
+using krv::rpc4::Effect;
+using krv::rpc4::Representation;
 
 namespace {
 
-const Poco::Timespan kReplyTime(300, 0);
+constexpr const char* kLinesAtATime = "5000";
 
-/// More than a server sends.
-constexpr std::size_t kMostReplyBytes = std::size_t{512} << 20U;
-
-[[noreturn]] void refuse_address(const std::string& url) {
-  throw std::runtime_error("\"" + url + "\" is not the address of a server: expected " +
-                           "http://HOST:PORT or https://HOST:PORT");
+Repeating repeating_of(Effect effect) {
+  switch (effect) {
+    case Effect::reads:
+      return Repeating::freely;
+    case Effect::writes:
+      return Repeating::under_key;
+    case Effect::opens:
+    case Effect::queries:
+      break;
+  }
+  return Repeating::when_refused;
 }
 
-Poco::URI parse_address(const std::string& url) {
-  try {
-    return Poco::URI(url);
-  } catch (const Poco::SyntaxException&) {
-    refuse_address(url);
-  }
+Options sent_once(const std::string& token) {
+  Options options;
+  options.token = token;
+  options.attempts = 1;
+  return options;
 }
 
-std::unique_ptr<HTTPClientSession> make_session(const std::string& url) {
-  const Poco::URI uri = parse_address(url);
-  if (uri.getScheme() == "http") {
-    return std::make_unique<HTTPClientSession>(uri.getHost(), uri.getPort());
+Variant cell_of(const nlohmann::json& value) {
+  Variant cell;
+  if (value.is_string()) cell.value_string.set(value.get<std::string>());
+  if (value.is_boolean()) cell.value_int32.set(value.get<bool>() ? 1 : 0);
+  if (!value.is_number()) return cell;
+  const double number = value.get<double>();
+  using Limits = std::numeric_limits<std::int32_t>;
+  const bool is_small =
+      value.is_number_integer() && number >= Limits::min() && number <= Limits::max();
+  if (is_small) {
+    cell.value_int32.set(value.get<std::int32_t>());
+  } else {
+    cell.value_double.set(number);
   }
-  if (uri.getScheme() != "https") refuse_address(url);
-  Poco::Net::initializeSSL();
-  Poco::Net::Context::Params parameters;
-  parameters.verificationMode = Poco::Net::Context::VERIFY_RELAXED;
-  parameters.loadDefaultCAs = true;
-  return std::make_unique<Poco::Net::HTTPSClientSession>(
-      uri.getHost(), uri.getPort(),
-      new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, parameters));
-}
-
-/// The text of a problem document, or the beginning of whatever else has come.
-std::string detail_of(const std::string& body) {
-  const auto problem = nlohmann::json::parse(body, nullptr, false);
-  if (problem.is_object() && problem.contains("detail") && problem["detail"].is_string()) {
-    return problem["detail"];
-  }
-  return body.substr(0, 200);
+  return cell;
 }
 
 }  // namespace
 
-class RemoteProject::Server {
- public:
-  Server(std::string url, std::string token)
-      : url_(std::move(url)), token_(std::move(token)), session_(make_session(url_)) {
-    session_->setKeepAlive(true);
-    session_->setTimeout(kReplyTime);
-  }
-
-  template <class Reply, class Request>
-  Reply call(const std::string& path, const Request& request) {
-    const bond::blob body = encoding::encode(request);
-    const std::string reply = post(path, {body.content(), body.size()});
-    return encoding::decode<Reply>(reply.data(), static_cast<std::uint32_t>(reply.size()));
-  }
-
- private:
-  std::string post(const std::string& path, std::string_view body) {
-    try {
-      Poco::Net::HTTPRequest head(Poco::Net::HTTPRequest::HTTP_POST, path,
-                                  Poco::Net::HTTPMessage::HTTP_1_1);
-      head.setContentType(std::string(krv::rpc4::kCompactBinaryMediaType));
-      head.setContentLength64(static_cast<Poco::Int64>(body.size()));
-      if (!token_.empty()) head.setCredentials("Bearer", token_);
-      session_->sendRequest(head).write(body.data(), static_cast<std::streamsize>(body.size()));
-      HTTPResponse response;
-      std::istream& reply_body = session_->receiveResponse(response);
-      if (response.getContentLength64() > static_cast<Poco::Int64>(kMostReplyBytes))
-        refuse_length();
-      std::string reply = read_all(reply_body);
-      if (response.getStatus() == HTTPResponse::HTTP_OK) return reply;
-      throw std::runtime_error(url_ + ": " + std::to_string(response.getStatus()) + " " +
-                               detail_of(reply));
-    } catch (const Poco::Exception& failure) {
-      throw std::runtime_error("cannot reach " + url_ + ": " + failure.displayText());
-    }
-  }
-
-  std::string read_all(std::istream& body) {
-    std::string text;
-    std::array<char, 64U << 10U> piece{};
-    while (body.read(piece.data(), piece.size()).gcount() > 0) {
-      text.append(piece.data(), static_cast<std::size_t>(body.gcount()));
-      if (text.size() > kMostReplyBytes) refuse_length();
-    }
-    return text;
-  }
-
-  [[noreturn]] void refuse_length() {
-    session_->reset();  // else the rest would be read to its end
-    throw std::runtime_error(url_ + ": the reply is longer than " +
-                             std::to_string(kMostReplyBytes) + " bytes");
-  }
-
-  std::string url_;
-  std::string token_;
-  std::unique_ptr<HTTPClientSession> session_;
-};
-
-RemoteProject::RemoteProject(const std::string& url, const std::string& token,
-                             const std::string& filename, IfMissing if_missing)
-    : Project_Service(filename), server_(std::make_unique<Server>(url, token)) {
+RemoteProject::RemoteProject(const std::string& url, const std::string& filename, Options options,
+                             IfMissing if_missing)
+    : Project_Service(filename), connection_(url, std::move(options)) {
   if (if_missing == IfMissing::fail) return;
   model::OpenProjectRequest request;
   request.filename = filename;
-  server_->call<model::OpenProjectResponse>(
-      krv::rpc4::operation_path(ProjectManager_Metadata::GlobalInstanceID, "open"), request);
+  // Opening twice makes the file once.
+  call<model::OpenProjectResponse>(
+      krv::rpc4::operation_path(ProjectManager_Metadata::GlobalInstanceID, "open"), request,
+      Repeating::freely);
 }
+
+RemoteProject::RemoteProject(const std::string& url, const std::string& token,
+                             const std::string& filename, IfMissing if_missing)
+    : RemoteProject(url, filename, sent_once(token), if_missing) {}
 
 RemoteProject::~RemoteProject() = default;
 
-#define CALL_REMOTELY(name, Request, Reply, effect)                              \
-  void RemoteProject::name(Request request, Reply& reply) {                      \
-    reply = server_->call<Reply>(krv::rpc4::project_path(id(), #name), request); \
+template <class Reply, class RequestRecord>
+Reply RemoteProject::call(const std::string& path, const RequestRecord& request,
+                          Repeating repeating) {
+  const bool is_json = connection_.options().form == Representation::json;
+  Request sent{.path = path, .repeating = repeating};
+  if (is_json) {
+    sent.content_type = krv::rpc4::kJsonMediaType;
+    const std::string body = encoding::to_json(request);
+    sent.body = body;
+    return encoding::from_json<Reply>(connection_.send(sent));
+  }
+  sent.content_type = krv::rpc4::kCompactBinaryMediaType;
+  const bond::blob body = encoding::encode(request);
+  sent.body = {body.content(), body.size()};
+  const std::string reply = connection_.send(sent);
+  return encoding::decode<Reply>(reply.data(), static_cast<std::uint32_t>(reply.size()));
+}
+
+std::string RemoteProject::route(const std::string& name,
+                                 const std::map<std::string, std::string>& parameters) const {
+  return krv::rpc4::project_path(id(), name) + query_text(parameters);
+}
+
+std::string RemoteProject::import_file(const std::string& path,
+                                       const std::map<std::string, std::string>& parameters) {
+  return connection_.send({.path = route("import", parameters),
+                           .content_type = "application/octet-stream",
+                           .body_file = path,
+                           .repeating = Repeating::under_key});
+}
+
+void RemoteProject::export_as(const std::string& format, const BodySink& sink,
+                              const std::map<std::string, std::string>& parameters) {
+  std::map<std::string, std::string> all = parameters;
+  all["format"] = format;
+  connection_.send({.method = "GET", .path = route("export", all)}, sink);
+}
+
+void RemoteProject::for_each_line(const std::string& kind, std::int32_t revision_id,
+                                  const std::string& fields,
+                                  const std::function<void(const Line& line)>& take) {
+  std::map<std::string, std::string> parameters = {
+      {"kind", kind}, {"revision_id", std::to_string(revision_id)}, {"limit", kLinesAtATime}};
+  if (!fields.empty()) parameters["fields"] = fields;
+  for (;;) {
+    const auto page = nlohmann::json::parse(
+        connection_.send({.method = "GET", .path = route("lines", parameters)}));
+    const auto& columns = page.at("columns");
+    for (const auto& row : page.at("rows")) {
+      Line line;
+      for (std::size_t i = 0; i < columns.size(); ++i) {
+        line.emplace(columns.at(i).at("name").get<std::string>(), cell_of(row.at(i)));
+      }
+      take(line);
+    }
+    const auto next = page.find("next");
+    if (next == page.end() || next->is_null()) return;
+    parameters["after"] = next->is_string() ? next->get<std::string>() : next->dump();
+  }
+}
+
+#define CALL_REMOTELY(name, Request, Reply, effect)                                               \
+  void RemoteProject::name(Request request, Reply& reply) {                                       \
+    reply =                                                                                       \
+        call<Reply>(krv::rpc4::project_path(id(), #name), request, repeating_of(Effect::effect)); \
   }
 KORVANE_PROJECT_OPERATIONS(CALL_REMOTELY)
 #undef CALL_REMOTELY

@@ -1,11 +1,14 @@
 #pragma once
 
-#include <memory>
+#include <cstdint>
+#include <functional>
+#include <map>
 #include <string>
 
+#include "clients/cpp/connection.h"
+#include "contracts/common/variant.h"
 #include "platform/project_rpc/project_service.h"
 
-/// Korvane's server for programs in C++: what a project in a file offers, over HTTP.
 namespace korvane::client {
 
 // The operations below name the contracts without their namespace.
@@ -13,25 +16,19 @@ using namespace model::cad;
 
 /// A project on a server, found by its file's name, so that it outlives a restart of the server.
 ///
-///     RemoteProject project("http://127.0.0.1:8420", "", "tower.db",
+///     RemoteProject project("http://127.0.0.1:8420", "tower.db", {.token = token},
 ///                           RemoteProject::IfMissing::fail);
 ///     Batch<Sheet> sheets;
 ///     project.list_sheets({}, sheets);
 ///
-/// Every operation of Project_Service is one POST in Compact Binary over a connection that is kept
-/// open. It returns when the reply has come, for which it waits five minutes: a call may wait for
-/// its turn and for a file that another program holds. Nothing is sent twice: after a failure to
-/// reach the server an operation that writes may or may not have been done.
+/// Every operation of Project_Service is one POST over a connection that is kept open, in the form
+/// that the options say. It returns when the reply has come. What is sent again, and when, the
+/// options say as well; after a failure to reach the server an operation that writes may or may not
+/// have been done.
 ///
-/// The constructor and every operation throw std::runtime_error:
-///
-/// - "<url>: <status> <detail>" for what the server refuses, such as
-///   "http://127.0.0.1:8420: 404 no project tower.db"
-/// - "cannot reach <url>: <reason>" when there is no connection, or none that can be trusted
-/// - "<url>: the reply is longer than <number> bytes" above 512 MiB
-///
-/// and what decoding throws for a reply that is not a record of its contract. `reply` is then
-/// unchanged, and the object can be used further.
+/// The constructor and every operation throw what Connection::send throws, ServerError for what the
+/// server refuses, and what decoding throws for a reply that is not a record of its contract. `reply`
+/// is then unchanged, and the object can be used further.
 ///
 /// Owns its connection. Used by one thread at a time; different objects by different threads.
 class RemoteProject final : public Project_Service {
@@ -42,23 +39,42 @@ class RemoteProject final : public Project_Service {
     make,  ///< it is made by the constructor
   };
 
-  /// The project in `filename`, a path in the folder of the server at `url`, which is
-  /// "http://HOST:PORT" or "https://HOST:PORT". `id()` is `filename`. A server over https must have
-  /// a certificate that the system's authorities vouch for. `token` is sent as bearer token unless
-  /// it is empty.
-  ///
-  /// Sends a request only with `IfMissing::make`. Throws std::runtime_error "\"<url>\" is not the
-  /// address of a server: expected http://HOST:PORT or https://HOST:PORT" as well.
+  /// The project in `filename`, a path in the folder of the server at `url` (see Connection).
+  /// `id()` is `filename`. Sends a request only with `IfMissing::make`.
+  RemoteProject(const std::string& url, const std::string& filename, Options options,
+                IfMissing if_missing);
+  /// One that sends nothing twice.
   RemoteProject(const std::string& url, const std::string& token, const std::string& filename,
                 IfMissing if_missing);
   ~RemoteProject();
 
   KORVANE_PROJECT_OPERATIONS(KORVANE_OVERRIDE_OPERATION)
 
- private:
-  class Server;
+  /// Has the server store the schedule in the file `path`: BVBS records, or a project in JSON. All of
+  /// it or, where the options let it be sent once only, what of it was done before a limit stopped
+  /// it. `parameters` are those of the server's route ("sheet", "replace", "dry_run"). Returns what
+  /// was stored, as JSON.
+  std::string import_file(const std::string& path,
+                          const std::map<std::string, std::string>& parameters = {});
+  /// Hands the schedule over in pieces: `format` is "bvbs", "csv", "xlsx", "json" or "ndjson".
+  void export_as(const std::string& format, const BodySink& sink,
+                 const std::map<std::string, std::string>& parameters = {});
 
-  std::unique_ptr<Server> server_;
+  /// The lines of one kind ("bars", "fabrics", "bar_spacers", "mounting_parts") of a revision, page
+  /// by page: however many there are, some thousand are held at a time. `take(line)` gets each line's
+  /// fields by their names; an empty Variant is no value. `fields` are the columns, separated by
+  /// commas; empty for all.
+  using Line = std::map<std::string, Variant>;
+  void for_each_line(const std::string& kind, std::int32_t revision_id, const std::string& fields,
+                     const std::function<void(const Line& line)>& take);
+
+ private:
+  template <class Reply, class RequestRecord>
+  Reply call(const std::string& path, const RequestRecord& request, Repeating repeating);
+  std::string route(const std::string& name,
+                    const std::map<std::string, std::string>& parameters) const;
+
+  Connection connection_;
 };
 
 }  // namespace korvane::client

@@ -34,12 +34,24 @@ void add_server_options(CLI::App& command, ProjectOptions& project) {
       ->envname("KORVANE_TOKEN");
 }
 
+namespace {
+
+client::Options options_of(const ProjectOptions& project) {
+  constexpr int kAttempts = 3;  // somebody waits
+  client::Options options;
+  options.token = project.token;
+  options.attempts = kAttempts;
+  return options;
+}
+
+}  // namespace
+
 void with_project(const ProjectOptions& project, const CommonOptions& common, Purpose purpose,
                   const std::function<void(model::cad::Project_Service&)>& use) {
   const bool may_make = purpose == Purpose::writing;
   if (project.server) {
     using IfMissing = RemoteProject::IfMissing;
-    RemoteProject remote(*project.server, project.token, project.file,
+    RemoteProject remote(*project.server, project.file, options_of(project),
                          may_make ? IfMissing::make : IfMissing::fail);
     use(remote);
     return;
@@ -56,8 +68,8 @@ void with_two_projects(const ProjectOptions& project, const std::string& other_f
                        const std::function<void(Project_Service&, Project_Service&)>& use) {
   if (project.server) {
     using IfMissing = RemoteProject::IfMissing;
-    RemoteProject first(*project.server, project.token, project.file, IfMissing::fail);
-    RemoteProject second(*project.server, project.token, other_file, IfMissing::fail);
+    RemoteProject first(*project.server, project.file, options_of(project), IfMissing::fail);
+    RemoteProject second(*project.server, other_file, options_of(project), IfMissing::fail);
     use(first, second);
     return;
   }

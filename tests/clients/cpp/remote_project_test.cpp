@@ -1,5 +1,6 @@
 #include "clients/cpp/remote_project.h"
 
+#include <chrono>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
@@ -185,6 +186,133 @@ TEST(RemoteProject, RefusesWhatIsNotAnAddress) {
                                                   "\" is not the address of a server: expected "
                                                   "http://HOST:PORT or https://HOST:PORT"));
   }
+}
+
+/// The value of a field of the head of a request; empty without one.
+std::string field_of(const std::string& head, const std::string& name) {
+  const std::size_t found = head.find("\r\n" + name + ": ");
+  if (found == std::string::npos) return {};
+  const std::size_t begin = found + name.size() + 4;
+  return head.substr(begin, head.find("\r\n", begin) - begin);
+}
+
+Options twice() {
+  Options options;
+  options.attempts = 2;
+  return options;
+}
+
+const std::string kEmptyRecord(1, '\0');
+
+TEST(RepeatingClient, SendsAWriteAgainUnderItsKeyWhenTheConnectionBreaks) {
+  ScriptedServer server(
+      {"", http_reply("200 OK", kEmptyRecord), http_reply("200 OK", kEmptyRecord)});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  create_sheet(project, "S1");
+  create_sheet(project, "S1");
+  const std::string key = field_of(server.requests().at(0), "Idempotency-Key");
+  EXPECT_EQ(key.size(), 36U);
+  EXPECT_EQ(field_of(server.requests().at(1), "Idempotency-Key"), key);
+  EXPECT_NE(field_of(server.requests().at(2), "Idempotency-Key"), key);
+}
+
+TEST(RepeatingClient, ReadsAgainWithoutAKey) {
+  ScriptedServer server({"", http_reply("200 OK", kEmptyRecord)});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  EXPECT_THAT(sheets_of(project), IsEmpty());
+  EXPECT_EQ(field_of(server.requests().at(1), "Idempotency-Key"), "");
+}
+
+TEST(RepeatingClient, SendsAQueryAgainOnlyWhenTheServerHasRefusedIt) {
+  ScriptedServer server({http_reply("503 Busy", "{}"), ""});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  model::table::TABLE reply;
+  EXPECT_THROW(project.query_table({}, reply), std::runtime_error);
+  EXPECT_EQ(server.requests().size(), 2U);
+  ScriptedServer breaking({"", http_reply("200 OK", kEmptyRecord)});
+  RemoteProject broken(breaking.url(), "tower.db", twice(), IfMissing::fail);
+  EXPECT_THROW(broken.query_table({}, reply), std::runtime_error);
+  sheets_of(broken);
+  EXPECT_EQ(breaking.requests().size(), 2U);
+}
+
+TEST(RepeatingClient, WaitsAsLongAsTheServerSaysButNoLongerThanItMay) {
+  ScriptedServer server(
+      {"HTTP/1.1 429 Too Many Requests\r\nRetry-After: 3600\r\n"
+       "Content-Length: 0\r\nConnection: close\r\n\r\n",
+       http_reply("200 OK", kEmptyRecord)});
+  Options options = twice();
+  options.longest_pause = std::chrono::milliseconds(300);
+  RemoteProject project(server.url(), "tower.db", options, IfMissing::fail);
+  const auto begin = std::chrono::steady_clock::now();
+  sheets_of(project);
+  EXPECT_GE(std::chrono::steady_clock::now() - begin, options.longest_pause);
+}
+
+TEST(RepeatingClient, GivesUpAfterItsAttemptsWithTheLastRefusal) {
+  ScriptedServer server({http_reply("503 Busy", R"({"detail":"first"})"),
+                         http_reply("503 Busy", R"({"detail":"second","type":"urn:x"})")});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  try {
+    sheets_of(project);
+    FAIL();
+  } catch (const ServerError& error) {
+    EXPECT_EQ(error.status, 503);
+    EXPECT_EQ(error.type, "urn:x");
+    EXPECT_EQ(error.detail, "second");
+  }
+}
+
+TEST(RepeatingClient, DoesNotRepeatWhatIsRefusedForGood) {
+  ScriptedServer server({http_reply("409 Conflict", "{}"), http_reply("200 OK", kEmptyRecord)});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  EXPECT_THROW(create_sheet(project, "S1"), ServerError);
+  create_sheet(project, "S2");
+  EXPECT_NE(field_of(server.requests().at(0), "Idempotency-Key"),
+            field_of(server.requests().at(1), "Idempotency-Key"));
+}
+
+TEST(RemoteProject, SaysWhatKindOfErrorItWas) {
+  const ServedFolder server;
+  RemoteProject project(server.url(), "tower.db", Options{}, IfMissing::make);
+  Sheet sheet;
+  SheetRef ref;
+  ref.id = 7;
+  try {
+    project.get_sheet(ref, sheet);
+    FAIL();
+  } catch (const ServerError& error) {
+    EXPECT_EQ(error.status, 404);
+    EXPECT_EQ(error.type, "urn:korvane:problem:not-found");
+    EXPECT_EQ(error.detail, "failed to get_sheet");
+    EXPECT_FALSE(error.request_id.empty());
+  }
+}
+
+TEST(RemoteProject, TalksJsonWhereItIsTold) {
+  const ServedFolder server;
+  Options options;
+  options.form = krv::rpc4::Representation::json;
+  RemoteProject project(server.url(), "tower.db", options, IfMissing::make);
+  create_sheet(project, "S1");
+  EXPECT_EQ(sheets_of(project).at(0).name, "S1");
+}
+
+TEST(RemoteProject, ImportsAFileExportsItAndGivesItsLines) {
+  const ServedFolder server;
+  RemoteProject project(server.url(), "tower.db", Options{}, IfMissing::make);
+  const std::string result = project.import_file(KORVANE_EXAMPLES "/guideline.abs");
+  EXPECT_THAT(result, HasSubstr("\"revisions\""));
+  std::string schedule;
+  project.export_as("bvbs", [&](std::string_view piece) { schedule += piece; });
+  EXPECT_THAT(schedule, StartsWith("BF2D@"));
+  std::vector<std::string> marks;
+  project.for_each_line("bars", 1, "mark,total_bars", [&](const RemoteProject::Line& line) {
+    EXPECT_EQ(line.size(), 2U);
+    marks.push_back(*line.at("mark").value_string);
+  });
+  EXPECT_EQ(marks.size(), 16U);
+  EXPECT_THROW(project.import_file("/no/such/file"), std::runtime_error);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 
 #include "model/plugins/korvane.model.cad.project/project.h"
 #include "platform/rpc4/failed_item.h"
+#include "tests/support/captured_log.h"
 #include "tests/support/plain_sqlite.h"
 #include "tests/support/temporary_folder.h"
 
@@ -41,6 +42,7 @@ class UnitTest : public ::testing::Test {
   std::string sheets() { return *plain_rows(file_, "select count(*) from sheet")[0][0]; }
   bool is_in_transaction() { return sqlite3_get_autocommit(project_.connection()) == 0; }
 
+  CapturedLog log_;
   TemporaryFolder folder_;
   const std::string file_ = folder_.file("a.db");
   Project_Service_Impl project_{0, file_};

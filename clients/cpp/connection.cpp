@@ -1,0 +1,264 @@
+#include "clients/cpp/connection.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
+#include <istream>
+#include <limits>
+#include <optional>
+#include <random>
+#include <thread>
+#include <utility>
+
+#include <Poco/Exception.h>
+#include <Poco/Net/Context.h>
+#include <Poco/Net/HTTPClientSession.h>
+#include <Poco/Net/HTTPRequest.h>
+#include <Poco/Net/HTTPResponse.h>
+#include <Poco/Net/HTTPSClientSession.h>
+#include <Poco/Net/NetSSL.h>
+#include <Poco/NumberParser.h>
+#include <Poco/StreamCopier.h>
+#include <Poco/Timespan.h>
+#include <Poco/URI.h>
+#include <Poco/UUIDGenerator.h>
+#include <nlohmann/json.hpp>
+
+namespace korvane::client {
+
+using Poco::Net::HTTPClientSession;
+using Poco::Net::HTTPResponse;
+using std::chrono::milliseconds;
+
+namespace {
+
+const Poco::Timespan kReplyTime(300, 0);
+
+/// More than a server sends of what is not a stream.
+constexpr std::size_t kMostReplyBytes = std::size_t{512} << 20U;
+/// Enough of the body of an error.
+constexpr std::size_t kMostErrorBytes = std::size_t{64} << 10U;
+
+/// The first pause, which doubles.
+constexpr milliseconds kFirstPause{200};
+
+[[noreturn]] void refuse_address(const std::string& url) {
+  throw std::runtime_error("\"" + url + "\" is not the address of a server: expected " +
+                           "http://HOST:PORT or https://HOST:PORT");
+}
+
+[[noreturn]] void refuse_length(const std::string& url) {
+  throw std::runtime_error(url + ": the reply is longer than " + std::to_string(kMostReplyBytes) +
+                           " bytes");
+}
+
+Poco::URI parse_address(const std::string& url) {
+  try {
+    return Poco::URI(url);
+  } catch (const Poco::SyntaxException&) {
+    refuse_address(url);
+  }
+}
+
+std::unique_ptr<HTTPClientSession> make_session(const std::string& url,
+                                                const std::string& authorities) {
+  const Poco::URI uri = parse_address(url);
+  if (uri.getScheme() == "http") {
+    return std::make_unique<HTTPClientSession>(uri.getHost(), uri.getPort());
+  }
+  if (uri.getScheme() != "https") refuse_address(url);
+  Poco::Net::initializeSSL();
+  Poco::Net::Context::Params parameters;
+  parameters.verificationMode = Poco::Net::Context::VERIFY_RELAXED;
+  parameters.loadDefaultCAs = true;
+  parameters.caLocation = authorities;
+  return std::make_unique<Poco::Net::HTTPSClientSession>(
+      uri.getHost(), uri.getPort(),
+      new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, parameters));
+}
+
+/// The reply to a request, or the failure of its connection.
+struct Outcome {
+  std::optional<ServerError> refusal;
+  std::string unreachable;
+  /// How long the server asks to wait.
+  milliseconds retry_after{0};
+  /// Something of the reply's body has been handed over.
+  bool has_begun = false;
+
+  bool is_done() const { return !refusal && unreachable.empty(); }
+  bool is_refused_for_now() const {
+    return refusal && (refusal->status == HTTPResponse::HTTP_TOO_MANY_REQUESTS ||
+                       refusal->status == HTTPResponse::HTTP_SERVICE_UNAVAILABLE);
+  }
+};
+
+bool may_repeat(const Outcome& outcome, Repeating repeating) {
+  if (outcome.has_begun) return false;
+  if (outcome.is_refused_for_now()) return true;
+  return !outcome.unreachable.empty() && repeating != Repeating::when_refused;
+}
+
+}  // namespace
+
+ServerError::ServerError(const std::string& url, int its_status, std::string its_type,
+                         std::string its_detail, std::string its_request_id)
+    : std::runtime_error(url + ": " + std::to_string(its_status) + " " + its_detail),
+      status(its_status),
+      type(std::move(its_type)),
+      detail(std::move(its_detail)),
+      request_id(std::move(its_request_id)) {}
+
+/// Sends requests once.
+class Connection::Session {
+ public:
+  Session(const std::string& url, const Options& options)
+      : url_(url), options_(options), session_(make_session(url, options.authorities)) {
+    session_->setKeepAlive(true);
+    session_->setTimeout(kReplyTime);
+  }
+
+  Outcome send(const Request& request, const std::string& key, const BodySink& sink,
+               std::size_t most_bytes) {
+    Outcome outcome;
+    try {
+      send_request(request, key);
+      HTTPResponse response;
+      std::istream& body = session_->receiveResponse(response);
+      if (response.getStatus() == HTTPResponse::HTTP_OK) {
+        const auto length = response.getContentLength64();
+        if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) refuse_length(url_);
+        read(body, [&](std::string_view piece) {
+          outcome.has_begun = true;
+          sink(piece);
+        });
+      } else {
+        outcome.refusal = refusal(response, body);
+        outcome.retry_after = retry_after(response);
+      }
+    } catch (const Poco::Exception& failure) {
+      session_->reset();
+      outcome.unreachable = "cannot reach " + url_ + ": " + failure.displayText();
+    } catch (...) {
+      session_->reset();  // or the rest of the reply would be read to its end
+      throw;
+    }
+    return outcome;
+  }
+
+ private:
+  void send_request(const Request& request, const std::string& key) {
+    Poco::Net::HTTPRequest head(request.method, request.path, Poco::Net::HTTPMessage::HTTP_1_1);
+    if (!request.content_type.empty()) head.setContentType(request.content_type);
+    if (!request.accept.empty()) head.set("Accept", request.accept);
+    if (!key.empty()) head.set("Idempotency-Key", key);
+    if (!options_.token.empty()) head.setCredentials("Bearer", options_.token);
+    if (request.body_file.empty()) {
+      if (request.method == "POST") {
+        head.setContentLength64(static_cast<Poco::Int64>(request.body.size()));
+      }
+      session_->sendRequest(head).write(request.body.data(),
+                                        static_cast<std::streamsize>(request.body.size()));
+      return;
+    }
+    std::ifstream file(request.body_file, std::ios::binary | std::ios::ate);
+    if (!file) throw std::runtime_error("cannot read " + request.body_file);
+    head.setContentLength64(static_cast<Poco::Int64>(file.tellg()));
+    file.seekg(0);
+    Poco::StreamCopier::copyStream(file, session_->sendRequest(head));
+  }
+
+  static void read(std::istream& body, const BodySink& sink) {
+    std::array<char, 64U << 10U> piece{};
+    while (body.read(piece.data(), piece.size()).gcount() > 0) {
+      sink({piece.data(), static_cast<std::size_t>(body.gcount())});
+    }
+  }
+
+  ServerError refusal(const HTTPResponse& response, std::istream& body) const {
+    std::string text;
+    read(body, [&](std::string_view piece) {
+      text += piece.substr(0, kMostErrorBytes - std::min(kMostErrorBytes, text.size()));
+    });
+    const auto problem = nlohmann::json::parse(text, nullptr, false);
+    const auto member = [&](const char* name, const std::string& otherwise) {
+      const bool is_there =
+          problem.is_object() && problem.contains(name) && problem[name].is_string();
+      return is_there ? problem[name].get<std::string>() : otherwise;
+    };
+    constexpr std::size_t kShown = 200;
+    return {url_, response.getStatus(), member("type", ""),
+            member("detail", text.substr(0, kShown)), response.get("Request-Id", "")};
+  }
+
+  static milliseconds retry_after(const HTTPResponse& response) {
+    unsigned seconds = 0;
+    Poco::NumberParser::tryParseUnsigned(response.get("Retry-After", "0"), seconds);
+    return std::chrono::seconds(seconds);
+  }
+
+  const std::string& url_;
+  const Options& options_;
+  std::unique_ptr<HTTPClientSession> session_;
+};
+
+Connection::Connection(std::string url, Options options)
+    : url_(std::move(url)),
+      options_(std::move(options)),
+      session_(std::make_unique<Session>(url_, options_)) {}
+
+Connection::~Connection() = default;
+
+std::string Connection::send(const Request& request) {
+  std::string text;
+  const auto append = [&](std::string_view piece) {
+    if (text.size() + piece.size() > kMostReplyBytes) refuse_length(url_);
+    text += piece;
+  };
+  send(request, append, kMostReplyBytes);
+  return text;
+}
+
+void Connection::send(const Request& request, const BodySink& sink) {
+  send(request, sink, std::numeric_limits<std::size_t>::max());
+}
+
+void Connection::send(const Request& request, const BodySink& sink, std::size_t most_bytes) {
+  const bool has_key = request.repeating == Repeating::under_key && options_.attempts > 1;
+  const std::string key =
+      has_key ? Poco::UUIDGenerator::defaultGenerator().createRandom().toString() : "";
+  for (int attempt = 1;; ++attempt) {
+    const Outcome outcome = session_->send(request, key, sink, most_bytes);
+    if (outcome.is_done()) return;
+    if (attempt >= options_.attempts || !may_repeat(outcome, request.repeating)) {
+      if (outcome.refusal) throw ServerError(*outcome.refusal);
+      throw std::runtime_error(outcome.unreachable);
+    }
+    pause(attempt, outcome.retry_after);
+  }
+}
+
+void Connection::pause(int attempt, milliseconds wanted) const {
+  constexpr int kMostDoublings = 12;
+  const milliseconds growing = kFirstPause * (1 << std::min(attempt - 1, kMostDoublings));
+  thread_local std::minstd_rand random(std::random_device{}());
+  // Clients that failed together are not to come again together.
+  std::uniform_int_distribution<milliseconds::rep> jitter(0, growing.count() / 2);
+  const milliseconds longer = std::max(wanted, growing) + milliseconds(jitter(random));
+  std::this_thread::sleep_for(std::min(longer, options_.longest_pause));
+}
+
+std::string query_text(const std::map<std::string, std::string>& parameters) {
+  std::string text;
+  for (const auto& [name, value] : parameters) {
+    text += text.empty() ? '?' : '&';
+    Poco::URI::encode(name, "&=+?#;", text);
+    text += '=';
+    Poco::URI::encode(value, "&=+?#;", text);
+  }
+  return text;
+}
+
+}  // namespace korvane::client
