@@ -1,7 +1,7 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
-.PHONY: help packages packages-bench run serve test check-sources coverage asan asan-quick tsan torture soak bench \
+.PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
   bench-counts bench-commands bench-page fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed clean
 
 PROJECT := build/release/guideline.db
@@ -24,21 +24,40 @@ SOURCES = $(shell scripts/sources.py)
 help: ## list the targets
 	@grep -hE '^[a-z-]+:.*##' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## /  make \1\t/' | expand -t 22
 
-packages:
+packages: ## install all that the targets below need, but for the benchmarks
 	@scripts/install-packages.sh
 
-packages-bench:
-	@scripts/install-packages.sh bench
+packages-%:
+	@scripts/install-packages.sh $*
 
-configure-%: packages
+# What each preset needs.
+configure-release: packages-page
+configure-dev configure-coverage configure-asan configure-asan-quick configure-tsan: packages-test
+configure-lint: packages-lint
+configure-fuzz: packages-fuzz
+configure-bench: packages-test packages-bench
+bench-commands bench-page: packages-test
+
+# `make run` leaves it out.
+OPTIONS_release := -DKORVANE_BUILD_PAGE=ON
+
+configure-%:
 	@mkdir -p build
-	@cmake --preset $* >build/$*-configure.log || { cat build/$*-configure.log; exit 1; }
+	@cmake --preset $* $(OPTIONS_$*) >build/$*-configure.log || { cat build/$*-configure.log; exit 1; }
 
 build-%: configure-%
 	@echo "== build: $*"
 	@cmake --build --preset $*
 
-run: build-release ## install, build, import examples/guideline.abs into a new project, print it and its bending list
+# Without the page: that needs Node, and npm. The rest is shared with `make serve`.
+build-program: packages-run
+	@mkdir -p build
+	@cmake --preset release -DKORVANE_BUILD_PAGE=OFF >build/release-configure.log || \
+	  { cat build/release-configure.log; exit 1; }
+	@echo "== build: release, without the page"
+	@cmake --build --preset release --target korvane project_plugin
+
+run: build-program ## install, build, import examples/guideline.abs into a new project, print it and its bending list
 	@rm -f $(PROJECT)
 	@echo "== import: examples/guideline.abs into $(PROJECT)"
 	@build/release/bin/korvane import examples/guideline.abs --project $(PROJECT) --show
@@ -58,7 +77,7 @@ test: check-sources build-dev ## install, build and run all tests
 asan asan-quick tsan: %: build-% ## all tests under the address and undefined-behaviour, or the thread sanitizer
 	@ctest --preset $* --no-tests=error
 
-check-sources: packages
+check-sources: packages-test
 	@scripts/check-includes.py
 	@scripts/check-lengths.py
 
@@ -75,13 +94,11 @@ torture: build-dev ## kills, failing disks and memory, power cuts, hostile files
 	    hostile_files/hostile_files_test other_programs/other_programs_test; do \
 	  KORVANE_TORTURE_ROUNDS=$(TORTURE_ROUNDS) build/dev/tests/scenarios/$$test || exit 1; done
 
-mutants: packages ## slips in the sources that the tests are to notice (MUTANTS, SEED)
+mutants: packages-test ## slips in the sources that the tests are to notice (MUTANTS, SEED)
 	@scripts/mutants.py --count=$(MUTANTS) --seed=$(SEED)
 
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
-
-configure-bench: packages-bench
 
 bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/*.json and docs/performance.md
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)
@@ -109,14 +126,14 @@ fuzz: build-fuzz ## the fuzz targets, a minute each (FUZZ_SECONDS)
 fuzz-corpora: build-fuzz ## make fuzz/corpora of all that the fuzz targets have found
 	@scripts/fuzz.sh minimise
 
-docs: configure-dev ## write the tables of docs/format.md anew, from the descriptions
+docs: configure-dev ## write the tables of docs/format.md and docs/contracts.md anew, from the descriptions
 	@cmake --build --preset dev --target write_format_page
-	@build/dev/tests/format/write_format_page docs/format.md
+	@build/dev/tests/format/write_format_page docs/format.md docs/contracts.md
 
 format: ## format all sources
 	@clang-format -i $(SOURCES)
 
-check-format: packages
+check-format: packages-format
 	@clang-format --dry-run --Werror $(SOURCES)
 
 lint: configure-lint ## clang-tidy over all sources
