@@ -46,8 +46,13 @@ struct Field {
   Attribute attribute{};
   /// Whether the schema states the default even where it is the one that the type has anyway.
   bool states_default = false;
+  /// What readers of the schema text should know, in one line. Empty for nothing.
+  std::string_view remark{};
 
-  constexpr Field stated() const { return {name, attribute, true}; }
+  constexpr Field stated() const { return {name, attribute, true, remark}; }
+  constexpr Field remarked(std::string_view text) const {
+    return {name, attribute, states_default, text};
+  }
 };
 
 /// The ordinals from `First` to `Last`, which no field has and none will ever have: an earlier

@@ -35,6 +35,7 @@ struct ModelServerLimits : ServerLimits {
 ///     GET  /                                the page and its files, to everybody
 ///     GET  /v1/access                       who the client is, and what it may do
 ///     GET  /openapi.json                    all operations and contracts
+///     GET  /schema/{file}                   a file of the contracts, as generators read them
 ///     GET  /healthz/live, /healthz/ready, /metrics
 ///
 /// Bodies are JSON or bare Compact Binary by Content-Type, replies by Accept, else like the

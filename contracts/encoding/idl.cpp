@@ -90,6 +90,16 @@ void IdlWriter::add_field(std::uint16_t ordinal, const std::string& type, std::s
           ";\n";
 }
 
+void IdlWriter::add_remark(std::string_view text) {
+  declaration_.text += "    // " + std::string(text) + "\n";
+}
+
+void IdlWriter::add_gap(std::uint16_t first, std::uint16_t last) {
+  std::string ordinals = std::to_string(first);
+  if (last != first) ordinals += " to " + std::to_string(last);
+  add_remark(ordinals + ": no field, and never to be given to one");
+}
+
 IdlDeclaration IdlWriter::end() && {
   declaration_.text += "}\n";
   return std::move(declaration_);

@@ -50,11 +50,7 @@ class IdlWriter {
           " : " + writer.reference(bond::Describe<typename Description::base>::qualified_name);
     }
     writer.begin_struct(bond::attributes<T>(), header);
-    bond::for_each_field<T>([&](const auto& field) {
-      const auto& value = bond::default_record<T>().*field.member;
-      writer.add_field(field.ordinal, writer.type<std::remove_cvref_t<decltype(value)>>(),
-                       field.name, default_text(value, field.states_default), field.attribute);
-    });
+    Description::fields(Ordinals<T>{writer});
     return std::move(writer).end();
   }
 
@@ -64,6 +60,24 @@ class IdlWriter {
   }
 
  private:
+  /// Writes what each ordinal of `T` is for.
+  template <bond::Record T>
+  struct Ordinals {
+    IdlWriter& writer;
+
+    template <std::uint16_t Ordinal, auto Member>
+    void operator()(const bond::Field<Ordinal, Member>& field) const {
+      const auto& value = bond::default_record<T>().*field.member;
+      if (!field.remark.empty()) writer.add_remark(field.remark);
+      writer.add_field(field.ordinal, writer.template type<std::remove_cvref_t<decltype(value)>>(),
+                       field.name, default_text(value, field.states_default), field.attribute);
+    }
+    template <std::uint16_t First, std::uint16_t Last>
+    void operator()(bond::Gap<First, Last>) const {
+      writer.add_gap(First, Last);
+    }
+  };
+
   explicit IdlWriter(std::string_view qualified_name);
 
   /// The type of a field of each kind.
@@ -148,6 +162,9 @@ class IdlWriter {
   void begin_struct(std::span<const bond::Attribute> attributes, std::string_view header);
   void add_field(std::uint16_t ordinal, const std::string& type, std::string_view name,
                  const std::string& default_text, const bond::Attribute& attribute);
+  void add_remark(std::string_view text);
+  /// The ordinals from `first` to `last` have no field.
+  void add_gap(std::uint16_t first, std::uint16_t last);
   IdlDeclaration end() &&;
 
   static IdlDeclaration enumeration(std::string_view qualified_name,

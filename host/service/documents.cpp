@@ -130,6 +130,16 @@ HttpReply openapi_document_of_server(const DocumentRequest& asked) {
   return reply;
 }
 
+HttpReply schema_document(const DocumentRequest& asked) {
+  const auto& schemas = asked.server.schemas;
+  const std::string name = Target(asked.request.head.getURI()).segments().back();
+  const auto found = schemas.find(name);
+  if (found != schemas.end()) return {200, "text/plain; charset=utf-8", found->second};
+  std::string names;
+  for (const auto& [known, text] : schemas) names += (names.empty() ? "" : ", ") + known;
+  throw HttpFault(404, "no schema " + name + (names.empty() ? "" : "; expected one of " + names));
+}
+
 HttpReply access_document(const DocumentRequest& asked) {
   Json scopes = Json::array();
   for (const Scope scope : asked.client.scopes) scopes.push_back(scope_name(scope));

@@ -25,6 +25,8 @@ HttpReply ready_document(const DocumentRequest& request);
 HttpReply metrics_document(const DocumentRequest& request);
 /// All operations and contracts; with `?media=json` the edition for generators of clients.
 HttpReply openapi_document_of_server(const DocumentRequest& request);
+/// One file of the contracts in their definition language.
+HttpReply schema_document(const DocumentRequest& request);
 /// Who the client is, and its scopes.
 HttpReply access_document(const DocumentRequest& request);
 /// The live services and their operations.

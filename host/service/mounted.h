@@ -119,6 +119,8 @@ struct Mounted {
                                            const krv::rpc4::Subject& subject)>
       tag_of;
   Page page;
+  /// The contracts as generators of clients read them: texts by the names of their files.
+  std::map<std::string, std::string> schemas;
 };
 
 /// An operation for a mounted route: no more than its name and effect.

@@ -48,6 +48,7 @@ std::span<const Route> routes() {
       Route{"/healthz/ready", "ready", true, {}, &ready_document},
       Route{"/metrics", "metrics", false, {}, &metrics_document},
       Route{"/openapi.json", "openapi", false, {}, &openapi_document_of_server},
+      Route{"/schema/{file}", "schema", false, {}, &schema_document},
       Route{"/v1", "services", false, {}, &services_document},
       Route{"/v1/access",
             "access",

@@ -36,6 +36,7 @@ ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLim
     : gate(std::move(its_gate)),
       visits(limits.requests_per_client),
       page(std::move(mounted.page)),
+      schemas(std::move(mounted.schemas)),
       openapi(openapi_document(described_services(), mounted.routes)),
       openapi_of_json(openapi_document(described_services(), mounted.routes, Edition::json)),
       bodies("bodies of requests", limits.all_body_bytes),

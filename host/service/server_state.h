@@ -88,6 +88,7 @@ struct ServerState {
   CurrentGate gate;
   Visits visits;
   const Page page;
+  const std::map<std::string, std::string> schemas;
   /// The OpenAPI document, and its edition for generators of clients.
   const std::string openapi;
   const std::string openapi_of_json;

@@ -13,7 +13,8 @@ struct bond::Describe<korvane::model::table::GET_TABLE> {
   static constexpr std::string_view qualified_name = "korvane.model.table.GET_TABLE";
   static constexpr void fields(auto&& visit) {
     visit(Field<0, &T::kind>{"kind"});
-    visit(Field<1, &T::params>{"params"});
+    visit(Field<1, &T::params>{"params"}.remarked(
+        "a keyword of C#: for C# give it another name here; Compact Binary carries no names"));
   }
 };
 

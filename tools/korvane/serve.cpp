@@ -27,6 +27,7 @@
 #include "host/plugins/failure_text.h"
 #include "host/plugins/plugin.h"
 #include "host/watch/json_log.h"
+#include "platform/project_rpc/idl_files.h"
 #include "platform/rpc4/http.h"
 #include "server/project_routes.h"
 #include "server/project_state.h"
@@ -259,6 +260,9 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
   host::Mounted mounted = server::mounted();
   if (!options.page.empty()) mounted.page = host::Page(options.page);
+  for (rpc::IdlFile& file : rpc::idl_files()) {
+    mounted.schemas.emplace(std::move(file.name), std::move(file.text));
+  }
   const bool has_page = !mounted.page.is_empty();
   const Poco::Net::ServerSocket socket = listen_on(address);
   const std::string url =

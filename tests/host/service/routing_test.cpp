@@ -276,7 +276,7 @@ TEST_F(Methods, OthersThanGetHeadAndPostAreNotServed) {
 
 TEST_F(Methods, WhatIsOnlyReadIsNotPosted) {
   for (const char* const path :
-       {"/v1", "/openapi.json", "/metrics", "/healthz/live", "/healthz/ready"}) {
+       {"/v1", "/openapi.json", "/schema/a.bond", "/metrics", "/healthz/live", "/healthz/ready"}) {
     const HttpAnswer answer = client().send("POST", path, "{}", {{"Content-Type", kJson}});
     EXPECT_EQ(answer.status, 405) << path;
     EXPECT_EQ(answer.fields.at("allow"), "GET, HEAD");

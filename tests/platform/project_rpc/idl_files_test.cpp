@@ -104,9 +104,19 @@ struct RevisionRef : korvane.GenericReply
 )"));
 }
 
-TEST_F(SchemaFiles, GapsInTheOrdinalsStay) {
-  EXPECT_THAT(cad(), HasSubstr("    17: nullable<Hook> end_hook;\n    20: double"));
+TEST_F(SchemaFiles, GapsInTheOrdinalsStayAndAreToldOf) {
+  EXPECT_THAT(cad(), HasSubstr("    17: nullable<Hook> end_hook;\n"
+                               "    // 18 to 19: no field, and never to be given to one\n"
+                               "    20: double"));
+  EXPECT_THAT(cad(), HasSubstr("    // 30: no field, and never to be given to one\n"));
   EXPECT_THAT(cad(), testing::Not(HasSubstr("    30: ")));
+}
+
+TEST_F(SchemaFiles, WhoGeneratesCSharpIsToldOfTheNameThatIsAKeyword) {
+  EXPECT_THAT(text("korvane.model.table.bond"),
+              HasSubstr("    // a keyword of C#: for C# give it another name here; Compact Binary "
+                        "carries no names\n"
+                        "    1: map<string, korvane.Variant> params;\n"));
 }
 
 TEST_F(SchemaFiles, GenericStructsKeepTheirParameter) {
@@ -192,7 +202,7 @@ TEST_F(SchemaFiles, EveryLineIsOfTheGrammar) {
   const std::regex grammar(
       R"re(|import "[\w.]+\.bond"|namespace [\w.]+|[{}])re"
       R"re(|(struct|enum|service) \w+(<T>)?( : [\w.]+)?)re"
-      R"re(|( {4})?\[\w+\("\w*"\)\]|    \w+ = \d+,|    [\w.<>]+ \w+\([\w.<>]+\);)re"
+      R"re(|( {4})?\[\w+\("\w*"\)\]|    // .+|    \w+ = \d+,|    [\w.<>]+ \w+\([\w.<>]+\);)re"
       R"re(|    \d+: [\w.<>]+(, [\w.<>]+)? \w+( = (-?\d+(\.\d+)?|true|false|nothing|\w+|""))?;)re");
   for (const auto& [name, text] : texts_) {
     for (const std::string& line : lines_of(text)) {
