@@ -1,21 +1,19 @@
 #include "tests/format/page_tables.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <set>
-#include <stdexcept>
 #include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
 #include <vector>
 
-#include "bond/serialize.h"
 #include "model/tables/meanings.h"
 #include "model/tables/tables.h"
+#include "tests/format/contract_tables.h"
 #include "tests/support/filled_record.h"
 #include "tests/support/stored_contracts.h"
 
@@ -31,123 +29,6 @@ using model::tables::Origin;
 using model::tables::Table;
 using model::tables::Value;
 
-std::string code(std::string_view text) { return "`" + std::string(text) + "`"; }
-
-std::string row(const std::vector<std::string>& cells) {
-  std::string line = "|";
-  for (const std::string& cell : cells) line += cell.empty() ? " |" : " " + cell + " |";
-  return line + "\n";
-}
-
-std::string number_text(double value) {
-  char digits[32];
-  std::string text(digits, std::to_chars(digits, digits + sizeof(digits), value).ptr);
-  return text.find('.') == std::string::npos ? text + ".0" : text;
-}
-
-template <class T>
-std::string name_of() {
-  return std::string(bond::plain_name(bond::Describe<T>::qualified_name));
-}
-template <bond::Enumeration E>
-std::string name_of() {
-  return std::string(bond::plain_name(bond::DescribeEnum<E>::qualified_name));
-}
-
-/// The type of a field of each kind.
-struct TypeText {
-  static std::string of(bond::Bool auto) { return "bool"; }
-  static std::string of(bond::Int32 auto) { return "int32"; }
-  static std::string of(bond::Double auto) { return "double"; }
-  static std::string of(const bond::Text auto&) { return "string"; }
-  static std::string of(const bond::Blob auto&) { return "blob"; }
-  template <bond::Enumeration E>
-  static std::string of(E) {
-    return name_of<E>();
-  }
-  template <bond::Record T>
-  static std::string of(const T&) {
-    return name_of<T>();
-  }
-  template <bond::Nullable T>
-  static std::string of(const T&) {
-    return "nullable<" + of(typename T::value_type{}) + ">";
-  }
-  template <bond::List T>
-  static std::string of(const T&) {
-    return "list<" + of(typename T::value_type{}) + ">";
-  }
-  template <bond::Map T>
-  static std::string of(const T&) {
-    return "map<" + of(typename T::key_type{}) + ", " + of(typename T::mapped_type{}) + ">";
-  }
-};
-
-/// The default of a field of each kind.
-struct DefaultText {
-  static std::string of(bond::Bool auto value) { return value ? "true" : "false"; }
-  static std::string of(bond::Int32 auto value) { return std::to_string(value); }
-  static std::string of(bond::Double auto value) { return number_text(value); }
-  static std::string of(bond::Enumeration auto value) { return code(bond::to_string(value)); }
-  static std::string of(const bond::Text auto& value) {
-    if (!value.empty()) throw std::logic_error("the page has no place for a text as a default");
-    return "empty";
-  }
-  static std::string of(const bond::List auto&) { return "empty"; }
-  static std::string of(const bond::Map auto&) { return "empty"; }
-  static std::string of(const bond::Nullable auto&) { return "not set"; }
-  static std::string of(const bond::Record auto&) { return "its own"; }
-};
-
-/// Lists the ordinals that no field has.
-struct SpareOrdinals {
-  std::string text;
-
-  template <std::uint16_t Ordinal, auto Member>
-  void operator()(const bond::Field<Ordinal, Member>&) {}
-  template <std::uint16_t First, std::uint16_t Last>
-  void operator()(bond::Gap<First, Last>) {
-    for (int ordinal = First; ordinal <= Last; ++ordinal) {
-      text += (text.empty() ? "" : ", ") + std::to_string(ordinal);
-    }
-  }
-};
-
-struct TypesWriter {
-  std::string contracts;
-  std::string enumerations;
-
-  template <class T>
-  void contract() {
-    const std::string name = name_of<T>();
-    contracts += "### " + code(name) + "\n\n" + std::string(meaning_of(name).text) + "\n\n";
-    contracts +=
-        "| Ordinal | Field | Type | Default | Unit | Meaning |\n|--:|---|---|---|---|---|\n";
-    bond::for_each_field<T>([&](const auto& field) {
-      const auto& standard = bond::default_record<T>().*field.member;
-      const Meaning& meaning = meaning_of(name, field.name);
-      contracts +=
-          row({std::to_string(field.ordinal), code(field.name), code(TypeText::of(standard)),
-               DefaultText::of(standard), std::string(meaning.unit), std::string(meaning.text)});
-    });
-    SpareOrdinals spare;
-    bond::Describe<T>::fields(spare);
-    contracts += spare.text.empty() ? "\n" : "\nSpare ordinals: " + spare.text + ".\n\n";
-  }
-
-  template <class E>
-  void enumeration() {
-    const std::string name = name_of<E>();
-    enumerations += "### " + code(name) + "\n\n" + std::string(meaning_of(name).text) + "\n\n";
-    enumerations += "| Number | Name | Meaning |\n|--:|---|---|\n";
-    for (const auto& [enumerator, value] : bond::DescribeEnum<E>::enumerators) {
-      enumerations += row({std::to_string(static_cast<std::int32_t>(value)), code(enumerator),
-                           std::string(meaning_of(name, enumerator).text)});
-    }
-    enumerations += "\n";
-  }
-};
-
 /// A field that a column repeats.
 struct Source {
   std::string path;
@@ -161,7 +42,7 @@ class Sources {
   void add(const T& record, const std::string& path = "") {
     bond::for_each_field<T>([&](const auto& field) {
       const std::string name(field.name);
-      add_field(record.*field.member, {path + name, &meaning_of(name_of<T>(), name)});
+      add_field(record.*field.member, {path + name, &meaning_of(plain_name_of<T>(), name)});
     });
   }
 
@@ -256,8 +137,8 @@ std::string table_text(const Table<T>& table) {
   std::string text = "### `" + table.name() + "` (table)\n\n";
   text += std::string(meaning_of(table.name()).text);
   text += table.columns().back().name == "raw"
-              ? " `raw` holds a `" + name_of<T>() + "`.\n\n"
-              : " No `raw`: the columns repeat fields of an `" + name_of<T>() + "`.\n\n";
+              ? " `raw` holds a `" + plain_name_of<T>() + "`.\n\n"
+              : " No `raw`: the columns repeat fields of an `" + plain_name_of<T>() + "`.\n\n";
   text += "| Column | Declared | NULL | Source | Unit | Meaning |\n|---|---|---|---|---|---|\n";
   const T record = Filler().make<T>();
   Sources sources;
@@ -276,25 +157,14 @@ std::string table_text(const Table<T>& table) {
 std::map<std::string, std::string> format_page_parts() {
   std::string tables;
   model::tables::for_each_table([&](const auto& table) { tables += table_text(table); });
-  TypesWriter types;
+  ContractTables types(&meaning_of);
   for_each_stored_type(types);
-  return {{"tables", tables}, {"contracts", types.contracts}, {"enumerations", types.enumerations}};
+  return {
+      {"tables", tables}, {"contracts", types.contracts()}, {"enumerations", types.enumerations()}};
 }
 
 std::string remade_format_page(const std::string& page) {
-  const std::string end = "<!-- /made -->";
-  std::string text = page;
-  for (const auto& [name, part] : format_page_parts()) {
-    const std::string begin = "<!-- made: " + name + " -->\n";
-    const std::size_t from = text.find(begin);
-    const std::size_t to = text.find(end, from);
-    if (from == std::string::npos || to == std::string::npos ||
-        text.find(begin, from + 1) != std::string::npos) {
-      throw std::invalid_argument("the page does not have the part \"" + name + "\" once");
-    }
-    text.replace(from + begin.size(), to - from - begin.size(), "\n" + part);
-  }
-  return text;
+  return remade_page(page, format_page_parts());
 }
 
 }  // namespace korvane::test
