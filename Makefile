@@ -2,7 +2,8 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
-  bench-counts bench-commands bench-page fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed clean
+  bench-counts bench-commands bench-page fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed \
+  release clean
 
 PROJECT := build/release/guideline.db
 BENDING_LIST := build/release/guideline.pdf
@@ -141,6 +142,9 @@ lint: configure-lint ## clang-tidy over all sources
 
 lint-changed: configure-lint ## clang-tidy over what has changed since the last release, in part (LINT_SOURCES)
 	@LINT_SOURCES=$(LINT_SOURCES) scripts/lint-changed.py
+
+release: ## version, changelog, project file, packages, checksums and bill of materials (VERSION; TRY=1 commits nothing)
+	@scripts/release.py $(if $(TRY),--dry-run) $(VERSION)
 
 clean: ## remove what was built
 	@rm -rf build

@@ -1,13 +1,16 @@
 // Project files of earlier builds, opened by this one.
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include "model/plugins/korvane.model.cad.project/schema.h"
+#include "sqlite/check.h"
 #include "tests/scenarios/project_file/project_contents.h"
 #include "tests/support/temporary_folder.h"
 
@@ -16,7 +19,19 @@ namespace {
 
 using namespace model::cad;
 
-class ProjectFile : public testing::TestWithParam<const char*> {
+const std::string kFolder = KORVANE_TEST_DATA "/project_files/";
+
+/// Those of which a project file is kept: every release writes one (`make release`).
+std::vector<std::string> kept_versions() {
+  std::vector<std::string> versions;
+  for (const auto& entry : std::filesystem::directory_iterator(kFolder)) {
+    if (entry.path().extension() == ".db") versions.push_back(entry.path().stem().string());
+  }
+  std::sort(versions.begin(), versions.end());
+  return versions;
+}
+
+class ProjectFile : public testing::TestWithParam<std::string> {
  protected:
   ProjectFile() {
     std::filesystem::copy_file(name() + ".db", file_);
@@ -25,9 +40,7 @@ class ProjectFile : public testing::TestWithParam<const char*> {
                                  std::filesystem::perm_options::add);
   }
 
-  static std::string name() {
-    return std::string(KORVANE_TEST_DATA "/project_files/") + GetParam();
-  }
+  static std::string name() { return kFolder + GetParam(); }
 
   /// The number that a query gives, by plain SQLite.
   std::int64_t number(const std::string& sql) const {
@@ -85,13 +98,46 @@ TEST_P(ProjectFile, TakesNewBarsBesideTheOld) {
   EXPECT_EQ(number("select count(*) from end_treatment"), 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(OfVersion, ProjectFile, testing::Values("0.1.0"), [](const auto& version) {
-  std::string name = version.param;
-  for (char& c : name) {
-    if (c == '.') c = '_';
+TEST_P(ProjectFile, IsSoundAsItCameAndAfterItWasWrittenTo) {
+  EXPECT_TRUE(sqlite::check_file(file_).is_sound());
+  {
+    Project_Service_Impl project(0, file_);
+    GenericReply reply;
+    Batch<Sheet> sheets;
+    project.list_sheets({}, sheets);
+    Sheet sheet = sheets.items.at(0);
+    sheet.comment = "read and written by a later version";
+    project.update_sheet(sheet, reply);
+    Revision revision;
+    revision.sheet_id = sheet.id;
+    RevisionRef made;
+    project.create_revision(revision, made);
+    RevisionRef first;
+    first.id = 1;
+    Batch<Rebar> bars;
+    project.get_rebars(first, bars);
+    for (Rebar& bar : bars.items) bar.rev_id = made.id.value();
+    project.add_rebar(bars, reply);
+    project.clear_for_revision(first, reply);
+    SheetRef ref;
+    ref.id = sheet.id;
+    Sheet stored;
+    project.get_sheet(ref, stored);
+    EXPECT_EQ(stored.comment, sheet.comment);
   }
-  return name;
-});
+  EXPECT_TRUE(sqlite::check_file(file_).is_sound());
+}
+
+INSTANTIATE_TEST_SUITE_P(OfVersion, ProjectFile, testing::ValuesIn(kept_versions()),
+                         [](const auto& version) {
+                           std::string name = version.param;
+                           std::replace(name.begin(), name.end(), '.', '_');
+                           return name;
+                         });
+
+TEST(ProjectFiles, AreThereOfTheFirstVersionOn) {
+  EXPECT_THAT(kept_versions(), testing::Contains("0.1.0"));
+}
 
 }  // namespace
 }  // namespace korvane::test
