@@ -120,11 +120,10 @@ def make_files(version, folder):
     (folder / "SHA256SUMS").write_text(checksums(folder))
 
 
-def set_version(version, released):
+def set_version(version):
     """Writes the version wherever it stands. Returns the files."""
     files = {"CMakeLists.txt": lambda text: with_version(text, version),
-             "CHANGELOG.md": lambda text: text if version in released else
-             released_changelog(text, version, datetime.date.today().isoformat())}
+             "CHANGELOG.md": lambda text: released_changelog(text, version, datetime.date.today().isoformat())}
     for name in ("clients/typescript/package.json",):
         if (ROOT / name).exists():
             files[name] = lambda text: with_package_version(text, version)
@@ -142,7 +141,7 @@ def release(version, is_tried):
     folder = ROOT / f"build/release-{version}"
     done = False
     try:
-        files = set_version(version, released)
+        files = set_version(version)
         write_fixture(version)
         run("git", "add", *files, FIXTURES)
         make_files(version, folder)
@@ -153,6 +152,7 @@ def release(version, is_tried):
     finally:
         if not done:
             run("git", "reset", "--quiet", "--hard")
+            run("git", "clean", "--quiet", "--force", "--", FIXTURES)
     print(f"== {folder.relative_to(ROOT)}")
     print((folder / "SHA256SUMS").read_text(), end="")
     if done:

@@ -1,10 +1,13 @@
 import json
+import os
 import pathlib
 import re
+import shutil
+import subprocess
 import tempfile
 import unittest
 
-from loaded import SCRIPTS, script
+from loaded import SCRIPTS, Tree, script
 
 release = script("release")
 sbom = script("sbom")
@@ -70,6 +73,94 @@ class Checksums(unittest.TestCase):
             self.assertEqual(release.checksums(folder), (
                 "ca978112ca1bbdcafac231b39a23dc4da786eff8147c4e72b9807785afee48bb  a\n"
                 "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855  b\n"))
+
+
+WRITE_FIXTURE = """#!/bin/sh
+echo project >"$1.db"
+echo records >"$1.txt"
+"""
+SBOM = """#!/bin/sh
+echo '{}' >"$4"
+"""
+MAKEFILE = """configure-dev:
+package:
+\tmkdir -p build/package/packages
+\ttouch build/package/packages/korvane_0.2.0_amd64.deb
+"""
+
+
+class WholeRelease(unittest.TestCase):
+    """On a small repository, where the build is played."""
+
+    def setUp(self):
+        self.folder = tempfile.TemporaryDirectory()
+        self.addCleanup(self.folder.cleanup)
+        self.tree = Tree(self.folder.name, {
+            ".gitignore": "build/\nbin/\n",
+            "CMakeLists.txt": "project(korvane VERSION 0.1.0 LANGUAGES CXX)\n",
+            "CHANGELOG.md": CHANGELOG,
+            "Makefile": MAKEFILE,
+            f"{release.FIXTURES}/0.1.0.db": "project",
+            "scripts/sbom.py": SBOM,
+            "bin/cmake": "#!/bin/sh\n",
+        })
+        self.played = "build/dev/tests/scenarios/project_file"
+        self.tree.write(f"{self.played}/write_project_file", WRITE_FIXTURE)
+        self.tree.write(f"{self.played}/project_file_test", "#!/bin/sh\n")
+        for name in ("release.py", "sources.py"):
+            shutil.copy(SCRIPTS / name, self.tree.root / "scripts")
+        for name in ("scripts/sbom.py", "bin/cmake", f"{self.played}/write_project_file",
+                     f"{self.played}/project_file_test"):
+            (self.tree.root / name).chmod(0o755)
+        self.tree.commit()
+
+    def release(self, *arguments):
+        identity = {f"GIT_{who}_{what}": "a@example.org" for who in ("AUTHOR", "COMMITTER") for what in ("NAME", "EMAIL")}
+        return subprocess.run(
+            [str(self.tree.root / "scripts/release.py"), *arguments], check=False, capture_output=True, text=True,
+            env={**os.environ, **identity, "PATH": f"{self.tree.root}/bin:{os.environ['PATH']}",
+                 "PYTHONDONTWRITEBYTECODE": "1"})
+
+    def test_it_is_committed_tagged_and_laid_out(self):
+        made = self.release("0.2.0")
+        self.assertEqual(made.returncode, 0, made.stderr)
+        self.assertEqual(self.tree.git("status", "--porcelain"), "")
+        self.assertEqual(self.tree.git("describe", "--tags"), "v0.2.0")
+        self.assertIn("VERSION 0.2.0", self.tree.git("show", "HEAD:CMakeLists.txt"))
+        self.assertIn("## 0.2.0, 2", self.tree.git("show", "HEAD:CHANGELOG.md"))
+        self.assertEqual(self.tree.git("show", f"HEAD:{release.FIXTURES}/0.2.0.db"), "project")
+        folder = self.tree.root / "build/release-0.2.0"
+        self.assertEqual(sorted(path.name for path in folder.iterdir()), [
+            "SHA256SUMS", "korvane-0.2.0.cdx.json", "korvane-0.2.0.tar.gz", "korvane_0.2.0_amd64.deb"])
+        subprocess.run(["sha256sum", "--check", "--quiet", "SHA256SUMS"], cwd=folder, check=True)
+        archived = subprocess.run(["tar", "-xzOf", str(folder / "korvane-0.2.0.tar.gz"), "korvane-0.2.0/CMakeLists.txt"],
+                                  check=True, capture_output=True, text=True).stdout
+        self.assertIn("VERSION 0.2.0", archived)
+        self.assertIn("is not after 0.2.0", self.release("0.2.0").stderr)
+
+    def test_a_step_that_fails_leaves_all_as_it_was(self):
+        before = self.tree.git("rev-parse", "HEAD")
+        self.tree.write(f"{self.played}/project_file_test", "#!/bin/sh\nexit 1\n")
+        failed = self.release("0.2.0")
+        self.assertEqual(failed.returncode, 1)
+        self.assertIn("project_file_test --gtest_brief=1 failed", failed.stderr)
+        self.assert_unchanged(before)
+
+    def test_a_trial_leaves_all_as_it_was(self):
+        before = self.tree.git("rev-parse", "HEAD")
+        self.assertEqual(self.release("--dry-run", "0.2.0").returncode, 0)
+        self.assert_unchanged(before)
+        self.assertTrue((self.tree.root / "build/release-0.2.0/SHA256SUMS").exists())
+
+    def test_what_is_not_committed_is_not_released_over(self):
+        self.tree.write("CMakeLists.txt", "project(korvane VERSION 0.1.0 LANGUAGES C)\n")
+        self.assertIn("something is not committed", self.release("0.2.0").stderr)
+        self.assertIn("LANGUAGES C)", (self.tree.root / "CMakeLists.txt").read_text())
+
+    def assert_unchanged(self, commit):
+        self.assertEqual(self.tree.git("rev-parse", "HEAD"), commit)
+        self.assertEqual(self.tree.git("status", "--porcelain"), "")
+        self.assertEqual(self.tree.git("tag"), "")
 
 
 class BillOfMaterials(unittest.TestCase):
