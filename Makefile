@@ -138,7 +138,7 @@ check-format: packages-format
 	@clang-format --dry-run --Werror $(SOURCES)
 
 lint: configure-lint ## clang-tidy over all sources
-	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/lint '^$(CURDIR)/'
+	@run-clang-tidy -quiet -extra-arg=-Wno-unknown-warning-option -p build/lint '^$(CURDIR)/(?!build/)'
 
 lint-changed: configure-lint ## clang-tidy over what has changed since the last release, in part (LINT_SOURCES)
 	@LINT_SOURCES=$(LINT_SOURCES) scripts/lint-changed.py

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Prints an example of a page, as it stands there: guide.py PAGE NAME
+"""Writes an example of a page into a file, as it stands there: guide.py PAGE NAME FILE
 
 An example is the block of code after `<!-- example: NAME -->`.
 """
@@ -8,13 +8,14 @@ import sys
 
 
 def main():
-    page, name = sys.argv[1:]
+    page, name, target = sys.argv[1:]
     with open(page, encoding="utf-8") as file:
         text = file.read()
     found = re.findall(rf"<!-- example: {re.escape(name)} -->\n```\w*\n(.*?)```\n", text, re.DOTALL)
     if len(found) != 1:
         sys.exit(f"{page}: {len(found)} examples of the name {name}")
-    sys.stdout.write(found[0])
+    with open(target, "w", encoding="utf-8") as file:
+        file.write(found[0])
 
 
 main()
