@@ -1,13 +1,14 @@
 # What all targets of the project share: the language, the warnings, the include root (the
-# repository's own) and the sanitizers.
+# repository's own, or the folder of installed headers) and the sanitizers.
 function(korvane_target target)
   get_target_property(type ${target} TYPE)
+  set(root $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${KORVANE_INCLUDEDIR}>)
   if(type STREQUAL "INTERFACE_LIBRARY")
-    target_include_directories(${target} INTERFACE ${PROJECT_SOURCE_DIR})
+    target_include_directories(${target} INTERFACE ${root})
     target_compile_features(${target} INTERFACE cxx_std_20)
     return()
   endif()
-  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_include_directories(${target} PUBLIC ${root})
   target_compile_features(${target} PUBLIC cxx_std_20)
   set_target_properties(${target} PROPERTIES CXX_EXTENSIONS OFF)
   target_compile_options(${target} PRIVATE
@@ -31,4 +32,13 @@ function(korvane_contract_sources)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -Wno-maybe-uninitialized)
   endif()
+endfunction()
+
+# Makes the library korvane_NAME part of the installed CMake package, as korvane::NAME.
+function(korvane_exported)
+  foreach(name IN LISTS ARGN)
+    set_target_properties(korvane_${name} PROPERTIES EXPORT_NAME ${name})
+    install(TARGETS korvane_${name} EXPORT korvane
+      ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT libkorvane-dev)
+  endforeach()
 endfunction()

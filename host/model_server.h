@@ -70,6 +70,9 @@ class ModelServer : private HttpHandler {
   /// `restart_plugins` throws passes.
   bool begin_run(std::chrono::milliseconds deadline, const std::function<void()>& restart_plugins);
 
+  /// When connections were last looked after, which is some times a second while the server runs.
+  std::chrono::steady_clock::time_point last_turn() const { return http_.last_turn(); }
+
   /// Connections that are there.
   std::size_t connections() const { return http_.connections(); }
 

@@ -91,6 +91,7 @@ void HttpServer::accept_connections() {
   block_broken_pipe_signal();
   Clock::time_point next_look = Clock::now() + kTick;
   while (!is_stopping_) {
+    last_turn_ = Clock::now();
     try {
       const bool is_ready = socket_.poll(timespan(kTick), Poco::Net::Socket::SELECT_READ);
       if (is_ready && !is_stopping_) {

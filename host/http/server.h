@@ -103,6 +103,10 @@ class HttpServer {
 
   std::size_t connections() const;
 
+  /// When the thread that accepts last went round, which it does some times a
+  /// second.
+  std::chrono::steady_clock::time_point last_turn() const { return last_turn_; }
+
  private:
   class Connection;
   class Watch;
@@ -136,6 +140,7 @@ class HttpServer {
   std::map<std::string, std::size_t> connections_of_owners_;
   std::size_t connections_ = 0;
   std::atomic<bool> is_stopping_ = false;
+  std::atomic<std::chrono::steady_clock::time_point> last_turn_ = std::chrono::steady_clock::now();
   /// Replies that are being compressed.
   std::atomic<int> compressions_ = 0;
   std::thread acceptor_;

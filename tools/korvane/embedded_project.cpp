@@ -72,7 +72,7 @@ void require_project_file(const std::string& filename) {
 }
 
 boost::filesystem::path default_plugin_folder() {
-  return boost::dll::program_location().parent_path().parent_path() / "plugins";
+  return (boost::dll::program_location().parent_path() / KORVANE_PLUGIN_PATH).lexically_normal();
 }
 
 }  // namespace korvane::tools

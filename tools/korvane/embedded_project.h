@@ -44,7 +44,8 @@ class EmbeddedProject {
 /// Throws as the constructor of EmbeddedProject does for a file that is missing or has other content.
 void require_project_file(const std::string& filename);
 
-/// The folder of the plugins beside this program: `plugins` in the folder above the program's own.
+/// The folder of the plugins that were built or installed with this program: "korvane/plugins" among
+/// the libraries, found from the program's own folder.
 boost::filesystem::path default_plugin_folder();
 
 }  // namespace korvane::tools

@@ -40,6 +40,13 @@ std::string HelpFormatter::make_subcommand(const CLI::App* command) const {
   return text.str();
 }
 
+std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
+  std::string text = Formatter::make_option_opts(option);
+  const std::string variable = " (" + get_label("Env") + ":" + option->get_envname() + ")";
+  if (const auto at = text.find(variable); at != std::string::npos) text.erase(at, variable.size());
+  return text;
+}
+
 std::string HelpFormatter::make_option_desc(const CLI::Option* option) const {
   return description(option->get_description());
 }

@@ -16,6 +16,8 @@ class HelpFormatter : public CLI::Formatter {
  public:
   std::string make_description(const CLI::App* command) const override;
   std::string make_subcommand(const CLI::App* command) const override;
+  /// Without the variable of the environment, which the command's last lines tell of for all.
+  std::string make_option_opts(const CLI::Option* option) const override;
   std::string make_option_desc(const CLI::Option* option) const override;
   /// Lines that begin with a blank are examples, and stay as they are.
   std::string make_footer(const CLI::App* command) const override;

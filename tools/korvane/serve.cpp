@@ -32,39 +32,20 @@
 #include "server/project_routes.h"
 #include "server/project_state.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/listening_socket.h"
+#include "tools/korvane/serve_options.h"
 #include "tools/korvane/served_optimizer.h"
 #include "tools/korvane/served_views.h"
-#include "tools/korvane/terminal_text.h"
+#include "tools/korvane/service_manager.h"
 
 namespace korvane::tools {
 
 using Plugins = std::vector<std::unique_ptr<host::Plugin>>;
+using Poco::Net::ServerSocket;
 using Poco::Net::SocketAddress;
+using namespace std::chrono_literals;
 
 namespace {
-
-/// Where the page is built and installed; empty where it is not.
-std::string default_page_folder() {
-  const std::filesystem::path bin = boost::dll::program_location().parent_path().string();
-  const std::filesystem::path page = bin.parent_path() / "share/korvane/web";
-  return std::filesystem::exists(page / "index.html") ? page.string() : "";
-}
-
-struct ServeOptions {
-  std::string root = ".";
-  std::string listen = "127.0.0.1:8420";
-  std::optional<std::string> tokens;
-  std::optional<std::string> tls_certificate;
-  std::optional<std::string> tls_key;
-  std::vector<std::string> host_names;
-  /// Empty for none.
-  std::string page = default_page_folder();
-  host::ModelServerLimits limits;
-  /// In place of the limit's own, which gives way to the process's limit of descriptors.
-  std::optional<std::size_t> open_projects;
-  std::chrono::milliseconds stop_time = std::chrono::seconds(20);
-  bool is_optimizing = false;
-};
 
 /// The signals that a server is driven by, blocked in every thread: one thread waits for them.
 class Signals {
@@ -93,30 +74,6 @@ class Signals {
   sigset_t ends_{};
   sigset_t awaited_{};
 };
-
-SocketAddress parse_address(const std::string& listen) {
-  try {
-    return SocketAddress(listen);
-  } catch (const Poco::Exception& failure) {
-    throw std::runtime_error("cannot listen on \"" + listen +
-                             "\": expected an address and a port, such as 127.0.0.1:8420 (" +
-                             failure.displayText() + ")");
-  }
-}
-
-Poco::Net::ServerSocket listen_on(const SocketAddress& address) {
-  constexpr int kBacklog = 4096;
-  try {
-    Poco::Net::ServerSocket socket;
-    // Left to itself, Poco lets a second server listen on the same port.
-    socket.bind(address, true, false);
-    socket.listen(kBacklog);
-    return socket;
-  } catch (const Poco::Exception& failure) {
-    throw std::runtime_error("cannot listen on " + address.toString() + ": " +
-                             failure.displayText());
-  }
-}
 
 /// Relative paths are those of the start: the server changes its current directory.
 std::optional<std::string> absolute(const std::optional<std::string>& path) {
@@ -233,6 +190,9 @@ class Reloadable {
 /// signal ends the process at once. So does the end of `stop_time` while a call still runs: no
 /// plugin can be stopped beside it, and SQLite takes back what was not committed.
 ///
+/// A service manager is told when it takes requests, reloads and stops, and as long as it is alive.
+/// A socket that the manager has opened is used in place of one on `listen`.
+///
 /// SIGHUP has tokens and certificate read anew and the plugins restarted, which closes the
 /// projects. What cannot be read stays as it was, and the log says so.
 ///
@@ -241,9 +201,12 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   host::keep_freed_memory();
   host::install_sql_fence();
   const Signals signals;
+  const ServiceManager manager;
   host::JsonLogSink log(common.is_verbose ? krv::log::trace : krv::log::request,
                         host::output_to(STDERR_FILENO));
-  const SocketAddress address = parse_address(options.listen);
+  std::optional<ServerSocket> socket;
+  if (manager.socket()) socket = inherited_socket(*manager.socket());
+  const SocketAddress address = socket ? socket->address() : parse_address(options.listen);
   Reloadable reloadable(options, address);
   host::Gate gate = reloadable.gate();
   host::ProjectRoot root(options.root);
@@ -264,12 +227,12 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
     mounted.schemas.emplace(std::move(file.name), std::move(file.text));
   }
   const bool has_page = !mounted.page.is_empty();
-  const Poco::Net::ServerSocket socket = listen_on(address);
+  if (!socket) socket = listen_on(address);
   const std::string url =
-      (options.tls_certificate ? "https://" : "http://") + socket.address().toString();
+      (options.tls_certificate ? "https://" : "http://") + socket->address().toString();
   std::filesystem::current_path(options.root);
 
-  host::ModelServer server(socket, std::move(gate), std::move(root), limits, reloadable.encrypt(),
+  host::ModelServer server(*socket, std::move(gate), std::move(root), limits, reloadable.encrypt(),
                            std::move(mounted));
   std::cout << "korvane serves " << options.root << " at " << url << "\nup to "
             << limits.open_projects << " projects open at a time\n";
@@ -282,7 +245,17 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
         "every file that this process can, and changes what others find on a project's connection");
   }
 
-  while (signals.wait() == SIGHUP) reloadable.reload(server, plugins);
+  const Watchdog watchdog(manager, [&server, period = manager.watchdog().value_or(0us)] {
+    return std::chrono::steady_clock::now() - server.last_turn() < period;
+  });
+  const std::string status = "serves " + options.root + " at " + url;
+  manager.ready(status);
+  while (signals.wait() == SIGHUP) {
+    manager.reloading();
+    reloadable.reload(server, plugins);
+    manager.ready(status);
+  }
+  manager.stopping();
   signals.let_through();
   host::log_event("stopping: no new requests are taken");
   if (!server.stop(options.stop_time)) {
@@ -293,86 +266,21 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   return kDone;
 }
 
-void add_seconds(CLI::App& command, const std::string& name, std::chrono::milliseconds& time,
-                 const std::string& text) {
-  const auto set = [&time](const double& seconds) {
-    time = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
-  };
-  const std::chrono::duration<double> standard = time;
-  command.add_option_function<double>(name, set, text + ", in seconds")
-      ->check(CLI::PositiveNumber)
-      ->default_str(format_number(standard.count()));
-}
-
-void add_access_options(CLI::App& command, ServeOptions& options) {
-  command.add_option("--page", options.page, "Folder of the page for browsers; \"\" for none")
-      ->capture_default_str()
-      ->default_str("share/korvane/web beside the program's folder");
-  command.add_option("--root", options.root, "Folder that the projects are confined to")
-      ->check(CLI::ExistingDirectory)
-      ->capture_default_str();
-  command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
-      ->capture_default_str();
-  command.add_option("--tokens", options.tokens, "File of the bearer tokens that are accepted");
-  auto* const certificate =
-      command.add_option("--tls-cert", options.tls_certificate, "Certificate chain, PEM");
-  auto* const key = command.add_option("--tls-key", options.tls_key, "Private key, PEM");
-  certificate->needs(key);
-  key->needs(certificate);
-  command.add_option(
-      "--host-name", options.host_names,
-      "Name that clients reach this server by, in addition to localhost and addresses");
-}
-
-/// The defaults are those of the limits themselves.
-void add_limit_options(CLI::App& command, ServeOptions& options) {
-  host::ModelServerLimits& limits = options.limits;
-  command.add_flag("--optimize", options.is_optimizing,
-                   "Give projects the indexes of korvane optimize when they are opened");
-  const auto add_count = [&](const char* name, auto& count, const std::string& text) {
-    command.add_option(name, count, text)->check(CLI::PositiveNumber)->capture_default_str();
-  };
-  command
-      .add_option("--open-projects", options.open_projects,
-                  "Projects that may be open; by default as many as the process's limit of "
-                  "descriptors allows, up to " +
-                      std::to_string(limits.open_projects))
-      ->check(CLI::PositiveNumber);
-  const std::string fewest = std::to_string(host::DeliveryLimits::kFewestWorkers);
-  add_count("--workers", limits.delivery.workers, "Calls that run at a time, at least " + fewest);
-  add_count("--waiting-calls", limits.delivery.waiting_calls, "Calls that may wait for a project");
-  add_count("--connections", limits.http.connections, "Connections at a time");
-  add_count("--client-requests", limits.requests_per_client, "Requests of one client at a time");
-  add_count("--body-bytes", limits.http.body_bytes, "Size of a request's body");
-  add_count("--all-body-bytes", limits.all_body_bytes, "Size of all bodies at a time");
-  add_count("--record-bytes", limits.record_bytes, "Memory that one request may take");
-  add_count("--all-record-bytes", limits.all_record_bytes,
-            "Memory that all requests together may take");
-  add_count("--all-reply-bytes", limits.all_reply_bytes,
-            "Memory that all replies together may take");
-  add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
-  add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
-  command.add_flag("--unfenced-sql", limits.is_sql_unfenced,
-                   "Let the scope sql do everything: other files, pragmas, transactions");
-  add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");
-  add_seconds(command, "--call-time", limits.call.time, "Time of any other call, from its turn on");
-  add_seconds(command, "--idle-time", limits.http.idle_time, "Time of an idle connection");
-  add_seconds(command, "--transfer-time", limits.http.transfer_time,
-              "Time for a request to arrive, and for a reply to leave");
-  add_seconds(command, "--waiting-time", limits.delivery.waiting_time,
-              "Time that a call may wait for its turn");
-  add_seconds(command, "--stop-time", options.stop_time, "Time for running calls when stopping");
-}
-
 }  // namespace
 
 Command add_serve(CLI::App& program) {
   const auto options = std::make_shared<ServeOptions>();
   CLI::App* const command =
       program.add_subcommand("serve", "Serve the projects of a folder over HTTP");
-  add_access_options(*command, *options);
-  add_limit_options(*command, *options);
-  command->footer("Example:\n  korvane serve --root projects --listen 127.0.0.1:8420");
+  add_serve_options(*command, *options);
+  add_config_option(program, *command);
+  command->footer(
+      "Every option can stand in a file too, which --config FILE names: stop-time = 30 there is "
+      "--stop-time 30 here. So can it in the environment: KORVANE_SERVE_STOP_TIME=30. The command "
+      "line counts first, then the environment, then the file.\n\n"
+      "Examples:\n"
+      "  korvane serve --root projects --listen 127.0.0.1:8420\n"
+      "  korvane serve --config /etc/korvane/korvane.conf");
   return {command, [options](const CommonOptions& common) { return serve(*options, common); }};
 }
 
