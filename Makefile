@@ -2,12 +2,13 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
-  bench-counts bench-commands bench-page fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed \
+  bench-counts bench-commands bench-page package try-packages try-consumer fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed \
   release clean
 
 PROJECT := build/release/guideline.db
 BENDING_LIST := build/release/guideline.pdf
 SERVED := build/release/projects
+PACKAGES := build/package/packages
 BENCH_FLAGS := --benchmark_repetitions=15 --benchmark_enable_random_interleaving=true \
   --benchmark_min_time=0.05
 BENCH_RESULTS := bench/results.json
@@ -37,6 +38,7 @@ configure-dev configure-coverage configure-asan configure-asan-quick configure-t
 configure-lint: packages-lint
 configure-fuzz: packages-fuzz
 configure-bench: packages-test packages-bench
+configure-package: packages-page packages-packaging
 bench-commands bench-page: packages-test
 
 # `make run` leaves it out.
@@ -81,6 +83,21 @@ asan asan-quick tsan: %: build-% ## all tests under the address and undefined-be
 check-sources: packages-test
 	@scripts/check-includes.py
 	@scripts/check-lengths.py
+	@scripts/check-headers.py
+
+package: build-package ## the Debian packages, in build/package/packages
+	@rm -f $(PACKAGES)/*.deb
+	@echo "== packages: $(PACKAGES)"
+	@cmake --build --preset package --target package >build/package-cpack.log 2>&1 || { cat build/package-cpack.log; exit 1; }
+	@ls -sh $(PACKAGES)/*.deb
+
+try-packages: package ## the packages in a fresh Debian 12: install, start, call, upgrade, remove, purge; as root
+	@echo "== lintian"
+	@lintian --allow-root --fail-on error,warning $(PACKAGES)/*.deb
+	@packaging/try-packages.sh $(PACKAGES) build/try
+
+try-consumer: build-dev ## tests/consumer with what is installed, with the sources, and each installed header by itself
+	@KORVANE_BUILD=$(CURDIR)/build/dev tests/packaging/consumer_test.py --whole
 
 coverage: build-coverage ## lines and branches of bond/ and of the plugin that the tests take
 	@find build/coverage -name '*.gcda' -delete

@@ -7,6 +7,8 @@
 #   install-packages.sh test     the same, and the tests; likewise lint and fuzz
 #   install-packages.sh format   the formatter, and nothing else
 #   install-packages.sh          all of these
+#   install-packages.sh packaging  what only the Debian packages are made and tried with:
+#                                packaging/packages.txt
 #   install-packages.sh bench    what only the benchmarks need: bench/packages.txt, and bench/peers from
 #                                npm. A peer that cannot be installed is left out of the measuring.
 #
@@ -129,7 +131,8 @@ case "${1:-all}" in
   format) sections=(scripts format) ;;
   all) sections=(run page scripts test format lint fuzz) ;;
   bench) install_bench; exit ;;
-  *) echo "install-packages.sh: \"$1\" is not a purpose: run, page, test, lint, fuzz, format or bench" >&2; exit 2 ;;
+  packaging) install_list packaging/packages.txt; exit ;;
+  *) echo "install-packages.sh: \"$1\" is not a purpose: run, page, test, lint, fuzz, format, packaging or bench" >&2; exit 2 ;;
 esac
 install_list packages.txt "${sections[@]}"
 case " ${sections[*]} " in

@@ -3,12 +3,12 @@
 import assert from 'node:assert/strict';
 import {copyFileSync, mkdirSync, readdirSync, writeFileSync} from 'node:fs';
 import {createServer} from 'node:net';
-import {dirname, join} from 'node:path';
+import {join} from 'node:path';
 import {test} from 'node:test';
 import {Client} from './client.mjs';
 import {program, run, Server, temporaryFolder, until} from './server.mjs';
 
-const plugins = join(dirname(dirname(program)), 'plugins');
+const plugins = process.env.KORVANE_PLUGIN_FOLDER;
 const refusedToStart = (...args) => run(['serve', '--listen', '127.0.0.1:0', ...args]);
 
 /** Opens a project and calls for a query that counts to `last`, or for ever without one. Resolves

@@ -114,21 +114,21 @@ class ServeConfig : public CLI::ConfigTOML {
   explicit ServeConfig(const CLI::App& command) : command_(command) {}
 
   std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
-    std::vector<CLI::ConfigItem> items = CLI::ConfigTOML::from_config(input);
-    for (CLI::ConfigItem& item : items) {
+    std::vector<CLI::ConfigItem> found = CLI::ConfigTOML::from_config(input);
+    for (CLI::ConfigItem& item : found) {
       if (item.parents.empty() && option_of(item) != nullptr) item.parents = {command_.get_name()};
       if (item.parents.size() > 1 ||
           (!item.parents.empty() && item.parents.front() != command_.get_name())) {
         throw CLI::ConfigError::Extras(item.fullname());
       }
     }
-    std::erase_if(items, [&](const CLI::ConfigItem& item) {
+    std::erase_if(found, [&](const CLI::ConfigItem& item) {
       const CLI::Option* const option = option_of(item);
       if (option == nullptr) return false;
       const char* const value = std::getenv(option->get_envname().c_str());
       return value != nullptr && *value != '\0';
     });
-    return items;
+    return found;
   }
 
  private:
