@@ -33,7 +33,7 @@ std::string value_case(const CommandText& command, const OptionText& option) {
   return "    " + names + ") echo '" + kind + "' ;;\n";
 }
 
-constexpr const char* kFunctions = R"(# Completes the word at the cursor.
+constexpr const char* kFunctions = R"bash(# Completes the word at the cursor.
 _korvane() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
   local command=korvane next kind='' index
@@ -57,15 +57,17 @@ _korvane() {
       commands=$(_korvane_commands "$command")
       if [[ $word == -* ]]; then
         mapfile -t COMPREPLY < <(compgen -W "$(_korvane_options "$command")" -- "$word")
-      elif [[ -n $commands ]];
-then mapfile - t COMPREPLY < < (compgen - W "$commands" --"$word") else mapfile - t COMPREPLY < <
-    (compgen - f-- "$word") fi;
-;
-esac
+      elif [[ -n $commands ]]; then
+        mapfile -t COMPREPLY < <(compgen -W "$commands" -- "$word")
+      else
+        mapfile -t COMPREPLY < <(compgen -f -- "$word")
+      fi
+      ;;
+  esac
 }
 
 complete -o filenames -F _korvane korvane
-)";
+)bash";
 
 }  // namespace
 

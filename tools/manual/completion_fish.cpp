@@ -7,7 +7,7 @@ namespace korvane::manual {
 
 namespace {
 
-std::string quoted(std::string_view text) {
+std::string in_quotes(std::string_view text) {
   std::string result = "'";
   for (const char letter : text) {
     if (letter == '\'' || letter == '\\') result += '\\';
@@ -39,18 +39,18 @@ std::string option_line(const std::string& where, const OptionText& option) {
   if (!option.choices.empty()) {
     std::string words;
     for (const std::string& choice : option.choices) words += (words.empty() ? "" : " ") + choice;
-    line += " -x -a " + quoted(words);
+    line += " -x -a " + in_quotes(words);
   } else if (option.is_folder) {
     line += " -x -a '(__fish_complete_directories)'";
   } else if (!option.value.empty()) {
     line += " -r -F";
   }
-  return line + " -d " + quoted(option.text) + "\n";
+  return line + " -d " + in_quotes(option.text) + "\n";
 }
 
 std::string lines(const CommandText& command, bool is_program) {
   const std::string own = condition(command);
-  const std::string where = is_program ? "" : " -n " + quoted(own);
+  const std::string where = is_program ? "" : " -n " + in_quotes(own);
   std::string text;
   for (const OptionText& option : command.options) text += option_line(where, option);
   if (command.commands.empty()) return text;
@@ -59,8 +59,8 @@ std::string lines(const CommandText& command, bool is_program) {
   const std::string before =
       is_program ? "__fish_use_subcommand" : own + "; and not __fish_seen_subcommand_from" + words;
   for (const CommandText& sub : command.commands) {
-    text += "complete -c korvane -n " + quoted(before) + " -f -a " + sub.word() + " -d " +
-            quoted(sub.text) + "\n";
+    text += "complete -c korvane -n " + in_quotes(before) + " -f -a " + sub.word() + " -d " +
+            in_quotes(sub.text) + "\n";
   }
   for (const CommandText& sub : command.commands) text += lines(sub, false);
   return text;
