@@ -1,5 +1,6 @@
 #include "tools/manual/command_text.h"
 
+#include <algorithm>
 #include <sstream>
 #include <utility>
 
@@ -7,23 +8,33 @@ namespace korvane::manual {
 
 namespace {
 
-/// "TEXT:{csv,json}" has choices; "TEXT:FILE" the word that says more.
-void read_type(const std::string& type, OptionText& option) {
-  const auto open = type.find('{');
-  if (open != std::string::npos) {
-    std::istringstream choices(type.substr(open + 1, type.find('}', open) - open - 1));
-    for (std::string one; std::getline(choices, one, ',');) option.choices.push_back(one);
+/// The only values that `option` takes. The library keeps them to itself, and names them where it
+/// refuses another: "x not in {csv,json}", "Check x value in {csv->0,json->1} OR {0,1} FAILED".
+std::vector<std::string> choices_of(CLI::Option& option) {
+  std::vector<std::string> choices;
+  std::string refused = "\x01";
+  std::string refusal;
+  try {
+    refusal = (*option.get_validator(0))(refused);
+  } catch (const CLI::OptionNotFound&) {
+    return {};
   }
-  const std::string value = type.substr(0, open);
-  option.is_folder = value.find("DIR") != std::string::npos;
-  option.value = option.is_folder ? "FOLDER" : value.substr(0, value.find(':'));
-  if (option.value == "TEXT") option.value = "VALUE";
-  if (option.value == "UINT" || option.value == "FLOAT" || option.value == "INT") {
-    option.value = "NUMBER";
-  }
+  const auto open = refusal.find('{');
+  if (open == std::string::npos) return {};
+  std::istringstream list(refusal.substr(open + 1, refusal.find('}', open) - open - 1));
+  for (std::string one; std::getline(list, one, ',');)
+    choices.push_back(one.substr(0, one.find("->")));
+  return choices;
 }
 
-OptionText option_text(const CLI::Option& option) {
+/// The word for a value of the library's type.
+std::string value_word(const std::string& type) {
+  const std::string word = type.substr(0, type.find(':'));
+  if (word == "UINT" || word == "FLOAT" || word == "INT") return "NUMBER";
+  return word == "TEXT" ? "VALUE" : word;
+}
+
+OptionText option_text(CLI::Option& option) {
   OptionText text;
   text.is_argument = option.get_positional();
   text.name = text.is_argument              ? option.get_name(true)
@@ -33,7 +44,12 @@ OptionText option_text(const CLI::Option& option) {
     text.short_name = "-" + option.get_snames().front();
   }
   text.text = option.get_description();
-  if (option.get_expected_max() != 0) read_type(option.get_type_name(), text);
+  if (option.get_expected_max() != 0) {
+    const std::string type = option.get_type_name();
+    text.is_folder = type.find("DIR") != std::string::npos;
+    text.value = text.is_folder ? "FOLDER" : value_word(type);
+    text.choices = choices_of(option);
+  }
   text.standard = option.get_default_str();
   text.variable = option.get_envname();
   text.is_required = option.get_required();
@@ -54,18 +70,35 @@ void read_footer(const std::string& footer, CommandText& command) {
 
 }  // namespace
 
-CommandText command_text(const CLI::App& command, const std::string& name) {
+CommandText command_text(CLI::App& command, const std::string& name) {
   CommandText text;
+  const auto all_options = [](const CLI::Option*) { return true; };
+  const auto all_commands = [](const CLI::App*) { return true; };
   text.name = name;
   text.text = command.get_description();
-  for (const CLI::Option* const option : command.get_options()) {
+  for (CLI::Option* const option : command.get_options(all_options)) {
     OptionText one = option_text(*option);
     (one.is_argument ? text.arguments : text.options).push_back(std::move(one));
   }
   read_footer(command.get_footer(), text);
-  for (const CLI::App* const sub : command.get_subcommands([](const CLI::App*) { return true; })) {
+  for (CLI::App* const sub : command.get_subcommands(all_commands)) {
     text.commands.push_back(command_text(*sub, name + " " + sub->get_name()));
   }
+  return text;
+}
+
+CommandText program_text(CLI::App& program) {
+  // By default those that were built with the program, wherever that is installed.
+  program.get_option("--plugins")->default_str("those that came with the program");
+  CommandText text = command_text(program, program.get_name());
+  const auto config =
+      std::find_if(text.options.begin(), text.options.end(), [&](const auto& option) {
+        return "--" + program.get_config_ptr()->get_lnames().front() == option.name;
+      });
+  for (CommandText& command : text.commands) {
+    if (command.word() == "serve") command.options.push_back(*config);
+  }
+  text.options.erase(config);
   return text;
 }
 

@@ -44,6 +44,10 @@ struct CommandText {
 };
 
 /// Reads off `command`, whose full name is `name`, what its --help prints.
-CommandText command_text(const CLI::App& command, const std::string& name);
+CommandText command_text(CLI::App& command, const std::string& name);
+
+/// The same of the whole program. --config, which the library wants beside the commands, stands with
+/// the one command that takes it.
+CommandText program_text(CLI::App& program);
 
 }  // namespace korvane::manual

@@ -70,7 +70,6 @@ class Writer {
     line(text.empty() ? "\\&" : escaped(text));
   }
   void typed(const std::vector<std::string>& lines) {
-    line(".PP");
     line(".nf");
     line(".RS");
     for (const std::string& one : lines) line(escaped(one));
@@ -123,7 +122,7 @@ void write_options(Writer& page, const CommandText& command) {
     std::string text = option.text;
     if (!text.empty() && !text.ends_with('.')) text += '.';
     if (option.is_required) text += " Required.";
-    if (!option.standard.empty()) text += " Default: " + option.standard + ".";
+    if (!option.standard.empty()) text += " Default: " + option.standard;
     page.item(others + bold(option.name) + value_of(option), text);
   }
 }
@@ -226,7 +225,7 @@ ManPage file_page(const CommandText& serve, const std::string& version) {
   for (const OptionText& option : file_options(serve)) {
     page.item(
         bold(option.name) + " = " + (option.value.empty() ? "true|false" : slanted(option.value)),
-        option.text + (option.standard.empty() ? "" : ". Default: " + option.standard) + ".");
+        option.text + (option.standard.empty() ? "." : ". Default: " + option.standard));
   }
   page.head("SEE ALSO");
   page.line("\\fBkorvane\\-serve\\fR(1)");

@@ -21,11 +21,11 @@ std::string commented(const std::string& text) {
 
 /// What stands for the default behind the name; of a text that explains it nothing.
 std::string shown_default(const OptionText& option) {
-  if (option.value.empty()) return "false";
-  if (option.value == "NUMBER") return option.standard;
+  if (option.value.empty()) return " false";
+  if (option.value == "NUMBER") return option.standard.empty() ? "" : " " + option.standard;
   const bool is_explained = option.standard.find(' ') != std::string::npos;
   const std::string text = '"' + (is_explained ? "" : option.standard) + '"';
-  return option.is_repeatable ? "[" + text + "]" : text;
+  return option.is_repeatable ? " [" + text + "]" : " " + text;
 }
 
 }  // namespace
@@ -48,7 +48,7 @@ std::string option_file(const CommandText& serve, std::map<std::string, std::str
     const bool is_explained = option.standard.find(' ') != std::string::npos;
     text += "\n" + commented(option.text + (is_explained ? ". Default: " + option.standard : ""));
     const auto value = values.extract(option.name);
-    text += value.empty() ? "#" + option.name + " = " + shown_default(option)
+    text += value.empty() ? "#" + option.name + " =" + shown_default(option)
                           : option.name + " = " + value.mapped();
     text += '\n';
   }

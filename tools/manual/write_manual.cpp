@@ -30,9 +30,7 @@ void write(const std::filesystem::path& file, const std::string& text) {
 void write_all(const std::filesystem::path& folder,
                const std::map<std::string, std::string>& values) {
   tools::Program program;
-  // By default those that were built with the program, wherever that is installed.
-  program.description().get_option("--plugins")->default_str("those that came with the program");
-  const CommandText text = command_text(program.description(), "korvane");
+  const CommandText text = program_text(program.description());
   for (const ManPage& page : man_pages(text, KORVANE_VERSION)) {
     write(folder / "man" / page.file, page.text);
   }

@@ -27,7 +27,7 @@ using testing::Not;
 
 CommandText program_text() {
   tools::Program program;
-  return command_text(program.description(), "korvane");
+  return manual::program_text(program.description());
 }
 
 const CommandText& command_of(const CommandText& program, const std::string& word) {
@@ -156,7 +156,7 @@ TEST_F(Manual, FileOfOptionsHasEachWithItsDefault) {
   const CommandText program = program_text();
   const std::string text = option_file(command_of(program, "serve"), {});
   for (const OptionText& option : file_options(command_of(program, "serve"))) {
-    EXPECT_THAT(text, HasSubstr("\n#" + option.name + " = ")) << option.name;
+    EXPECT_THAT(text, HasSubstr("\n#" + option.name + " =")) << option.name;
   }
   EXPECT_THAT(text, HasSubstr("\n#stop-time = 20\n"));
   EXPECT_THAT(text, HasSubstr("\n#listen = \"127.0.0.1:8420\"\n"));
