@@ -102,7 +102,9 @@ TEST_P(ServedImport, StoresTheSameRowsButForRandomNames) {
   import_locally();
   import_remotely();
   server_.stop();
-  EXPECT_EQ(tables_of(served_file()), tables_of(local_file()));
+  std::vector<std::string> served = tables_of(served_file());
+  std::erase(served, "korvane_answers");  // of the server itself
+  EXPECT_EQ(served, tables_of(local_file()));
   EXPECT_THAT(tables_of(local_file()), SizeIs(10));
   EXPECT_NE(random_names(served_file()), random_names(local_file()));
   for (const std::string& table : tables_of(local_file())) {
