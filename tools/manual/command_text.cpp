@@ -48,6 +48,7 @@ OptionText option_text(CLI::Option& option) {
     const std::string type = option.get_type_name();
     text.is_folder = type.find("DIR") != std::string::npos;
     text.value = text.is_folder ? "FOLDER" : value_word(type);
+    if (text.value.empty()) text.value = "FILE";  // the library's own --config
     text.choices = choices_of(option);
   }
   text.standard = option.get_default_str();

@@ -182,8 +182,8 @@ ManPage command_page(const CommandText& command, const std::string& version) {
   page.head("SYNOPSIS");
   if (command.commands.empty()) page.line(usage(command));
   for (const CommandText& sub : command.commands) {
+    if (&sub != &command.commands.front()) page.line(".br");
     page.line(usage(sub));
-    page.line(".br");
   }
   page.head("DESCRIPTION");
   page.line(escaped(command.text + "."));
