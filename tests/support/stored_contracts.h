@@ -26,7 +26,8 @@ class StoredTypes {
     if (!seen_.insert(bond::Describe<T>::qualified_name).second) return;
     visitor_.template contract<T>();
     bond::for_each_field<T>([this](const auto& field) {
-      visit<std::remove_cvref_t<decltype(std::declval<T>().*field.member)>>();
+      // clang 14 sees no use of `this` in the call alone.
+      this->template visit<std::remove_cvref_t<decltype(std::declval<T>().*field.member)>>();
     });
   }
   template <bond::Enumeration E>
