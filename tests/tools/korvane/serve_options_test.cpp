@@ -12,13 +12,15 @@
 namespace korvane::tools {
 namespace {
 
+using test::TemporaryFolder;
+
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 class OptionsOfServe : public testing::Test {
  protected:
   OptionsOfServe() : command_(*program_.add_subcommand("serve", "")) {
-    program_.fallthrough();
+    command_.fallthrough();
     add_serve_options(command_, options_);
     add_config_option(program_, command_);
   }

@@ -25,6 +25,9 @@
 namespace korvane::tools {
 namespace {
 
+using test::TemporaryFolder;
+using test::text_of;
+
 using testing::HasSubstr;
 using testing::StartsWith;
 

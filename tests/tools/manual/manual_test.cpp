@@ -20,6 +20,9 @@
 namespace korvane::manual {
 namespace {
 
+using test::TemporaryFolder;
+using test::text_of;
+
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -109,8 +112,8 @@ TEST_F(Manual, PagesHaveNoFault) {
 
 TEST_F(Manual, NamesNoFolderOfTheMachineThatBuildsIt) {
   for (const ManPage& page : man_pages(program_text(), "1.2.3")) {
-    if (page.file != "korvane.1")
-      EXPECT_THAT(page.text, Not(HasSubstr(KORVANE_EXAMPLES))) << page.file;
+    if (page.file == "korvane.1") continue;
+    EXPECT_THAT(page.text, Not(HasSubstr(KORVANE_EXAMPLES))) << page.file;
   }
 }
 
