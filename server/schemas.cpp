@@ -64,7 +64,7 @@ Json shape() {
   const Json coordinate = {{"type", "number"}};
   const Json point = {{"type", "array"},
                       {"prefixItems", {coordinate, coordinate, coordinate}},
-                      {"items", false},
+                      {"items", coordinate},
                       {"minItems", 3},
                       {"maxItems", 3}};
   return object(

@@ -160,7 +160,7 @@ krv::rpc4::EncodedRequest Call::encoded_request(const std::string& body,
 }
 
 bool Call::is_on(const std::string& name) const {
-  const std::string value = target_.parameter(name).value_or("false");
+  const std::string value = plain_truth(target_.parameter(name).value_or("false"));
   if (value == "true" || value == "false") return value == "true";
   throw HttpFault(400, "the parameter " + name + " is \"" + value + "\"; expected true or false");
 }

@@ -118,13 +118,19 @@ HttpReply metrics_document(const DocumentRequest& asked) {
 
 HttpReply openapi_document_of_server(const DocumentRequest& asked) {
   const Target target(asked.request.head.getURI());
-  target.refuse_parameters_but({"media"});
+  target.refuse_parameters_but({"edition", "media"});
   const std::optional<std::string> media = target.parameter("media");
   if (media && *media != "json") {
     throw HttpFault(400, "the parameter media is \"" + *media + "\"; expected json");
   }
+  const std::optional<std::string> edition = target.parameter("edition");
+  if (edition && *edition != "3.0" && *edition != "3.1") {
+    throw HttpFault(400, "the parameter edition is \"" + *edition + "\"; expected 3.0 or 3.1");
+  }
   HttpReply reply = json_reply();
-  const std::string& text = media ? asked.server.openapi_of_json : asked.server.openapi;
+  const std::string& text = edition == "3.0" ? asked.server.openapi_3_0
+                            : media          ? asked.server.openapi_of_json
+                                             : asked.server.openapi;
   reply.streamed_bytes = text.size();
   reply.stream_body = [&text](const HttpReply::Write& write) { write(text); };
   return reply;

@@ -23,7 +23,8 @@ HttpReply live_document(const DocumentRequest& request);
 HttpReply ready_document(const DocumentRequest& request);
 /// What the server measures of itself.
 HttpReply metrics_document(const DocumentRequest& request);
-/// All operations and contracts; with `?media=json` the edition for generators of clients.
+/// All operations and contracts; with `?media=json` the edition for generators of clients, and with
+/// `?edition=3.0` that for those that read OpenAPI 3.0 alone.
 HttpReply openapi_document_of_server(const DocumentRequest& request);
 /// One file of the contracts in their definition language.
 HttpReply schema_document(const DocumentRequest& request);

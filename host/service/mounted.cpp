@@ -19,6 +19,11 @@ std::string listed(const std::vector<std::string>& values) {
 
 std::vector<std::string> on_or_off() { return {"true", "false"}; }
 
+std::string plain_truth(const std::string& text) {
+  if (text == "True") return "true";
+  return text == "False" ? "false" : text;
+}
+
 std::optional<std::string> MountedCall::parameter(const std::string& name) const {
   const auto found = parameters.find(name);
   if (found == parameters.end()) return std::nullopt;
@@ -63,7 +68,7 @@ std::map<std::string, std::string> parameters_of(const MountedRoute& route, cons
   target.refuse_parameters_but(known);
   std::map<std::string, std::string> found;
   for (const MountedParameter& parameter : route.parameters) {
-    const std::optional<std::string> value = target.parameter(parameter.name);
+    std::optional<std::string> value = target.parameter(parameter.name);
     const auto refuse = [&](const std::string& text) {
       throw HttpFault(400, "the parameter " + parameter.name + " is " + text);
     };
@@ -72,6 +77,7 @@ std::map<std::string, std::string> parameters_of(const MountedRoute& route, cons
       continue;
     }
     const std::vector<std::string>& values = parameter.values;
+    if (values == on_or_off()) value = plain_truth(*value);
     if (!values.empty() && std::find(values.begin(), values.end(), *value) == values.end()) {
       refuse("\"" + *value + "\"; expected " + listed(values));
     }

@@ -33,6 +33,10 @@ struct MountedParameter {
 /// The values of one that is on or off.
 std::vector<std::string> on_or_off();
 
+/// "true" of "True", as clients that are generated for Python and C# write it; what is neither true
+/// nor false stays as it is.
+std::string plain_truth(const std::string& text);
+
 /// What JSON of a route is like: a JSON Schema (draft 2020-12), and its name among the components of
 /// the OpenAPI document, by which others refer to it ("#/components/schemas/<name>").
 struct MountedSchema {

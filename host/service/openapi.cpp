@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "host/service/call_room.h"
+#include "host/service/openapi_3_0.h"
 #include "host/service/openapi_components.h"
 #include "host/service/representation.h"
 #include "platform/rpc4/directory.h"
@@ -241,7 +242,7 @@ Json Paths::mounted_content(const std::vector<std::string>& types,
   const bool has_json = std::find(types.begin(), types.end(), json) != types.end();
   Json content = Json::object();
   for (const std::string& type : types) {
-    if (is_reply && has_json && type != json && edition_ == Edition::json) continue;
+    if (is_reply && has_json && type != json && edition_ != Edition::whole) continue;
     content[type] = Json::object();
     if (type != json) {
       content[type]["schema"] = {{"type", "string"}};
@@ -334,7 +335,7 @@ std::string openapi_document(const std::vector<DescribedService>& services,
     }
   }
   for (const MountedRoute& route : mounted) paths.add(route);
-  const Json document = {
+  Json document = {
       {"openapi", "3.1.0"},
       {"info",
        {{"title", "korvane"},
@@ -347,6 +348,7 @@ std::string openapi_document(const std::vector<DescribedService>& services,
       // A token is needed only where the server was given some.
       {"security", {{{"token", Json::array()}}, Json::object()}},
   };
+  if (edition == Edition::json_3_0) openapi::rewrite_as_3_0(document);
   return document.dump() + "\n";
 }
 

@@ -30,10 +30,12 @@ enum class Edition {
   /// Where a body can be JSON, no other, except in what a mounted route takes. Generators of clients
   /// make one type of each body then.
   json,
+  /// The same in OpenAPI 3.0, which is all that some generators read.
+  json_3_0,
 };
 
-/// The routes, media types and methods of all operations as an OpenAPI 3.1 document
-/// (https://spec.openapis.org/oas/v3.1.0), JSON text. Derived from the routes, the operation tables
+/// The routes, media types and methods of all operations as an OpenAPI document, of 3.1
+/// (https://spec.openapis.org/oas/v3.1.0) unless the edition is of 3.0, JSON text. Derived from the routes, the operation tables
 /// and the descriptions of their contracts. What is mounted comes last.
 std::string openapi_document(const std::vector<DescribedService>& services,
                              const std::vector<MountedRoute>& mounted = {},

@@ -89,9 +89,10 @@ struct ServerState {
   Visits visits;
   const Page page;
   const std::map<std::string, std::string> schemas;
-  /// The OpenAPI document, and its edition for generators of clients.
+  /// The OpenAPI document, and its editions for generators of clients.
   const std::string openapi;
   const std::string openapi_of_json;
+  const std::string openapi_3_0;
   std::atomic<bool> is_stopping = false;
   Metrics metrics;
   MemoryPool bodies;

@@ -1,4 +1,4 @@
-// The document of a whole server, in both editions.
+// The document of a whole server, in all editions.
 
 #include <functional>
 #include <set>
@@ -77,22 +77,49 @@ TEST_P(ServedOpenApi, DescribesEverySchemaOfAContractAndEveryFieldOfIt) {
   EXPECT_THAT(silent, IsEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Editions, ServedOpenApi, ::testing::Values("", "?media=json"),
+INSTANTIATE_TEST_SUITE_P(Editions, ServedOpenApi,
+                         ::testing::Values("", "?media=json", "?edition=3.0"),
                          [](const auto& edition) {
-                           return edition.param.empty() ? std::string("Whole") : "Json";
+                           if (edition.param.empty()) return std::string("Whole");
+                           return std::string(edition.param == "?media=json" ? "Json" : "Of30");
                          });
 
-TEST(ServedEditions, AreTheTwoThatThereAre) {
+/// Says what a schema of the document has that OpenAPI 3.0 does not.
+std::string newer_than_3_0(const json& part) {
+  if (!part.is_object()) return {};
+  if (part.contains("type") && part.at("type").is_array()) return "several types";
+  if (part.value("type", json()) == "null") return "the type null";
+  if (part.contains("prefixItems")) return "prefixItems";
+  if (part.contains("contentEncoding")) return "contentEncoding";
+  if (part.contains("$ref") && part.size() > 1) return "a member beside $ref";
+  return {};
+}
+
+TEST(ServedEditions, OfOpenApi30HasNothingThatIsNewer) {
+  TestServer server({}, std::nullopt, {}, server::project_routes());
+  HttpClient client = server.client();
+  const json older = client.get("/openapi.json?edition=3.0").json();
+  EXPECT_EQ(older.at("openapi"), "3.0.3");
+  for_each_part(older.at("components").at("schemas"),
+                [](const json& schema) { EXPECT_EQ(newer_than_3_0(schema), "") << schema.dump(); });
+  for_each_part(older.at("paths"),
+                [](const json& part) { EXPECT_EQ(newer_than_3_0(part), "") << part.dump(); });
+  EXPECT_EQ(client.get("/openapi.json?edition=3.1").body, client.get("/openapi.json").body);
+}
+
+TEST(ServedEditions, AreThoseThatThereAre) {
   TestServer server;
   HttpClient client = server.client();
   EXPECT_EQ(client.get("/openapi.json?media=xml").detail(),
             "the parameter media is \"xml\"; expected json");
-  EXPECT_EQ(client.get("/openapi.json?edition=json").status, 400);
+  EXPECT_EQ(client.get("/openapi.json?edition=json").detail(),
+            "the parameter edition is \"json\"; expected 3.0 or 3.1");
   EXPECT_EQ(client.get("/openapi.json").body.find("\"application/json\"") != std::string::npos,
             true);
   const std::string binary = "application/x-bond-compact-binary";
   EXPECT_NE(client.get("/openapi.json").body.find(binary), std::string::npos);
   EXPECT_EQ(client.get("/openapi.json?media=json").body.find(binary), std::string::npos);
+  EXPECT_EQ(client.get("/openapi.json?edition=3.0").body.find(binary), std::string::npos);
 }
 
 }  // namespace

@@ -25,6 +25,7 @@ using IdlFiles = std::vector<rpc::IdlFile>;
 struct SchemaOptions {
   std::optional<std::string> output;
   bool is_openapi = false;
+  std::string edition = "3.1";
 };
 
 void write_files(const IdlFiles& files, const std::filesystem::path& folder) {
@@ -59,7 +60,8 @@ int print_openapi(const SchemaOptions& options, const CommonOptions& common) {
   std::vector<std::unique_ptr<host::Plugin>> plugins;
   if (std::filesystem::exists(common.plugins)) plugins = host::load_plugins(common.plugins);
   const std::string document = host::openapi_document(
-      host::described_services(), server::project_routes(), host::Edition::json);
+      host::described_services(), server::project_routes(),
+      options.edition == "3.0" ? host::Edition::json_3_0 : host::Edition::json);
   if (options.output) {
     OutputFile file(*options.output);
     file.write(document);
@@ -77,14 +79,23 @@ Command add_schema(CLI::App& program) {
   const auto options = std::make_shared<SchemaOptions>();
   CLI::App* const command = program.add_subcommand(
       "schema", "Print the contracts and services in the Bond interface definition language");
-  command->add_flag("--openapi", options->is_openapi,
-                    "Print what a server serves instead, as an OpenAPI document for generators of "
-                    "clients: that of /openapi.json?media=json");
+  CLI::Option* const openapi = command->add_flag(
+      "--openapi", options->is_openapi,
+      "Print what a server serves instead, as an OpenAPI document for generators of "
+      "clients: that of /openapi.json?media=json");
+  command
+      ->add_option("--edition", options->edition,
+                   "Edition of OpenAPI, for generators that read 3.0 alone: then that of "
+                   "/openapi.json?edition=3.0")
+      ->check(CLI::IsMember({"3.0", "3.1"}))
+      ->capture_default_str()
+      ->needs(openapi);
   command->add_option("--output", options->output,
                       "Folder to write a file for each namespace into; with --openapi the file");
   command->footer(
       "Examples:\n  korvane schema --output contracts\n"
-      "  korvane schema --openapi --output openapi.json");
+      "  korvane schema --openapi --output openapi.json\n"
+      "  korvane schema --openapi --edition 3.0 --output openapi.json");
   return {command, [options](const CommonOptions& common) {
             return options->is_openapi ? print_openapi(*options, common) : print_idl(*options);
           }};

@@ -85,6 +85,11 @@ TEST_F(Writes, MakeAProjectOnlyWhenTheyAreToldTo) {
   EXPECT_EQ(sheets("new.db"), 2U);
 }
 
+TEST_F(Writes, TakeTrueAsClientsGeneratedForPythonWriteIt) {
+  EXPECT_EQ(post(address("new.db", "create_sheet?create=False")).status, 404);
+  EXPECT_EQ(post(address("new.db", "create_sheet?create=True")).status, 200);
+}
+
 TEST_F(Writes, RefuseAnotherAnswerThanTrueOrFalse) {
   const HttpAnswer answer = post(address("new.db", "create_sheet?create=yes"));
   EXPECT_EQ(answer.status, 400);

@@ -111,6 +111,11 @@ TEST_F(Mounted, RoutesRefuseAValueOutsideASet) {
             "the parameter wide is \"1\"; expected true or false");
 }
 
+TEST_F(Mounted, RoutesTakeTrueAsClientsGeneratedForPythonWriteIt) {
+  EXPECT_EQ(get("print?name=x&wide=True").body, get("print?name=x&wide=true").body);
+  EXPECT_EQ(get("print?name=x&wide=False").body, get("print?name=x&wide=false").body);
+}
+
 TEST_F(Mounted, RoutesRefuseARequestWithoutWhatTheyNeed) {
   const HttpAnswer answer = get("print");
   EXPECT_EQ(answer.status, 400);

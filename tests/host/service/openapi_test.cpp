@@ -153,6 +153,47 @@ TEST(OpenApi, TakesIfMatchWhereARouteGoesByIt) {
   EXPECT_THAT(parameters(), Contains(if_match));
 }
 
+json schema_of(const json& document, const std::string& name) {
+  return document.at("components").at("schemas").at(name);
+}
+
+TEST(OpenApi, Of30SaysByNullableWhatMayBeNull) {
+  const json bar = schema_of(document(Edition::json_3_0), "korvane.model.cad.Rebar");
+  const json hook = bar.at("properties").at("start_hook");
+  EXPECT_EQ(hook.at("nullable"), true);
+  EXPECT_EQ(hook.at("allOf"),
+            json::parse(R"([{"$ref":"#/components/schemas/korvane.model.cad.Hook"}])"));
+  EXPECT_TRUE(hook.contains("description"));
+}
+
+TEST(OpenApi, Of30HasTheNamesOfAnEnumerationAlone) {
+  const json direction = schema_of(document(Edition::json_3_0), "korvane.model.cad.HookDirection");
+  EXPECT_EQ(direction.at("type"), "string");
+  EXPECT_THAT(direction.at("enum"), Contains("kRight"));
+  EXPECT_FALSE(direction.contains("anyOf"));
+}
+
+TEST(OpenApi, Of30HasBase64AsAFormatAndOneSchemaForAllItems) {
+  MountedRoute route = set_route();
+  route.request_schemas = {
+      {"Count", R"({"type":"array","prefixItems":[{"type":"number"}],"items":{"type":"number"}})"}};
+  const json all = document(Edition::json_3_0, {route});
+  EXPECT_EQ(schema_of(all, "Count"), json::parse(R"({"type":"array","items":{"type":"number"}})"));
+  const json bytes = schema_of(all, "korvane.Variant").at("properties").at("value_blob");
+  EXPECT_EQ(bytes.at("format"), "byte");
+  EXPECT_FALSE(bytes.contains("contentEncoding"));
+}
+
+TEST(OpenApi, Of30HasNoTypeForAValueOfSeveral) {
+  MountedRoute route = set_route();
+  route.request_schemas = {{"Count", R"({"type":["integer","string","null"]})"}};
+  const json all = document(Edition::json_3_0, {route});
+  EXPECT_EQ(schema_of(all, "Count"), json::parse(R"({"nullable":true})"));
+  route.request_schemas = {{"Count", R"({"type":["integer","null"]})"}};
+  EXPECT_EQ(schema_of(document(Edition::json_3_0, {route}), "Count"),
+            json::parse(R"({"nullable":true,"type":"integer"})"));
+}
+
 TEST(OpenApi, RefusesTwoSchemasOfOneName) {
   MountedRoute other = set_route();
   other.request_schemas = {{"Count", R"({"type":"string"})"}};

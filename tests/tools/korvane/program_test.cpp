@@ -175,6 +175,15 @@ TEST_F(Program, SchemaGivesTheOpenApiDocumentOfAServerWithoutOne) {
   EXPECT_EQ(text_of(file), printed.out);
 }
 
+TEST_F(Program, SchemaGivesTheDocumentOfTheEditionThatIsAskedFor) {
+  const Outcome older = run("schema --openapi --edition 3.0");
+  EXPECT_EQ(older.exit_code, 0);
+  EXPECT_THAT(older.out, StartsWith("{\"openapi\":\"3.0.3\""));
+  EXPECT_EQ(run("schema --openapi --edition 3.1").out, run("schema --openapi").out);
+  EXPECT_EQ(run("schema --openapi --edition 2.0").exit_code, 2);
+  EXPECT_EQ(run("schema --edition 3.0").exit_code, 2);
+}
+
 TEST_F(Program, SchemaGivesAnOpenApiDocumentWithoutAnyPlugin) {
   const Outcome printed = run("--plugins " + folder_.file("nothing") + " schema --openapi");
   EXPECT_EQ(printed.exit_code, 0);

@@ -1,0 +1,126 @@
+#include "host/service/openapi_3_0.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace korvane::host::openapi {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+bool is_null_schema(const Json& schema) {
+  return schema.is_object() && schema.value("type", Json()) == "null";
+}
+
+bool is_enumeration(const Json& schema) { return schema.is_object() && schema.contains("enum"); }
+
+/// Puts the members of `parts` into `schema`, which keeps those that it has.
+void merge(Json& schema, Json parts) {
+  for (auto& [name, value] : parts.items()) {
+    if (!schema.contains(name)) schema[name] = std::move(value);
+  }
+}
+
+/// "anyOf" is a value or null, or a name or a number.
+void rewrite_choice(Json& schema) {
+  if (!schema.contains("anyOf")) return;
+  Json choices = std::move(schema["anyOf"]);
+  schema.erase("anyOf");
+  const auto null = std::find_if(choices.begin(), choices.end(), is_null_schema);
+  if (null != choices.end()) {
+    choices.erase(null);
+    schema["nullable"] = true;
+  }
+  const auto names = std::find_if(choices.begin(), choices.end(), is_enumeration);
+  if (names != choices.end()) choices = Json::array({*names});
+  if (choices.size() == 1) {
+    merge(schema, std::move(choices.front()));
+  } else {
+    schema["anyOf"] = std::move(choices);
+  }
+}
+
+void rewrite_types(Json& schema) {
+  if (!schema.contains("type") || !schema["type"].is_array()) return;
+  Json types = std::move(schema["type"]);
+  schema.erase("type");
+  const auto null = std::find(types.begin(), types.end(), "null");
+  if (null != types.end()) {
+    types.erase(null);
+    schema["nullable"] = true;
+  }
+  if (types.size() == 1) schema["type"] = types.front();
+}
+
+void rewrite_list(Json& schema) {
+  if (!schema.contains("prefixItems")) return;
+  schema["items"] = schema["prefixItems"].front();
+  schema.erase("prefixItems");
+}
+
+void rewrite_text(Json& schema) {
+  if (schema.value("contentEncoding", Json()) != "base64") return;
+  schema.erase("contentEncoding");
+  schema["format"] = "byte";
+}
+
+void rewrite_examples(Json& schema) {
+  if (!schema.contains("examples") || !schema["examples"].is_array()) return;
+  schema["example"] = schema["examples"].front();
+  schema.erase("examples");
+}
+
+void rewrite_reference(Json& schema) {
+  if (!schema.contains("$ref") || schema.size() == 1) return;
+  Json reference = {{"$ref", std::move(schema["$ref"])}};
+  schema.erase("$ref");
+  schema["allOf"] = Json::array({std::move(reference)});
+}
+
+void rewrite_schema(Json& schema) {
+  if (!schema.is_object()) return;
+  rewrite_choice(schema);
+  rewrite_types(schema);
+  rewrite_list(schema);
+  rewrite_text(schema);
+  rewrite_examples(schema);
+  rewrite_reference(schema);
+  for (const char* const name : {"items", "additionalProperties"}) {
+    if (schema.contains(name)) rewrite_schema(schema[name]);
+  }
+  for (const char* const name : {"anyOf", "allOf"}) {
+    if (!schema.contains(name)) continue;
+    for (Json& part : schema[name]) rewrite_schema(part);
+  }
+  if (schema.contains("properties")) {
+    for (auto& [name, property] : schema["properties"].items()) rewrite_schema(property);
+  }
+}
+
+/// Of parameters, headers and bodies, wherever they are. A `schema` there is always a schema.
+void rewrite_part(Json& part) {
+  if (!part.is_structured()) return;
+  for (auto& [name, value] : part.items()) {
+    if (name == "schema") {
+      rewrite_schema(value);
+    } else if (name != "example" && name != "examples") {
+      rewrite_part(value);
+    }
+  }
+}
+
+}  // namespace
+
+void rewrite_as_3_0(Json& document) {
+  document["openapi"] = "3.0.3";
+  Json& components = document["components"];
+  for (auto& [name, schema] : components["schemas"].items()) rewrite_schema(schema);
+  for (auto& [kind, parts] : components.items()) {
+    if (kind != "schemas") rewrite_part(parts);
+  }
+  rewrite_part(document["paths"]);
+}
+
+}  // namespace korvane::host::openapi
