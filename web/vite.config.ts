@@ -1,5 +1,6 @@
 import {readdirSync, readFileSync, statSync, writeFileSync} from 'node:fs';
 import {join} from 'node:path';
+import {fileURLToPath} from 'node:url';
 import {gzipSync} from 'node:zlib';
 import {defineConfig, type Plugin} from 'vite';
 
@@ -28,6 +29,9 @@ function compressed(): Plugin {
 
 export default defineConfig({
   base: '/',
+  resolve: {
+    alias: {'korvane-client': fileURLToPath(new URL('../clients/typescript/src/index.ts', import.meta.url))},
+  },
   plugins: [compressed()],
   esbuild: {jsx: 'automatic', jsxImportSource: 'preact'},
   build: {

@@ -4,7 +4,7 @@ import {address, href, ofFile} from './address';
 import {lazily} from './parts/lazily';
 import {Failure, Notice, Waiting} from './parts/notices';
 import {useLoaded} from './parts/loaded';
-import {readAccess} from './server/project';
+import {readAccess} from './server/server';
 import {isLost, may, token, wantsToken} from './server/session';
 import {Projects} from './views/projects';
 import {Token} from './views/token';

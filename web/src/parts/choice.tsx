@@ -1,6 +1,7 @@
 // Choosing a sheet and its revisions, and how an address names them.
 
-import type {RevisionSummary, SheetSummary} from '../server/project';
+import type {RevisionSummary, SheetSummary} from 'korvane-client';
+
 import {words} from '../words/words';
 import './choice.css';
 

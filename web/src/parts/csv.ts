@@ -1,6 +1,6 @@
 // Comma-separated values, as the server writes them: numbers exact, no value as nothing, an empty text as "".
 
-import type {Cell} from '../server/project';
+import type {Cell} from 'korvane-client';
 
 function csvCell(value: Cell | boolean): string {
   if (value === null) return '';

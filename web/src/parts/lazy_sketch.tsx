@@ -2,8 +2,9 @@
 
 import {signal, type Signal} from '@preact/signals';
 import {useEffect, useRef} from 'preact/hooks';
+import type {Kind, Sketch} from 'korvane-client';
 
-import {readSketches, type Kind, type Sketch} from '../server/project';
+import {readSketches} from '../server/server';
 import {words} from '../words/words';
 import './lazy_sketch.css';
 

@@ -1,6 +1,6 @@
 import type {ComponentChildren} from 'preact';
+import {NoAnswer, ServerError} from 'korvane-client';
 
-import {NoAnswer, ServerError} from '../server/call';
 import {words} from '../words/words';
 
 const t = words({

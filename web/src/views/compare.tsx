@@ -1,5 +1,6 @@
 import type {ComponentChildren} from 'preact';
 import {useEffect, useMemo, useState} from 'preact/hooks';
+import type {Cell, Contents, RevisionSummary, Row, SheetSummary} from 'korvane-client';
 
 import {address, setParams} from '../address';
 import {Choice, fileName, keyOf, named, SheetChoice, shownName} from '../parts/choice';
@@ -9,9 +10,7 @@ import {useLoaded} from '../parts/loaded';
 import {LongText} from '../parts/long_text';
 import {Failure, Notice, Waiting} from '../parts/notices';
 import {save} from '../parts/save';
-import {
-  readComparison, readContents, type Cell, type Contents, type RevisionSummary, type Row, type SheetSummary,
-} from '../server/project';
+import {project} from '../server/server';
 import {number} from '../words/words';
 import {changes, fieldTitle, linesOf, says, type Change, type FieldValues, type LineChange} from './compare_lines';
 import {signed, WeightDifferences} from './compare_weights';
@@ -174,7 +173,7 @@ function Lines(props: {file: string; lines: LineChange[]; name: string}) {
 function Comparison(props: {file: string; sheet: SheetSummary; before: RevisionSummary; after: RevisionSummary}) {
   const {file, sheet, before, after} = props;
   const loaded = useLoaded(
-    (signal) => readComparison(file, {sheet: sheet.name, before: before.name, after: after.name}, signal),
+    (signal) => project(file).compare({sheet: sheet.name, before: before.name, after: after.name}, {signal}),
     [file, sheet.id, before.id, after.id]);
   const lines = useMemo(() => linesOf(loaded.value?.['changes'] ?? []), [loaded.value]);
   if (loaded.failure !== null) return <Failure failure={loaded.failure} onAgain={loaded.again} />;
@@ -236,7 +235,7 @@ function Choices(props: {file: string; contents: Contents}) {
 
 /** What has changed between two revisions of a sheet. */
 export function Compare(props: {file: string}) {
-  const contents = useLoaded((signal) => readContents(props.file, signal), [props.file]);
+  const contents = useLoaded((signal) => project(props.file).contents({signal}), [props.file]);
   return (
     <div class="compare">
       <h1>{t.title}</h1>

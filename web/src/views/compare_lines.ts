@@ -1,6 +1,7 @@
 // The rows of a comparison, line by line.
 
-import {kinds, type Cell, type Kind, type Row} from '../server/project';
+import {kinds, type Cell, type Kind, type Row} from 'korvane-client';
+
 import {fieldWords} from './compare_words';
 
 export type Change = 'added' | 'removed' | 'changed';

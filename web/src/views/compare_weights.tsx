@@ -1,4 +1,5 @@
-import type {Cell, Row} from '../server/project';
+import type {Cell, Row} from 'korvane-client';
+
 import {counted, fixed, number} from '../words/words';
 import {t} from './compare_words';
 

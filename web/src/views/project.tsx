@@ -1,13 +1,14 @@
 // A project: its sheets and revisions, its catalogues, its record.
 
 import {useState} from 'preact/hooks';
+import type {Contents} from 'korvane-client';
 
 import {address, ofFile} from '../address';
 import {lazily} from '../parts/lazily';
 import {useLoaded} from '../parts/loaded';
 import {Failure, Waiting} from '../parts/notices';
 import {RecordView} from '../parts/record';
-import {readContents, type Contents} from '../server/project';
+import {project} from '../server/server';
 import {may} from '../server/session';
 import {fixed} from '../words/words';
 import type {ImportProps} from './import/import_dialog';
@@ -49,7 +50,7 @@ function Parts(props: {file: string; part: string}) {
 
 export function Project(props: {file: string}) {
   const {file} = props;
-  const known = useLoaded((signal) => readContents(file, signal), [file]);
+  const known = useLoaded((signal) => project(file).contents({signal}), [file]);
   const [picked, setPicked] = useState<Picked | null>(null);
   const {isOver, handlers} = useDrop(setPicked, may('write'));
   useDropGuard();

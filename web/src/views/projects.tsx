@@ -1,12 +1,13 @@
 // The project files of the server.
 
 import {useEffect, useMemo, useRef, useState} from 'preact/hooks';
+import type {ProjectFile} from 'korvane-client';
 
 import {address, href, ofFile, setParams} from '../address';
 import {lazily} from '../parts/lazily';
 import {useLoaded} from '../parts/loaded';
 import {Failure, failureText, Notice, Waiting} from '../parts/notices';
-import {readProjects, type ProjectFile} from '../server/project';
+import {readProjects} from '../server/server';
 import {may} from '../server/session';
 import {bytes, counted, fixed, number, time, words} from '../words/words';
 import type {ImportProps} from './import/import_dialog';

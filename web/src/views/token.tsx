@@ -2,11 +2,11 @@
 
 import {effect, signal} from '@preact/signals';
 import {useState} from 'preact/hooks';
+import {ServerError} from 'korvane-client';
 
 import {address, go} from '../address';
 import {Failure, Notice} from '../parts/notices';
-import {ServerError} from '../server/call';
-import {readAccess} from '../server/project';
+import {readAccess} from '../server/server';
 import {access, setToken, token, wantsToken, type Scope} from '../server/session';
 import {words} from '../words/words';
 import './token.css';

@@ -1,10 +1,12 @@
+import type {Cell, Contents, Row, SheetSummary} from 'korvane-client';
+
 import {address, ofFile, setParams} from '../address';
 import {Choice, fileName, keyOf, named, selection, SheetChoice, shownName} from '../parts/choice';
 import {csv} from '../parts/csv';
 import {useLoaded} from '../parts/loaded';
 import {Failure, Notice, Waiting} from '../parts/notices';
 import {save} from '../parts/save';
-import {readContents, readTotals, type Cell, type Contents, type Row, type SheetSummary} from '../server/project';
+import {project} from '../server/server';
 import {counted, fixed, number} from '../words/words';
 import {Chart, type ChartRow} from './weights_chart';
 import {t} from './weights_words';
@@ -286,7 +288,7 @@ function Totals(props: {file: string; contents: Contents}) {
   const sheet = named(sheets, params['sheet']);
   const revision = sheet ? named(sheet.revisions, params['revision']) : null;
   const isGone = (params['sheet'] !== undefined && !sheet) || (params['revision'] !== undefined && !revision);
-  const totals = useLoaded((signal) => readTotals(props.file, selection(sheet, revision), signal),
+  const totals = useLoaded((signal) => project(props.file).totals(selection(sheet, revision), {signal}),
     [props.file, sheet?.id, revision?.id]);
   const sections = totals.value ? sectionsOf(totals.value) : [];
   const all = sumOf(sections.flatMap((section) => (section.hasWeight ? section.groups : [])));
@@ -328,7 +330,7 @@ function Totals(props: {file: string; contents: Contents}) {
 
 /** What a project, a sheet or a revision weighs. */
 export function Weights(props: {file: string}) {
-  const contents = useLoaded((signal) => readContents(props.file, signal), [props.file]);
+  const contents = useLoaded((signal) => project(props.file).contents({signal}), [props.file]);
   return (
     <div class="weights">
       <h1>{t.title}</h1>

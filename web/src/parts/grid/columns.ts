@@ -1,6 +1,6 @@
 import type {ComponentChildren} from 'preact';
+import type {Cell} from 'korvane-client';
 
-import type {Cell} from '../../server/project';
 import {number} from '../../words/words';
 import type {Rows} from './order';
 

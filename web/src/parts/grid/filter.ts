@@ -8,7 +8,7 @@
 //   both      =            is empty
 //             !            is not empty
 
-import type {Cell} from '../../server/project';
+import type {Cell} from 'korvane-client';
 
 export type Test = (value: Cell) => boolean;
 

@@ -10,8 +10,8 @@
 
 import type {ComponentChildren} from 'preact';
 import {useEffect, useMemo, useRef, useState} from 'preact/hooks';
+import type {Cell} from 'korvane-client';
 
-import type {Cell} from '../../server/project';
 import {number} from '../../words/words';
 import {toggled, useActive, usePicks, type Active, type Picks} from './active';
 import {sampledWidth, type GridColumn} from './columns';

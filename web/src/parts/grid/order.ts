@@ -1,6 +1,7 @@
 // Which rows are shown, and in which order: lists of their numbers. The rows themselves stay as they are.
 
-import type {Cell} from '../../server/project';
+import type {Cell} from 'korvane-client';
+
 import {isEmpty, type Test} from './filter';
 
 export type Rows = readonly (readonly Cell[])[];

@@ -1,6 +1,6 @@
 import {Component, type ComponentChildren} from 'preact';
+import type {Cell} from 'korvane-client';
 
-import type {Cell} from '../../server/project';
 import {number} from '../../words/words';
 import {cellText, type GridColumn} from './columns';
 import type {Group, Rows} from './order';

@@ -1,6 +1,6 @@
 import {useMemo, useRef} from 'preact/hooks';
+import type {Cell} from 'korvane-client';
 
-import type {Cell} from '../../server/project';
 import {placeOf, type GridColumn} from './columns';
 import {testOf, type Test} from './filter';
 import {grouped, listed, Order, type Group, type Rows, type Sort} from './order';

@@ -1,10 +1,9 @@
 // Several files that go into one project: each is tried first, then what the person wants is stored.
 
 import {signal, type Signal} from '@preact/signals';
+import {NoAnswer, type Fault, type ImportReply, type QueryOf} from 'korvane-client';
 
-import {NoAnswer, type Query} from '../../server/call';
-import type {Fault, ImportReply} from '../../server/project';
-import {sendImport} from './upload';
+import {project} from '../../server/server';
 
 export type IfFilled = 'replace' | 'append' | 'skip';
 
@@ -136,10 +135,11 @@ export class Batch {
     }
   }
 
-  private send(item: Item, query: Query): Promise<ImportReply> {
-    const create = this.target.isNew ? true : undefined;
-    return sendImport(this.target.file, item.file, {name: item.file.name, create, ...query},
-      (sent) => change(item, {sent}));
+  private send(item: Item, query: QueryOf<'import'>): Promise<ImportReply> {
+    const create = this.target.isNew ? {create: true} : {};
+    return project(this.target.file).import(item.file, {
+      name: item.file.name, ...create, ...query, onProgress: (sent) => change(item, {sent}),
+    });
   }
 
   /** Returns whether to go on with the others. */
@@ -166,9 +166,9 @@ export class Batch {
     change(item, {phase: 'storing', sent: 0});
     try {
       const result = await this.send(item, {
-        skip_faulty: faults.length > 0 ? true : undefined,
-        replace: isFilled && ifFilled === 'replace' ? true : undefined,
-        append: isFilled && ifFilled === 'append' ? true : undefined,
+        ...(faults.length > 0 ? {skip_faulty: true} : {}),
+        ...(isFilled && ifFilled === 'replace' ? {replace: true} : {}),
+        ...(isFilled && ifFilled === 'append' ? {append: true} : {}),
       });
       change(item, {phase: 'stored', result});
     } catch (failure) {

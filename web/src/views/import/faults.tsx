@@ -1,7 +1,7 @@
 import {useState} from 'preact/hooks';
+import type {Fault} from 'korvane-client';
 
 import {save} from '../../parts/save';
-import type {Fault} from '../../server/project';
 import {number} from '../../words/words';
 import {t} from './import_words';
 

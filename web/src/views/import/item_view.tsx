@@ -1,9 +1,9 @@
 // One file of an import: how far it is, what is in it, what the person wants of it, what became of it.
 
+import {kinds, NoAnswer, ServerError, type ImportReply} from 'korvane-client';
+
 import {ofFile} from '../../address';
 import {Failure, Notice} from '../../parts/notices';
-import {NoAnswer, ServerError} from '../../server/call';
-import {kinds, type ImportReply} from '../../server/project';
 import {bytes, number} from '../../words/words';
 import {linesOf, type Batch, type IfFilled, type Item} from './batch';
 import {Faults} from './faults';

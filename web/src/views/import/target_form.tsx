@@ -4,7 +4,7 @@ import {useEffect, useRef, useState} from 'preact/hooks';
 
 import {Failure, Waiting} from '../../parts/notices';
 import {useLoaded} from '../../parts/loaded';
-import {readProjects} from '../../server/project';
+import {readProjects} from '../../server/server';
 import {fileNameOf, nameFault, nameTaken} from '../projects/make_project';
 import type {Target} from './batch';
 import {t} from './import_words';

@@ -1,7 +1,8 @@
 // What the server makes of a project for paper and for other programs.
 
-import {readFile, type Kind} from '../../server/project';
-import {ServerError, type Query} from '../../server/call';
+import {ServerError, type Kind, type QueryOf} from 'korvane-client';
+
+import {project} from '../../server/server';
 
 export const formats = ['html', 'pdf', 'xlsx', 'csv', 'bvbs', 'json', 'ndjson'] as const;
 export type Format = (typeof formats)[number];
@@ -15,7 +16,7 @@ export function extensionOf(format: Format): string {
   return kExtensions[format];
 }
 
-export function isOfPages(format: Format): boolean {
+export function isOfPages(format: Format): format is 'html' | 'pdf' {
   return format === 'html' || format === 'pdf';
 }
 
@@ -27,20 +28,20 @@ export interface Made {
 
 /** Makes a file. With `leavesOut` what BVBS cannot say is left out and named; else it is refused. */
 export async function make(
-  file: string, format: Format, selection: Query, options: {kind: Kind; leavesOut: boolean}, signal?: AbortSignal):
+  file: string, format: Format, selection: QueryOf<'totals'>, options: {kind: Kind; leavesOut: boolean}, signal?: AbortSignal):
   Promise<Made> {
   if (isOfPages(format)) {
-    return {content: await readFile(file, 'bending-list', {...selection, format}, signal), leftOut: []};
+    return {content: await project(file).bendingList({...selection, format}, {signal}), leftOut: []};
   }
   const query = {...selection, format, ...(format === 'csv' ? {kind: options.kind} : {})};
   try {
-    return {content: await readFile(file, 'export', query, signal), leftOut: []};
+    return {content: await project(file).exportAs(query, {signal}), leftOut: []};
   } catch (failure) {
     const isRefusal = format === 'bvbs' && failure instanceof ServerError && failure.status === 400;
     if (!isRefusal || !options.leavesOut) throw failure;
     // What is left out is said by the refusal alone.
     const [, ...lines] = failure.message.split('\n');
-    const content = await readFile(file, 'export', {...query, skip_unsayable: true}, signal);
+    const content = await project(file).exportAs({...query, skip_unsayable: true}, {signal});
     return {content, leftOut: lines};
   }
 }

@@ -1,12 +1,13 @@
 import type {ComponentChildren} from 'preact';
 import {useEffect, useRef, useState} from 'preact/hooks';
+import {kinds, type Contents, type RevisionSummary, type SheetSummary} from 'korvane-client';
 
 import {address, setParams} from '../../address';
 import {Choice, fileName, keyOf, named, selection, SheetChoice} from '../../parts/choice';
 import {useLoaded} from '../../parts/loaded';
 import {Failure, Notice, Waiting} from '../../parts/notices';
 import {save} from '../../parts/save';
-import {kinds, readContents, type Contents, type RevisionSummary, type SheetSummary} from '../../server/project';
+import {project} from '../../server/server';
 import {bytes, number} from '../../words/words';
 import {extensionOf, formats, isOfPages, make, type Format, type Made} from './formats';
 import {HtmlPages, PdfPages} from './pages';
@@ -217,7 +218,7 @@ function Choices(props: {file: string; contents: Contents}) {
 
 /** The bending list, and what other programs take. */
 export function Paper(props: {file: string}) {
-  const contents = useLoaded((signal) => readContents(props.file, signal), [props.file]);
+  const contents = useLoaded((signal) => project(props.file).contents({signal}), [props.file]);
   return (
     <div class="paper">
       <h1 class="no-print">{t.title}</h1>

@@ -1,10 +1,10 @@
 // Steels and fabric types: all their fields, and which revisions use them.
 
 import {useMemo, useState} from 'preact/hooks';
+import type {CatalogueEntry, Contents, Kind, Use} from 'korvane-client';
 
 import {ofFile} from '../../address';
 import {RecordView} from '../../parts/record';
-import type {CatalogueEntry, Contents, Kind, Use} from '../../server/project';
 import {number} from '../../words/words';
 import {t} from './project_words';
 

@@ -1,13 +1,13 @@
 // Sheets with their revisions: what each has, and the ways to its views.
 
 import {useMemo, useState} from 'preact/hooks';
+import {kinds, type RevisionSummary, type SheetSummary} from 'korvane-client';
 
 import {address, ofFile, setParams} from '../../address';
 import {keyOf} from '../../parts/choice';
 import {Dialog} from '../../parts/dialog';
 import {Notice} from '../../parts/notices';
 import {RecordView} from '../../parts/record';
-import {kinds, type RevisionSummary, type SheetSummary} from '../../server/project';
 import {may} from '../../server/session';
 import {fixed, number} from '../../words/words';
 import {t} from './project_words';

@@ -1,7 +1,8 @@
 // Names of new projects, and making them.
 
-import {ofProject, postJson} from '../../server/call';
-import {readProjects, type ProjectFile} from '../../server/project';
+import type {ProjectFile} from 'korvane-client';
+
+import {project, readProjects} from '../../server/server';
 import {words} from '../../words/words';
 
 const t = words({
@@ -42,5 +43,5 @@ export async function makeProject(file: string): Promise<void> {
   // Looked up now: storing the record in a file that is there would empty that file's record.
   const fault = nameTaken(file, await readProjects());
   if (fault !== '') throw new Error(fault);
-  await postJson(ofProject(file, 'update_project'), {item: {properties: {}}}, {create: true});
+  await project(file).call('update_project', {item: {properties: {}}}, {create: true});
 }

@@ -1,8 +1,9 @@
 // Sheets and kilograms of the projects in the list. They come one by one, of the rows that are seen.
 
 import {signal, type Signal} from '@preact/signals';
+import type {ProjectFile} from 'korvane-client';
 
-import {readContents, type ProjectFile} from '../../server/project';
+import {project} from '../../server/server';
 
 export type Summary =
   | {state: 'waiting'}
@@ -76,7 +77,7 @@ async function ask(entry: Entry, file: string): Promise<void> {
   const controller = new AbortController();
   entry.controller = controller;
   try {
-    const {sheets} = await readContents(file, controller.signal);
+    const {sheets} = await project(file).contents({signal: controller.signal});
     const revisions = sheets.flatMap((sheet) => sheet.revisions);
     entry.summary.value = {
       state: 'known',

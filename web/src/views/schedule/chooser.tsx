@@ -1,6 +1,7 @@
+import type {Column} from 'korvane-client';
+
 import {Dialog} from '../../parts/dialog';
 import {Waiting} from '../../parts/notices';
-import type {Column} from '../../server/project';
 import {titleOf} from './column_words';
 import {t} from './words';
 

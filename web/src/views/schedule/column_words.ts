@@ -1,7 +1,8 @@
 // What people call the columns of lines. The server's titles are English; German is here, by name.
 
+import type {Column} from 'korvane-client';
+
 import {fieldWords} from '../../parts/field_words';
-import type {Column} from '../../server/project';
 import {language} from '../../words/words';
 
 const german: Record<string, string> = {

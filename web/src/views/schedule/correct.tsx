@@ -1,9 +1,9 @@
 import {useState} from 'preact/hooks';
+import {ServerError, type Cell, type Edited, type Line} from 'korvane-client';
 
 import {fieldWords} from '../../parts/field_words';
 import {failureText, Notice} from '../../parts/notices';
-import {ServerError} from '../../server/call';
-import {editBar, readLine, type Cell, type Edited, type Line} from '../../server/project';
+import {project} from '../../server/server';
 import {language, number, words} from '../../words/words';
 import {fieldsOf, hasChanges, storedText, valuesOf, type Draft, type Field} from './draft';
 
@@ -73,7 +73,7 @@ export function Correct(props: CorrectProps) {
     setIsBusy(true);
     setFailure(null);
     try {
-      const edited = await editBar(file, line.id, valuesOf(draft, line), {tag: line.tag, isTrial});
+      const edited = await project(file).edit(line.id, valuesOf(draft, line), {ifMatch: line.tag, isTrial});
       if (isTrial) setTrial({edited, tag: line.tag});
       else props.onStored(edited);
     } catch (caught) {
@@ -132,7 +132,7 @@ async function isOutdated(failure: unknown, file: string, line: Line): Promise<b
   if (!(failure instanceof ServerError)) return false;
   if (failure.status !== 404) return failure.status === 412;
   try {
-    return (await readLine(file, 'bars', line.id)).tag !== line.tag;
+    return (await project(file).line({kind: 'bars', id: line.id})).tag !== line.tag;
   } catch (reading) {
     return reading instanceof ServerError && reading.status === 404;
   }

@@ -1,6 +1,7 @@
 // What one has typed to correct a bar, and what of it is sent.
 
-import type {Line} from '../../server/project';
+import type {Line} from 'korvane-client';
+
 import {language} from '../../words/words';
 
 export interface Field {

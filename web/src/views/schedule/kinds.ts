@@ -1,6 +1,6 @@
 // What the four kinds of lines have in common, and what not.
 
-import type {Kind} from '../../server/project';
+import type {Kind} from 'korvane-client';
 
 interface KindColumns {
   /** Shown unless one chooses others. */

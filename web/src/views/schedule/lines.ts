@@ -1,8 +1,9 @@
 // The lines of one kind of a revision, as they come.
 
 import {useCallback, useEffect, useState} from 'preact/hooks';
+import type {Cell, Column, Kind} from 'korvane-client';
 
-import {readLines, type Cell, type Column, type Kind} from '../../server/project';
+import {project} from '../../server/server';
 
 /** The first page is small, so that there is something to see at once. */
 const kFirstPage = 500;
@@ -39,13 +40,13 @@ async function readPages(
   {file, revisionId, kind}: Asked, names: readonly string[], signal: AbortSignal,
   take: (page: {columns: Column[]; ids: number[]; rows: Cell[][]; count: number}) => void): Promise<void> {
   const asked = {revision_id: revisionId, kind, fields: names.join()};
-  let page = await readLines(file, {...asked, limit: kFirstPage}, signal);
+  let page = await project(file).linesPage({...asked, limit: kFirstPage}, {signal});
   while (true) {
     signal.throwIfAborted();
     take(page);
     if (page.next === null) return;
     await drawn();
-    page = await readLines(file, {...asked, limit: kPage, after: page.next}, signal);
+    page = await project(file).linesPage({...asked, limit: kPage, after: page.next}, {signal});
   }
 }
 

@@ -1,9 +1,10 @@
 import {useEffect, useState} from 'preact/hooks';
+import type {Edited, Kind, Line} from 'korvane-client';
 
 import {Failure, Notice, Waiting} from '../../parts/notices';
 import {useLoaded} from '../../parts/loaded';
 import {RecordView} from '../../parts/record';
-import {readLine, readSketches, type Edited, type Kind, type Line} from '../../server/project';
+import {project, readSketches} from '../../server/server';
 import {may} from '../../server/session';
 import {number} from '../../words/words';
 import {titleOf} from './column_words';
@@ -35,7 +36,7 @@ export interface PanelProps {
 /** All that is known of one line. */
 export function Panel(props: PanelProps) {
   const {file, kind, id, draft} = props;
-  const loaded = useLoaded((signal) => readLine(file, kind, id, signal), [file, kind, id, props.round]);
+  const loaded = useLoaded((signal) => project(file).line({kind, id}, {signal}), [file, kind, id, props.round]);
   const line = loaded.value?.id === id ? loaded.value : null;
   const mark = line ? line.row[line.columns.findIndex((column) => column.name === 'label')] : null;
   return (

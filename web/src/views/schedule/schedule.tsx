@@ -1,10 +1,11 @@
 import {useEffect, useMemo, useRef, useState} from 'preact/hooks';
+import {kinds, type Contents, type Kind, type RevisionSummary, type SheetSummary} from 'korvane-client';
 
 import {address, go, ofFile, setParams} from '../../address';
 import {Grid, type GridColumn, type GridState} from '../../parts/grid/grid';
 import {Failure, Notice, Waiting} from '../../parts/notices';
 import {useLoaded} from '../../parts/loaded';
-import {kinds, readContents, readLines, type Contents, type Kind, type RevisionSummary, type SheetSummary} from '../../server/project';
+import {project} from '../../server/server';
 import {number} from '../../words/words';
 import {Chooser} from './chooser';
 import {titleOf} from './column_words';
@@ -22,7 +23,7 @@ import './schedule.css';
 export function Schedule(props: {file: string; revisionId: number; kind: string}) {
   const {file, revisionId} = props;
   const kind: Kind = kinds.find((one) => one === props.kind) ?? 'bars';
-  const contents = useLoaded((signal) => readContents(file, signal), [file]);
+  const contents = useLoaded((signal) => project(file).contents({signal}), [file]);
   if (!contents.value) return contents.failure === null ? <Waiting /> : <Failure failure={contents.failure} onAgain={contents.again} />;
   const sheet = contents.value.sheets.find((one) => one.revisions.some((revision) => revision.id === revisionId));
   const revision = sheet?.revisions.find((one) => one.id === revisionId);
@@ -74,7 +75,7 @@ function Lines(props: LinesProps) {
   const [isChoosing, setIsChoosing] = useState(false);
   const wantsAll = isChoosing || params['columns'] !== undefined || params['group'] !== undefined;
   const all = useLoaded(async (signal) => (wantsAll
-    ? (await readLines(file, {revision_id: revisionId, kind, limit: 1}, signal)).columns : null), [wantsAll]);
+    ? (await project(file).linesPage({revision_id: revisionId, kind, limit: 1}, {signal})).columns : null), [wantsAll]);
   const shown = useMemo(() => {
     const wanted = params['columns']?.split(',') ?? usual;
     const names = params['group'] && !wanted.includes(params['group']) ? [...wanted, params['group']] : wanted;

@@ -1,8 +1,9 @@
 // The sketches of the lines that are seen.
 
 import {signal, type Signal} from '@preact/signals';
+import type {Kind, Sketch} from 'korvane-client';
 
-import {readSketches, type Kind, type Sketch} from '../../server/project';
+import {readSketches} from '../../server/server';
 
 /** In millimetres: what a line of 48 pixels has room for. */
 const kSize = {width: 40, height: 12};

@@ -1,7 +1,7 @@
 import {useEffect, useRef, useState} from 'preact/hooks';
+import type {Line} from 'korvane-client';
 
 import {Notice, Waiting} from '../../parts/notices';
-import type {Line} from '../../server/project';
 import type {SpaceView} from './space_scene';
 import {t} from './words';
 

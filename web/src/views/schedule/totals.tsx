@@ -1,4 +1,5 @@
-import type {Cell, Kind} from '../../server/project';
+import type {Cell, Kind} from 'korvane-client';
+
 import {fixed, number, words} from '../../words/words';
 import {kindColumns} from './kinds';
 

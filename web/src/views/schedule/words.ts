@@ -1,4 +1,5 @@
-import type {Kind} from '../../server/project';
+import type {Kind} from 'korvane-client';
+
 import {words} from '../../words/words';
 
 export const t = words({

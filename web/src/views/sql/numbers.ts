@@ -1,7 +1,6 @@
 // Numbers that came as texts.
 
-import type {Cell} from '../../server/project';
-import type {QueryReply} from '../../server/query';
+import type {Cell, QueryReply} from 'korvane-client';
 
 /** As SQLite writes numbers: "10.10" is the text of a mark. */
 const kNumber = /^-?(0|[1-9]\d*)(\.(0|\d*[1-9]))?(e[+-]?\d+)?$/i;

@@ -1,7 +1,8 @@
 // The tables, views and columns of a project, read from the project itself.
 
-import type {Cell} from '../../server/project';
-import {runQuery} from '../../server/query';
+import type {Cell} from 'korvane-client';
+
+import {project} from '../../server/server';
 
 export interface Relation {
   name: string;
@@ -32,8 +33,8 @@ interface Entry {
 }
 
 async function entriesIn(file: string, catalogue: string, signal: AbortSignal): Promise<Entry[]> {
-  const reply = await runQuery(file, `select name, type, sql from ${catalogue}
-    where type in ('table', 'view') and name not like 'sqlite_%' order by name`, signal);
+  const reply = await project(file).query(`select name, type, sql from ${catalogue}
+    where type in ('table', 'view') and name not like 'sqlite_%' order by name`, {signal});
   return reply.rows.map(([name, type, sql]: Cell[]) =>
     ({name: String(name), isView: type === 'view', sql: String(sql ?? '')}));
 }
@@ -89,7 +90,7 @@ export async function readSchema(file: string, signal: AbortSignal): Promise<Sch
     const columns = columnsOfView(sql);
     if (columns.length > 0) return {name, isView, columns};
     try {
-      const {columns} = await runQuery(file, `select * from ${quoted(name)} limit 0`, signal);
+      const {columns} = await project(file).query(`select * from ${quoted(name)} limit 0`, {signal});
       return {name, isView, columns: columns.map((column) => column.name)};
     } catch {
       return {name, isView, columns: []};

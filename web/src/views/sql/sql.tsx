@@ -1,4 +1,5 @@
 import {useEffect, useMemo, useRef, useState} from 'preact/hooks';
+import {ServerError, type QueryReply} from 'korvane-client';
 
 import {address, setParams} from '../../address';
 import {fileName} from '../../parts/choice';
@@ -8,8 +9,7 @@ import {Grid, type GridColumn} from '../../parts/grid/grid';
 import {useLoaded} from '../../parts/loaded';
 import {failureText, Notice, Waiting} from '../../parts/notices';
 import {save} from '../../parts/save';
-import {ServerError} from '../../server/call';
-import {runQuery, type QueryReply} from '../../server/query';
+import {project} from '../../server/server';
 import {counted, number} from '../../words/words';
 import {Editor} from './editor';
 import {examplesFor} from './examples';
@@ -41,7 +41,7 @@ function useQuery(file: string) {
     setState({kind: 'running', stop: () => controller.abort()});
     const start = performance.now();
     try {
-      const reply = await runQuery(file, query, controller.signal);
+      const reply = await project(file).query(query, {signal: controller.signal});
       if (running.current === controller) setState({kind: 'done', reply, milliseconds: performance.now() - start});
     } catch (failure) {
       if (running.current !== controller) return;
