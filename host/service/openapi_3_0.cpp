@@ -51,7 +51,11 @@ void rewrite_types(Json& schema) {
     types.erase(null);
     schema["nullable"] = true;
   }
-  if (types.size() == 1) schema["type"] = types.front();
+  if (types.size() == 1) {
+    schema["type"] = types.front();
+  } else {
+    schema.erase("nullable");  // means nothing without a type
+  }
 }
 
 void rewrite_list(Json& schema) {
@@ -72,41 +76,45 @@ void rewrite_examples(Json& schema) {
   schema.erase("examples");
 }
 
-void rewrite_reference(Json& schema) {
+void rewrite_reference(Json& schema, const Json& schemas) {
   if (!schema.contains("$ref") || schema.size() == 1) return;
-  Json reference = {{"$ref", std::move(schema["$ref"])}};
+  const std::string target = schema["$ref"];
+  const Json& referred = schemas.at(target.substr(target.rfind('/') + 1));
+  // An enumeration is not rewritten yet, or is: it has no type, or that of its names.
+  if (schema.contains("nullable")) schema["type"] = referred.value("type", Json("string"));
+  Json reference = {{"$ref", target}};
   schema.erase("$ref");
   schema["allOf"] = Json::array({std::move(reference)});
 }
 
-void rewrite_schema(Json& schema) {
+void rewrite_schema(Json& schema, const Json& schemas) {
   if (!schema.is_object()) return;
   rewrite_choice(schema);
   rewrite_types(schema);
   rewrite_list(schema);
   rewrite_text(schema);
   rewrite_examples(schema);
-  rewrite_reference(schema);
+  rewrite_reference(schema, schemas);
   for (const char* const name : {"items", "additionalProperties"}) {
-    if (schema.contains(name)) rewrite_schema(schema[name]);
+    if (schema.contains(name)) rewrite_schema(schema[name], schemas);
   }
   for (const char* const name : {"anyOf", "allOf"}) {
     if (!schema.contains(name)) continue;
-    for (Json& part : schema[name]) rewrite_schema(part);
+    for (Json& part : schema[name]) rewrite_schema(part, schemas);
   }
   if (schema.contains("properties")) {
-    for (auto& [name, property] : schema["properties"].items()) rewrite_schema(property);
+    for (auto& [name, property] : schema["properties"].items()) rewrite_schema(property, schemas);
   }
 }
 
 /// Of parameters, headers and bodies, wherever they are. A `schema` there is always a schema.
-void rewrite_part(Json& part) {
+void rewrite_part(Json& part, const Json& schemas) {
   if (!part.is_structured()) return;
   for (auto& [name, value] : part.items()) {
     if (name == "schema") {
-      rewrite_schema(value);
+      rewrite_schema(value, schemas);
     } else if (name != "example" && name != "examples") {
-      rewrite_part(value);
+      rewrite_part(value, schemas);
     }
   }
 }
@@ -116,11 +124,12 @@ void rewrite_part(Json& part) {
 void rewrite_as_3_0(Json& document) {
   document["openapi"] = "3.0.3";
   Json& components = document["components"];
-  for (auto& [name, schema] : components["schemas"].items()) rewrite_schema(schema);
+  Json& schemas = components["schemas"];
+  for (auto& [name, schema] : schemas.items()) rewrite_schema(schema, schemas);
   for (auto& [kind, parts] : components.items()) {
-    if (kind != "schemas") rewrite_part(parts);
+    if (kind != "schemas") rewrite_part(parts, schemas);
   }
-  rewrite_part(document["paths"]);
+  rewrite_part(document["paths"], schemas);
 }
 
 }  // namespace korvane::host::openapi
