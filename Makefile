@@ -2,8 +2,8 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
-  bench-counts bench-commands bench-page package try-packages try-consumer fuzz fuzz-corpora mutants docs pictures format check-format lint lint-changed \
-  release clean
+  bench-counts bench-commands bench-page package try-packages try-consumer generators fuzz fuzz-corpora mutants docs \
+  pictures format check-format lint lint-changed release clean
 
 PROJECT := build/release/guideline.db
 BENDING_LIST := build/release/guideline.pdf
@@ -117,6 +117,9 @@ mutants: packages-test ## slips in the sources that the tests are to notice (MUT
 
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
+
+generators: build-release packages-generators ## clients that openapi-generator makes for Python and C#: compiled, and tried
+	@KORVANE_PROGRAM=build/release/bin/korvane node --test tests/generators/
 
 bench: build-bench ## the benchmarks: ratios with their goals, kept in bench/*.json and docs/performance.md
 	@build/bench/bench/korvane_bench --results=$(BENCH_RESULTS) $(BENCH_FLAGS)

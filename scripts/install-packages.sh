@@ -9,6 +9,7 @@
 #   install-packages.sh          all of these
 #   install-packages.sh packaging  what only the Debian packages are made and tried with:
 #                                packaging/packages.txt
+#   install-packages.sh generators  what `make generators` needs: tests/generators
 #   install-packages.sh bench    what only the benchmarks need: bench/packages.txt, and bench/peers from
 #                                npm. A peer that cannot be installed is left out of the measuring.
 #
@@ -132,7 +133,10 @@ case "${1:-all}" in
   all) sections=(run page scripts test format lint fuzz) ;;
   bench) install_bench; exit ;;
   packaging) install_list packaging/packages.txt; exit ;;
-  *) echo "install-packages.sh: \"$1\" is not a purpose: run, page, test, lint, fuzz, format, packaging or bench" >&2; exit 2 ;;
+  generators) install_list tests/generators/packages.txt; install_npm tests/generators; exit ;;
+  *) echo "install-packages.sh: \"$1\" is not a purpose: run, page, test, lint, fuzz, format," \
+    "packaging, generators or bench" >&2
+    exit 2 ;;
 esac
 install_list packages.txt "${sections[@]}"
 case " ${sections[*]} " in

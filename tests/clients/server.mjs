@@ -22,10 +22,10 @@ export function temporaryFolder(context) {
 }
 
 /** Runs another program, or korvane itself where `command` is left out, to its end; ends it after
- * half a minute. */
-export function run(args, {command = program, input, env = {}} = {}) {
+ * `seconds`. */
+export function run(args, {command = program, input, env = {}, seconds = 30} = {}) {
   return new Promise((resolve, reject) => {
-    const child = spawn(command, args, {env: {...process.env, ...env}, timeout: 30_000});
+    const child = spawn(command, args, {env: {...process.env, ...env}, timeout: seconds * 1000});
     running.add(child);
     const out = [];
     const err = [];
