@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "host/service/change_stream.h"
 #include "host/service/representation.h"
 #include "host/service/sql_limits.h"
 #include "host/text/digest.h"
@@ -74,6 +75,7 @@ WriteOptions write_options(const Call& call, const std::string& body) {
       effect == Effect::writes || (effect == Effect::queries && !is_fenced_query(call));
   if (!writes) return {};
   WriteOptions options;
+  options.is_query = effect == Effect::queries;
   options.is_dry_run = call.is_dry_run();
   const Poco::Net::HTTPRequest& head = call.request().head;
   // A dry run of a mounted route is the route's own, which stores nothing.
@@ -100,8 +102,10 @@ HttpReply run_in_unit(const WriteOptions& options, const krv::rpc4::LiveService&
   std::optional<HttpReply> known;
   if (options.key) fence.suspended([&] { known = answers.find(*options.key); });
   if (known) return *std::move(known);
+  const std::string before = options.is_query ? written_so_far(service, fence) : "";
   HttpReply reply = write();
   if (options.is_dry_run) return reply;
+  if (options.is_query && written_so_far(service, fence) == before) return reply;
   if (options.key) fence.suspended([&] { answers.keep(*options.key, reply); });
   unit.commit();
   return reply;

@@ -22,6 +22,8 @@ struct WriteOptions {
   std::optional<std::string> if_match = {};
   /// Whether the call may store anything at all.
   bool may_store = false;
+  /// It is SQL of the client's, which may only read: such an answer is not kept.
+  bool is_query = false;
 
   bool has_any() const { return key || is_dry_run || if_match; }
 };

@@ -135,6 +135,13 @@ TEST_F(SafeWrites, KeyedQuery_RunsOnce) {
   EXPECT_EQ(count("sheet"), "2");
 }
 
+TEST_F(SafeWrites, KeyedQuery_ThatOnlyReadsIsNotKept) {
+  EXPECT_EQ(post("query_table", sql_request("select * from sheet"), key("one")).status, 200);
+  EXPECT_THAT(rows("select 1 from sqlite_schema where name = 'korvane_answers'"), IsEmpty());
+  EXPECT_EQ(post("query_table", sql_request("create table own (a)"), key("two")).status, 200);
+  EXPECT_EQ(post("query_table", sql_request("create table own (a)"), key("two")).status, 200);
+}
+
 TEST_F(SafeWrites, KeyedImport_CanBeRepeated) {
   const std::string text = text_of(KORVANE_EXAMPLES "/guideline.abs");
   const auto import = [&] {
