@@ -300,4 +300,21 @@ url=http://127.0.0.1:18420
 start_server
 until_true "the sheet is there" has_sheet
 stop_server
+
+step "a first bar, by the text of docs/clients.md"
+install curl ca-certificates
+mkdir "$root/srv/first"
+for name in server curl "prints: curl"; do
+  python3 "$here/../tests/clients/guide.py" "$here/../docs/clients.md" "$name" "$root/srv/first/${name/: /-}"
+done
+begin=$(date +%s.%N)
+# In a network of its own, as the guide's port may be in use; with the shell its server ends.
+unshare --net --pid --fork --kill-child sh -c 'ip link set lo up && exec chroot "$0" /usr/bin/env -i PATH=/usr/bin:/bin sh -c "
+  cd /srv/first
+  sh server >log 2>&1 &
+  until curl -fs http://127.0.0.1:8420/healthz/ready >/dev/null; do sleep 0.1; done
+  sh curl >printed
+"' "$root"
+diff "$root/srv/first/prints-curl" "$root/srv/first/printed" || fail "the guide does not print what it says"
+echo "   in $(echo "scale=1; ($(date +%s.%N) - $begin) / 1" | bc) s, from the start of the server to the printed schedule"
 echo "== all steps are done"

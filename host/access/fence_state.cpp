@@ -149,7 +149,7 @@ int SqlFence::Impl::parsed(void* connection, int code, const char* first, const 
 }
 
 int SqlFence::Impl::looked(void*) {
-  if (current == nullptr || current->is_off()) return 0;
+  if (current == nullptr || current->is_ending) return 0;
   const bool is_stopping = current->limits.access != SqlAccess::reads && current->first_stop;
   return is_stopping || current->is_over() ? 1 : 0;
 }
@@ -257,7 +257,7 @@ void SqlFence::Impl::refuse(std::string action) {
 }
 
 bool SqlFence::Impl::is_over() {
-  if (is_off() || Clock::now() - start < limits.time) return false;
+  if (is_ending || Clock::now() - start < limits.time) return false;
   // Then it is the lock that is to blame.
   if (!lock_wait.has_taken_all_time()) stop(FenceStop::too_long);
   return true;
@@ -278,7 +278,7 @@ void SqlFence::Impl::give_memory_back(int size) noexcept {
 }
 
 bool SqlFence::Impl::may_take(int size) noexcept {
-  if (is_off()) return true;
+  if (is_ending) return true;
   if (memory + size > limits.memory) {
     stop(FenceStop::too_much_memory);
     return false;

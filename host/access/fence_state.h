@@ -70,7 +70,7 @@ struct SqlFence::Impl {
   void stop(FenceStop why);
   void refuse(std::string action);
   bool is_over();
-  /// Whether nothing is to be stopped or counted just now.
+  /// Whether nothing is to be refused or counted just now.
   bool is_off() const { return is_ending || is_suspended; }
   bool may_take(int size) noexcept;
 

@@ -96,8 +96,8 @@ class SqlFence {
   /// Whether a statement that waited for a lock failed to let others run.
   bool gave_way() const;
 
-  /// Runs SQL of the host's own: the fence neither refuses nor stops nor counts what `action` runs.
-  /// The wait for locks is what it is inside. Throws what `action` throws.
+  /// Runs SQL of the host's own: the fence neither refuses nor counts what `action` runs. Time and
+  /// memory stay what they are, as the file decides how long it takes. Throws what `action` throws.
   void suspended(const std::function<void()>& action);
 
   /// Rolls back the transactions that were begun since the fence was made and are still open: some

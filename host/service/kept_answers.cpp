@@ -1,10 +1,13 @@
 #include "host/service/kept_answers.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include <Poco/Data/SQLite/Utility.h>
 #include <sqlite3.h>
@@ -102,6 +105,13 @@ std::vector<std::pair<std::string, std::string>> fields_in(std::string_view text
   return fields;
 }
 
+/// Whether the text has no control characters, but for those of `besides`.
+bool is_plain(std::string_view text, std::string_view besides = {}) {
+  return std::all_of(text.begin(), text.end(), [&](char one) {
+    return one >= ' ' || besides.find(one) != std::string_view::npos;
+  });
+}
+
 /// The client's statements may hold short values only; an answer need not be short.
 class LongValues {
  public:
@@ -119,15 +129,21 @@ class LongValues {
 
 }  // namespace
 
+/// Whoever made the file may have put triggers on the table, or indexes that compute: what is not
+/// as this server makes it is not used.
 bool KeptAnswers::has_table() const {
   Statement known(connection_,
                   "SELECT sql FROM main.sqlite_schema WHERE name = 'korvane_answers' "
-                  "COLLATE NOCASE");
-  if (!known.step()) return false;
-  if (known.column(0) == kCreateTable) return true;
+                  "COLLATE NOCASE OR tbl_name = 'korvane_answers' COLLATE NOCASE ORDER BY rowid");
+  std::vector<std::string> found;
+  while (known.step()) found.push_back(known.column(0));
+  if (found.empty()) return false;
+  if (found == std::vector<std::string>{std::string(kCreateTable), std::string(kCreateIndex)}) {
+    return true;
+  }
   throw HttpFault(problem("not-a-project"),
-                  "the project has something else that is called korvane_answers: it takes no "
-                  "Idempotency-Key");
+                  "the project has something else that is called korvane_answers, or more than "
+                  "that: it takes no Idempotency-Key");
 }
 
 std::optional<HttpReply> KeptAnswers::find(const KeyedRequest& request) const {
@@ -143,6 +159,10 @@ std::optional<HttpReply> KeptAnswers::find(const KeyedRequest& request) const {
                     "the Idempotency-Key \"" + request.key + "\" was sent with another request");
   }
   HttpReply reply{.content_type = known.column(1), .body = known.column(3)};
+  // What another program has written there is not to become fields of the reply's header.
+  if (!is_plain(reply.content_type) || !is_plain(known.column(2), kFieldEnd)) {
+    throw HttpFault(problem("unusable-row"), "the answer that is kept cannot be sent");
+  }
   reply.fields = fields_in(known.column(2));
   reply.fields.emplace_back("Idempotency-Replayed", "true");
   return reply;

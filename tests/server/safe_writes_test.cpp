@@ -243,6 +243,28 @@ TEST_F(SafeWrites, Key_IsRefusedWhereTheFileHasSomethingElseOfTheTablesName) {
   EXPECT_EQ(post("create_sheet", {{"name", "418"}}).status, 200);
 }
 
+TEST_F(SafeWrites, Key_IsRefusedWhereTheTableHasTriggersOrIndexesOfOthers) {
+  post("create_sheet", {{"name", "418"}}, key("one"));
+  change_file(
+      "create trigger endless after insert on korvane_answers begin "
+      "insert into sheet (uid) with recursive n(i) as (select 1 union all select i + 1 from n) "
+      "select i from n; end");
+  EXPECT_EQ(post("create_sheet", {{"name", "419"}}, key("two")).status, 422);
+  change_file("drop trigger endless; create index costly on korvane_answers (hex(body))");
+  EXPECT_EQ(post("create_sheet", {{"name", "419"}}, key("two")).status, 422);
+  EXPECT_EQ(count("sheet"), "2");
+  change_file("drop index costly");
+  EXPECT_EQ(post("create_sheet", {{"name", "419"}}, key("two")).status, 200);
+}
+
+TEST_F(SafeWrites, Key_WhoseAnswerAnotherProgramHasMadeUnsendableIsRefused) {
+  post("create_sheet", {{"name", "418"}}, key("one"));
+  change_file("update korvane_answers set media_type = 'text/plain' || char(13, 10) || 'A: b'");
+  const HttpAnswer answer = post("create_sheet", {{"name", "418"}}, key("one"));
+  EXPECT_EQ(answer.status, 422);
+  EXPECT_EQ(answer.fields.count("a"), 0U);
+}
+
 TEST_F(SafeWrites, Key_OfOneClientIsNotThatOfAnother) {
   const TemporaryFolder folder;
   host::TokenFile tokens(folder.file("tokens.json"));
