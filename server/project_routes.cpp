@@ -307,7 +307,8 @@ MountedRoute compare_route() {
                       {"after", "The revision after", {}, true},
                       {"sheet", "The sheet, where several have such revisions"}};
   route.reply_types = {kJsonType};
-  route.reply_schemas = tables_schemas("Comparison", comparison_tables({}, {}));
+  route.reply_schemas =
+      tables_schemas("Comparison", comparison_tables({}, {}), {"before", "after"});
   route.run = compare;
   return route;
 }

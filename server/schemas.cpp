@@ -1,5 +1,6 @@
 #include "server/schemas.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -224,15 +225,18 @@ Schemas edited_schemas() {
                     {"after", described(cell(), "The value after; null for none.")}}))};
 }
 
-Schemas tables_schemas(const char* name, const std::vector<schedule::Table>& tables) {
+Schemas tables_schemas(const char* name, const std::vector<schedule::Table>& tables,
+                       const std::vector<std::string>& mixed) {
   Json properties = Json::object();
   for (const schedule::Table& table : tables) {
     Json columns = Json::object();
     for (const schedule::Column& column : table.columns) {
       const bool is_number = column.kind == schedule::Column::Kind::number;
       const std::string unit = column.unit.empty() ? "" : ", in " + column.unit;
-      columns[column.name] = {{"type", {is_number ? "number" : "string", "null"}},
-                              {"description", column.title + unit}};
+      const bool is_mixed = std::find(mixed.begin(), mixed.end(), column.name) != mixed.end();
+      columns[column.name] =
+          is_mixed ? cell() : Json{{"type", {is_number ? "number" : "string", "null"}}};
+      columns[column.name]["description"] = column.title + unit;
     }
     properties[table.name] =
         list(object(table.title.c_str(), std::move(columns)), table.title.c_str());

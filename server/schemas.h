@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "host/service/mounted.h"
@@ -20,7 +21,9 @@ Schemas import_schemas();
 Schemas edit_schemas();
 Schemas edited_schemas();
 
-/// An object of the rows of these tables, by their names.
-Schemas tables_schemas(const char* name, const std::vector<schedule::Table>& tables);
+/// An object of the rows of these tables, by their names. Columns that are called as one of `mixed` hold numbers and
+/// texts alike.
+Schemas tables_schemas(const char* name, const std::vector<schedule::Table>& tables,
+                       const std::vector<std::string>& mixed = {});
 
 }  // namespace korvane::server

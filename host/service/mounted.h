@@ -122,6 +122,8 @@ struct Mounted {
   std::function<std::optional<std::string>(const krv::rpc4::LiveService& project,
                                            const krv::rpc4::Subject& subject)>
       tag_of;
+  /// For the OpenAPI document: see openapi::add_examples. Empty for none.
+  std::string examples = {};
   Page page;
   /// The contracts as generators of clients read them: texts by the names of their files.
   std::map<std::string, std::string> schemas;

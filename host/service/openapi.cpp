@@ -9,6 +9,7 @@
 #include "host/service/call_room.h"
 #include "host/service/openapi_3_0.h"
 #include "host/service/openapi_components.h"
+#include "host/service/openapi_examples.h"
 #include "host/service/representation.h"
 #include "platform/rpc4/directory.h"
 #include "platform/rpc4/services.h"
@@ -326,7 +327,8 @@ std::vector<DescribedService> described_services() {
 }
 
 std::string openapi_document(const std::vector<DescribedService>& services,
-                             const std::vector<MountedRoute>& mounted, Edition edition) {
+                             const std::vector<MountedRoute>& mounted, Edition edition,
+                             std::string_view examples) {
   Paths paths(edition);
   for (const Route& route : routes()) paths.add(route);
   for (const DescribedService& service : services) {
@@ -348,6 +350,7 @@ std::string openapi_document(const std::vector<DescribedService>& services,
       // A token is needed only where the server was given some.
       {"security", {{{"token", Json::array()}}, Json::object()}},
   };
+  if (!examples.empty()) openapi::add_examples(document, examples);
   if (edition == Edition::json_3_0) openapi::rewrite_as_3_0(document);
   return document.dump() + "\n";
 }

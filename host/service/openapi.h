@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "host/service/mounted.h"
@@ -36,9 +37,10 @@ enum class Edition {
 
 /// The routes, media types and methods of all operations as an OpenAPI document, of 3.1
 /// (https://spec.openapis.org/oas/v3.1.0) unless the edition is of 3.0, JSON text. Derived from the routes, the operation tables
-/// and the descriptions of their contracts. What is mounted comes last.
+/// and the descriptions of their contracts. What is mounted comes last. `examples` are as
+/// openapi::add_examples takes them; empty for none.
 std::string openapi_document(const std::vector<DescribedService>& services,
                              const std::vector<MountedRoute>& mounted = {},
-                             Edition edition = Edition::whole);
+                             Edition edition = Edition::whole, std::string_view examples = {});
 
 }  // namespace korvane::host

@@ -89,12 +89,14 @@ Json headers() {
                   "has all.")}};
 }
 
-Json path_parameter(const char* name, const char* description) {
-  return {{"name", name},
-          {"in", "path"},
-          {"required", true},
-          {"description", description},
-          {"schema", {{"type", "string"}}}};
+Json path_parameter(const char* name, const char* description, const char* example = nullptr) {
+  Json parameter = {{"name", name},
+                    {"in", "path"},
+                    {"required", true},
+                    {"description", description},
+                    {"schema", {{"type", "string"}}}};
+  if (example != nullptr) parameter["example"] = example;
+  return parameter;
 }
 
 Json header_parameter(const char* name, const char* description) {
@@ -109,7 +111,8 @@ Json parameters() {
   return {
       {"file", path_parameter("file",
                               "The project's file in the server's folder; a slash in its "
-                              "name is encoded as %2F.")},
+                              "name is encoded as %2F.",
+                              "tower.db")},
       {"service_id",
        path_parameter("service_id", "The id that opening the project has given, in this run.")},
       {"create",
@@ -117,6 +120,7 @@ Json parameters() {
         {"in", "query"},
         {"required", false},
         {"description", "Whether the project is made if it is not there. Default: false."},
+        {"example", true},
         {"schema", {{"type", "boolean"}}}}},
       {"run", header_parameter("Korvane-Run",
                                "The run of the server that the request is meant for, as every "

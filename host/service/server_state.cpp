@@ -37,9 +37,12 @@ ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLim
       visits(limits.requests_per_client),
       page(std::move(mounted.page)),
       schemas(std::move(mounted.schemas)),
-      openapi(openapi_document(described_services(), mounted.routes)),
-      openapi_of_json(openapi_document(described_services(), mounted.routes, Edition::json)),
-      openapi_3_0(openapi_document(described_services(), mounted.routes, Edition::json_3_0)),
+      openapi(
+          openapi_document(described_services(), mounted.routes, Edition::whole, mounted.examples)),
+      openapi_of_json(
+          openapi_document(described_services(), mounted.routes, Edition::json, mounted.examples)),
+      openapi_3_0(openapi_document(described_services(), mounted.routes, Edition::json_3_0,
+                                   mounted.examples)),
       bodies("bodies of requests", limits.all_body_bytes),
       room(root, limits, limits.open_projects, std::move(mounted)),
       count_connections_(std::move(count_connections)) {}

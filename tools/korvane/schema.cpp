@@ -11,6 +11,7 @@
 #include "host/service/openapi.h"
 #include "platform/log/log.h"
 #include "platform/project_rpc/idl_files.h"
+#include "server/openapi_examples.h"
 #include "server/project_routes.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/output_file.h"
@@ -61,7 +62,8 @@ int print_openapi(const SchemaOptions& options, const CommonOptions& common) {
   if (std::filesystem::exists(common.plugins)) plugins = host::load_plugins(common.plugins);
   const std::string document = host::openapi_document(
       host::described_services(), server::project_routes(),
-      options.edition == "3.0" ? host::Edition::json_3_0 : host::Edition::json);
+      options.edition == "3.0" ? host::Edition::json_3_0 : host::Edition::json,
+      server::openapi_examples());
   if (options.output) {
     OutputFile file(*options.output);
     file.write(document);

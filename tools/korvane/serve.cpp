@@ -29,6 +29,7 @@
 #include "host/watch/json_log.h"
 #include "platform/project_rpc/idl_files.h"
 #include "platform/rpc4/http.h"
+#include "server/openapi_examples.h"
 #include "server/project_routes.h"
 #include "server/project_state.h"
 #include "tools/korvane/commands.h"
@@ -222,6 +223,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
   host::Mounted mounted = server::mounted();
+  mounted.examples = server::openapi_examples();
   if (!options.page.empty()) mounted.page = host::Page(options.page);
   for (rpc::IdlFile& file : rpc::idl_files()) {
     mounted.schemas.emplace(std::move(file.name), std::move(file.text));

@@ -196,6 +196,26 @@ TEST(OpenApi, Of30HasNoTypeForAValueOfSeveral) {
             json::parse(R"({"nullable":true,"type":"integer"})"));
 }
 
+TEST(OpenApi, HasTheExamplesOfItsOperations) {
+  const std::string examples = R"({
+    "get_sheet": {"body": {"id": 1}, "reply": {"name": "417"}},
+    "count": {"query": {"limit": 7}, "reply": [1]}, "set": {"text": "7"}, "other": {"body": {}}})";
+  const json all =
+      json::parse(host::openapi_document({{&host::project_definition(), Callees::project_files}},
+                                         {count_route(), set_route()}, Edition::whole, examples));
+  const json post = path(all, "get_sheet").at("post");
+  EXPECT_EQ(post.at("requestBody").at("content").at(kJsonType).at("examples").at("example"),
+            json::parse(R"({"$ref":"#/components/examples/get_sheet.request"})"));
+  EXPECT_EQ(all.at("components").at("examples"),
+            json::parse(R"({"get_sheet.request": {"value": {"id": 1}},
+                            "get_sheet.reply": {"value": {"name": "417"}},
+                            "count.reply": {"value": [1]}, "set.text": {"value": "7"}})"));
+  EXPECT_EQ(path(all, "get_sheet").at("get").at("parameters").at(0).at("example"),
+            json::parse(R"({"id":1})"));
+  EXPECT_EQ(path(all, "count").at("get").at("parameters").at(0).at("example"), 7);
+  EXPECT_FALSE(path(all, "count").at("get").at("parameters").at(1).contains("example"));
+}
+
 TEST(OpenApi, RefusesTwoSchemasOfOneName) {
   MountedRoute other = set_route();
   other.request_schemas = {{"Count", R"({"type":"string"})"}};
