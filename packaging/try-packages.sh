@@ -181,7 +181,7 @@ begin=$(date +%s.%N)
 install "/srv/packages/$(basename "$(package korvane)")"
 echo "   in $(echo "scale=1; ($(date +%s.%N) - $begin) / 1" | bc) s, with what it depends on"
 inside korvane --version
-inside stat -c "   %A %U:%G %n" /var/lib/korvane/projects /var/backups/korvane /etc/korvane/*
+inside sh -c 'stat -c "   %A %U:%G %n" /var/lib/korvane/projects /var/backups/korvane /etc/korvane/*'
 
 if command -v systemd-nspawn >/dev/null && boot; then
   step "systemd of the fresh Debian is running"
