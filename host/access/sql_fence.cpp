@@ -30,9 +30,12 @@ std::optional<FenceStop> SqlFence::stopped() const {
   const bool has_long_value = std::any_of(
       impl_->held.begin(), impl_->held.end(),
       [](const Impl::Held& one) { return sqlite3_errcode(one.connection) == SQLITE_TOOBIG; });
-  // What is run next on the connection would take the trace away.
-  if (has_long_value) impl_->stop(FenceStop::too_large);
-  return impl_->first_stop;
+  if (has_long_value) return FenceStop::too_large;
+  return std::nullopt;
+}
+
+void SqlFence::keep_stop() {
+  if (const std::optional<FenceStop> stop = stopped()) impl_->stop(*stop);
 }
 
 std::string SqlFence::reason() const {

@@ -89,6 +89,9 @@ class SqlFence {
   /// after the failure: of a value that is too long, SQLite's last error is the only trace.
   std::optional<FenceStop> stopped() const;
 
+  /// Keeps what `stopped` says now: what is run next on a connection takes SQLite's last error away.
+  void keep_stop();
+
   /// The same for the client: "a fenced query may only read: attach is refused". Empty when
   /// nothing was stopped.
   std::string reason() const;

@@ -52,7 +52,7 @@ class Unit {
   Unit& operator=(const Unit&) = delete;
   ~Unit() {
     if (has_ended_) return;
-    fence_.stopped();  // keeps what it knows: the rollback takes SQLite's last error away
+    fence_.keep_stop();
     fence_.suspended([&] { service_.roll_back_unit(); });
   }
 

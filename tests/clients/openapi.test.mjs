@@ -40,7 +40,7 @@ test('/openapi.json', async (t) => {
     const byAddress = byId.filter((entry) => entry.includes('{service_id}'))
       .map((entry) => entry.replace('{service_id}', 'projects/{file}'));
     assert.equal(byAddress.length, 41);
-    const schedules = ['bending-list GET,HEAD', 'compare GET,HEAD', 'contents GET,HEAD', 'edit POST',
+    const schedules = ['bending-list GET,HEAD', 'changes GET,HEAD', 'compare GET,HEAD', 'contents GET,HEAD', 'edit POST',
       'export GET,HEAD', 'import POST', 'line GET,HEAD', 'lines GET,HEAD', 'sketch GET,HEAD',
       'sketches GET,HEAD', 'totals GET,HEAD']
       .map((entry) => `/v1/projects/{file}/${entry}`);

@@ -45,6 +45,7 @@ describe('The page', async () => {
     await server.stop();
     await page.evaluate(() => { location.hash = '#/projects/guideline.db'; });
     await seen(page, 'The connection to the server is lost.');
+    await seen(page, 'Try again');  // or the page would have gone on by itself
     await Server.start(t, server.root, '--listen', `127.0.0.1:${port}`);
     await click(page, 'button', 'Try again');
     await seen(page, '417');

@@ -67,7 +67,7 @@ TEST(LoadedPlugin, AFileThatIsNotALibraryIsNamedInTheFailure) {
 TEST(LoadedPlugin, ALibraryWithoutARecordIsRefusedUnloaded) {
   // Any library without a record will do: that of the skeletons.
   const boost::filesystem::path library =
-      kPluginFile.parent_path().parent_path() / "lib" / "libkorvane.model.cad.Project_rpc.so";
+      kPluginFile.parent_path().parent_path() / "libkorvane.model.cad.Project_rpc.so";
   ASSERT_TRUE(boost::filesystem::exists(library));
   EXPECT_THAT(load_failure(library),
               testing::EndsWith("expected one symbol in section modsvc, found 0"));
