@@ -45,7 +45,7 @@ class BackupOfAllProjects(unittest.TestCase):
         self.assertEqual(self.copies(), ["north/bridge deck.db", "tower.db"])
         copy = sqlite3.connect(self.backups / self.names()[0] / "tower.db")
         self.addCleanup(copy.close)
-        self.assertEqual(copy.execute("select name from sheet").fetchall(), [("417",)])
+        self.assertEqual(copy.execute("select count(*) from rebar").fetchall(), [(16,)])
 
     def test_other_files_and_parts_of_copies_are_skipped(self):
         (self.projects / "readme.txt").write_text("no project")
