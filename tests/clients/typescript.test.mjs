@@ -80,7 +80,7 @@ test('the examples of its README compile as strictly as can be, and do what they
   const server = await Server.start(t, temporaryFolder(t));
   const texts = [...readFileSync(join(source, 'README.md'), 'utf8').matchAll(/```ts\n([^]*?)```/g)]
     .map(([, text]) => text);
-  assert.equal(texts.length, 5);
+  assert.equal(texts.length, 6);
   const files = texts.map((text, i) => {
     assert.ok(text.includes('http://127.0.0.1:8420'));
     const file = join(folder, `example-${i}.ts`);
@@ -97,9 +97,10 @@ test('the examples of its README compile as strictly as can be, and do what they
     assert.equal(code, 0, `${file}: ${err}`);
     printed.push(out.trim());
   }
-  const [bar, long, upload, failure, repeating] = printed;
+  const [bar, long, changed, upload, failure, repeating] = printed;
   assert.equal(bar, '1 12 16');
   assert.match(long, /^12 pieces in [1-9]\d* records$/);
+  assert.equal(changed, '127.0.0.1: create_sheet sheet');
   assert.match(upload, /^0 % sent\n100 % sent\n417 a: \d+ lines\n/);
   assert.equal(readFileSync(join(folder, 'guideline.pdf')).subarray(0, 5).toString(), '%PDF-');
   assert.equal(failure, '404 failed to get_sheet');

@@ -1,3 +1,4 @@
+export type {MissedChanges, ProjectChange, ProjectEvent, WatchOptions, WatchState} from './changes.js';
 export {KorvaneError, NoAnswer, ServerError} from './errors.js';
 export {kinds} from './generated/description.js';
 export type {components, operations, paths} from './generated/openapi.js';

@@ -1,5 +1,6 @@
 // One project of a server, by the name of its file.
 
+import {changesOf, type ProjectEvent, type WatchOptions} from './changes.js';
 import {operations} from './generated/description.js';
 import {valuesOf} from './ndjson.js';
 import type {Progress} from './progress.js';
@@ -127,6 +128,21 @@ export class Project {
   ): AsyncGenerator<T, void, undefined> {
     const response = await this.#get('export', {...query, format: 'ndjson'}, options, (reply) => Promise.resolve(reply));
     yield* valuesOf<T>(response);
+  }
+
+  /** Tells of changes as they happen, by whomever, until the loop is left or `signal` is aborted.
+   * Connects again whenever the connection ends; throws ServerError where the server does not let the
+   * client watch, or has no such project. */
+  changes(options: WatchOptions = {}): AsyncGenerator<ProjectEvent, void, undefined> {
+    return changesOf(this.#sender, `${this.#path}changes`, options);
+  }
+
+  /** Names the state of the whole project: another one after any change, and after the server was
+   * reloaded. */
+  tag(options: CallOptions = {}): Promise<string | null> {
+    return this.#sender.send({
+      method: 'HEAD', path: `${this.#path}contents`, signal: options.signal, isRepeatable: true, headers: {Accept: kJson},
+    }, (response) => Promise.resolve(response.headers.get('ETag')));
   }
 
   /** Stores a schedule, of records of BVBS or of JSON as `exportAs` gives it. */

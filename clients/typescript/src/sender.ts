@@ -31,7 +31,7 @@ export interface SenderOptions {
 }
 
 export interface Outgoing {
-  method: 'GET' | 'POST';
+  method: 'GET' | 'HEAD' | 'POST';
   path: string;
   query?: Query;
   headers?: Record<string, string>;
@@ -51,7 +51,8 @@ function isPassing(failure: ServerError): boolean {
   return failure.status === 409 && failure.retryAfter !== null;
 }
 
-function pause(milliseconds: number, signal?: AbortSignal): Promise<void> {
+/** Throws what `signal` is aborted with meanwhile. */
+export function pause(milliseconds: number, signal?: AbortSignal): Promise<void> {
   return new Promise((resolve, reject) => {
     const stop = () => {
       clearTimeout(timer);
@@ -78,12 +79,12 @@ export function queryText(query: Query = {}): string {
 export class Sender {
   readonly #options: SenderOptions;
   readonly #url: string;
-  readonly #repeating: Repeating;
+  readonly repeating: Repeating;
 
   constructor(options: SenderOptions) {
     this.#options = options;
     this.#url = options.url.replace(/\/+$/, '');
-    this.#repeating = {...kUsualRepeating, ...options.repeating};
+    this.repeating = {...kUsualRepeating, ...options.repeating};
   }
 
   /** Throws ServerError and NoAnswer, and what `signal` was aborted with. `read` takes the body, and
@@ -107,12 +108,23 @@ export class Sender {
     }
   }
 
+  /** Sends it once and gives the answer, of which the caller reads the body as it comes. */
+  open(request: Outgoing): Promise<Response> {
+    return this.#sendOnce(request, (response) => Promise.resolve(response));
+  }
+
+  /** Milliseconds after so many attempts that have failed. Many clients of one server that was gone do
+   * not all come back at once. */
+  backOff(attempt: number): number {
+    const {firstWait, longestWait} = this.repeating;
+    return Math.min(firstWait * 2 ** (attempt - 1), longestWait) * (0.5 + Math.random() / 2);
+  }
+
   /** Milliseconds, or null where asking again is no use. */
   #waitAfter(failure: unknown, attempt: number): number | null {
-    const {attempts, firstWait, longestWait} = this.#repeating;
+    const {attempts, longestWait} = this.repeating;
     if (attempt >= attempts) return null;
-    // Many clients of one server that was gone do not all come back at once.
-    const ours = Math.min(firstWait * 2 ** (attempt - 1), longestWait) * (0.5 + Math.random() / 2);
+    const ours = this.backOff(attempt);
     if (failure instanceof NoAnswer) return ours;
     if (!(failure instanceof ServerError) || !isPassing(failure)) return null;
     const theirs = (failure.retryAfter ?? 0) * 1000;
