@@ -2,6 +2,7 @@ import {useEffect} from 'preact/hooks';
 
 import {address, href, ofFile} from './address';
 import {lazily} from './parts/lazily';
+import {Changed} from './parts/changed';
 import {Failure, Notice, Waiting} from './parts/notices';
 import {useLoaded} from './parts/loaded';
 import {readAccess} from './server/server';
@@ -100,6 +101,8 @@ export function App() {
     <>
       <Header />
       {isLost.value && <Notice kind="error">{t.lost}</Notice>}
+      {place === 'projects' && file !== undefined && may('read') && !wantsToken.value
+        && <Changed key={file} file={file} />}
       <main id="content" tabIndex={-1}>
         {wantsToken.value ? <Token />
           : known.failure !== null && known.value === null ? <Failure failure={known.failure} onAgain={known.again} />

@@ -2,6 +2,7 @@
 
 import {Korvane, type Kind, type Project, type ProjectFile, type Sketch} from 'korvane-client';
 
+import {own} from './own_writes';
 import {access, isLost, token, wantsToken, type Access} from './session';
 
 const server = new Korvane({
@@ -15,8 +16,16 @@ const server = new Korvane({
   },
 });
 
+/** What it writes is known as this tab's own. */
 export function project(file: string): Project {
-  return server.project(file);
+  const one = server.project(file);
+  const edit = one.edit.bind(one);
+  const store = one.import.bind(one);
+  one.edit = (id, values, options = {}) =>
+    (options.isTrial ? edit(id, values, options) : own(file, 'edit', () => edit(id, values, options)));
+  one.import = (content, options = {}) =>
+    (options.dry_run ? store(content, options) : own(file, 'import', () => store(content, options)));
+  return one;
 }
 
 export function readProjects(signal?: AbortSignal): Promise<ProjectFile[]> {

@@ -6,6 +6,7 @@ import {address, setParams} from '../address';
 import {Choice, fileName, keyOf, named, SheetChoice, shownName} from '../parts/choice';
 import {csv} from '../parts/csv';
 import {LazySketch, Sketches} from '../parts/lazy_sketch';
+import {useAnew} from '../parts/anew';
 import {useLoaded} from '../parts/loaded';
 import {LongText} from '../parts/long_text';
 import {Failure, Notice, Waiting} from '../parts/notices';
@@ -175,6 +176,7 @@ function Comparison(props: {file: string; sheet: SheetSummary; before: RevisionS
   const loaded = useLoaded(
     (signal) => project(file).compare({sheet: sheet.name, before: before.name, after: after.name}, {signal}),
     [file, sheet.id, before.id, after.id]);
+  useAnew(loaded.again);
   const lines = useMemo(() => linesOf(loaded.value?.['changes'] ?? []), [loaded.value]);
   if (loaded.failure !== null) return <Failure failure={loaded.failure} onAgain={loaded.again} />;
   if (loaded.value === null || loaded.isLoading) return <Waiting />;
@@ -236,6 +238,7 @@ function Choices(props: {file: string; contents: Contents}) {
 /** What has changed between two revisions of a sheet. */
 export function Compare(props: {file: string}) {
   const contents = useLoaded((signal) => project(props.file).contents({signal}), [props.file]);
+  useAnew(contents.again);
   return (
     <div class="compare">
       <h1>{t.title}</h1>

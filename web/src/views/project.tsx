@@ -5,6 +5,7 @@ import type {Contents} from 'korvane-client';
 
 import {address, ofFile} from '../address';
 import {lazily} from '../parts/lazily';
+import {useAnew} from '../parts/anew';
 import {useLoaded} from '../parts/loaded';
 import {Failure, Waiting} from '../parts/notices';
 import {RecordView} from '../parts/record';
@@ -51,6 +52,7 @@ function Parts(props: {file: string; part: string}) {
 export function Project(props: {file: string}) {
   const {file} = props;
   const known = useLoaded((signal) => project(file).contents({signal}), [file]);
+  useAnew(known.again);
   const [picked, setPicked] = useState<Picked | null>(null);
   const {isOver, handlers} = useDrop(setPicked, may('write'));
   useDropGuard();

@@ -3,6 +3,7 @@ import type {Cell, Contents, Row, SheetSummary} from 'korvane-client';
 import {address, ofFile, setParams} from '../address';
 import {Choice, fileName, keyOf, named, selection, SheetChoice, shownName} from '../parts/choice';
 import {csv} from '../parts/csv';
+import {useAnew} from '../parts/anew';
 import {useLoaded} from '../parts/loaded';
 import {Failure, Notice, Waiting} from '../parts/notices';
 import {save} from '../parts/save';
@@ -290,6 +291,7 @@ function Totals(props: {file: string; contents: Contents}) {
   const isGone = (params['sheet'] !== undefined && !sheet) || (params['revision'] !== undefined && !revision);
   const totals = useLoaded((signal) => project(props.file).totals(selection(sheet, revision), {signal}),
     [props.file, sheet?.id, revision?.id]);
+  useAnew(totals.again);
   const sections = totals.value ? sectionsOf(totals.value) : [];
   const all = sumOf(sections.flatMap((section) => (section.hasWeight ? section.groups : [])));
   const series = [...new Set(sections.flatMap(chartRows).map((row) => row.series))];
@@ -331,6 +333,7 @@ function Totals(props: {file: string; contents: Contents}) {
 /** What a project, a sheet or a revision weighs. */
 export function Weights(props: {file: string}) {
   const contents = useLoaded((signal) => project(props.file).contents({signal}), [props.file]);
+  useAnew(contents.again);
   return (
     <div class="weights">
       <h1>{t.title}</h1>

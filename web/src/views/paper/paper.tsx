@@ -4,6 +4,7 @@ import {kinds, type Contents, type RevisionSummary, type SheetSummary} from 'kor
 
 import {address, setParams} from '../../address';
 import {Choice, fileName, keyOf, named, selection, SheetChoice} from '../../parts/choice';
+import {useAnew} from '../../parts/anew';
 import {useLoaded} from '../../parts/loaded';
 import {Failure, Notice, Waiting} from '../../parts/notices';
 import {save} from '../../parts/save';
@@ -139,6 +140,7 @@ function Pages(props: {chosen: Chosen}) {
   const [frame, setFrame] = useState<HTMLIFrameElement | null>(null);
   const loaded = useLoaded((signal) => make(chosen.file, format, selection(chosen.sheet, chosen.revision),
     {kind: 'bars', leavesOut: false}, signal), []);
+  useAnew(loaded.again);
   const title = t.preview.replace('{what}', [chosen.file, chosen.sheet?.name, chosen.revision?.name]
     .filter((one) => one !== undefined && one !== '').join(', '));
   if (loaded.failure !== null) return <Failure failure={loaded.failure} onAgain={loaded.again} />;
@@ -219,6 +221,7 @@ function Choices(props: {file: string; contents: Contents}) {
 /** The bending list, and what other programs take. */
 export function Paper(props: {file: string}) {
   const contents = useLoaded((signal) => project(props.file).contents({signal}), [props.file]);
+  useAnew(contents.again);
   return (
     <div class="paper">
       <h1 class="no-print">{t.title}</h1>

@@ -4,6 +4,7 @@ import {kinds, type Contents, type Kind, type RevisionSummary, type SheetSummary
 import {address, go, ofFile, setParams} from '../../address';
 import {Grid, type GridColumn, type GridState} from '../../parts/grid/grid';
 import {Failure, Notice, Waiting} from '../../parts/notices';
+import {useAnew} from '../../parts/anew';
 import {useLoaded} from '../../parts/loaded';
 import {project} from '../../server/server';
 import {number} from '../../words/words';
@@ -24,6 +25,7 @@ export function Schedule(props: {file: string; revisionId: number; kind: string}
   const {file, revisionId} = props;
   const kind: Kind = kinds.find((one) => one === props.kind) ?? 'bars';
   const contents = useLoaded((signal) => project(file).contents({signal}), [file]);
+  useAnew(contents.again);
   if (!contents.value) return contents.failure === null ? <Waiting /> : <Failure failure={contents.failure} onAgain={contents.again} />;
   const sheet = contents.value.sheets.find((one) => one.revisions.some((revision) => revision.id === revisionId));
   const revision = sheet?.revisions.find((one) => one.id === revisionId);
@@ -181,11 +183,19 @@ function usePicked(props: LinesProps, lines: ReturnType<typeof useLines>, onOthe
       ? sought.index : lines.rows.findIndex((row) => row[markAt] === sought.mark);
     setSought(null);
     const found = lines.ids[at];
+    // What an edit stores has other ids.
+    if (draft !== null && lines.ids.some((one, i) => one !== sought.ids[i])) setIsStale(true);
     setIsGone(found === undefined);
     if (found !== undefined) setParams({line: found});
     setRound((n) => n + 1);
     onOther();
   }, [sought, lines.isLoading, lines.ids]);
+  const seekAgain = () => setSought({index, mark: lines.rows[index]?.[markAt], ids: lines.ids});
+  useAnew(() => {
+    if (index >= 0) seekAgain();
+    else onOther();
+    lines.again();
+  });
   return {
     id, index: index < 0 ? null : index, round, draft, isStale, isGone, setDraft: changeDraft,
     pick: (next: number) => leaveFor(next),
@@ -203,7 +213,7 @@ function usePicked(props: LinesProps, lines: ReturnType<typeof useLines>, onOthe
     },
     changed: () => {
       setIsStale(true);
-      setSought({index, mark: lines.rows[index]?.[markAt], ids: lines.ids});
+      seekAgain();
       lines.again();
       props.onStored();
     },

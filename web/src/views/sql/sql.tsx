@@ -6,6 +6,7 @@ import {fileName} from '../../parts/choice';
 import {csv} from '../../parts/csv';
 import {sampledWidth} from '../../parts/grid/columns';
 import {Grid, type GridColumn} from '../../parts/grid/grid';
+import {useAnew} from '../../parts/anew';
 import {useLoaded} from '../../parts/loaded';
 import {failureText, Notice, Waiting} from '../../parts/notices';
 import {save} from '../../parts/save';
@@ -163,6 +164,10 @@ export function Sql(props: {file: string}) {
   const [past, setPast] = useState(() => queriesRun(file));
   const {state, run} = useQuery(file);
   const loaded = useLoaded((signal) => readSchema(file, signal), [file]);
+  useAnew(() => {
+    loaded.again();
+    if (state.kind === 'done' && ran.current !== null) void run(ran.current);
+  });
   const schema = loaded.value ?? kNoSchema;
   const examples = useMemo(() => examplesFor(schema), [schema]);
   const place = useMemo(() => placeIn(state, text), [state, text]);
