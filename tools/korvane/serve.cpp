@@ -186,6 +186,23 @@ class Reloadable {
   std::unique_ptr<host::TlsCertificate> tls_;
 };
 
+void warn_of_unfenced_sql() {
+  host::log_event(
+      "--unfenced-sql: whoever has the scope sql, and without tokens everybody, reads and writes "
+      "every file that this process can, and changes what others find on a project's connection");
+}
+
+/// What the server has beside the services.
+host::Mounted mounted_by(const ServeOptions& options) {
+  host::Mounted mounted = server::mounted();
+  mounted.examples = server::openapi_examples();
+  if (!options.page.empty()) mounted.page = host::Page(options.page);
+  for (rpc::IdlFile& file : rpc::idl_files()) {
+    mounted.schemas.emplace(std::move(file.name), std::move(file.text));
+  }
+  return mounted;
+}
+
 /// Serves the projects in a folder until SIGTERM or SIGINT comes: prints the address on stdout and
 /// logs on stderr, a JSON object a line. Makes the folder the process's current directory. A second
 /// signal ends the process at once. So does the end of `stop_time` while a call still runs: no
@@ -222,12 +239,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   }
   Plugins plugins = host::load_plugins(common.plugins);
   if (plugins.empty()) throw std::runtime_error("no plugin in " + common.plugins + " can be used");
-  host::Mounted mounted = server::mounted();
-  mounted.examples = server::openapi_examples();
-  if (!options.page.empty()) mounted.page = host::Page(options.page);
-  for (rpc::IdlFile& file : rpc::idl_files()) {
-    mounted.schemas.emplace(std::move(file.name), std::move(file.text));
-  }
+  host::Mounted mounted = mounted_by(options);
   const bool has_page = !mounted.page.is_empty();
   if (!socket) socket = listen_on(address);
   const std::string url =
@@ -241,12 +253,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   if (!options.tokens && !options.tls_certificate) print_examples(url, ".");
   if (has_page) std::cout << "open " << url << "/ in a browser\n";
   std::cout.flush();
-  if (limits.is_sql_unfenced) {
-    host::log_event(
-        "--unfenced-sql: whoever has the scope sql, and without tokens everybody, reads and writes "
-        "every file that this process can, and changes what others find on a project's connection");
-  }
-
+  if (limits.is_sql_unfenced) warn_of_unfenced_sql();
   const Watchdog watchdog(manager, [&server, period = manager.watchdog().value_or(0us)] {
     return std::chrono::steady_clock::now() - server.last_turn() < period;
   });
