@@ -3,7 +3,10 @@
 #include <cstdint>
 #include <random>
 
+#include <sqlite3.h>
+
 #include "platform/rpc4/directory.h"
+#include "platform/rpc4/transactional.h"
 #include "schedule/drawing/print_bending_list.h"
 #include "schedule/query.h"
 
@@ -35,12 +38,11 @@ std::string digits_of(std::string text) {
   return text;
 }
 
-/// Which service it is of all that this process has had.
-std::uint64_t serial_of(const Project_Service& project) {
+krv::rpc4::LiveService live_service_of(const Project_Service& project) {
   for (const krv::rpc4::LiveService& live : krv::rpc4::live_services()) {
-    if (live.service == &project) return live.serial;
+    if (live.service == &project) return live;
   }
-  return 0;
+  return {};
 }
 
 std::string state_text(Project_Service& project, std::uint64_t serial) {
@@ -58,7 +60,12 @@ std::string state_text(Project_Service& project, std::uint64_t serial) {
 }  // namespace
 
 std::string project_state(Project_Service& project) {
-  return state_text(project, serial_of(project));
+  return state_text(project, live_service_of(project).serial);
+}
+
+bool is_in_transaction(const Project_Service& project) {
+  krv::rpc4::Transactional* const service = live_service_of(project).transactional;
+  return service != nullptr && sqlite3_get_autocommit(service->connection()) == 0;
 }
 
 std::string state_of(const krv::rpc4::LiveService& project) {

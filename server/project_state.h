@@ -22,6 +22,9 @@ std::string project_state(model::cad::Project_Service& project);
 /// date. Empty for a service of another kind.
 std::string state_of(const krv::rpc4::LiveService& project);
 
+/// Whether the project is in a transaction, which may yet be taken back.
+bool is_in_transaction(const model::cad::Project_Service& project);
+
 /// Values that were found in projects, each for as long as nothing changes there; at most some
 /// hundreds, of which the oldest go first. Any thread may use it.
 template <class Value>
@@ -38,8 +41,9 @@ class FoundValues {
       if (kept != values_.end()) return kept->second.second;
     }
     Value value = find();
-    // Another program may have written while it was being found.
-    if (project_state(project) == state) keep(place, value);
+    // Another program may have written while it was being found. And what is found in a transaction
+    // that is taken back is found nowhere, though the state is the same afterwards.
+    if (!is_in_transaction(project) && project_state(project) == state) keep(place, value);
     return value;
   }
 

@@ -37,10 +37,10 @@ void add_rows(Project_Service& project, const char* table, std::int32_t content_
 
 std::string make_tag(Project_Service& project, const schedule::RevisionEntry& revision) {
   host::Digest digest;
-  for (const auto& row :
-       query(project, "select raw from revision where id = " + std::to_string(revision.record.id))
-           .rows) {
-    digest.add(row[0].value_string.hasvalue() ? *row[0].value_string : "");
+  for (const auto& row : query(project, "select uid, raw from revision where id = " +
+                                            std::to_string(revision.record.id))
+                             .rows) {
+    for (const auto& cell : row) digest.add(cell.value_string.hasvalue() ? *cell.value_string : "");
   }
   schedule::for_each_line_kind(
       [&](auto kind) { add_rows(project, kind.kTable, revision.content_id, digest); });
@@ -52,10 +52,19 @@ bool is_meant(const krv::rpc4::Subject& subject, const model::cad::Revision& rev
   return subject.uid && revision.uid == *subject.uid;
 }
 
-std::string quoted(const std::string& text) {
-  std::string sql = "'";
-  for (const char one : text) sql.append(one == '\'' ? 2 : 1, one);
-  return sql + '\'';
+/// The longest text that a call can store.
+constexpr std::size_t kLongestText = std::size_t{256} << 10U;
+
+/// The text in SQL, which cannot have a zero byte in quotes.
+std::string text_in_sql(const std::string& text) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string sql = "cast(x'";
+  for (const char one : text) {
+    const auto byte = static_cast<unsigned char>(one);
+    sql += kDigits[byte >> 4U];
+    sql += kDigits[byte & 0xFU];
+  }
+  return sql + "' as text)";
 }
 
 }  // namespace
@@ -80,8 +89,9 @@ std::optional<std::string> tag_of(const krv::rpc4::LiveService& live,
     }
     return std::nullopt;
   }
+  if (!subject.id && subject.uid && subject.uid->size() > kLongestText) return std::nullopt;
   const std::string by = subject.id ? "id = " + std::to_string(*subject.id)
-                                    : "uid = " + quoted(subject.uid.value_or(""));
+                                    : "uid = " + text_in_sql(subject.uid.value_or(""));
   const auto rows =
       query(project, "select id, uid, raw from " + std::string(subject.kind) + " where " + by).rows;
   if (rows.empty()) return std::nullopt;

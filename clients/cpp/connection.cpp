@@ -18,6 +18,7 @@
 #include <Poco/Net/HTTPRequest.h>
 #include <Poco/Net/HTTPResponse.h>
 #include <Poco/Net/HTTPSClientSession.h>
+#include <Poco/Net/NetException.h>
 #include <Poco/Net/NetSSL.h>
 #include <Poco/NumberParser.h>
 #include <Poco/StreamCopier.h>
@@ -96,7 +97,6 @@ struct Outcome {
 };
 
 bool may_repeat(const Outcome& outcome, Repeating repeating) {
-  if (outcome.has_begun) return false;
   if (outcome.is_refused_for_now()) return true;
   return !outcome.unreachable.empty() && repeating != Repeating::when_refused;
 }
@@ -130,10 +130,14 @@ class Connection::Session {
       if (response.getStatus() == HTTPResponse::HTTP_OK) {
         const auto length = response.getContentLength64();
         if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) refuse_length(url_);
+        Poco::Int64 arrived = 0;
         read(body, [&](std::string_view piece) {
           outcome.has_begun = true;
+          arrived += static_cast<Poco::Int64>(piece.size());
           sink(piece);
         });
+        // The library takes a connection that breaks off for the end of the reply.
+        if (length > arrived) throw Poco::Net::ConnectionResetException("the reply broke off");
       } else {
         outcome.refusal = refusal(response, body);
         outcome.retry_after = retry_after(response);
@@ -217,22 +221,27 @@ std::string Connection::send(const Request& request) {
     if (text.size() + piece.size() > kMostReplyBytes) refuse_length(url_);
     text += piece;
   };
-  send(request, append, kMostReplyBytes);
+  send(request, append, kMostReplyBytes, [&] {
+    text.clear();
+    return true;
+  });
   return text;
 }
 
 void Connection::send(const Request& request, const BodySink& sink) {
-  send(request, sink, std::numeric_limits<std::size_t>::max());
+  send(request, sink, std::numeric_limits<std::size_t>::max(), [] { return false; });
 }
 
-void Connection::send(const Request& request, const BodySink& sink, std::size_t most_bytes) {
+void Connection::send(const Request& request, const BodySink& sink, std::size_t most_bytes,
+                      const std::function<bool()>& take_back) {
   const bool has_key = request.repeating == Repeating::under_key && options_.attempts > 1;
   const std::string key =
       has_key ? Poco::UUIDGenerator::defaultGenerator().createRandom().toString() : "";
   for (int attempt = 1;; ++attempt) {
     const Outcome outcome = session_->send(request, key, sink, most_bytes);
     if (outcome.is_done()) return;
-    if (attempt >= options_.attempts || !may_repeat(outcome, request.repeating)) {
+    const bool may_go_on = attempt < options_.attempts && may_repeat(outcome, request.repeating);
+    if (!may_go_on || (outcome.has_begun && !take_back())) {
       if (outcome.refusal) throw ServerError(*outcome.refusal);
       throw std::runtime_error(outcome.unreachable);
     }

@@ -97,7 +97,9 @@ class Connection {
  private:
   class Session;
 
-  void send(const Request& request, const BodySink& sink, std::size_t most_bytes);
+  /// `take_back` takes back what `sink` has got, and returns whether it can.
+  void send(const Request& request, const BodySink& sink, std::size_t most_bytes,
+            const std::function<bool()>& take_back);
   void pause(int attempt, std::chrono::milliseconds wanted) const;
 
   const std::string url_;

@@ -198,7 +198,7 @@ bool HttpServer::Connection::send(const HttpReply& reply, bool keeps_alive, bool
       }
       stream_.write_all(piece);
       if (reply.is_endless) {
-        watch_.with_state([](ConnectionState& state) { state.begin_answering(); });
+        watch_.with_state([](ConnectionState& state) { state.begin_watching(); });
       }
     };
     const bool has_body = !is_head_only && reply.status != kNotModified;

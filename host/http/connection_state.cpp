@@ -18,6 +18,12 @@ void ConnectionState::begin_reading(std::chrono::milliseconds time) {
 
 void ConnectionState::begin_answering() { deadline_.reset(); }
 
+void ConnectionState::begin_watching() {
+  is_at_rest_ = true;
+  since_ = Clock::now();
+  deadline_.reset();
+}
+
 void ConnectionState::begin_writing(std::chrono::milliseconds time) {
   how_ = SHUT_RDWR;
   deadline_ = Clock::now() + time;

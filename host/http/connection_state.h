@@ -27,12 +27,14 @@ class ConnectionState {
   }
   /// A call may take as long as it needs.
   void begin_answering();
+  /// A reply without an end has nothing to say just now. From now on it makes room for requests.
+  void begin_watching();
   /// The reply has so much time to leave.
   void begin_writing(std::chrono::milliseconds time);
 
   bool is_overdue() const { return is_overdue_; }
-  /// Whether it can be shut down without breaking anything off: it is between requests, or in one
-  /// that has not been admitted.
+  /// Whether it can be shut down without breaking anything off: it is between requests, in one
+  /// that has not been admitted, or in a reply without an end, which its client takes up again.
   bool is_at_rest() const { return is_at_rest_ && !is_shut_; }
   Clock::time_point at_rest_since() const { return since_; }
 

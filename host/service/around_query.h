@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 #include <string_view>
 
 #include "host/access/sql_fence.h"
@@ -17,7 +18,7 @@ struct AroundQuery {
   Work after;
 };
 
-/// A query of `project` for as long as it lives, which everything that it is given must outlive:
+/// A query of `project` for as long as it lives, which all that it is given but the text must outlive:
 /// does what is to be done before, and in the end what is to be done after, within `limits`. Made and
 /// destroyed on one thread outside of all fences.
 class QuerySurroundings {
@@ -35,7 +36,8 @@ class QuerySurroundings {
   const SqlFenceLimits& limits_;
   CallMemory& memory_;
   const krv::rpc4::LiveService& project_;
-  const std::string_view sql_;
+  /// Of its own: the request's record, which has it, is gone when the query has run.
+  const std::string sql_;
 };
 
 }  // namespace korvane::host

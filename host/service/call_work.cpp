@@ -43,6 +43,10 @@ HttpReply reply_of(MountedReply result) {
   return reply;
 }
 
+[[noreturn]] void refuse_if_match() {
+  throw HttpFault(400, "If-Match: the request is about no one entry");
+}
+
 /// The work on one call, with its memory counted. Request and reply are records from the moment
 /// they are decoded until they are written: nothing is encoded in between.
 class CallWork {
@@ -187,7 +191,7 @@ void CallWork::require_seen(const LiveService& service) {
   if (!options_.if_match) return;
   const std::optional<krv::rpc4::Subject> subject = request_->subject();
   if (!subject || !room_.mounted.tag_of) {
-    throw HttpFault(400, "If-Match: the request is about no one entry");
+    refuse_if_match();
   }
   const std::optional<std::string> tag = room_.mounted.tag_of(service, *subject);
   const std::string what(subject->kind);
@@ -201,6 +205,7 @@ HttpReply CallWork::mounted_reply() {
   MountedCall made{.parameters = call_.parameters(), .body = body_};
   const Poco::Net::HTTPRequest& head = call_.request().head;
   if (head.has("If-Match")) made.if_match = head.get("If-Match");
+  if (options_.if_match && !route.goes_by_if_match) refuse_if_match();
   if (route.check) turns_.counted(true, [&] { route.check(made); });
   const Runs::Stay stay(room_.runs, room_.limits.delivery.waiting_time);
   call_.require_run();

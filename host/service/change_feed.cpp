@@ -1,5 +1,6 @@
 #include "host/service/change_feed.h"
 
+#include <exception>
 #include <iterator>
 #include <sys/stat.h>
 #include <utility>
@@ -20,8 +21,14 @@ std::string look_of(const std::string& file) {
 
 ChangeFeed::Watcher::Watcher(ChangeFeed& feed, const std::string& file) : feed_(feed), file_(file) {
   const std::lock_guard lock(feed_.mutex_);
-  watched_ = &feed_.files_[file];
-  watched_->watchers.push_back(this);
+  const auto place = feed_.files_.try_emplace(file).first;
+  watched_ = &place->second;
+  try {
+    watched_->watchers.push_back(this);
+  } catch (...) {
+    if (watched_->watchers.empty()) feed_.files_.erase(place);
+    throw;
+  }
   has_ended_ = feed_.is_stopped_;
 }
 
@@ -49,15 +56,31 @@ bool ChangeFeed::Watcher::looks_changed() {
   return true;
 }
 
+void ChangeFeed::Watcher::look_again() {
+  const std::lock_guard lock(feed_.mutex_);
+  watched_->look.clear();
+}
+
 bool ChangeFeed::is_watched(const std::string& file) const {
   const std::lock_guard lock(mutex_);
   return files_.contains(file);
 }
 
-void ChangeFeed::publish(const std::string& file, const Change& change) {
+void ChangeFeed::publish(const std::string& file, const Change& change) noexcept {
   const std::lock_guard lock(mutex_);
   const auto found = files_.find(file);
   if (found != files_.end()) tell(found->second, change);
+}
+
+void ChangeFeed::miss(const std::string& file) noexcept {
+  const std::lock_guard lock(mutex_);
+  const auto found = files_.find(file);
+  if (found == files_.end()) return;
+  for (Watcher* const watcher : found->second.watchers) {
+    watcher->has_missed_ = true;
+    watcher->changes_.clear();
+    watcher->has_news_.notify_all();
+  }
 }
 
 void ChangeFeed::saw_version(const std::string& file, std::uint64_t serial, std::int64_t version) {
@@ -89,15 +112,16 @@ void ChangeFeed::stop() {
   end_all();
 }
 
-void ChangeFeed::tell(Watched& watched, const Change& change) {
+void ChangeFeed::tell(Watched& watched, const Change& change) noexcept {
   for (Watcher* const watcher : watched.watchers) {
     if (watcher->has_missed_) continue;
-    if (watcher->changes_.size() == kMostKept) {
-      watcher->changes_.clear();
+    try {
+      watcher->has_missed_ = watcher->changes_.size() == kMostKept;
+      if (!watcher->has_missed_) watcher->changes_.push_back(change);
+    } catch (const std::exception&) {
       watcher->has_missed_ = true;
-    } else {
-      watcher->changes_.push_back(change);
     }
+    if (watcher->has_missed_) watcher->changes_.clear();
     watcher->has_news_.notify_all();
   }
 }

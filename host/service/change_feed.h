@@ -55,8 +55,10 @@ class ChangeFeed {
 
     /// Whether the file looks different from the last time that any of its watchers asked: size and
     /// time of the file and of its write-ahead log. The caller then asks the database, and calls
-    /// `saw_version`.
+    /// `saw_version`, or `look_again` where it could not.
     bool looks_changed();
+    /// The file looks different to whoever asks next.
+    void look_again();
 
    private:
     friend class ChangeFeed;
@@ -71,7 +73,11 @@ class ChangeFeed {
   };
 
   bool is_watched(const std::string& file) const;
-  void publish(const std::string& file, const Change& change);
+  /// Those for whom there is no memory miss it: what has changed is stored already.
+  void publish(const std::string& file, const Change& change) noexcept;
+
+  /// Has all who watch the file miss something.
+  void miss(const std::string& file) noexcept;
 
   /// Notes PRAGMA data_version of the connection of a service, by its serial, in the service's turn.
   /// It is another one when another program has written: that is then told.
@@ -90,7 +96,7 @@ class ChangeFeed {
     std::int64_t version = 0;
   };
 
-  static void tell(Watched& watched, const Change& change);
+  static void tell(Watched& watched, const Change& change) noexcept;
 
   mutable std::mutex mutex_;
   std::map<std::string, Watched> files_;

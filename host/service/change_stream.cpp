@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <exception>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
@@ -65,6 +66,16 @@ std::string event_of(const Change& change) {
                           {"id", change.id ? Json(*change.id) : Json()}});
 }
 
+void publish_all(ChangeFeed& feed, const std::string& file, Change change,
+                 const std::vector<Subject>& changed) {
+  if (changed.empty() || changed.size() > kMostEntries) return feed.publish(file, change);
+  for (const Subject& entry : changed) {
+    change.kind = entry.kind;
+    change.id = entry.id;
+    feed.publish(file, change);
+  }
+}
+
 /// One stream, on its connection's thread.
 class ChangeStream {
  public:
@@ -76,7 +87,7 @@ class ChangeStream {
         run_(room_.runs.id()),
         watcher_(room_.changes, file) {
     watcher_.looks_changed();
-    must_look_ = !look();
+    may_have_missed_ = !look();
   }
 
   void write(const HttpReply::Write& write) {
@@ -93,15 +104,25 @@ class ChangeStream {
         next_beat = Clock::now() + kBeat;
       }
       if (news.has_ended) return;
-      if (watcher_.looks_changed() || must_look_) must_look_ = !look();
+      const bool must_look = watcher_.looks_changed() || may_have_missed_;
+      if (must_look && look() && std::exchange(may_have_missed_, false)) {
+        write(event("missed", Json::object()));
+      }
     }
   }
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  /// Asks the database whether another program has written. False where that cannot be asked now.
+  /// Asks the database whether another program has written. False where that cannot be asked now:
+  /// whoever of the watchers looks next asks again, as this one may be gone then.
   bool look() {
+    const bool has_asked = try_to_look();
+    if (!has_asked) watcher_.look_again();
+    return has_asked;
+  }
+
+  bool try_to_look() {
     try {
       bool has_asked = false;
       const Runs::Stay stay(room_.runs, kLook);
@@ -127,7 +148,8 @@ class ChangeStream {
   const std::string service_id_;
   const std::string run_;
   ChangeFeed::Watcher watcher_;
-  bool must_look_ = false;
+  /// The file could not be asked at the beginning: what others wrote until it could is not known.
+  bool may_have_missed_ = false;
 };
 
 }  // namespace
@@ -148,17 +170,13 @@ void tell_of_changes(const Call& call, const std::string& file, const LiveServic
                      SqlFence& fence, const std::vector<Subject>& changed) {
   ChangeFeed& feed = call.room().changes;
   if (file.empty() || !feed.is_watched(file)) return;
-  look_for_others(feed, file, service, fence);
-  Change change{std::string(call.operation().name),
-                call.client().name,
-                {},
-                {},
-                std::chrono::system_clock::now()};
-  if (changed.empty() || changed.size() > kMostEntries) return feed.publish(file, change);
-  for (const Subject& entry : changed) {
-    change.kind = entry.kind;
-    change.id = entry.id;
-    feed.publish(file, change);
+  try {
+    look_for_others(feed, file, service, fence);
+    const auto now = std::chrono::system_clock::now();
+    publish_all(feed, file, {std::string(call.operation().name), call.client().name, {}, {}, now},
+                changed);
+  } catch (const std::exception&) {
+    feed.miss(file);  // what there was no memory to tell is stored all the same
   }
 }
 

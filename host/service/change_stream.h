@@ -15,7 +15,7 @@ std::string written_so_far(const krv::rpc4::LiveService& service, SqlFence& fenc
 
 /// Tells those who watch the call's project, in the service's turn, what the call has changed there:
 /// `changed`, or the project as a whole where that is empty. Before it, what another program did
-/// meanwhile.
+/// meanwhile. Throws nothing of it: they are told that they have missed something.
 void tell_of_changes(const Call& call, const std::string& file,
                      const krv::rpc4::LiveService& service, SqlFence& fence,
                      const std::vector<krv::rpc4::Subject>& changed);

@@ -26,6 +26,8 @@ constexpr std::string_view kCreateIndex =
     "CREATE INDEX korvane_answers_answered ON korvane_answers (answered)";
 
 constexpr const char* kFieldEnd = "\r\n";
+/// The one field of the header that an answer to a write has of its own.
+constexpr std::string_view kKeptField = "ETag";
 
 class Statement {
  public:
@@ -88,6 +90,7 @@ std::int64_t now() {
 std::string text_of(const std::vector<std::pair<std::string, std::string>>& fields) {
   std::string text;
   for (const auto& [name, value] : fields) {
+    if (name != kKeptField) continue;
     text.append(name).append(": ").append(value).append(kFieldEnd);
   }
   return text;
@@ -105,26 +108,46 @@ std::vector<std::pair<std::string, std::string>> fields_in(std::string_view text
   return fields;
 }
 
-/// Whether the text has no control characters, but for those of `besides`.
-bool is_plain(std::string_view text, std::string_view besides = {}) {
-  return std::all_of(text.begin(), text.end(), [&](char one) {
-    return one >= ' ' || besides.find(one) != std::string_view::npos;
+/// Whether these are fields that an answer can have been kept with.
+bool are_own(const std::vector<std::pair<std::string, std::string>>& fields) {
+  return std::all_of(fields.begin(), fields.end(), [](const auto& field) {
+    return field.first == kKeptField &&
+           std::all_of(field.second.begin(), field.second.end(),
+                       [](char one) { return one >= ' ' && one < 127; });
   });
 }
 
-/// The client's statements may hold short values only; an answer need not be short.
-class LongValues {
+/// The server's own statements: the client's may hold short values only, and an answer need not be
+/// short. Whatever the file hangs on the table, by triggers or by foreign keys of other tables, does
+/// not run with them.
+class OwnStatements {
  public:
-  explicit LongValues(sqlite3* connection)
+  explicit OwnStatements(sqlite3* connection)
       : connection_(connection),
-        before_(sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, std::numeric_limits<int>::max())) {}
-  LongValues(const LongValues&) = delete;
-  LongValues& operator=(const LongValues&) = delete;
-  ~LongValues() { sqlite3_limit(connection_, SQLITE_LIMIT_LENGTH, before_); }
+        length_(sqlite3_limit(connection, SQLITE_LIMIT_LENGTH, std::numeric_limits<int>::max())),
+        triggers_(exchange(SQLITE_DBCONFIG_ENABLE_TRIGGER, 0)),
+        foreign_keys_(exchange(SQLITE_DBCONFIG_ENABLE_FKEY, 0)) {}
+  OwnStatements(const OwnStatements&) = delete;
+  OwnStatements& operator=(const OwnStatements&) = delete;
+  ~OwnStatements() {
+    exchange(SQLITE_DBCONFIG_ENABLE_FKEY, foreign_keys_);
+    exchange(SQLITE_DBCONFIG_ENABLE_TRIGGER, triggers_);
+    sqlite3_limit(connection_, SQLITE_LIMIT_LENGTH, length_);
+  }
 
  private:
+  /// What was set before.
+  int exchange(int option, int value) {
+    int before = 0;
+    sqlite3_db_config(connection_, option, -1, &before);
+    sqlite3_db_config(connection_, option, value, nullptr);
+    return before;
+  }
+
   sqlite3* connection_;
-  int before_;
+  int length_;
+  int triggers_;
+  int foreign_keys_;
 };
 
 }  // namespace
@@ -148,7 +171,7 @@ bool KeptAnswers::has_table() const {
 
 std::optional<HttpReply> KeptAnswers::find(const KeyedRequest& request) const {
   if (!has_table()) return std::nullopt;
-  const LongValues long_values(connection_);
+  const OwnStatements own(connection_);
   Statement known(connection_,
                   "SELECT request, media_type, fields, body FROM main.korvane_answers "
                   "WHERE client = ? AND key = ? AND answered > ?");
@@ -159,23 +182,28 @@ std::optional<HttpReply> KeptAnswers::find(const KeyedRequest& request) const {
                     "the Idempotency-Key \"" + request.key + "\" was sent with another request");
   }
   HttpReply reply{.content_type = known.column(1), .body = known.column(3)};
-  // What another program has written there is not to become fields of the reply's header.
-  if (!is_plain(reply.content_type) || !is_plain(known.column(2), kFieldEnd)) {
+  reply.fields = fields_in(known.column(2));
+  // What another program has written there is not to become part of the reply's header.
+  const auto& types = request.media_types;
+  const bool is_of_type = std::find(types.begin(), types.end(), reply.content_type) != types.end();
+  if (!is_of_type || !are_own(reply.fields)) {
     throw HttpFault(problem("unusable-row"), "the answer that is kept cannot be sent");
   }
-  reply.fields = fields_in(known.column(2));
   reply.fields.emplace_back("Idempotency-Replayed", "true");
   return reply;
 }
 
 void KeptAnswers::keep(const KeyedRequest& request, const HttpReply& reply) {
-  const LongValues long_values(connection_);
+  const OwnStatements own(connection_);
   if (!has_table()) {
     Statement(connection_, kCreateTable).step();
     Statement(connection_, kCreateIndex).step();
   }
   const std::int64_t time = now();
-  Statement(connection_, "DELETE FROM main.korvane_answers WHERE answered <= ?")
+  // Some of them: a call has so much time, and after a busy day there are many.
+  Statement(connection_,
+            "DELETE FROM main.korvane_answers WHERE (client, key) IN (SELECT client, key "
+            "FROM main.korvane_answers WHERE answered <= ? LIMIT 1000)")
       .number(time - kKept.count())
       .step();
   const std::string fields = text_of(reply.fields);

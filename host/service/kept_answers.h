@@ -2,6 +2,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/http/message.h"
 
@@ -15,6 +16,8 @@ struct KeyedRequest {
   std::string key;
   /// A digest of all that the request says.
   std::string digest;
+  /// As what the answer may come.
+  std::vector<std::string> media_types = {};
 };
 
 /// The answers that writes with a key have got, kept for a day in the file of the project that they
@@ -27,11 +30,11 @@ class KeptAnswers {
   explicit KeptAnswers(sqlite3* connection) : connection_(connection) {}
 
   /// The answer to the request, if it is known: with the field "Idempotency-Replayed: true". Throws
-  /// HttpFault 422 where the key has been used for another request, and where something else than
-  /// this table has its name.
+  /// HttpFault 422 where the key has been used for another request, where something else than
+  /// this table has its name, and where what it says is not what `keep` writes.
   std::optional<HttpReply> find(const KeyedRequest& request) const;
 
-  /// Keeps `reply`, which is whole and no error, and forgets what is older than a day.
+  /// Keeps `reply`, which is whole and no error, and forgets some of what is older than a day.
   void keep(const KeyedRequest& request, const HttpReply& reply);
 
  private:

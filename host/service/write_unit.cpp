@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "host/service/change_stream.h"
 #include "host/service/representation.h"
@@ -37,9 +38,16 @@ std::string digest_of(const Call& call, const std::string& body) {
     digest.add(value);
   }
   digest.add(call.request().head.get("Content-Type", ""));
+  digest.add(call.request().head.get("If-Match", ""));
   digest.add(media_type(call.reply_form()));
   digest.add(body);
   return digest.take();
+}
+
+/// As what the call's answer may come.
+std::vector<std::string> media_types_of(const Call& call) {
+  if (call.mounted() != nullptr) return call.mounted()->reply_types;
+  return {std::string(media_type(call.reply_form()))};
 }
 
 /// A unit of a service that is taken back unless it is committed.
@@ -86,7 +94,8 @@ WriteOptions write_options(const Call& call, const std::string& body) {
   if (head.has("Idempotency-Key")) {
     std::string key = read_key(head.get("Idempotency-Key"));
     if (options.may_store) {
-      options.key = KeyedRequest{call.client().name, std::move(key), digest_of(call, body)};
+      options.key = KeyedRequest{call.client().name, std::move(key), digest_of(call, body),
+                                 media_types_of(call)};
     }
   }
   return options;
@@ -105,8 +114,11 @@ HttpReply run_in_unit(const WriteOptions& options, const krv::rpc4::LiveService&
   const std::string before = options.is_query ? written_so_far(service, fence) : "";
   HttpReply reply = write();
   if (options.is_dry_run) return reply;
-  if (options.is_query && written_so_far(service, fence) == before) return reply;
-  if (options.key) fence.suspended([&] { answers.keep(*options.key, reply); });
+  // Even of a query that has written no row: it may have changed a number in the file's header.
+  const bool has_written = !options.is_query || written_so_far(service, fence) != before;
+  if (options.key && has_written) {
+    fence.suspended([&] { answers.keep(*options.key, reply); });
+  }
   unit.commit();
   return reply;
 }

@@ -1,6 +1,7 @@
 // Those who watch a project are told what changes there.
 
 #include <chrono>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <utility>
@@ -9,6 +10,7 @@
 #include "server/project_routes.h"
 #include "tests/host/support/server_suite.h"
 #include "tests/support/plain_sqlite.h"
+#include "tests/support/temporary_folder.h"
 #include "tests/support/text_of.h"
 
 namespace korvane::test {
@@ -206,6 +208,48 @@ TEST_F(Changes, AreToldToAllWhoWatchThatProjectAlone) {
   EXPECT_EQ(one.next().data.at("operation"), "add_rebar");
   EXPECT_EQ(two.next().data.at("operation"), "add_rebar");
   EXPECT_TRUE(other.hears_nothing_for(300ms));
+}
+
+TEST_F(Changes, OfAnotherProgramThatHadTheFileLockedAtTheBeginAreToldAfterwards) {
+  PlainConnection other(server_.file("a.db"), PlainConnection::Mode::kWrite);
+  other.run("begin exclusive; update sheet set uid = 'another'");
+  Listener listener(server_.port(), "a.db");
+  EXPECT_EQ(listener.next().name, "state");
+  other.run("commit");
+  ASSERT_FALSE(listener.hears_nothing_for(5s));
+  EXPECT_EQ(listener.next().name, "missed");
+}
+
+TEST_F(Changes, AnswerAHeadWithoutWaiting) {
+  RawConnection connection(server_.port());
+  connection.send(header("HEAD /v1/projects/a.db/changes"));
+  const std::string answer = connection.read_all();
+  EXPECT_THAT(answer, HasSubstr("200 OK"));
+  EXPECT_TRUE(answer.ends_with("\r\n\r\n")) << answer;
+}
+
+TEST_F(Changes, MakeRoomForRequestsOfOthers) {
+  const TemporaryFolder folder;
+  host::TokenFile tokens(folder.file("tokens.json"));
+  std::vector<std::string> texts;
+  for (const char* const name : {"one", "two", "three"}) {
+    texts.push_back(tokens.add(name, {host::Scope::read, host::Scope::write}));
+  }
+  host::ModelServerLimits limits;
+  limits.http.connections = 4;
+  TestServer server{limits, host::Tokens::load(folder.file("tokens.json")), {}, server::mounted()};
+  const auto bearer_line = [&](int of) { return "Authorization: Bearer " + texts[of] + "\r\n"; };
+  std::filesystem::copy_file(server_.file("a.db"), server.file("a.db"));
+  Listener first(server.port(), "a.db", bearer_line(0));
+  Listener second(server.port(), "a.db", bearer_line(0));
+  Listener third(server.port(), "a.db", bearer_line(0));
+  Listener fourth(server.port(), "a.db", bearer_line(1));
+  for (Listener* const listener : {&first, &second, &third, &fourth}) {
+    ASSERT_EQ(listener->next().name, "state");
+  }
+  EXPECT_EQ(server.client_of(texts[2]).get("/v1/projects/a.db/list_sheets").status, 200);
+  EXPECT_EQ(first.read_to_end(), "");
+  EXPECT_TRUE(second.hears_nothing_for(100ms));
 }
 
 TEST_F(Changes, OfAProjectThatIsNotThereAreNotFound) {

@@ -142,6 +142,23 @@ TEST_F(SafeWrites, KeyedQuery_ThatOnlyReadsIsNotKept) {
   EXPECT_EQ(post("query_table", sql_request("create table own (a)"), key("two")).status, 200);
 }
 
+TEST_F(SafeWrites, KeyedQuery_ThatChangesTheFilesHeaderAloneIsStored) {
+  EXPECT_EQ(post("query_table", sql_request("pragma user_version = 7"), key("one")).status, 200);
+  EXPECT_THAT(rows("pragma user_version"), ElementsAre(Row{"7"}));
+}
+
+TEST_F(SafeWrites, KeyedEdit_WhoseCommitFailsLeavesNoTagOfWhatIsNotStored) {
+  post("add_rebar", bars(3));
+  change_file(
+      "create table late (id integer references sheet (id) deferrable initially deferred);"
+      "create trigger late_one after insert on rebar when new.total_bars = 9 "
+      "begin insert into late values (99); end");
+  const std::string tag = etag("get_revision?request[id]=1");
+  EXPECT_NE(post("edit", {{"total_bars", 9}}, key("one"), "?id=2").status, 200);
+  EXPECT_THAT(rows("select 1 from rebar where total_bars = 9"), IsEmpty());
+  EXPECT_EQ(etag("get_revision?request[id]=1"), tag);
+}
+
 TEST_F(SafeWrites, KeyedImport_CanBeRepeated) {
   const std::string text = text_of(KORVANE_EXAMPLES "/guideline.abs");
   const auto import = [&] {
@@ -211,6 +228,17 @@ TEST_F(SafeWrites, Key_IsKeptForADay) {
   EXPECT_THAT(rows("select key from korvane_answers"), ElementsAre(Row{"third"}));
 }
 
+TEST_F(SafeWrites, Key_OfABusyDayIsForgottenALittleAtATime) {
+  post("create_sheet", {{"name", "418"}}, key("one"));
+  change_file(
+      "insert into korvane_answers with recursive n(i) as (select 1 union all select i + 1 from n "
+      "where i < 2500) select 'c', i, '', 1, '', '', '' from n");
+  for (const char* const left : {"1502", "503", "4", "5"}) {
+    post("create_sheet", {{"name", "419"}}, key(left));
+    EXPECT_EQ(count("korvane_answers"), left);
+  }
+}
+
 TEST_F(SafeWrites, Key_IsOfTheProjectAndOutlivesTheServersRun) {
   const HttpAnswer first = post("create_sheet", {{"name", "418"}}, key("one"));
   ASSERT_TRUE(server_.reload());
@@ -263,6 +291,48 @@ TEST_F(SafeWrites, Key_WhoseAnswerAnotherProgramHasMadeUnsendableIsRefused) {
   const HttpAnswer answer = post("create_sheet", {{"name", "418"}}, key("one"));
   EXPECT_EQ(answer.status, 422);
   EXPECT_EQ(answer.fields.count("a"), 0U);
+}
+
+TEST_F(SafeWrites, Key_RunsNothingThatTheFileHangsOnTheTable) {
+  post("create_sheet", {{"name", "418"}}, key("old"));
+  change_file(
+      "create table mine (client text, key text, foreign key (client, key) "
+      "references korvane_answers (client, key) on delete cascade);"
+      "insert into mine select client, key from korvane_answers;"
+      "create trigger mine_too after delete on mine begin delete from korvane_answers; "
+      "delete from material; end;"
+      "update korvane_answers set answered = answered - 86401");
+  EXPECT_EQ(post("create_sheet", {{"name", "419"}}, key("new")).status, 200);
+  EXPECT_EQ(count("material"), "1");
+  EXPECT_THAT(rows("select key from korvane_answers"), ElementsAre(Row{"new"}));
+}
+
+TEST_F(SafeWrites, Key_GivesNoFieldsOfTheHeaderThatTheServerDidNotKeep) {
+  for (const std::string forged : {"Content-Length: 1", "Set-Cookie: a=b", "Connection: close"}) {
+    post("create_sheet", {{"name", "418"}}, key("one"));
+    change_file("update korvane_answers set fields = '" + forged + "' || char(13, 10)");
+    const HttpAnswer answer = post("create_sheet", {{"name", "418"}}, key("one"));
+    EXPECT_EQ(answer.status, 422) << forged;
+    EXPECT_EQ(answer.fields.count("set-cookie"), 0U);
+    change_file("delete from korvane_answers");
+  }
+}
+
+TEST_F(SafeWrites, Key_GivesNoMediaTypeThatTheRequestCannotHave) {
+  post("create_sheet", {{"name", "418"}}, key("one"));
+  change_file("update korvane_answers set media_type = 'text/html', body = '<script>'");
+  EXPECT_EQ(post("create_sheet", {{"name", "418"}}, key("one")).status, 422);
+}
+
+TEST_F(SafeWrites, Key_OfARequestThatMayDependOnAnotherTagIsRefused) {
+  const std::string tag = etag("get_material?request[id]=1");
+  const json record = {{"id", 1}, {"identity", {{"name", "B500A"}}}};
+  const auto update = [&](const std::string& seen) {
+    return post("update_material", record, {{"Idempotency-Key", "one"}, {"If-Match", seen}});
+  };
+  EXPECT_EQ(update(tag).status, 200);
+  EXPECT_EQ(update(tag).status, 200);
+  EXPECT_EQ(update("\"other\"").status, 422);
 }
 
 TEST_F(SafeWrites, Key_OfOneClientIsNotThatOfAnother) {
@@ -404,6 +474,12 @@ TEST_F(SafeWrites, IfMatch_SeesWhatAnotherProgramWrites) {
   EXPECT_EQ(count("sheet"), "1");
 }
 
+TEST_F(SafeWrites, IfMatch_SeesTheUidOfARevision) {
+  const std::string tag = etag("get_revision?request[id]=1");
+  change_file("update revision set uid = 'another' where id = 1");
+  EXPECT_EQ(post("delete_revision", {{"id", 1}}, if_match(tag)).status, 412);
+}
+
 TEST_F(SafeWrites, IfMatch_FailsForAnEntryThatIsGone) {
   const std::string tag = etag("get_sheet?request[id]=1");
   post("delete_sheet", {{"id", 1}});
@@ -420,6 +496,14 @@ TEST_F(SafeWrites, IfMatch_FindsAnEntryByItsUid) {
   EXPECT_EQ(post("delete_material", {{"uid", uid}}, if_match(tag)).status, 200);
 }
 
+TEST_F(SafeWrites, IfMatch_FindsNoEntryByAUidThatNoneCanHave) {
+  const std::string uid = std::string("a") + '\0' + "b";
+  EXPECT_EQ(post("delete_material", {{"uid", uid}}, if_match("*")).status, 412);
+  EXPECT_EQ(post("delete_material", {{"uid", std::string(2U << 20U, 'u')}}, if_match("*")).status,
+            412);
+  EXPECT_EQ(count("material"), "1");
+}
+
 TEST_F(SafeWrites, IfMatch_IsRefusedWhereTheRequestIsAboutNoOneEntry) {
   post("create_revision", {{"name", "b"}, {"sheet_id", 1}});
   const HttpAnswer several =
@@ -428,6 +512,11 @@ TEST_F(SafeWrites, IfMatch_IsRefusedWhereTheRequestIsAboutNoOneEntry) {
   EXPECT_THAT(several.detail(), HasSubstr("If-Match"));
   EXPECT_EQ(post("update_project", {{"item", json::object()}}, if_match("*")).status, 400);
   EXPECT_EQ(post("update_material", {{"id", 1}}, if_match("nonsense")).status, 400);
+  EXPECT_EQ(client_
+                .send("POST", kProject + "import", text_of(KORVANE_EXAMPLES "/guideline.abs"),
+                      with(if_match("\"x\""), "text/plain"))
+                .status,
+            400);
 }
 
 // ---- errors

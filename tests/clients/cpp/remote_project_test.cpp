@@ -216,6 +216,31 @@ TEST(RepeatingClient, SendsAWriteAgainUnderItsKeyWhenTheConnectionBreaks) {
   EXPECT_NE(field_of(server.requests().at(2), "Idempotency-Key"), key);
 }
 
+/// The beginning of a reply that is longer.
+const std::string kBrokenReply =
+    "HTTP/1.1 200 OK\r\nContent-Length: 2000\r\nConnection: close\r\n\r\n" + kEmptyRecord;
+
+TEST(RepeatingClient, SendsAWriteAgainUnderItsKeyWhenItsReplyBreaksOff) {
+  ScriptedServer server({kBrokenReply, http_reply("200 OK", kEmptyRecord)});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  create_sheet(project, "S1");
+  const std::string key = field_of(server.requests().at(0), "Idempotency-Key");
+  ASSERT_EQ(server.requests().size(), 2U);
+  EXPECT_EQ(field_of(server.requests().at(1), "Idempotency-Key"), key);
+}
+
+TEST(RepeatingClient, DoesNotTakeTheBeginningOfAReplyForAllOfIt) {
+  ScriptedServer server({kBrokenReply, kBrokenReply, kBrokenReply});
+  Connection connection(server.url(), twice());
+  std::string text;
+  const Request request{.method = "GET", .path = "/v1/projects/tower.db/export?format=ndjson"};
+  EXPECT_THAT([&] { connection.send(request, [&](std::string_view piece) { text += piece; }); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("the reply broke off")));
+  EXPECT_EQ(text, kEmptyRecord);
+  EXPECT_THAT([&] { connection.send(request); },
+              ThrowsMessage<std::runtime_error>(StartsWith("cannot reach " + server.url())));
+}
+
 TEST(RepeatingClient, ReadsAgainWithoutAKey) {
   ScriptedServer server({"", http_reply("200 OK", kEmptyRecord)});
   RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);

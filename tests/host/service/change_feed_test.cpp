@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include "host/memory/call_memory.h"
+#include "host/memory/memory_pool.h"
+#include "tests/support/temporary_folder.h"
+
 namespace korvane::host {
 namespace {
 
@@ -35,6 +39,34 @@ TEST(ChangeFeed, SaysThatTooMuchCameAndTellsOfWhatComesThen) {
   const ChangeFeed::Watcher::News next = watcher.wait(0ms);
   EXPECT_FALSE(next.has_missed);
   ASSERT_EQ(next.changes.size(), 1U);
+}
+
+TEST(ChangeFeed, LetsAnotherLookWhereOneCouldNot) {
+  const test::TemporaryFolder folder;
+  const std::string file = folder.file("a.db");
+  ChangeFeed feed;
+  ChangeFeed::Watcher other(feed, file);
+  {
+    ChangeFeed::Watcher watcher(feed, file);
+    EXPECT_TRUE(watcher.looks_changed());
+    EXPECT_FALSE(other.looks_changed());
+    watcher.look_again();
+  }
+  EXPECT_TRUE(other.looks_changed());
+  EXPECT_FALSE(other.looks_changed());
+}
+
+TEST(ChangeFeed, FailsNobodyWhoHasStoredAndHasNoMemoryLeft) {
+  ChangeFeed feed;
+  ChangeFeed::Watcher watcher(feed, "a.db");
+  const Change long_one = change(std::string(1000, 'o'));
+  MemoryPool pool("records", 1000);
+  CallMemory memory(pool, "office", 10);
+  {
+    const CallMemory::Scope scope(memory);
+    feed.publish("a.db", long_one);
+  }
+  EXPECT_TRUE(watcher.wait(0ms).has_missed);
 }
 
 TEST(ChangeFeed, KeepsAllThatThereIsRoomFor) {
