@@ -65,7 +65,7 @@ describe('The SQL view', async () => {
     await page.reload();
     await seen(page, '1 row in');
     assert.deepEqual(await cells(page), [['16']]);
-    assert.deepEqual([...new Set(methods)], ['GET']);
+    assert.deepEqual([...new Set(methods)].filter((one) => one !== 'HEAD'), ['GET']);
   });
 
   it('shows NULL apart from an empty text, numbers of expressions as numbers, and marks as texts', async (t) => {

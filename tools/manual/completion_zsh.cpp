@@ -30,7 +30,7 @@ std::string action(const OptionText& option) {
 }
 
 /// The option for _arguments, on a line of its own.
-std::string specification(const OptionText& option) {
+std::string argument_of(const OptionText& option) {
   const std::string value = option.value.empty() ? "" : ":" + option.value + ":" + action(option);
   const std::string text = "[" + inside_quotes(option.text) + "]" + value;
   const std::string repeat = option.is_repeatable ? "*" : "";
@@ -43,7 +43,7 @@ std::string specification(const OptionText& option) {
 
 std::string specifications(const CommandText& command) {
   std::string lines;
-  for (const OptionText& option : command.options) lines += specification(option);
+  for (const OptionText& option : command.options) lines += argument_of(option);
   for (const OptionText& argument : command.arguments) {
     lines += "      '" + std::string(argument.is_repeatable ? "*" : "") + ":" +
              inside_quotes(argument.name) + ":" + action(argument) + "' \\\n";
@@ -89,7 +89,7 @@ std::string zsh_completion(const CommandText& program) {
   std::string common;
   std::erase_if(top.options, [&](const OptionText& option) {
     if (option.name == "--help" || option.name == "--version") return false;
-    common += specification(option);
+    common += argument_of(option);
     return true;
   });
   return "#compdef korvane\n"
