@@ -76,18 +76,39 @@ void rewrite_examples(Json& schema) {
   schema.erase("examples");
 }
 
-void rewrite_reference(Json& schema, const Json& schemas) {
+Json& target_of(const Json& reference, Json& schemas) {
+  const std::string target = reference;
+  return schemas.at(target.substr(target.rfind('/') + 1));
+}
+
+/// What is null is none of the names.
+void rewrite_nullable_enumeration(Json& schema, const Json& names) {
+  std::string text = schema.value("description", "");
+  text += text.empty() ? "One of" : " One of";
+  for (const Json& name : names) {
+    text.append(name == names.front() ? " `" : ", `").append(name.get<std::string>()).append("`");
+  }
+  schema["description"] = text + ".";
+  schema["type"] = "string";
+  schema.erase("$ref");
+}
+
+/// A reference to what is not nullable allows no null, whatever stands beside it.
+void rewrite_reference(Json& schema, Json& schemas) {
   if (!schema.contains("$ref") || schema.size() == 1) return;
-  const std::string target = schema["$ref"];
-  const Json& referred = schemas.at(target.substr(target.rfind('/') + 1));
-  // An enumeration is not rewritten yet, or is: it has no type, or that of its names.
-  if (schema.contains("nullable")) schema["type"] = referred.value("type", Json("string"));
-  Json reference = {{"$ref", target}};
+  if (schema.contains("nullable")) {
+    Json& target = target_of(schema["$ref"], schemas);
+    rewrite_choice(target);
+    if (is_enumeration(target)) return rewrite_nullable_enumeration(schema, target["enum"]);
+    target["nullable"] = true;
+    schema["type"] = target.at("type");
+  }
+  Json reference = {{"$ref", std::move(schema["$ref"])}};
   schema.erase("$ref");
   schema["allOf"] = Json::array({std::move(reference)});
 }
 
-void rewrite_schema(Json& schema, const Json& schemas) {
+void rewrite_schema(Json& schema, Json& schemas) {
   if (!schema.is_object()) return;
   rewrite_choice(schema);
   rewrite_types(schema);
@@ -108,7 +129,7 @@ void rewrite_schema(Json& schema, const Json& schemas) {
 }
 
 /// Of parameters, headers and bodies, wherever they are. A `schema` there is always a schema.
-void rewrite_part(Json& part, const Json& schemas) {
+void rewrite_part(Json& part, Json& schemas) {
   if (!part.is_structured()) return;
   for (auto& [name, value] : part.items()) {
     if (name == "schema") {
@@ -117,6 +138,18 @@ void rewrite_part(Json& part, const Json& schemas) {
       rewrite_part(value, schemas);
     }
   }
+}
+
+/// Those that are only where they may be null, and are texts there.
+void erase_unused_enumerations(Json& document) {
+  const std::string text = document.dump();
+  Json& schemas = document["components"]["schemas"];
+  Json used = Json::object();
+  for (auto& [name, schema] : schemas.items()) {
+    const bool is_used = text.find("\"#/components/schemas/" + name + "\"") != std::string::npos;
+    if (is_used || !is_enumeration(schema)) used[name] = std::move(schema);
+  }
+  schemas = std::move(used);
 }
 
 }  // namespace
@@ -130,6 +163,7 @@ void rewrite_as_3_0(Json& document) {
     if (kind != "schemas") rewrite_part(parts, schemas);
   }
   rewrite_part(document["paths"], schemas);
+  erase_unused_enumerations(document);
 }
 
 }  // namespace korvane::host::openapi
