@@ -34,8 +34,8 @@ quietly() {
 first_process=
 inside() {
   local enter=(chroot "$root")
-  [ -z "$first_process" ] || enter=(nsenter --target "$first_process" --all --wd=/)
-  "${enter[@]}" /usr/bin/env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
+  [ -z "$first_process" ] || enter=(nsenter --target "$first_process" --all)
+  "${enter[@]}" /usr/bin/env --chdir=/ -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
     DEBIAN_FRONTEND=noninteractive "$@"
 }
 # With the network of that system, in which only its own processes are while it is booted.
@@ -103,7 +103,7 @@ boot() {
   for _ in $(seq 600); do
     first_process=$(pgrep --parent "$nspawn" --oldest || true)
     if [ -n "$first_process" ] && inside systemctl is-system-running 2>/dev/null |
-      grep -qE 'running|degraded'; then
+      grep -E 'running|degraded' >/dev/null; then
       return 0
     fi
     kill -0 "$nspawn" 2>/dev/null || break
@@ -200,7 +200,7 @@ reload_server
 until_true "the token is taken" call ""
 quietly inside korvane import /srv/packages/guideline.abs --project guideline.db --server "$url" --token "$token"
 until_true "the sheet is there" has_sheet
-on_its_network curl -fs "$url/" | grep -qi "<!doctype html>" || fail "the page is not served"
+on_its_network curl -fs "$url/" | grep -i "<!doctype html>" >/dev/null || fail "the page is not served"
 
 step "backup of all projects"
 if [ -n "$first_process" ]; then
@@ -223,7 +223,7 @@ if [ -n "$first_process" ]; then
   before=$(main_process)
   inside kill -STOP "$before"
   until_true "it runs again after it hung" has_new_process "$before"
-  inside journalctl --no-pager --unit=korvane | grep -q "Watchdog timeout" || fail "it was not the watchdog"
+  inside journalctl --no-pager --unit=korvane | grep "Watchdog timeout" >/dev/null || fail "it was not the watchdog"
 
   step "its socket is opened by systemd"
   inside systemctl disable --now --quiet korvane.service
@@ -231,6 +231,7 @@ if [ -n "$first_process" ]; then
   if inside systemctl is-active --quiet korvane.service; then fail "it runs before it is called"; fi
   has_sheet >/dev/null || fail "the first connection does not start it"
   inside systemctl restart korvane.service
+  inside systemctl is-active --quiet korvane.socket || fail "a restart ends the socket"
   has_sheet >/dev/null || fail "a restart loses the socket"
   inside systemctl disable --now --quiet korvane.socket
   inside systemctl stop korvane.service

@@ -6,7 +6,6 @@
 #include <map>
 #include <optional>
 #include <string_view>
-#include <sys/socket.h>
 #include <system_error>
 #include <utility>
 
@@ -43,6 +42,8 @@ void block_broken_pipe_signal() {
 HttpServer::HttpServer(const Poco::Net::ServerSocket& socket, HttpHandler& handler,
                        const HttpLimits& limits, Encrypt encrypt)
     : socket_(socket), handler_(handler), limits_(limits), encrypt_(std::move(encrypt)) {
+  // A connection that has gone before it is accepted does not keep the acceptor.
+  socket_.setBlocking(false);
   acceptor_ = std::thread([this] { accept_connections(); });
 }
 
@@ -59,8 +60,8 @@ void HttpServer::stop_accepting() {
     is_stopping_ = true;
     for_each_state([](ConnectionState& state) { state.shut_if_idle(); });
   }
-  // Wakes the acceptor, which closes it; new connections are refused from now on.
-  ::shutdown(socket_.impl()->sockfd(), SHUT_RDWR);
+  // Within a tick it closes the socket, and new connections are refused from then on, unless another
+  // process has the socket too: shutting it down would take it from that one.
   if (acceptor_.joinable()) acceptor_.join();
 }
 

@@ -141,6 +141,19 @@ TEST_F(ManagedProgram, ServesTheSocketThatItIsGivenAndNoOther) {
   EXPECT_EQ(stop(), 0) << log();
 }
 
+TEST_F(ManagedProgram, LeavesTheSocketToTheNextServer) {
+  int port = 0;
+  const int socket = listening_socket(port);
+  for (int i = 0; i < 2; ++i) {
+    start({}, socket);
+    EXPECT_THAT(told(), StartsWith("READY=1\n")) << log();
+    EXPECT_EQ(status_of(port), 200);
+    EXPECT_EQ(stop(), 0) << log();
+    EXPECT_EQ(told(), "STOPPING=1");
+  }
+  ::close(socket);
+}
+
 TEST_F(ManagedProgram, RefusesASocketThatDoesNotListen) {
   const int socket = ::socket(AF_INET, SOCK_STREAM, 0);
   start({}, socket);
