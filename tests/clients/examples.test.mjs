@@ -106,7 +106,8 @@ test('the examples of the document', async (t) => {
           const copy = stage ? copyOf(stage, `by id ${method} ${name}`) : `by id ${name}.db`;
           replaced.service_id = await client.open(copy);
         }
-        if (name !== 'list_') await send(path, method, replaced);
+        // The changes of a project have no end.
+        if (name !== 'list_' && name !== 'changes') await send(path, method, replaced);
         ++count;
       }
     }

@@ -45,6 +45,7 @@ class ReplyTags : public ::testing::Test {
     };
     MountedRoute store;
     store.operation = host::mounted_operation("store", Effect::writes);
+    store.goes_by_if_match = true;
     store.run = [](const MountedCall& call) {
       return MountedReply{"text/plain", call.if_match.value_or("no tag")};
     };
