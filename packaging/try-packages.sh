@@ -7,8 +7,9 @@
 #
 # FOLDER keeps the fresh Debian, for the next time. Needs root, debootstrap and a mirror of Debian
 # (KORVANE_MIRROR, else that of apt). Where systemd-nspawn can boot that Debian, systemd starts the
-# server, restarts it when it fails or hangs, and opens its socket; else the server is started by hand
-# as its unit would, and that is said. Prints a line for each step; the first fault ends the script.
+# server, restarts it when it fails or hangs, and opens its socket; else, or with KORVANE_BOOT=no, the
+# server is started by hand as its unit would, and that is said. Prints a line for each step; the first
+# fault ends the script.
 set -euo pipefail
 
 packages=$(realpath "$1")
@@ -32,11 +33,13 @@ quietly() {
 
 # The system that is tried: by its files alone, or booted, as a process that is its first one.
 first_process=
+clean=(/usr/bin/env --chdir=/ -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive)
 inside() {
-  local enter=(chroot "$root")
-  [ -z "$first_process" ] || enter=(nsenter --target "$first_process" --all)
-  "${enter[@]}" /usr/bin/env --chdir=/ -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LC_ALL=C.UTF-8 \
-    DEBIAN_FRONTEND=noninteractive "$@"
+  if [ -n "$first_process" ]; then
+    nsenter --target "$first_process" --all "${clean[@]}" "$@"
+  else
+    chroot "$root" "${clean[@]}" "$@"
+  fi
 }
 # With the network of that system, in which only its own processes are while it is booted.
 on_its_network() {
@@ -77,8 +80,9 @@ close_root() { umount -l "$root/proc" "$root/dev"; }
 
 make_root() {
   rm -rf --one-file-system "$root"
-  cp -a --reflink=auto "$base" "$root"
-  cp /etc/resolv.conf "$root/etc/resolv.conf"
+  mkdir "$root"
+  cp -a --reflink=auto "$base/." "$root"
+  cp --remove-destination /etc/resolv.conf "$root/etc/resolv.conf"
   mkdir "$root/srv/packages"
   cp "$packages"/*.deb "$here/../examples/guideline.abs" "$root/srv/packages/"
   open_root
@@ -145,7 +149,9 @@ start_server() {
   if [ -n "$first_process" ]; then
     inside systemctl start korvane
   else
-    inside setpriv --reuid=korvane --regid=korvane --clear-groups env KORVANE_SERVE_LISTEN="${url#http://}" \
+    # Each of these becomes the next, so that the process is the server's in the end.
+    chroot "$root" "${clean[@]}" KORVANE_SERVE_LISTEN="${url#http://}" \
+      setpriv --reuid=korvane --regid=korvane --clear-groups \
       korvane serve --config /etc/korvane/korvane.conf >"$work/server.log" 2>&1 &
     server=$!
   fi
@@ -183,12 +189,12 @@ echo "   in $(echo "scale=1; ($(date +%s.%N) - $begin) / 1" | bc) s, with what i
 inside korvane --version
 inside sh -c 'stat -c "   %A %U:%G %n" /var/lib/korvane/projects /var/backups/korvane /etc/korvane/*'
 
-if command -v systemd-nspawn >/dev/null && boot; then
+if [ "${KORVANE_BOOT:-yes}" = yes ] && command -v systemd-nspawn >/dev/null && boot; then
   step "systemd of the fresh Debian is running"
   until_true "systemd has started the server" is_ready
   inside systemctl show --property=Type,StatusText,NotifyAccess,WatchdogUSec korvane | sed 's/^/   /'
 else
-  step "systemd cannot be booted here: the server is started by hand"
+  step "systemd is not booted: the server is started by hand"
   url=http://127.0.0.1:18420
   start_server
 fi
@@ -261,7 +267,7 @@ fi
 until_true "the sheet is there after the upgrade" has_sheet
 
 step "units"
-quietly inside systemd-analyze verify korvane.service korvane.socket korvane-backup.service korvane-backup.timer
+quietly inside systemd-analyze verify --man=no korvane.service korvane.socket korvane-backup.service korvane-backup.timer
 if [ -s "$work/log" ]; then
   cat "$work/log"
   fail "systemd-analyze verify has something to say"
