@@ -182,6 +182,14 @@ make_root
 files >"$work/files-before"
 users >"$work/users-before"
 
+step "licences: every library that is linked is named"
+dpkg-deb -f "$(package korvane)" Depends | tr ',' '\n' | awk '$1 ~ /^lib/ {print $1}' | sort -u >"$work/linked"
+dpkg-deb --fsys-tarfile "$(package korvane)" | tar -xO ./usr/share/doc/korvane/copyright >"$work/copyright"
+while read -r library; do
+  grep -qw -- "$library" "$work/copyright" || fail "debian/copyright does not name $library"
+done <"$work/linked"
+echo "   $(wc -l <"$work/linked") libraries"
+
 step "install"
 begin=$(date +%s.%N)
 install "/srv/packages/$(basename "$(package korvane)")"
@@ -206,6 +214,8 @@ reload_server
 until_true "the token is taken" call ""
 quietly inside korvane import /srv/packages/guideline.abs --project guideline.db --server "$url" --token "$token"
 until_true "the sheet is there" has_sheet
+call "/guideline.db/bending-list?format=pdf" >"$work/list.pdf"
+[ "$(head --bytes=5 "$work/list.pdf")" = "%PDF-" ] || fail "it does not draw"
 on_its_network curl -fs "$url/" | grep -i "<!doctype html>" >/dev/null || fail "the page is not served"
 
 step "backup of all projects"
