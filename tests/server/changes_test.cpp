@@ -1,5 +1,6 @@
 // Those who watch a project are told what changes there.
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <set>
@@ -29,6 +30,7 @@ class Listener {
  public:
   Listener(std::uint16_t port, const std::string& file, const std::string& fields = {})
       : connection_(port) {
+    connection_.socket().setReceiveTimeout(Poco::Timespan(60, 0));  // or a failure would hang
     connection_.send(header("GET /v1/projects/" + file + "/changes", fields));
     head_ = read_to("\r\n\r\n");
   }
@@ -248,8 +250,11 @@ TEST_F(Changes, MakeRoomForRequestsOfOthers) {
     ASSERT_EQ(listener->next().name, "state");
   }
   EXPECT_EQ(server.client_of(texts[2]).get("/v1/projects/a.db/list_sheets").status, 200);
-  EXPECT_EQ(first.read_to_end(), "");
-  EXPECT_TRUE(second.hears_nothing_for(100ms));
+  // One of those whose client has the most.
+  const auto has_ended = [](Listener* listener) { return !listener->hears_nothing_for(300ms); };
+  const std::vector<Listener*> of_one = {&first, &second, &third};
+  EXPECT_EQ(std::count_if(of_one.begin(), of_one.end(), has_ended), 1);
+  EXPECT_FALSE(has_ended(&fourth));
 }
 
 TEST_F(Changes, OfAProjectThatIsNotThereAreNotFound) {
