@@ -2,9 +2,13 @@
 
 #include "server/project_state.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdint>
 #include <string>
 
+#include "platform/rpc4/directory.h"
+#include "platform/rpc4/transactional.h"
 #include "schedule/drawing/print_bending_list.h"
 #include "schedule/query.h"
 #include "tests/server/schedule_server.h"
@@ -58,6 +62,27 @@ TEST_F(ProjectState, IsAnotherAfterAnotherProgramHasWrittenWhateverTheFileHas) {
   EXPECT_EQ(get("lines?kind=bars&revision_id=1", {{"If-None-Match", seen}}).status, 304);
   other.run("update rebar set raw = (select raw from rebar where id = 3) where id = 2");
   EXPECT_EQ(get("lines?kind=bars&revision_id=1", {{"If-None-Match", seen}}).status, 200);
+}
+
+TEST_F(ProjectState, KeepsNoValueOfATransactionThatIsTakenBack) {
+  const auto all = krv::rpc4::live_services();
+  const auto live = std::find_if(all.begin(), all.end(), [](const krv::rpc4::LiveService& one) {
+    return one.definition == &model::cad::Project_Service::definition();
+  });
+  ASSERT_NE(live, all.end());
+  auto& project = *static_cast<model::cad::Project_Service*>(live->service);
+  server::FoundValues<std::int64_t> values;
+  const auto sheets = [&] {
+    return values.get(project, "sheets", [&] {
+      return schedule::integer_in(
+          schedule::query(project, "select count(*) from sheet").rows.at(0).at(0));
+    });
+  };
+  live->transactional->begin_unit();
+  schedule::query(project, "insert into sheet (uid, raw) values ('new', x'')");
+  const std::int64_t within = sheets();
+  live->transactional->roll_back_unit();
+  EXPECT_EQ(sheets(), within - 1);
 }
 
 TEST_F(ProjectState, IsOfTheDayThatListsBear) {
