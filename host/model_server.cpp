@@ -32,6 +32,11 @@ ModelServer::ModelServer(const Poco::Net::ServerSocket& socket, Gate gate, Proje
 
 ModelServer::~ModelServer() = default;
 
+void ModelServer::begin_drain() {
+  state_.is_draining = true;
+  http_.begin_drain();
+}
+
 bool ModelServer::stop(std::chrono::milliseconds deadline) {
   const auto end = std::chrono::steady_clock::now() + deadline;
   const auto time_left = [&] {

@@ -57,6 +57,10 @@ class ModelServer : private HttpHandler {
               Mounted mounted = {});
   ~ModelServer() override;
 
+  /// Tells whoever asks for its readiness that it will stop, and has every reply close its
+  /// connection. Goes on answering everything else until `stop`.
+  void begin_drain();
+
   /// Accepts no more, and lets the requests that have come finish. False when calls still run by
   /// then: no plugin can be stopped beside them.
   bool stop(std::chrono::milliseconds deadline);

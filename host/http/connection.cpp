@@ -84,7 +84,7 @@ HttpServer::Connection::Connection(HttpServer& server, const StreamSocket& socke
 }
 
 void HttpServer::Connection::run() {
-  while (begin_idle() && stream_.has_data(is_beyond_limit_ ? kBriefTime : limits().idle_time)) {
+  while (wait_for_request()) {
     started_ = Clock::now();
     watch_.with_state([&](ConnectionState& state) {
       state.begin_reading(is_beyond_limit_ ? kBriefTime : limits().transfer_time);
@@ -93,11 +93,16 @@ void HttpServer::Connection::run() {
   }
 }
 
-bool HttpServer::Connection::begin_idle() {
-  return watch_.with_state([&](ConnectionState& state) {
+bool HttpServer::Connection::wait_for_request() {
+  const bool is_stopping = watch_.with_state([&](ConnectionState& state) {
     state.begin_idle();
-    return !server_.is_stopping_;
+    return server_.is_stopping_.load();
   });
+  // Whoever was let connect is answered, and so is a request that came with the one before.
+  if (is_stopping && !is_new_ && stream_.arrived().empty()) return false;
+  is_new_ = false;
+  if (is_beyond_limit_) return stream_.has_data(kBriefTime);
+  return stream_.has_data(is_stopping ? ConnectionState::kTimeToBegin : limits().idle_time);
 }
 
 bool HttpServer::Connection::is_overdue() {
@@ -137,8 +142,10 @@ bool HttpServer::Connection::serve_request() {
     reply = problem_reply({500, "the request could not be answered"});  // no memory, most likely
   }
   exchange->complete(reply);
+  // What a reply that says so does not close, the other end may still send a request on.
+  const bool is_left = server_.is_draining_ && stream_.arrived().empty();
   const bool keeps_alive = !reader.is_body_left() && !is_last_request_ && !reply.is_endless &&
-                           request.head.getKeepAlive() && !server_.is_stopping_;
+                           request.head.getKeepAlive() && !server_.is_stopping_ && !is_left;
   const bool is_head_only = request.head.getMethod() == "HEAD";
   const Compression compression(server_.compressions_,
                                 !is_head_only && wants_compressed(request.head, reply));
@@ -150,7 +157,7 @@ bool HttpServer::Connection::serve_request() {
   reply = {};
   exchange.reset();
   request = {};
-  if (is_sent && reader.is_body_left()) linger();
+  if (is_sent && (reader.is_body_left() || (is_left && !keeps_alive))) linger();
   return is_sent && keeps_alive;
 }
 

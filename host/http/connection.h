@@ -90,8 +90,8 @@ class HttpServer::Connection {
  private:
   const HttpLimits& limits() const { return server_.limits_; }
 
-  /// False once the server is stopping.
-  bool begin_idle();
+  /// Waits for the next request; false when there is to be none.
+  bool wait_for_request();
   bool is_overdue();
   HttpFault overdue() const;
 
@@ -112,6 +112,8 @@ class HttpServer::Connection {
   const bool is_beyond_limit_;
   /// The connection is closed after the reply.
   bool is_last_request_;
+  /// It has not waited for a request.
+  bool is_new_ = true;
   const std::string peer_;
   Watch watch_;
   Stream stream_;

@@ -1,8 +1,18 @@
 #include "host/http/connection_state.h"
 
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 namespace korvane::host {
+
+namespace {
+
+bool has_unread(int descriptor) {
+  int bytes = 0;
+  return ::ioctl(descriptor, FIONREAD, &bytes) == 0 && bytes > 0;
+}
+
+}  // namespace
 
 void ConnectionState::begin_idle() {
   is_idle_ = is_at_rest_ = true;
@@ -11,7 +21,7 @@ void ConnectionState::begin_idle() {
 }
 
 void ConnectionState::begin_reading(std::chrono::milliseconds time) {
-  is_idle_ = false;
+  is_idle_ = is_new_ = false;
   how_ = SHUT_RD;
   deadline_ = Clock::now() + time;
 }
@@ -30,7 +40,10 @@ void ConnectionState::begin_writing(std::chrono::milliseconds time) {
 }
 
 void ConnectionState::shut_if_idle() {
-  if (is_idle_) shut();
+  if (!is_idle_ || has_unread(descriptor_)) return;
+  if (!is_new_) return shut();
+  how_ = SHUT_RDWR;
+  deadline_ = Clock::now() + kTimeToBegin;
 }
 
 bool ConnectionState::shut_if_at_rest() {

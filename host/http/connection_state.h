@@ -12,6 +12,9 @@ class ConnectionState {
  public:
   using Clock = std::chrono::steady_clock;
 
+  /// How long a connection that is new when the server stops has for its request.
+  static constexpr std::chrono::milliseconds kTimeToBegin{1000};
+
   /// Idle. `descriptor` is not closed by this, and stays open as long as this lives.
   explicit ConnectionState(int descriptor) : descriptor_(descriptor) {}
 
@@ -38,6 +41,8 @@ class ConnectionState {
   bool is_at_rest() const { return is_at_rest_ && !is_shut_; }
   Clock::time_point at_rest_since() const { return since_; }
 
+  /// Not if a request has come meanwhile, which its thread is about to read. One that has not had a
+  /// request yet is about to: it gets `kTimeToBegin` for it.
   void shut_if_idle();
   /// Returns whether it was.
   bool shut_if_at_rest();
@@ -48,6 +53,8 @@ class ConnectionState {
  private:
   int descriptor_;
   bool is_idle_ = true;
+  /// It has not had a request.
+  bool is_new_ = true;
   bool is_at_rest_ = true;
   bool is_overdue_ = false;
   bool is_shut_ = false;

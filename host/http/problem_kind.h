@@ -61,6 +61,7 @@ inline constexpr std::array kProblemKinds = {
     ProblemKind(503, "overloaded"),
     ProblemKind(503, "locked"),
     ProblemKind(503, "stopping"),
+    ProblemKind(503, "draining"),
     ProblemKind(505, "version-not-served"),
 };
 

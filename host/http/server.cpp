@@ -109,7 +109,20 @@ void HttpServer::accept_connections() {
     const std::lock_guard lock(mutex_);
     shut_overdue_connections();
   }
+  accept_waiting();
   socket_.close();
+}
+
+void HttpServer::accept_waiting() {
+  try {
+    // Others may come as fast as these are taken.
+    for (std::size_t i = 0; i < limits_.connections + kSpareConnections; ++i) {
+      if (!socket_.poll(Poco::Timespan(), Poco::Net::Socket::SELECT_READ)) return;
+      start_connection(std::make_unique<StreamSocket>(socket_.acceptConnection()));
+    }
+  } catch (const std::exception&) {
+    return;  // the last one has gone already, or there are no descriptors or threads for it
+  }
 }
 
 HttpServer::Entry HttpServer::enter() {

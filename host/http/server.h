@@ -91,7 +91,13 @@ class HttpServer {
   /// Stops accepting, cuts every connection and waits for their threads, however long one takes.
   ~HttpServer();
 
-  /// Stops accepting and closes the idle connections. Those that have begun a request finish it.
+  /// From now on every reply closes its connection, so that its client makes the next one elsewhere.
+  /// Nothing else changes: an idle connection stays, as a request may be on its way there, and new
+  /// ones are accepted. A request that came together with the one before is answered first.
+  void begin_drain() { is_draining_ = true; }
+
+  /// Accepts the connections that wait and no more, and closes those that are idle. Those that have
+  /// begun a request finish it, and those that are new have a second to send one.
   void stop_accepting();
 
   /// Waits until all connections are closed, and shuts those that are overdue meanwhile. Call it
@@ -115,6 +121,8 @@ class HttpServer {
   enum class Entry { admitted, beyond_limit, refused };
 
   void accept_connections();
+  /// What is still in the socket's queue would be reset when it closes.
+  void accept_waiting();
   /// Counts one connection more.
   Entry enter();
   /// The connection's thread becomes the socket's only owner.
@@ -139,6 +147,7 @@ class HttpServer {
   /// How many each owner has: a client, or an address as long as no client is known.
   std::map<std::string, std::size_t> connections_of_owners_;
   std::size_t connections_ = 0;
+  std::atomic<bool> is_draining_ = false;
   std::atomic<bool> is_stopping_ = false;
   std::atomic<std::chrono::steady_clock::time_point> last_turn_ = std::chrono::steady_clock::now();
   /// Replies that are being compressed.

@@ -109,6 +109,9 @@ HttpReply live_document(const DocumentRequest&) { return {200, "text/plain", "li
 
 HttpReply ready_document(const DocumentRequest& asked) {
   if (asked.server.is_stopping) throw HttpFault(problem("stopping"), "the server is stopping");
+  if (asked.server.is_draining) {
+    throw HttpFault(problem("draining"), "the server will stop soon: send requests elsewhere");
+  }
   return {200, "text/plain", "ready\n"};
 }
 

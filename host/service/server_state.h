@@ -93,6 +93,7 @@ struct ServerState {
   const std::string openapi;
   const std::string openapi_of_json;
   const std::string openapi_3_0;
+  std::atomic<bool> is_draining = false;
   std::atomic<bool> is_stopping = false;
   Metrics metrics;
   MemoryPool bodies;

@@ -165,6 +165,34 @@ test('a call that runs is waited for', async (t) => {
   assert.equal(await outcome, 200);
 });
 
+test('it drains before it stops: not ready, and still answering', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--verbose', '--drain-time', '1.5');
+  const client = await Client.of(server);
+  await client.open('project.db');
+  const began = Date.now();
+  server.signal('SIGTERM');
+  await until(async () => (await client.get('/healthz/ready')).status === 503, 'its draining');
+  const ready = await client.get('/healthz/ready');
+  assert.equal(ready.body.type, 'urn:korvane:problem:draining');
+  assert.equal((await client.get('/healthz/live')).status, 200);
+  const list = await client.get('/v1/projects/project.db/list_sheets');
+  assert.deepEqual([list.status, list.headers.get('connection')], [200, 'Close']);
+  assert.deepEqual(await server.ended, {code: 0, signal: null});
+  assert.ok(Date.now() - began >= 1400);
+  const said = server.log.map((line) => JSON.parse(line).message).filter(Boolean);
+  const draining = said.indexOf('draining for 1.5 s: /healthz/ready is 503, requests are still answered');
+  assert.ok(draining >= 0, said.join('\n'));
+  assert.ok(said.indexOf('stopping: no new requests are taken') > draining);
+});
+
+test('a second SIGTERM ends the draining at once', async (t) => {
+  const server = await Server.start(t, temporaryFolder(t), '--verbose', '--drain-time', '60');
+  server.signal('SIGTERM');
+  await until(() => server.log.some((line) => line.includes('"draining for 60 s')), 'its draining');
+  server.signal('SIGTERM');
+  assert.deepEqual(await server.ended, {code: null, signal: 'SIGTERM'});
+});
+
 test('a second SIGTERM ends it at once, while a call still runs', async (t) => {
   const server = await Server.start(t, temporaryFolder(t), '--verbose');
   const {outcome} = await startCounting(await Client.of(server));

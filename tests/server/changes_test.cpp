@@ -174,6 +174,20 @@ TEST_F(Changes, OfAnotherProgramBeforeAWriteAreToldBeforeIt) {
   EXPECT_EQ(listener.next().data.at("operation"), "add_rebar");
 }
 
+TEST_F(Changes, AreToldWhileTheServerDrainsAndEndInOrderWhenItStops) {
+  Listener early(server_.port(), "a.db");
+  early.next();
+  server_.server().begin_drain();
+  Listener late(server_.port(), "a.db");
+  late.next();
+  post("add_rebar", bar());
+  EXPECT_EQ(early.next().data.at("operation"), "add_rebar");
+  EXPECT_EQ(late.next().data.at("operation"), "add_rebar");
+  EXPECT_TRUE(server_.server().stop(10s));
+  EXPECT_EQ(early.read_to_end(), "");
+  EXPECT_EQ(late.read_to_end(), "");
+}
+
 TEST_F(Changes, AreNotToldOfWhatStoredNothing) {
   Listener listener(server_.port(), "a.db");
   listener.next();

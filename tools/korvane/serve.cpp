@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -38,6 +39,7 @@
 #include "tools/korvane/served_optimizer.h"
 #include "tools/korvane/served_views.h"
 #include "tools/korvane/service_manager.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 
@@ -203,8 +205,22 @@ host::Mounted mounted_by(const ServeOptions& options) {
   return mounted;
 }
 
+/// How long the end of the plugins may take, once no call runs.
+constexpr std::chrono::seconds kTimeToEnd{5};
+
+/// Goes on serving for `time`, while others learn that they are to send their requests elsewhere.
+void drain(host::ModelServer& server, std::chrono::milliseconds time) {
+  if (time == 0ms) return;
+  server.begin_drain();
+  const std::string seconds = format_number(std::chrono::duration<double>(time).count());
+  host::log_event("draining for " + seconds +
+                  " s: /healthz/ready is 503, requests are still answered");
+  std::this_thread::sleep_for(time);
+}
+
 /// Serves the projects in a folder until SIGTERM or SIGINT comes: prints the address on stdout and
-/// logs on stderr, a JSON object a line. Makes the folder the process's current directory. A second
+/// logs on stderr, a JSON object a line. Makes the folder the process's current directory. Before it
+/// stops it drains for `drain_time`, in which it still answers. A second
 /// signal ends the process at once. So does the end of `stop_time` while a call still runs: no
 /// plugin can be stopped beside it, and SQLite takes back what was not committed.
 ///
@@ -264,8 +280,9 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
     reloadable.reload(server, plugins);
     manager.ready(status);
   }
-  manager.stopping();
+  manager.stopping(options.drain_time + options.stop_time + kTimeToEnd);
   signals.let_through();
+  drain(server, options.drain_time);
   host::log_event("stopping: no new requests are taken");
   if (!server.stop(options.stop_time)) {
     host::log_event("calls still run at the end of the time for stopping");

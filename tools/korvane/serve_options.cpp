@@ -26,13 +26,13 @@ std::string default_page_folder() {
 }
 
 void add_seconds(CLI::App& command, const std::string& name, std::chrono::milliseconds& time,
-                 const std::string& text) {
+                 const std::string& text, const CLI::Validator& check = CLI::PositiveNumber) {
   const auto set = [&time](const double& seconds) {
     time = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000));
   };
   const std::chrono::duration<double> standard = time;
   command.add_option_function<double>(name, set, text + ", in seconds")
-      ->check(CLI::PositiveNumber)
+      ->check(check)
       ->default_str(format_number(standard.count()));
 }
 
@@ -94,6 +94,10 @@ void add_limit_options(CLI::App& command, ServeOptions& options) {
               "Time for a request to arrive, and for a reply to leave");
   add_seconds(command, "--waiting-time", limits.delivery.waiting_time,
               "Time that a call may wait for its turn");
+  add_seconds(command, "--drain-time", options.drain_time,
+              "Time before stopping in which requests are answered while /healthz/ready sends new "
+              "ones elsewhere",
+              CLI::NonNegativeNumber);
   add_seconds(command, "--stop-time", options.stop_time, "Time for running calls when stopping");
 }
 

@@ -25,6 +25,8 @@ struct ServeOptions {
   host::ModelServerLimits limits;
   /// In place of the limit's own, which gives way to the process's limit of descriptors.
   std::optional<std::size_t> open_projects;
+  /// Between the signal to end and `stop_time`.
+  std::chrono::milliseconds drain_time = std::chrono::seconds(0);
   std::chrono::milliseconds stop_time = std::chrono::seconds(20);
   bool is_optimizing = false;
 };

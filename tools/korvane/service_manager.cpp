@@ -79,7 +79,9 @@ void ServiceManager::reloading() const {
   send("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(monotonic_microseconds()));
 }
 
-void ServiceManager::stopping() const { send("STOPPING=1"); }
+void ServiceManager::stopping(std::chrono::microseconds time) const {
+  send("STOPPING=1\nEXTEND_TIMEOUT_USEC=" + std::to_string(time.count()));
+}
 
 void ServiceManager::alive() const { send("WATCHDOG=1"); }
 

@@ -31,7 +31,8 @@ class ServiceManager {
   /// `status` is for people, one line. A message that cannot be sent is dropped.
   void ready(const std::string& status) const;
   void reloading() const;
-  void stopping() const;
+  /// It will take that long at most, which the manager is to wait for.
+  void stopping(std::chrono::microseconds time) const;
   void alive() const;
 
  private:

@@ -37,8 +37,8 @@ TEST_F(ManagedService, SaysWhatItDoes) {
   EXPECT_EQ(manager_.next(), "READY=1\nSTATUS=serves a folder");
   service.reloading();
   EXPECT_THAT(manager_.next(), StartsWith("RELOADING=1\nMONOTONIC_USEC="));
-  service.stopping();
-  EXPECT_EQ(manager_.next(), "STOPPING=1");
+  service.stopping(std::chrono::seconds(25));
+  EXPECT_EQ(manager_.next(), "STOPPING=1\nEXTEND_TIMEOUT_USEC=25000000");
 }
 
 TEST_F(ManagedService, StatusStaysOnOneLine) {
