@@ -31,6 +31,7 @@ struct ModelServerLimits : ServerLimits {
 ///     GET or POST /v1/projects/{file}/{name}  what is mounted beside the operations
 ///     GET  /v1/projects                     the project files in the root
 ///     POST /v1/{service_id}/{operation}     a call of a service by its id, and likewise GET
+///     POST /v1/locks/{file}?order={word}    tries the locks of the root with another process
 ///     GET  /v1                              the live services and their operations
 ///     GET  /                                the page and its files, to everybody
 ///     GET  /v1/access                       who the client is, and what it may do

@@ -14,6 +14,7 @@
 #include <boost/algorithm/string/split.hpp>
 #include <climits>
 
+#include "platform/app/lock_probe.h"
 #include "platform/log/log.h"
 
 namespace korvane::host {
@@ -203,7 +204,9 @@ std::vector<ProjectFile> ProjectRoot::list() const {
        !failure && entry != fs::recursive_directory_iterator() && entries < kMostEntries;
        entry.increment(failure), ++entries) {
     std::error_code ignored;
-    if (!entry->is_regular_file(ignored) || !begins_as_database(entry->path())) continue;
+    if (!entry->is_regular_file(ignored)) continue;
+    if (krv::app::is_lock_probe(entry->path().filename().string())) continue;
+    if (!begins_as_database(entry->path())) continue;
     const std::string name = entry->path().lexically_relative(root_).string();
     // A name that clients cannot ask for is not listed.
     try {

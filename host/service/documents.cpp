@@ -167,4 +167,14 @@ HttpReply projects_document(const DocumentRequest& asked) {
                       [&] { return project_list_text(asked.server); });
 }
 
+HttpReply locks_document(const DocumentRequest& asked) {
+  if (!asked.server.try_locks) throw HttpFault(404, "this server tries no locks");
+  const Target target(asked.request.head.getURI());
+  target.refuse_parameters_but({"order"});
+  const std::optional<std::string> order = target.parameter("order");
+  if (!order) throw HttpFault(400, "the parameter order is missing");
+  return {200, "text/plain; charset=utf-8",
+          asked.server.try_locks(target.segments().back(), *order)};
+}
+
 }  // namespace korvane::host

@@ -14,7 +14,7 @@ struct DocumentRequest {
   const Client& client;
 };
 
-/// What is served by GET and is not a call of an operation. Throws HttpFault.
+/// What is served and is not a call of an operation. Throws HttpFault.
 using Document = HttpReply (*)(const DocumentRequest& request);
 
 /// "live", while the process runs.
@@ -34,5 +34,7 @@ HttpReply access_document(const DocumentRequest& request);
 HttpReply services_document(const DocumentRequest& request);
 /// The project files in the server's folder.
 HttpReply projects_document(const DocumentRequest& request);
+/// By POST: tries the locks of the folder together with another process.
+HttpReply locks_document(const DocumentRequest& request);
 
 }  // namespace korvane::host

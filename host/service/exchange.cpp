@@ -113,7 +113,7 @@ void Exchange::admit() {
   gate->refuse_other_sites(request_);
   const auto admit_document = [&](const Route& route) {
     metric_ = route.metric;
-    require_method(request_, document_methods());
+    require_method(request_, methods_of(route));
     answer_ = std::make_unique<DocumentAnswer>(route.document,
                                                DocumentRequest{server_, request_, known_client()});
   };

@@ -127,6 +127,9 @@ struct Mounted {
   Page page;
   /// The contracts as generators of clients read them: texts by the names of their files.
   std::map<std::string, std::string> schemas;
+  /// Does what `order` says with a file in the root on which processes try their locks, and returns
+  /// what came of it. Throws HttpFault. Null where nobody can.
+  std::function<std::string(const std::string& file, const std::string& order)> try_locks = {};
 };
 
 /// An operation for a mounted route: no more than its name and effect.

@@ -68,6 +68,14 @@ std::span<const Route> routes() {
             RouteDescription{"Projects", "Projects.list",
                              "The project files in the server's folder; none is opened for it.",
                              "The files by name.", "ProjectFiles"}},
+      Route{"/v1/locks/{file}",
+            "locks",
+            false,
+            {Scope::write},
+            &locks_document,
+            Callees::none,
+            std::nullopt,
+            true},
       Route{
           krv::rpc4::kProjectOperationPath, "unknown", false, {}, nullptr, Callees::project_files},
       Route{krv::rpc4::kServiceOperationPath, "unknown", false, {}, nullptr, Callees::service_ids},
@@ -120,6 +128,10 @@ FoundRoute find_route(const Target& target) {
 const std::vector<std::string>& document_methods() {
   static const std::vector<std::string> methods = {"GET", "HEAD"};
   return methods;
+}
+
+std::vector<std::string> methods_of(const Route& route) {
+  return route.is_posted ? std::vector<std::string>{"POST"} : document_methods();
 }
 
 void require_method(const HttpRequest& request, const std::vector<std::string>& allowed) {

@@ -38,10 +38,12 @@ struct Route {
   bool is_open;
   /// Whoever has one of these may come in; with none, every client. Operations ask for their own.
   Scopes scopes;
-  /// By GET; null for a route to operations.
+  /// Null for a route to operations.
   Document document;
   Callees callees = Callees::none;
   std::optional<RouteDescription> description = std::nullopt;
+  /// By POST, not by GET.
+  bool is_posted = false;
 };
 
 std::span<const Route> routes();
@@ -69,6 +71,7 @@ using krv::rpc4::project_path;
 
 /// The methods of a document.
 const std::vector<std::string>& document_methods();
+std::vector<std::string> methods_of(const Route& route);
 
 /// Throws HttpFault 405 unless the request's method is one of `allowed`.
 void require_method(const HttpRequest& request, const std::vector<std::string>& allowed);

@@ -37,6 +37,7 @@ ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLim
       visits(limits.requests_per_client),
       page(std::move(mounted.page)),
       schemas(std::move(mounted.schemas)),
+      try_locks(std::move(mounted.try_locks)),
       openapi(
           openapi_document(described_services(), mounted.routes, Edition::whole, mounted.examples)),
       openapi_of_json(

@@ -89,6 +89,8 @@ struct ServerState {
   Visits visits;
   const Page page;
   const std::map<std::string, std::string> schemas;
+  /// See Mounted.
+  const std::function<std::string(const std::string& file, const std::string& order)> try_locks;
   /// The OpenAPI document, and its editions for generators of clients.
   const std::string openapi;
   const std::string openapi_of_json;

@@ -3,6 +3,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "schedule/structure_faults.h"
 #include "sqlite/application_id.h"
 #include "sqlite/repair.h"
+#include "tools/korvane/check_locks.h"
 #include "tools/korvane/columns.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/output_options.h"
@@ -36,6 +38,10 @@ struct CheckCommandOptions {
   std::vector<std::string> files;
   bool is_repaired = false;
   bool are_orphans_removed = false;
+  /// A folder whose locks are tried instead.
+  std::optional<std::string> locks;
+  std::optional<std::string> server;
+  std::string token;
   OutputOptions output;
 };
 
@@ -197,6 +203,28 @@ std::vector<Repair> repair(const CheckReport& before, const CheckCommandOptions&
   return repairs;
 }
 
+int run_check_locks(const CheckCommandOptions& options) {
+  const SharedFolder seen = look_at_mount(*options.locks);
+  tell(*options.locks + " is on " + seen.mount, options);
+  Table table;
+  table.name = "locks";
+  table.columns = {text_column("check", "check"), text_column("verdict", "verdict"),
+                   text_column("text", "what")};
+  bool is_sound = seen.refusal.empty();
+  if (!is_sound) table.rows.push_back({std::string("mount"), std::string("fails"), seen.refusal});
+  for (const sqlite::LockResult& result :
+       try_locks(*options.locks, options.server, options.token)) {
+    is_sound = is_sound && result.holds;
+    table.rows.push_back({std::string(result.rule->name),
+                          std::string(result.holds ? "holds" : "fails"), result.text});
+  }
+  TablePrinter printer(options.output, TablePrinter::Tables::one, std::cout);
+  printer.print(table);
+  printer.finish();
+  require_output();
+  return is_sound ? kDone : kFailed;
+}
+
 int run_check(const CheckCommandOptions& options, const CommonOptions& common) {
   TablePrinter printer(options.output, TablePrinter::Tables::several, std::cout);
   std::vector<CheckReport> reports;
@@ -232,17 +260,36 @@ int run_check(const CheckCommandOptions& options, const CommonOptions& common) {
   return kDone;
 }
 
+void add_lock_options(CLI::App& command, CheckCommandOptions& options, CLI::Option& files) {
+  auto* const locks =
+      command.add_option("--locks", options.locks,
+                         "Folder: try whether two processes there keep each other out and read "
+                         "what the other wrote, as several servers of one folder need it");
+  locks->check(CLI::ExistingDirectory)->excludes(&files);
+  auto* const with =
+      command.add_option("--with", options.server,
+                         "With --locks: address of a server on another machine that serves the "
+                         "folder, such as http://10.0.0.2:8420");
+  with->needs(locks);
+  command.add_option("--token", options.token, "Bearer token for that server, of the scope write")
+      ->envname("KORVANE_TOKEN");
+  command.final_callback([&options] {
+    if (options.files.empty() && !options.locks) throw CLI::RequiredError("PROJECT");
+  });
+}
+
 }  // namespace
 
 Command add_check(CLI::App& program) {
   const auto options = std::make_shared<CheckCommandOptions>();
   CLI::App* const command = program.add_subcommand(
       "check", "Look whether project files are sound, and mend what can be mended");
-  command->add_option("PROJECT", options->files, "The project files")->required();
+  auto* const files = command->add_option("PROJECT", options->files, "The project files");
   command->add_flag("--repair", options->is_repaired,
                     "Mend what can be mended without loss, and tell of each repair");
   command->add_flag("--remove-orphans", options->are_orphans_removed,
                     "With --repair: remove bar spacers of revisions that are gone");
+  add_lock_options(*command, *options, *files);
   add_output_options(*command, options->output);
   command->footer(
       "Without --repair files are only read, also while a server has them open. Ends with 0 if all "
@@ -252,8 +299,11 @@ Command add_check(CLI::App& program) {
       "Examples:\n"
       "  korvane check tower.db\n"
       "  korvane check halls/*.db --format ndjson\n"
-      "  korvane backup tower.db before.db && korvane check tower.db --repair");
-  return {command, [options](const CommonOptions& common) { return run_check(*options, common); }};
+      "  korvane backup tower.db before.db && korvane check tower.db --repair\n"
+      "  korvane check --locks /srv/projects --with http://10.0.0.2:8420");
+  return {command, [options](const CommonOptions& common) {
+            return options->locks ? run_check_locks(*options) : run_check(*options, common);
+          }};
 }
 
 }  // namespace korvane::tools

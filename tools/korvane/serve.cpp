@@ -33,9 +33,11 @@
 #include "server/openapi_examples.h"
 #include "server/project_routes.h"
 #include "server/project_state.h"
+#include "tools/korvane/check_locks.h"
 #include "tools/korvane/commands.h"
 #include "tools/korvane/listening_socket.h"
 #include "tools/korvane/serve_options.h"
+#include "tools/korvane/served_locks.h"
 #include "tools/korvane/served_optimizer.h"
 #include "tools/korvane/served_views.h"
 #include "tools/korvane/service_manager.h"
@@ -199,6 +201,10 @@ host::Mounted mounted_by(const ServeOptions& options) {
   host::Mounted mounted = server::mounted();
   mounted.examples = server::openapi_examples();
   if (!options.page.empty()) mounted.page = host::Page(options.page);
+  mounted.try_locks = [locks = std::make_shared<ServedLocks>()](const std::string& file,
+                                                                const std::string& order) {
+    return locks->run(file, order);
+  };
   for (rpc::IdlFile& file : rpc::idl_files()) {
     mounted.schemas.emplace(std::move(file.name), std::move(file.text));
   }
@@ -244,6 +250,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
   Reloadable reloadable(options, address);
   host::Gate gate = reloadable.gate();
   host::ProjectRoot root(options.root);
+  if (options.is_shared) host::log_event(require_shared_folder(options.root));
   host::ModelServerLimits limits = options.limits;
   limits.open_projects = most_projects(options, raise_descriptor_limit());
   host::require_fence_on_data_layer();

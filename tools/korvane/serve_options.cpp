@@ -44,6 +44,9 @@ void add_access_options(CLI::App& command, ServeOptions& options) {
   command.add_option("--root", options.root, "Folder that the projects are confined to")
       ->check(CLI::ExistingDirectory)
       ->capture_default_str();
+  command.add_flag("--shared", options.is_shared,
+                   "Other servers serve the folder too: refuse to start where its locks do not "
+                   "hold (korvane check --locks)");
   command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
       ->capture_default_str();
   command.add_option("--tokens", options.tokens, "File of the bearer tokens that are accepted");

@@ -29,6 +29,8 @@ struct ServeOptions {
   std::chrono::milliseconds drain_time = std::chrono::seconds(0);
   std::chrono::milliseconds stop_time = std::chrono::seconds(20);
   bool is_optimizing = false;
+  /// Other servers serve the folder too.
+  bool is_shared = false;
 };
 
 /// Adds the options of `serve` to its command. Each can be given by the environment too, under its

@@ -16,9 +16,10 @@ namespace korvane::test {
 /// The program that serves a fresh folder.
 class ServedFolder {
  public:
-  explicit ServedFolder(const std::string& options = "")
-      : process_(
-            Poco::Process::launch("/bin/sh", {"-c", command(options)}, nullptr, &out_, nullptr)) {
+  /// `environment` is put before the command, such as "NAME=value".
+  explicit ServedFolder(const std::string& options = "", const std::string& environment = "")
+      : process_(Poco::Process::launch("/bin/sh", {"-c", environment + " " + command(options)},
+                                       nullptr, &out_, nullptr)) {
     Poco::PipeInputStream output(out_);
     std::string line;
     std::getline(output, line);
@@ -30,6 +31,9 @@ class ServedFolder {
 
   const std::string& url() const { return url_; }
   std::string file(const std::string& name) const { return folder_.file(name); }
+
+  /// What it has logged.
+  std::string log() const { return text_of(logs_.file("log")); }
 
   void stop() {
     if (std::exchange(is_stopped_, true)) return;

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "sqlite/database.h"
+
+namespace korvane::sqlite {
+
+/// One process's side of a file on which several try whether their locks hold. It does what it is
+/// told by a word, so that another process, here or on another machine, can tell it:
+///
+///     make       makes the file with its table     open       opens it, anew if it is open
+///     begin      takes the lock for writing        exclusive  takes the lock that keeps readers out
+///     read       begins to read: the value         commit, rollback, close
+///     value      the value                         add        adds 1 to the value
+///     count      adds 1, in 20 transactions        spill      changes the file before the commit
+///     grow       adds a megabyte                   shrink     gives it back
+///     state      rows, pages, bytes, soundness     journal    "there" or "none"
+///
+/// It opens the file as projects are opened, and waits for no lock.
+class LockProbe {
+ public:
+  static constexpr const char* kDone = "done";
+  static constexpr const char* kBusy = "busy";
+  static constexpr int kCounted = 20;
+
+  explicit LockProbe(std::string file) : file_(std::move(file)) {}
+
+  /// What came of it: "done", "busy" where a lock is not to be had, what was asked for, or what
+  /// SQLite said, after "failed: ". Throws std::invalid_argument for an unknown word.
+  std::string run(const std::string& order);
+
+ private:
+  struct Order;
+
+  void open();
+  std::string value();
+  std::string state();
+  std::string count();
+
+  const std::string file_;
+  std::unique_ptr<Database> database_;
+};
+
+}  // namespace korvane::sqlite
