@@ -89,7 +89,7 @@ TEST_F(SharedFolder, WritesByBothInTurn_AreReadByTheOtherAtOnce) {
 class Writers {
  public:
   static constexpr std::size_t kClients = 4;
-  static constexpr int kRounds = 12;
+  static constexpr int kRounds = 8;
 
   /// What was acknowledged.
   std::multiset<std::int64_t> sheets;

@@ -150,6 +150,25 @@ TEST_F(CheckLocks, WithAServerOfTheFolder_HoldAndLeaveNothing) {
   EXPECT_TRUE(std::filesystem::is_empty(server.file("")));
 }
 
+TEST_F(CheckLocks, WithAServer_NeedTheScopeToWrite) {
+  const std::string tokens = output_.file("tokens.json");
+  const auto token_of = [&](const std::string& scope) {
+    const std::string text =
+        run_program(output_, "token add --tokens " + tokens + " " + scope + " --scope " + scope)
+            .out;
+    return text.substr(text.find("krv_"), 47);
+  };
+  const std::string reader = token_of("read");
+  const std::string writer = token_of("write");
+  ServedFolder server("--tokens " + tokens);
+  const std::string command =
+      "check --quiet --format json --locks " + server.file("") + " --with " + server.url();
+  EXPECT_THAT(run_program(output_, command).err, HasSubstr("401"));
+  EXPECT_THAT(run_program(output_, command, "KORVANE_TOKEN=" + reader).out,
+              HasSubstr("lacks the scope write"));
+  EXPECT_EQ(run_program(output_, command + " --token " + writer).exit_code, 0);
+}
+
 TEST_F(CheckLocks, WithAServerOfAnotherFolder_Fail) {
   ServedFolder server;
   const Outcome outcome = check("", "--with " + server.url());
