@@ -10,6 +10,7 @@
 #include "sqlite/database.h"
 #include "sqlite/folder_entry.h"
 #include "sqlite/journal_files.h"
+#include "sqlite/page_copy.h"
 #include "sqlite/schema_check.h"
 
 namespace korvane::sqlite {
@@ -19,12 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 using Access = Database::Access;
 using IfThere = FolderEntry::IfThere;
-
-constexpr int kPagesOfAStep = 512;
-/// Where a header says in two bytes who may write and read, and those of a file without a
-/// write-ahead log.
-constexpr long kVersions = 18;
-constexpr const char* kWithoutLog = "\x01\x01";
 
 std::string in_quotes(const std::string& name) { return "\"" + name + "\""; }
 
@@ -51,91 +46,12 @@ bool is_there(const std::string& filename) {
   return fs::exists(fs::symlink_status(filename, none));
 }
 
-/// One reader's view of a file for as long as it lives: a transaction that has begun.
-std::unique_ptr<Database> begin_reading(const std::string& filename, const CopyOptions& options) {
-  if (!fs::exists(filename)) throw std::runtime_error("no project " + filename);
-  if (!fs::is_regular_file(filename))
-    throw std::runtime_error(in_quotes(filename) + " is not a file");
-  const auto begun = [&](Access access) {
-    auto database = std::make_unique<Database>(filename, access);
-    database->wait_for_locks(options.wait);
-    database->distrust();
-    database->run("begin; select count(*) from sqlite_schema");
-    return database;
-  };
-  const bool is_at_rest = is_log_at_rest(filename);
-  try {
-    return begun(is_at_rest ? Access::write : Access::read);
-  } catch (const DatabaseError& failure) {
-    const int code = failure.code() & 0xFF;
-    if (code != SQLITE_READONLY && code != SQLITE_CANTOPEN) throw;
-  }
-  if (is_at_rest) return begun(Access::settled);  // its folder cannot be written
-  return begun(Access::write);                    // takes in the journal that a reader may not
-}
-
-/// Copies all pages. Both connections are the caller's; the source's transaction has begun, so that
-/// writers cannot make it begin again and again.
-void copy_pages(const Database& source, const Database& destination, const CopyOptions& options) {
-  struct Finished {
-    void operator()(sqlite3_backup* backup) const { sqlite3_backup_finish(backup); }
-  };
-  const std::unique_ptr<sqlite3_backup, Finished> backup(
-      sqlite3_backup_init(destination.handle(), "main", source.handle(), "main"));
-  if (!backup) destination.fail();
-  int code = SQLITE_OK;
-  while ((code = sqlite3_backup_step(backup.get(), kPagesOfAStep)) == SQLITE_OK) {
-    const int total = sqlite3_backup_pagecount(backup.get());
-    options.progress(static_cast<std::size_t>(total - sqlite3_backup_remaining(backup.get())),
-                     static_cast<std::size_t>(total));
-  }
-  if (code == SQLITE_DONE) return;
-  throw DatabaseError(in_quotes(destination.filename()) + ": " + sqlite3_errstr(code), code);
-}
-
-std::vector<Finding> without_notes(const CheckReport& report) {
-  std::vector<Finding> findings;
-  for (Finding& finding : report.findings.listed()) {
-    if (finding.severity() != Severity::note) findings.push_back(std::move(finding));
-  }
-  return findings;
-}
-
-/// Throws for damage, with the first of it.
-void require_undamaged(const CheckReport& report, const std::string& what) {
-  for (const Finding& finding : report.findings.listed()) {
-    if (finding.severity() == Severity::damage) {
-      throw std::runtime_error(what + " has damage: " + finding.text);
-    }
-  }
-}
-
-std::int64_t page_count(const Database& database) {
-  Statement pages(database, "pragma page_count");
-  return pages.next() ? pages.integer(0) : 0;
-}
-
 /// Copies into a new file, which is checked before it has its name. Ends the source's transaction.
 CopyResult copy_to_new(Database& source, const std::string& to, IfThere if_there,
                        const CopyOptions& options) {
   require_no_journal(to);
   FolderEntry entry(to, source.filename());
-  {
-    Database destination(entry.path(), Access::write);
-    destination.run("pragma journal_mode = off; pragma synchronous = off");
-    copy_pages(source, destination, options);
-  }
-  const std::int64_t pages = page_count(source);
-  source.run("rollback");  // writers may go on
-  entry.overwrite(kVersions, kWithoutLog);
-  CheckOptions check;
-  check.are_rows_read = false;
-  CheckReport report = check_file(entry.path(), check);
-  require_undamaged(report, "the copy of " + in_quotes(source.filename()));
-  if (pages != report.pages) {
-    throw std::runtime_error("the copy of " + in_quotes(source.filename()) +
-                             " does not have all of its pages");
-  }
+  CheckReport report = copy_to_entry(source, entry, options);
   entry.put_in_place(if_there);
   return {to, report.pages * report.page_bytes, without_notes(report),
           if_there == IfThere::replace};
@@ -149,7 +65,7 @@ std::optional<CopyResult> copy_into(const Database& source, const std::string& t
   try {
     Database destination(to, Access::write);
     destination.wait_for_locks(options.wait);
-    copy_pages(source, destination, options);
+    PageCopy(source, destination).finish(options);
     // The mode came with the pages, and a project is one file. Others may keep it as it is.
     sqlite3_busy_timeout(destination.handle(), 0);
     const char* const mode = "pragma journal_mode = delete";

@@ -202,8 +202,7 @@ void require_project(const Database& database) {
   check_schema(database, findings);
   for (const Finding& finding : findings.listed()) {
     if (finding.severity() != Severity::damage) continue;
-    throw std::runtime_error("\"" + database.filename() +
-                             "\" is not a korvane project: " + finding.text);
+    throw NotAProject("\"" + database.filename() + "\" is not a korvane project: " + finding.text);
   }
 }
 

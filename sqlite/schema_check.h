@@ -2,6 +2,7 @@
 
 #include <map>
 #include <set>
+#include <stdexcept>
 #include <string>
 
 #include "sqlite/database.h"
@@ -16,8 +17,13 @@ using FoundTables = std::map<std::string, std::set<std::string>>;
 /// DatabaseError.
 FoundTables check_schema(const Database& database, FindingList& findings);
 
-/// Throws std::runtime_error "\"<file>\" is not a korvane project: <what is missing>", for a file
-/// whose tables are not whole.
+/// "\"<file>\" is not a korvane project: <what is missing>".
+class NotAProject : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Throws NotAProject for a file whose tables are not whole.
 void require_project(const Database& database);
 
 /// Makes the ten tables, for comparison, in a database without any.

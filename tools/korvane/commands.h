@@ -43,5 +43,6 @@ Command add_backup(CLI::App& program);
 Command add_restore(CLI::App& program);
 Command add_compact(CLI::App& program);
 Command add_optimize(CLI::App& program);
+Command add_replicate(CLI::App& program);
 
 }  // namespace korvane::tools

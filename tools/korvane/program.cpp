@@ -34,6 +34,7 @@ Program::Program()
            add_restore,
            add_compact,
            add_optimize,
+           add_replicate,
            add_schema,
            add_serve,
            add_token,

@@ -1,0 +1,89 @@
+#include "sqlite/copy_note.h"
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+
+#include <nlohmann/json.hpp>
+
+#include "sqlite/folder_entry.h"
+
+namespace korvane::sqlite {
+
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+
+constexpr int kVersion = 1;
+
+std::string to_hexadecimal(const std::string& bytes) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    text += kDigits[byte >> 4U];
+    text += kDigits[byte & 0xFU];
+  }
+  return text;
+}
+
+std::string from_hexadecimal(const std::string& text) {
+  constexpr std::size_t kDigitsOfByte = 2;
+  constexpr int kBase = 16;
+  std::string bytes;
+  for (std::size_t i = 0; i + 1 < text.size(); i += kDigitsOfByte) {
+    bytes += static_cast<char>(std::stoi(text.substr(i, kDigitsOfByte), nullptr, kBase));
+  }
+  return bytes;
+}
+
+}  // namespace
+
+std::string note_name(const std::string& copy) {
+  const fs::path path(copy);
+  return (path.parent_path() / ("." + path.filename().string() + ".copy")).string();
+}
+
+std::optional<CopyNote> read_note(const std::string& copy) {
+  std::ifstream input(note_name(copy), std::ios::binary);
+  if (!input) return std::nullopt;
+  const std::string text{std::istreambuf_iterator<char>(input), {}};
+  try {
+    const Json json = Json::parse(text);
+    if (json.at("version") != kVersion) return std::nullopt;
+    CopyNote note;
+    note.header = from_hexadecimal(json.at("header").get<std::string>());
+    note.file = json.at("file").get<std::uint64_t>();
+    note.content = json.at("content").get<std::string>();
+    note.next = json.at("next").get<std::string>();
+    note.source = json.at("source").get<std::string>();
+    note.taken = std::chrono::system_clock::time_point(
+        std::chrono::milliseconds(json.at("taken").get<std::int64_t>()));
+    return note;
+  } catch (const std::exception&) {
+    return std::nullopt;
+  }
+}
+
+void write_note(const std::string& copy, const CopyNote& note, const std::string& like) {
+  const auto taken =
+      std::chrono::duration_cast<std::chrono::milliseconds>(note.taken.time_since_epoch());
+  const Json json = {{"version", kVersion},   {"header", to_hexadecimal(note.header)},
+                     {"file", note.file},     {"content", note.content},
+                     {"next", note.next},     {"source", note.source},
+                     {"taken", taken.count()}};
+  FolderEntry entry(note_name(copy), like);
+  entry.overwrite(0, json.dump(-1, ' ', true) + "\n");
+  entry.put_in_place(FolderEntry::IfThere::replace);
+}
+
+void remove_note(const std::string& copy) {
+  std::error_code none;
+  fs::remove(note_name(copy), none);
+}
+
+}  // namespace korvane::sqlite

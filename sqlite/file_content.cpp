@@ -1,0 +1,126 @@
+#include "sqlite/file_content.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <fstream>
+#include <memory>
+#include <openssl/evp.h>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+namespace korvane::sqlite {
+
+namespace {
+
+constexpr std::size_t kHeaderBytes = 100;
+constexpr std::string_view kMagic{"SQLite format 3\0", 16};
+constexpr std::size_t kReadVersion = 19;
+constexpr char kWriteAhead = 2;
+constexpr std::size_t kChangeCounter = 24;
+
+struct Field {
+  std::size_t offset;
+  std::size_t size;
+};
+
+/// What differs between a database and its copy: the counter of changes, the schema's, and the
+/// change and the version of SQLite that the header was last written with.
+constexpr std::array<Field, 3> kCounters = {{{24, 4}, {40, 4}, {92, 8}}};
+
+sqlite3_file& file_of(const Database& database) {
+  sqlite3_file* file = nullptr;
+  const int code =
+      sqlite3_file_control(database.handle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
+  if (code != SQLITE_OK || file == nullptr || file->pMethods == nullptr) {
+    throw DatabaseError("\"" + database.filename() + "\" has no file", SQLITE_CANTOPEN);
+  }
+  return *file;
+}
+
+[[noreturn]] void fail(const Database& database, int code) {
+  throw DatabaseError("\"" + database.filename() + "\": " + sqlite3_errstr(code), code);
+}
+
+std::size_t size_of(const Database& database) {
+  sqlite3_file& file = file_of(database);
+  sqlite3_int64 size = 0;
+  const int code = file.pMethods->xFileSize(&file, &size);
+  if (code != SQLITE_OK) fail(database, code);
+  return static_cast<std::size_t>(size);
+}
+
+void read(const Database& database, char* bytes, std::size_t size, std::size_t offset) {
+  sqlite3_file& file = file_of(database);
+  const int code = file.pMethods->xRead(&file, bytes, static_cast<int>(size),
+                                        static_cast<sqlite3_int64>(offset));
+  if (code != SQLITE_OK) fail(database, code);
+}
+
+void require(bool is_done) {
+  if (!is_done) throw std::runtime_error("SHA-256 is not to be had from OpenSSL");
+}
+
+}  // namespace
+
+std::string header_of(const Database& database) {
+  std::string header(std::min(kHeaderBytes, size_of(database)), '\0');
+  if (!header.empty()) read(database, header.data(), header.size(), 0);
+  return header;
+}
+
+std::string header_of(const std::string& filename) {
+  std::string header(kHeaderBytes, '\0');
+  std::ifstream input(filename, std::ios::binary);
+  input.read(header.data(), static_cast<std::streamsize>(header.size()));
+  header.resize(static_cast<std::size_t>(std::max(std::streamsize{0}, input.gcount())));
+  return header;
+}
+
+bool is_header(const std::string& header) {
+  return header.size() == kHeaderBytes && header.starts_with(kMagic);
+}
+
+bool is_write_ahead_header(const std::string& header) {
+  return header.size() == kHeaderBytes && header[kReadVersion] == kWriteAhead;
+}
+
+std::uint32_t change_counter(const std::string& header) {
+  std::uint32_t counter = 0;
+  if (header.size() < kHeaderBytes) return counter;
+  for (std::size_t i = kChangeCounter; i < kChangeCounter + sizeof counter; ++i) {
+    counter = counter << 8U | static_cast<unsigned char>(header[i]);
+  }
+  return counter;
+}
+
+std::string content_digest(const Database& database) {
+  constexpr std::size_t kPiece = std::size_t{1} << 20U;
+  const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> digest(EVP_MD_CTX_new(),
+                                                                  &EVP_MD_CTX_free);
+  require(digest && EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) == 1);
+  const std::size_t size = size_of(database);
+  std::vector<char> piece(std::min(size, kPiece));
+  for (std::size_t offset = 0; offset < size; offset += kPiece) {
+    const std::size_t count = std::min(kPiece, size - offset);
+    read(database, piece.data(), count, offset);
+    for (const Field& field : kCounters) {
+      if (offset != 0 || field.offset + field.size > count) continue;
+      std::fill_n(piece.begin() + static_cast<std::ptrdiff_t>(field.offset), field.size, '\0');
+    }
+    require(EVP_DigestUpdate(digest.get(), piece.data(), count) == 1);
+  }
+  std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
+  unsigned int count = 0;
+  require(EVP_DigestFinal_ex(digest.get(), bytes.data(), &count) == 1);
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string text;
+  for (unsigned int i = 0; i < count; ++i) {
+    text += kDigits[bytes.at(i) >> 4U];
+    text += kDigits[bytes.at(i) & 0xFU];
+  }
+  return text;
+}
+
+}  // namespace korvane::sqlite
