@@ -277,12 +277,13 @@ fi
 until_true "the sheet is there after the upgrade" has_sheet
 
 step "units"
-quietly inside systemd-analyze verify --man=no korvane.service korvane.socket korvane-backup.service korvane-backup.timer
+quietly inside systemd-analyze verify --man=no korvane.service korvane.socket korvane-backup.service korvane-backup.timer \
+  korvane-replicate.service
 if [ -s "$work/log" ]; then
   cat "$work/log"
   fail "systemd-analyze verify has something to say"
 fi
-for unit in korvane.service korvane-backup.service; do
+for unit in korvane.service korvane-backup.service korvane-replicate.service; do
   inside systemd-analyze security --no-pager --offline=yes --threshold=20 "/lib/systemd/system/$unit" | tail -n 1
 done
 

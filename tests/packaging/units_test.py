@@ -20,7 +20,8 @@ class Units(unittest.TestCase):
                               capture_output=True, check=False)
 
     def test_there_are_units(self):
-        self.assertEqual([unit.name for unit in UNITS], ["korvane-backup.service", "korvane.service"])
+        self.assertEqual([unit.name for unit in UNITS], 
+                         ["korvane-backup.service", "korvane-replicate.service", "korvane.service"])
 
     def test_services_are_exposed_to_little(self):
         for unit in UNITS:

@@ -62,13 +62,6 @@ class Copies : public SoundProject {
     }
     return "";
   }
-  void damage_a_page(const std::string& damaged) const {
-    const std::int64_t page =
-        std::stoll(*value("select rootpage from sqlite_schema where name = 'rebar'"));
-    std::string bytes = test::text_of(damaged);
-    bytes.replace(static_cast<std::size_t>((page - 1) * 4096), 60, 60, '\x55');
-    std::ofstream(damaged) << bytes;
-  }
 };
 
 using Backup = Copies;

@@ -1,10 +1,14 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <fstream>
 #include <string>
 #include <vector>
 
 #include "sqlite/check.h"
 #include "tests/support/store_test.h"
+#include "tests/support/text_of.h"
 
 namespace korvane::sqlite {
 
@@ -43,6 +47,15 @@ class SoundProject : public test::StoreTest {
     part.sheet_id = 1;
     add({part});
     close();
+  }
+
+  /// Of a copy of it, the page that the bars begin with.
+  void damage_a_page(const std::string& damaged) const {
+    const std::int64_t page =
+        std::stoll(*value("select rootpage from sqlite_schema where name = 'rebar'"));
+    std::string bytes = test::text_of(damaged);
+    bytes.replace(static_cast<std::size_t>((page - 1) * 4096), 60, 60, '\x55');
+    std::ofstream(damaged) << bytes;
   }
 
   std::vector<std::string> checked() const { return check_lines(file()); }

@@ -161,6 +161,7 @@ TEST_F(StandingCopies, KeepTheOldStateWhereTheProjectIsDamaged) {
 }
 
 TEST_F(StandingCopies, OfAnotherDatabaseAreNotMade) {
+  std::ofstream(folder() + "/other.db").close();
   PlainConnection(folder() + "/other.db", PlainConnection::Mode::kWrite).run("create table t (a)");
   EXPECT_THROW(update_copy(folder() + "/other.db", copy()), NotAProject);
   EXPECT_THAT(beside_copy(), IsEmpty());

@@ -62,6 +62,8 @@ void write_metrics(const std::string& file, const std::string& text) {
   output << text;
   output.close();
   std::error_code failure;
+  // Whoever collects it is another user.
+  std::filesystem::permissions(part, std::filesystem::perms(0644), failure);
   if (output) std::filesystem::rename(part, file, failure);
   if (!output || failure) throw std::runtime_error("cannot write \"" + file + "\"");
 }

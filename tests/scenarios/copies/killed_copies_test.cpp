@@ -1,4 +1,4 @@
-// A process that backs up, restores, compacts or optimizes is killed before each of the calls by which it
+// A process that backs up, restores, compacts, optimizes or keeps a standing copy is killed before each of the calls by which it
 // changes a disk, one call a run. What is under the name afterwards is the old file or the new one.
 
 #include <csignal>
@@ -20,6 +20,7 @@
 #include "sqlite/backup.h"
 #include "sqlite/compact.h"
 #include "sqlite/optimize.h"
+#include "sqlite/standing_copy.h"
 #include "tests/sqlite/damaged_project.h"
 #include "tests/support/text_of.h"
 
@@ -103,8 +104,12 @@ class KilledCopies : public SoundProject {
     return content;
   }
 
+  /// Puts what is there before; else it is copied. May be null.
+  std::function<void()> before_each_kill;
   /// What else must hold of the target. May be null.
   std::function<void()> after_each_kill;
+  /// With the target.
+  int files_at_the_end = 1;
 
   /// Kills `work`, which turns `before` under the target's name into a file with the content of
   /// `after`, before each of its calls.
@@ -119,7 +124,11 @@ class KilledCopies : public SoundProject {
       SCOPED_TRACE("killed before call " + std::to_string(number));
       fs::remove_all(folder() + "/run");
       fs::create_directory(folder() + "/run");
-      if (!before.empty()) fs::copy(before, target());
+      if (before_each_kill) {
+        before_each_kill();
+      } else if (!before.empty()) {
+        fs::copy(before, target());
+      }
       is_killed = kill_before(number, work);
       if (!fs::exists(target())) {
         EXPECT_TRUE(before.empty());
@@ -137,7 +146,8 @@ class KilledCopies : public SoundProject {
       if (!is_killed) {
         EXPECT_EQ(found, new_content);
         EXPECT_EQ(
-            std::distance(fs::directory_iterator(folder() + "/run"), fs::directory_iterator()), 1);
+            std::distance(fs::directory_iterator(folder() + "/run"), fs::directory_iterator()),
+            files_at_the_end);
       }
     }
     std::cout << old_ones << " kills left the old file, " << new_ones << " the new one\n";
@@ -168,6 +178,27 @@ TEST_F(KilledCopies, RestoreLeavesTheOldProjectOrTheRestoredOne) {
 
 TEST_F(KilledCopies, RestoreOfAMissingProjectLeavesNothingOrAllOfIt) {
   kill_at_each_call("", old_file(), [&] { restore(old_file(), target()); });
+}
+
+TEST_F(KilledCopies, StandingCopiesAreOldOrNewAndFollowAgain) {
+  files_at_the_end = 2;  // its note
+  before_each_kill = [&] { update_copy(old_file(), target()); };
+  after_each_kill = [&] {
+    update_copy(file(), target());
+    EXPECT_EQ(content(target()), content(file()));
+    EXPECT_EQ(std::distance(fs::directory_iterator(folder() + "/run"), fs::directory_iterator()),
+              2);
+  };
+  kill_at_each_call(old_file(), file(), [&] { update_copy(file(), target()); });
+}
+
+TEST_F(KilledCopies, StandingCopiesAreNotThereOrWholeAndFollowThen) {
+  files_at_the_end = 2;
+  after_each_kill = [&] {
+    update_copy(old_file(), target());
+    EXPECT_EQ(content(target()), content(old_file()));
+  };
+  kill_at_each_call("", file(), [&] { update_copy(file(), target()); });
 }
 
 TEST_F(KilledCopies, CompactLeavesEveryRow) {

@@ -18,7 +18,9 @@
 #include <gtest/gtest.h>
 
 #include "clients/cpp/remote_project.h"
+#include "schedule/query.h"
 #include "sqlite/backup.h"
+#include "sqlite/standing_copy.h"
 #include "tests/scenarios/soak/served_program.h"
 #include "tests/sqlite/damaged_project.h"
 #include "tests/support/plain_sqlite.h"
@@ -150,6 +152,36 @@ TEST(ServedCopies, AreCheckedBesideTheServerToo) {
   test::ServedProgram server(folder.path().string());
   const Writers writers(server);
   for (int i = 0; i < 5; ++i) EXPECT_THAT(check_lines(folder.file("p.db")), IsEmpty());
+}
+
+TEST(ServedCopies, ThatStandAreReadThroughAServerOfTheirOwn) {
+  const test::TemporaryFolder folder;
+  const test::TemporaryFolder copies;
+  test::ServedProgram server(folder.path().string());
+  test::ServedProgram standby(copies.path().string());
+  Writers writers(server);
+  double longest_copy = 0;
+  double longest_read = 0;
+  int last = 0;
+  for (int i = 0; i < 2 * backups() && !testing::Test::HasFailure(); ++i) {
+    const int before = writers.stored[0];
+    auto start = Clock::now();
+    update_copy(folder.file("p.db"), copies.file("p.db"));
+    longest_copy = std::max(longest_copy, milliseconds_since(start));
+    start = Clock::now();
+    RemoteProject project(standby.url(), "", "p.db", RemoteProject::IfMissing::fail);
+    const char* const count = "select count(*) from rebar where member = '0'";
+    const std::int64_t served =
+        schedule::integer_in(schedule::query(project, count).rows.at(0).at(0));
+    longest_read = std::max(longest_read, milliseconds_since(start));
+    const int found = std::stoi(*plain_rows(copies.file("p.db"), count)[0][0]);
+    EXPECT_GE(found, before * static_cast<int>(kBatch));
+    EXPECT_GE(found, last);
+    EXPECT_EQ(served, found);
+    last = found;
+  }
+  std::cout << "longest copy " << longest_copy << " ms, longest call beside it "
+            << writers.longest_call << " ms, longest read of the copy " << longest_read << " ms\n";
 }
 
 TEST(ServedCopies, AreSeenByTheServerAsSoonAsTheyAreRestored) {
