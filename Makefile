@@ -2,7 +2,7 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
-  bench-counts bench-commands bench-page package try-packages try-consumer generators fuzz fuzz-corpora mutants docs \
+  cluster bench-counts bench-commands bench-page package try-packages try-consumer generators fuzz fuzz-corpora mutants docs \
   pictures format check-format lint lint-changed release clean
 
 PROJECT := build/release/guideline.db
@@ -18,6 +18,8 @@ FUZZ_SECONDS := 60
 CRASHES := 1000
 TORTURE_ROUNDS := 100
 SOAK_SECONDS := 3600
+CLUSTER_SECONDS := 300
+CLUSTER = tests/cluster/alone.sh env PATH="$$PATH:$(CURDIR)/build/tools/usr/sbin" node
 MUTANTS := 100
 SEED := 1
 LINT_SOURCES := 20
@@ -117,6 +119,11 @@ mutants: packages-test ## slips in the sources that the tests are to notice (MUT
 
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
+
+cluster: build-release packages-cluster ## three servers of one folder, killed, stopped, cut off and frozen while they are used; as root (CLUSTER_SECONDS)
+	@node --test tests/cluster/history.test.mjs >/dev/null
+	@$(CLUSTER) tests/cluster/cluster.mjs --program build/release/bin/korvane --seconds $(CLUSTER_SECONDS)
+	@$(CLUSTER) tests/cluster/scale.mjs --program build/release/bin/korvane
 
 generators: build-release packages-generators ## clients that openapi-generator makes for Python and C#: compiled, and tried
 	@KORVANE_PROGRAM=build/release/bin/korvane node --test tests/generators/

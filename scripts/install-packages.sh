@@ -5,6 +5,7 @@
 #   install-packages.sh run      the program
 #   install-packages.sh page     the same, and the page
 #   install-packages.sh test     the same, and the tests; likewise lint and fuzz
+#   install-packages.sh cluster  what make cluster needs
 #   install-packages.sh format   the formatter, and nothing else
 #   install-packages.sh          all of these
 #   install-packages.sh packaging  what only the Debian packages are made and tried with:
@@ -129,12 +130,13 @@ case "${1:-all}" in
   test) sections=(run page scripts test) ;;
   lint) sections=(run page scripts test lint) ;;
   fuzz) sections=(run page scripts test fuzz) ;;
+  cluster) sections=(run page scripts test cluster) ;;
   format) sections=(scripts format) ;;
-  all) sections=(run page scripts test format lint fuzz) ;;
+  all) sections=(run page scripts test cluster format lint fuzz) ;;
   bench) install_bench; exit ;;
   packaging) install_list packaging/packages.txt; exit ;;
   generators) install_list tests/generators/packages.txt; install_npm tests/generators; exit ;;
-  *) echo "install-packages.sh: \"$1\" is not a purpose: run, page, test, lint, fuzz, format," \
+  *) echo "install-packages.sh: \"$1\" is not a purpose: run, page, test, lint, fuzz, cluster, format," \
     "packaging, generators or bench" >&2
     exit 2 ;;
 esac

@@ -1,118 +1,12 @@
-// The server behind nginx and Caddy, with the configurations of deploy/ as they are but for addresses,
-// ports and the paths of certificates.
+// The server behind nginx, Caddy and HAProxy, with the configurations of deploy/.
 
 import assert from 'node:assert/strict';
-import {spawn} from 'node:child_process';
-import {accessSync, constants, mkdirSync, readFileSync, writeFileSync} from 'node:fs';
+import {mkdirSync, writeFileSync} from 'node:fs';
 import {createServer} from 'node:http';
-import {Agent, request} from 'node:https';
-import {createServer as createSocket} from 'node:net';
-import {delimiter, join} from 'node:path';
+import {join} from 'node:path';
 import {test} from 'node:test';
-import {fileURLToPath} from 'node:url';
-import {makeCertificate, Server, temporaryFolder, until} from './server.mjs';
-
-const root = fileURLToPath(new URL('../../', import.meta.url));
-const deployed = (name) => readFileSync(join(root, 'deploy', name), 'utf8');
-
-/** The path of a program, also of one that scripts/install-packages.sh has unpacked. */
-function find(command) {
-  const tools = join(root, 'build/tools/usr');
-  const folders = [...process.env.PATH.split(delimiter), '/usr/sbin', join(tools, 'sbin'), join(tools, 'bin')];
-  return folders.map((folder) => join(folder, command)).find((file) => {
-    try {
-      accessSync(file, constants.X_OK);
-      return true;
-    } catch {
-      return false;
-    }
-  });
-}
-
-async function freePort() {
-  const socket = createSocket().listen(0, '127.0.0.1');
-  await new Promise((resolve) => socket.once('listening', resolve));
-  const {port} = socket.address();
-  await new Promise((resolve) => socket.close(resolve));
-  return port;
-}
-
-/** The text with each of the words exchanged; each must be there. */
-function exchanged(text, words) {
-  return Object.entries(words).reduce((made, [word, other]) => {
-    assert.ok(made.includes(word), word);
-    return made.replaceAll(word, other);
-  }, text);
-}
-
-/** Writes the configuration of a proxy at `port` for a server at `upstream`. Gives the arguments of its
- * start. */
-const proxies = {
-  nginx(folder, {port, upstream, certificate, key}) {
-    const site = exchanged(deployed('nginx.conf'), {
-      '127.0.0.1:8420': upstream,
-      'listen 443 ssl': `listen 127.0.0.1:${port} ssl`,
-      'ssl_certificate /etc/ssl/certs/cad.example.pem': `ssl_certificate ${certificate}`,
-      'ssl_certificate_key /etc/ssl/private/cad.example.pem': `ssl_certificate_key ${key}`,
-    });
-    const bodies = ['client_body', 'proxy', 'fastcgi', 'uwsgi', 'scgi']
-      .map((name) => `${name}_temp_path ${folder}/${name};`).join('\n');
-    writeFileSync(join(folder, 'nginx.conf'), `daemon off; master_process off; pid ${folder}/pid;
-      error_log stderr; events {} http { access_log off; ${bodies}\n${site} }`);
-    return ['-p', folder, '-e', 'stderr', '-c', join(folder, 'nginx.conf')];
-  },
-  caddy(folder, {port, upstream, certificate, key}) {
-    const site = exchanged(deployed('Caddyfile'), {
-      '127.0.0.1:8420': upstream,
-      'cad.example {': `https://cad.example:${port} {\n\tbind 127.0.0.1`,
-      '/etc/ssl/certs/cad.example.pem /etc/ssl/private/cad.example.pem': `${certificate} ${key}`,
-    });
-    const options = '{\n\tadmin off\n\tauto_https disable_redirects\n}\n';
-    writeFileSync(join(folder, 'Caddyfile'), options + site);
-    return ['run', '--config', join(folder, 'Caddyfile'), '--adapter', 'caddyfile'];
-  },
-};
-
-/** A request to https://cad.example:<port>; gives status, fields and body, or with `each` every piece of
- * the body as it comes. */
-function ask(port, path, {method = 'GET', headers = {}, body, each} = {}) {
-  const agent = new Agent({rejectUnauthorized: false});
-  return new Promise((resolve, reject) => {
-    const asked = request({host: '127.0.0.1', port, path, method, agent, servername: 'cad.example',
-      headers: {Host: 'cad.example', ...headers}}, (reply) => {
-      const pieces = [];
-      reply.on('data', (piece) => {
-        pieces.push(piece);
-        each?.(piece.toString());
-      });
-      reply.on('error', reject);
-      reply.on('end', () => resolve({status: reply.statusCode, fields: reply.headers, body: Buffer.concat(pieces)}));
-    });
-    asked.on('error', reject);
-    asked.end(body);
-  });
-}
-
-/** Starts the proxy before `upstream`, an address and port, and waits until it takes connections. */
-async function start(t, name, command, upstream) {
-  const folder = temporaryFolder(t);
-  const {certificate, key} = await makeCertificate(folder, 'proxy');
-  const port = await freePort();
-  const args = proxies[name](folder, {port, upstream, certificate, key});
-  const child = spawn(command, args, {env: {...process.env, HOME: folder, XDG_CONFIG_HOME: folder, XDG_DATA_HOME: folder}});
-  let told = '';
-  child.stderr.on('data', (text) => { told += text; });
-  const ended = new Promise((resolve) => { child.on('close', resolve); });
-  t.after(async () => {
-    child.kill('SIGTERM');
-    await ended;
-  });
-  await until(() => {
-    if (child.exitCode !== null) throw new Error(told);
-    return ask(port, '/healthz/live').catch(() => false);
-  }, `${name} takes connections`);
-  return port;
-}
+import {ask, proxies, start, whyNot} from './proxy.mjs';
+import {Server, temporaryFolder} from './server.mjs';
 
 /** A server that sends an event, and the next when it is told to. */
 async function startEvents(t) {
@@ -128,17 +22,15 @@ async function startEvents(t) {
   return {upstream: `127.0.0.1:${server.address().port}`, sendNext: () => next()};
 }
 
-for (const name of Object.keys(proxies)) {
-  const command = find(name);
-  const skip = command ? false : `${name} is not on this machine: scripts/install-packages.sh test`;
-  test(`behind ${name}`, {skip}, async (t) => {
+for (const [name, proxy] of Object.entries(proxies)) {
+  test(`behind ${name}`, {skip: whyNot(proxy)}, async (t) => {
     const folder = temporaryFolder(t);
     const page = join(folder, 'page');
     mkdirSync(page);
     writeFileSync(join(page, 'index.html'), '<!doctype html><title>the page</title>');
     mkdirSync(join(folder, 'projects/halls'), {recursive: true});
     const server = await Server.start(t, join(folder, 'projects'), '--host-name', 'cad.example', '--page', page);
-    const port = await start(t, name, command, server.url.replace('http://', ''));
+    const port = await start(t, name, server.url.replace('http://', ''));
     const json = {'Content-Type': 'application/json'};
     const post = (operation, body) => ask(port, `/v1/projects/a.db/${operation}`,
       {method: 'POST', headers: json, body: JSON.stringify(body)});
@@ -189,7 +81,7 @@ for (const name of Object.keys(proxies)) {
 
     await t.test('events come when they are sent', async (t) => {
       const {upstream, sendNext} = await startEvents(t);
-      const events = await start(t, name, command, upstream);
+      const events = await start(t, name, upstream);
       const seen = [];
       const reply = await ask(events, '/events', {
         each: (text) => {
