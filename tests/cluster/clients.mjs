@@ -78,11 +78,18 @@ export class Clients {
     this.longest = 0;
     this.isStopping = false;
     this.numbers = 0;
+    this.most = Infinity;
   }
 
   /** Lets all clients work until `stop`. */
   start() {
     this.working = Promise.all(Array.from({length: this.count}, (_, i) => this.#work(i)));
+  }
+
+  /** Lets one client make so many calls. */
+  async callTimes(calls) {
+    this.most = calls;
+    await this.#work(0);
   }
 
   async stop() {
@@ -127,7 +134,7 @@ export class Clients {
     const random = randomFrom(this.seed * 1000 + number);
     const kinds = Object.entries(this.kinds);
     const all = kinds.reduce((sum, [, {share}]) => sum + share, 0);
-    while (!this.isStopping) {
+    while (!this.isStopping && this.numbers < this.most) {
       // A tenth of the projects has half of the calls, so that clients meet.
       const most = random() < 0.5 ? Math.ceil(this.projects.length / 10) : this.projects.length;
       const file = this.projects[Math.floor(random() * most)];

@@ -19,14 +19,14 @@ export const kClients = '10.77.0.1';
 export const kBalancer = {name: 'front', address: '10.77.0.2'};
 const kBridge = 'cluster';
 
-export function makeNetwork() {
+export function makeNetwork(own = kClients) {
   const links = JSON.parse(ip('-json', 'link'));
   if (links.some(({ifname}) => ifname !== 'lo')) {
     throw new Error('this is not a network namespace of its own: start it by tests/cluster/alone.sh');
   }
   ip('link', 'set', 'lo', 'up');
   ip('link', 'add', kBridge, 'type', 'bridge');
-  ip('address', 'add', `${kClients}/24`, 'dev', kBridge);
+  ip('address', 'add', `${own}/24`, 'dev', kBridge);
   ip('link', 'set', kBridge, 'up');
 }
 
@@ -75,13 +75,15 @@ export class Server {
     this.child = spawn('ip', ['netns', 'exec', this.name, ...this.tool, this.program, 'serve', '--root', this.folder,
       '--listen', `${this.address}:8420`, ...this.options], {stdio: ['ignore', 'pipe', 'pipe']});
     const {child} = this;
+    let told = '';
     createInterface({input: child.stderr}).on('line', (line) => {
+      told = line;
       if (/"status":5\d\d/.test(line)) this.failures.push(line);
     });
     this.ended = once(child, 'exit').then(([code, signal]) => signal ?? code);
     const line = once(createInterface({input: child.stdout}), 'line');
     const first = await Promise.race([line, this.ended]);
-    if (!Array.isArray(first)) throw new Error(`${this.name} has not started: ${first}`);
+    if (!Array.isArray(first)) throw new Error(`${this.name} has not started: ${told}`);
   }
 
   signal(name) {
