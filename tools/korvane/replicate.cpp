@@ -98,7 +98,7 @@ class Service {
         tell_failure([&] { write_metrics(*options_.metrics, replication_.metrics()); });
       }
     } while (!signals_.wait(std::chrono::duration_cast<std::chrono::nanoseconds>(every)));
-    manager_.stopping();
+    manager_.stopping(std::chrono::seconds(1));
     host::log_event("stopping");
   }
 
