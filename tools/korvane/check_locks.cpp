@@ -136,9 +136,10 @@ std::string require_shared_folder(const std::string& folder) {
   if (!broken.empty()) throw std::runtime_error(begin + broken);
   std::string told = "--shared: between two processes of this machine these hold on " + seen.mount;
   told += ": " + held;
-  if (!seen.is_of_several_machines) {
-    told += ". It is not known as a file system of several machines: share it on this one alone";
-  }
+  told +=
+      seen.is_of_several_machines
+          ? ". Between machines korvane check --locks --with tells, and nothing else"
+          : ". It is not known as a file system of several machines: share it on this one alone";
   return told;
 }
 

@@ -336,6 +336,16 @@ TEST_F(Root, SeesWhatIsThereWhenItIsAsked) {
   EXPECT_THROW(root().confine("later.db"), ConfinementError);
 }
 
+TEST_F(Root, ListsNoFileOnWhichLocksAreTried) {
+  for (const char* const name :
+       {"listed.db", ".korvane-locks-0123456789abcdef", ".korvane-locks-"}) {
+    std::ofstream(inside() / name) << std::string("SQLite format 3\0", 16);
+  }
+  std::vector<std::string> names;
+  for (const ProjectFile& file : root().list()) names.push_back(file.name);
+  EXPECT_EQ(names, (std::vector<std::string>{".korvane-locks-", "listed.db"}));
+}
+
 TEST_F(Root, RemovesAnEmptyFileThatNobodyHasOpen) {
   std::ofstream(inside() / "empty.db");
   std::ofstream(inside() / "full.db") << "x";
