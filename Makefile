@@ -2,7 +2,7 @@
 # nothing but this repository and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
-  cluster bench-counts bench-commands bench-page package try-packages try-consumer generators fuzz fuzz-corpora mutants docs \
+  cluster cluster-guide bench-counts bench-commands bench-page package try-packages try-consumer generators fuzz fuzz-corpora mutants docs \
   pictures format check-format lint lint-changed release clean
 
 PROJECT := build/release/guideline.db
@@ -124,6 +124,10 @@ cluster: build-release packages-cluster ## three servers of one folder, killed, 
 	@node --test tests/cluster/history.test.mjs >/dev/null
 	@$(CLUSTER) tests/cluster/cluster.mjs --program build/release/bin/korvane --seconds $(CLUSTER_SECONDS)
 	@$(CLUSTER) tests/cluster/scale.mjs --program build/release/bin/korvane
+
+cluster-guide: package packages-cluster ## docs/cluster.md on three machines, from packages to a kill that nobody notices; as root
+	@mkdir -p build/archives && cd build/archives && { ls haproxy_*.deb >/dev/null 2>&1 || apt-get download -qq haproxy; }
+	@$(CLUSTER) tests/cluster/guide.mjs --packages $(PACKAGES) --archives build/archives
 
 generators: build-release packages-generators ## clients that openapi-generator makes for Python and C#: compiled, and tried
 	@KORVANE_PROGRAM=build/release/bin/korvane node --test tests/generators/

@@ -46,7 +46,7 @@ const mayPass = ({status, headers}) => status === null || status === 429 || stat
 
 /** What failed, for the list of failures. */
 function nameOf({status, what, server, body}) {
-  if (status === null) return what;
+  if (status === null) return {ECONNRESET: 'closed without an answer'}[what] ?? what;
   const detail = server ? JSON.parse(body || '{}').detail ?? '' : 'no server answers, or it was given up';
   return `${status} by ${server ?? 'the balancer'}: ${detail}`.replace(/\d{2,}|"[^"]*"/g, '…');
 }

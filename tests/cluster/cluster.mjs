@@ -93,7 +93,7 @@ function printTable(rows) {
     const seconds = longest ? `${(longest / 1000).toFixed(1)} s` : '';
     console.log(`${title}  ${String(count).padStart(7)}  ${whole(requests).padStart(8)}  ${
       whole(repeatable).padStart(6)}  ${whole(others).padStart(6)}  ${seconds.padStart(7)}`);
-    for (const [text, times] of what) console.log(`    ${times} times ${text}`);
+    for (const [text, times] of what) console.log(`    ${whole(times)} times: ${text}`);
   }
 }
 

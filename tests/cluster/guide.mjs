@@ -24,7 +24,7 @@ const sh = (...command) => execFileSync(command[0], command.slice(1), {encoding:
 
 /** For a machine without systemd: does what the units say, as far as the page needs it. */
 const stands = {
-  sudo: `if [ "$1" = -u ]; then user=$2; shift 2; exec runuser -u "$user" -- "$@"; fi
+  sudo: `if [ "$1" = -u ]; then user=$2; shift 2; exec setpriv --reuid "$user" --regid "$user" --init-groups "$@"; fi
 exec "$@"`,
   systemctl: `name=\${!#} pid=/run/systemctl-$name.pid
 value() { sed -n "s/^$1=//p" /lib/systemd/system/$name.service | tail -n 1; }
@@ -33,9 +33,10 @@ start() {
   case $name in
     korvane)
       install -d -o korvane -g korvane -m 0750 /var/lib/korvane/projects
-      setsid runuser -u "$(value User)" -- $(value ExecStart) >>/var/log/$name.log 2>&1 </dev/null &
+      setsid setpriv --reuid "$(value User)" --regid "$(value Group)" --init-groups $(value ExecStart) >>/var/log/$name.log 2>&1 </dev/null &
+      echo $! >$pid
       for i in $(seq 200); do
-        pgrep -u korvane -x korvane >$pid && grep -q . $pid && curl -s -f -H 'Host: cad.example' http://127.0.0.1:8420/healthz/ready >/dev/null && return
+        curl -s -f -H 'Host: cad.example' http://127.0.0.1:8420/healthz/ready >/dev/null && return
         sleep 0.1
       done
       cat /var/log/$name.log >&2; exit 1 ;;
