@@ -232,7 +232,7 @@ class LockCheck {
     for (const std::string& outcome : {own, others}) {
       if (outcome != LockProbe::kDone) throw Broken("the additions did not all go: " + outcome);
     }
-    const std::string sum = std::to_string(before + 2 * LockProbe::kCounted);
+    const std::string sum = std::to_string(before + 2 * std::int64_t{LockProbe::kCounted});
     both_ways([&](LockPeer& one, LockPeer&) { require(one, "value", sum, "additions were lost"); });
     require(own_, "state", other_.ask("state"), "the processes see different files");
   }

@@ -3,9 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <exception>
 #include <filesystem>
-#include <functional>
-#include <iterator>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -32,70 +31,44 @@ bool is_busy(const DatabaseError& failure) { return (failure.code() & 0xFF) == S
 
 struct LockProbe::Order {
   std::string_view name;
-  std::function<std::string(LockProbe&)> run;
+  /// All that it does; null where `run` does it.
+  const char* sql = nullptr;
+  std::string (LockProbe::*run)() = nullptr;
+  bool needs_file = true;
 };
 
-std::string LockProbe::run(const std::string& order) {
-  const auto sql = [](const char* text) {
-    return [text](LockProbe& probe) {
-      probe.database_->run(text);
-      return std::string(kDone);
-    };
+const LockProbe::Order* LockProbe::find(std::string_view name) {
+  static constexpr std::array kOrders = {
+      Order{"make", nullptr, &LockProbe::make, false},
+      Order{"open", nullptr, &LockProbe::open, false},
+      Order{"close", nullptr, &LockProbe::close, false},
+      Order{"journal", nullptr, &LockProbe::journal, false},
+      Order{"begin", "begin immediate"},
+      Order{"exclusive", "begin exclusive"},
+      Order{"read", nullptr, &LockProbe::read},
+      Order{"commit", "commit"},
+      Order{"rollback", "rollback"},
+      Order{"value", nullptr, &LockProbe::value},
+      Order{"add", kAdd},
+      Order{"count", nullptr, &LockProbe::count},
+      Order{"spill", nullptr, &LockProbe::spill},
+      Order{"grow", kGrow},
+      Order{"shrink", "delete from probe where id > 1; vacuum"},
+      Order{"state", nullptr, &LockProbe::state},
   };
-  static const std::array orders = {
-      Order{"make",
-            [](LockProbe& probe) {
-              Database(probe.file_, Database::Access::make).run(kMake);
-              return std::string(kDone);
-            }},
-      Order{"open",
-            [](LockProbe& probe) {
-              probe.open();
-              return std::string(kDone);
-            }},
-      Order{"close",
-            [](LockProbe& probe) {
-              probe.database_.reset();
-              return std::string(kDone);
-            }},
-      Order{"begin", sql("begin immediate")},
-      Order{"exclusive", sql("begin exclusive")},
-      Order{"read",
-            [](LockProbe& probe) {
-              probe.database_->run("begin");
-              try {
-                return probe.value();
-              } catch (const DatabaseError&) {
-                probe.database_->run("rollback");
-                throw;
-              }
-            }},
-      Order{"commit", sql("commit")},
-      Order{"rollback", sql("rollback")},
-      Order{"value", [](LockProbe& probe) { return probe.value(); }},
-      Order{"add", sql(kAdd)},
-      Order{"count", [](LockProbe& probe) { return probe.count(); }},
-      Order{"spill",
-            [](LockProbe& probe) {
-              probe.database_->run("pragma cache_size = 5; begin immediate");
-              probe.database_->run(kAdd);
-              probe.database_->run(kGrow);
-              return std::string(kDone);
-            }},
-      Order{"grow", sql(kGrow)},
-      Order{"shrink", sql("delete from probe where id > 1; vacuum")},
-      Order{"state", [](LockProbe& probe) { return probe.state(); }},
-      Order{"journal",
-            [](LockProbe& probe) {
-              return std::string(fs::exists(probe.file_ + "-journal") ? "there" : "none");
-            }},
-  };
-  const auto* const found = std::find_if(orders.begin(), orders.end(),
-                                         [&](const Order& known) { return known.name == order; });
-  if (found == orders.end()) throw std::invalid_argument("nothing is done at \"" + order + "\"");
+  const auto* const found = std::find_if(kOrders.begin(), kOrders.end(),
+                                         [&](const Order& known) { return known.name == name; });
+  return found == kOrders.end() ? nullptr : found;
+}
+
+std::string LockProbe::run(const std::string& name) {
+  const Order* const order = find(name);
+  if (order == nullptr) throw std::invalid_argument("nothing is done at \"" + name + "\"");
   try {
-    if (!database_ && order != "make" && order != "close" && order != "journal") open();
-    return found->run(*this);
+    if (!database_ && order->needs_file) open();
+    if (order->sql == nullptr) return (this->*order->run)();
+    database_->run(order->sql);
+    return kDone;
   } catch (const DatabaseError& failure) {
     if (is_busy(failure)) return kBusy;
     return std::string("failed: ") + failure.what();
@@ -104,10 +77,41 @@ std::string LockProbe::run(const std::string& order) {
   }
 }
 
-void LockProbe::open() {
+std::string LockProbe::make() {
+  Database(file_, Database::Access::make).run(kMake);
+  return kDone;
+}
+
+std::string LockProbe::close() {
+  database_.reset();
+  return kDone;
+}
+
+std::string LockProbe::journal() { return fs::exists(file_ + "-journal") ? "there" : "none"; }
+
+std::string LockProbe::read() {
+  database_->run("begin");
+  try {
+    return value();
+  } catch (const DatabaseError&) {
+    database_->run("rollback");
+    throw;
+  }
+}
+
+/// With few pages in memory, SQLite writes the others to the file before the commit.
+std::string LockProbe::spill() {
+  database_->run("pragma cache_size = 5; begin immediate");
+  database_->run(kAdd);
+  database_->run(kGrow);
+  return kDone;
+}
+
+std::string LockProbe::open() {
   database_.reset();
   database_ = std::make_unique<Database>(file_, Database::Access::write);
   sqlite3_busy_timeout(database_->handle(), 0);
+  return kDone;
 }
 
 std::string LockProbe::value() {

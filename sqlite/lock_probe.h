@@ -2,6 +2,8 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
+#include <utility>
 
 #include "sqlite/database.h"
 
@@ -29,12 +31,19 @@ class LockProbe {
 
   /// What came of it: "done", "busy" where a lock is not to be had, what was asked for, or what
   /// SQLite said, after "failed: ". Throws std::invalid_argument for an unknown word.
-  std::string run(const std::string& order);
+  std::string run(const std::string& name);
 
  private:
   struct Order;
 
-  void open();
+  static const Order* find(std::string_view name);
+
+  std::string make();
+  std::string open();
+  std::string close();
+  std::string journal();
+  std::string read();
+  std::string spill();
   std::string value();
   std::string state();
   std::string count();
