@@ -130,11 +130,14 @@ void Replication::look_at(const std::string& name) {
     project.failures = 0;
     return;
   }
+  // Whoever writes to a copy hears of it at once; to copy again can wait.
+  const bool is_copy_other = project.state == Project::State::current &&
+                             sqlite::header_of(copy_of(name)) != project.header;
   if (project.state == Project::State::current ||
       project.state == Project::State::without_project) {
     project.state = Project::State::behind;
   }
-  if (Steady::now() >= project.due) copy(name, project);
+  if (is_copy_other || Steady::now() >= project.due) copy(name, project);
 }
 
 void Replication::copy(const std::string& name, Project& project) {
