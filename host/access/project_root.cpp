@@ -35,6 +35,11 @@ constexpr std::size_t kLongestQuote = 120;
 
 bool is_control(wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
 
+/// Whether a file by that name is a copy that is not whole yet.
+bool is_unfinished(std::string_view name) {
+  return name.starts_with('.') && name.ends_with(".part");
+}
+
 /// Whether there are only printable characters of ASCII.
 bool is_plain(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
@@ -205,7 +210,8 @@ std::vector<ProjectFile> ProjectRoot::list() const {
        entry.increment(failure), ++entries) {
     std::error_code ignored;
     if (!entry->is_regular_file(ignored)) continue;
-    if (krv::app::is_lock_probe(entry->path().filename().string())) continue;
+    const std::string filename = entry->path().filename().string();
+    if (krv::app::is_lock_probe(filename) || is_unfinished(filename)) continue;
     if (!begins_as_database(entry->path())) continue;
     const std::string name = entry->path().lexically_relative(root_).string();
     // A name that clients cannot ask for is not listed.

@@ -155,6 +155,8 @@ TEST_F(ProjectList, HasEveryProjectFileInTheFolderAndBelow) {
   std::ofstream(server_folder() / "notes.txt") << "not a project";
   std::ofstream(server_folder() / "empty.db");
   std::filesystem::copy_file(server_folder() / "a.db", server_folder() / "closed.db");
+  // A copy that is being written.
+  std::filesystem::copy_file(server_folder() / "a.db", server_folder() / ".closed.db.part");
   std::vector<std::string> files;
   for (const json& project : listed()) files.push_back(project.at("file"));
   EXPECT_THAT(files, ElementsAre("a.db", "closed.db", "sub/deep/b.db"));
