@@ -61,8 +61,9 @@ class ProjectRoot {
   void remove_if_empty(std::string_view confined) const;
 
   /// The SQLite files in the folder and in those below it, by name in order, without following
-  /// links to folders. They are not opened as databases: the first bytes tell. Files on which locks
-  /// are tried (platform/app/lock_probe.h) are left out. Looks at 100,000 entries at most.
+  /// links to folders. They are not opened as databases: the first bytes tell. Left out are files on
+  /// which locks are tried (platform/app/lock_probe.h), and copies that are not whole yet
+  /// (".NAME.part"). Looks at 100,000 entries at most.
   std::vector<ProjectFile> list() const;
 
  private:

@@ -98,6 +98,7 @@ test('backups, one sheet of yesterday, and tokens that change', async (t) => {
 
   await t.test('a backup is checked and restored beside the server', async () => {
     await sh('backup', folder);
+    await sh('replicate', folder);
     assert.equal(await status(office), 200);
   });
 
