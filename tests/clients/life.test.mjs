@@ -1,7 +1,7 @@
 // How a server starts and ends.
 
 import assert from 'node:assert/strict';
-import {copyFileSync, mkdirSync, readdirSync, writeFileSync} from 'node:fs';
+import {copyFileSync, existsSync, mkdirSync, readdirSync, readFileSync, realpathSync, writeFileSync} from 'node:fs';
 import {createServer} from 'node:net';
 import {join} from 'node:path';
 import {test} from 'node:test';
@@ -163,6 +163,40 @@ test('a call that runs is waited for', async (t) => {
   const {outcome} = await startCounting(await Client.of(server), 1_000_000);
   assert.deepEqual(await server.stop(), {code: 0, signal: null});
   assert.equal(await outcome, 200);
+});
+
+/** How often each folder was synced while a server of those options stored a sheet, as strace sees it;
+ * null where there is no strace, or it may not look. */
+async function folderSyncs(t, ...options) {
+  const root = realpathSync(temporaryFolder(t));
+  const trace = join(temporaryFolder(t), 'trace');
+  const server = await Server.start(t, root, ...options);
+  const client = await Client.of(server);
+  const id = await client.open('project.db');
+  const watching = run(['-f', '-y', '-e', 'trace=fsync,fdatasync', '-o', trace, '-p', `${server.child.pid}`],
+    {command: 'strace'}).catch(() => null);
+  let refused = false;
+  watching.then(() => { refused = true; });
+  const seen = () => (existsSync(trace) ? readFileSync(trace, 'utf8') : '');
+  await until(async () => {
+    assert.equal((await client.call(id, 'create_sheet', {})).status, 200);
+    return refused || seen().includes('project.db');
+  }, 'that strace sees a write');
+  if (refused) return null;
+  assert.equal((await client.call(id, 'create_sheet', {})).status, 200);
+  await server.stop();
+  await watching;
+  const syncs = (name) => seen().split('\n').filter((line) => line.includes(`<${name}>`)).length;
+  return {folder: syncs(root), file: syncs(join(root, 'project.db'))};
+}
+
+test('the folder is synced after each write, and with --synchronous full it is not', async (t) => {
+  const extra = await folderSyncs(t);
+  if (extra === null) return t.skip('strace is not here, or may not look at other processes');
+  const full = await folderSyncs(t, '--synchronous', 'full');
+  // Each journal is named in the folder once in both: what is more is the removals of them.
+  assert.ok(full.file > 0 && full.folder <= full.file, JSON.stringify(full));
+  assert.ok(extra.folder >= 2 * extra.file - 1, JSON.stringify(extra));
 });
 
 test('it drains before it stops: not ready, and still answering', async (t) => {

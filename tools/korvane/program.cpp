@@ -1,8 +1,10 @@
 #include "tools/korvane/program.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 
+#include "host/access/durable_commits.h"
 #include "tools/korvane/exit_codes.h"
 #include "tools/korvane/help.h"
 #include "tools/korvane/standard_output.h"
@@ -55,6 +57,9 @@ int Program::run(int argc, char** argv) {
     require_output();  // the help that was asked for
     return kDone;
   }
+  // Of others than a server, which decides for itself, it is their end that acknowledges.
+  std::optional<host::DurableCommits> durable;
+  if (!app_.got_subcommand("serve")) durable.emplace();
   for (const Command& command : commands_) {
     if (command.subcommand->parsed()) return command.run(options_);
   }

@@ -21,6 +21,7 @@
 #include <Poco/Net/ServerSocket.h>
 #include <boost/dll/runtime_symbol_info.hpp>
 
+#include "host/access/durable_commits.h"
 #include "host/access/fence_check.h"
 #include "host/http/tls.h"
 #include "host/memory/heap.h"
@@ -240,6 +241,8 @@ void drain(host::ModelServer& server, std::chrono::milliseconds time) {
 int serve(const ServeOptions& options, const CommonOptions& common) {
   host::keep_freed_memory();
   host::install_sql_fence();
+  std::optional<host::DurableCommits> durable;
+  if (options.synchronous == "extra") durable.emplace();
   const Signals signals;
   const ServiceManager manager;
   host::JsonLogSink log(common.is_verbose ? krv::log::trace : krv::log::request,

@@ -88,6 +88,12 @@ void add_limit_options(CLI::App& command, ServeOptions& options) {
             "Memory that all replies together may take");
   add_count("--header-bytes", limits.http.header_bytes, "Size of a request's header");
   add_count("--query-rows", limits.query_rows, "Rows of a query's reply, without the scope sql");
+  command
+      .add_option("--synchronous", options.synchronous,
+                  "extra: what was answered outlasts a power cut; full: a power cut may take back "
+                  "the last write of a project, as the folder is not synced after it")
+      ->check(CLI::IsMember({"extra", "full"}).description(""))
+      ->capture_default_str();
   command.add_flag("--unfenced-sql", limits.is_sql_unfenced,
                    "Let the scope sql do everything: other files, pragmas, transactions");
   add_seconds(command, "--query-time", limits.query.time, "Time of a query, without the scope sql");

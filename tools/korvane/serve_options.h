@@ -31,6 +31,8 @@ struct ServeOptions {
   bool is_optimizing = false;
   /// Other servers serve the folder too.
   bool is_shared = false;
+  /// "extra" or "full", as PRAGMA synchronous has them.
+  std::string synchronous = "extra";
 };
 
 /// Adds the options of `serve` to its command. Each can be given by the environment too, under its

@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "host/access/durable_commits.h"
 #include "tests/scenarios/torture/losing_disk.h"
 #include "tests/scenarios/torture/project_calls.h"
 #include "tests/scenarios/torture/recording_disk.h"
@@ -269,6 +270,16 @@ TEST_F(PowerCutAfterACall, TakesNothingBackWhenTheFolderIsSyncedAsWell) {
   const History history = record(all_calls().front(), "PRAGMA synchronous = EXTRA");
   EXPECT_EQ(problem_behind(history), std::nullopt);
   expect_whole_everywhere(history, Folder::kLosesNames);
+}
+
+// As the server has it: no connection sets anything.
+TEST_F(PowerCutAfterACall, TakesNothingBackOnceCommitsAreDurable) {
+  const host::DurableCommits durable;
+  for (const Call& call : changing_calls()) {
+    SCOPED_TRACE(call.name());
+    EXPECT_EQ(problem_behind(record(call)), std::nullopt);
+  }
+  expect_whole_everywhere(record(all_calls().front()), Folder::kLosesNames);
 }
 
 // Shows that the losing disk does lose data.

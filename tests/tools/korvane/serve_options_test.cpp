@@ -45,6 +45,7 @@ TEST_F(OptionsOfServe, StandInAFileByTheirNames) {
   EXPECT_EQ(options_.limits.delivery.workers, 12U);
   EXPECT_EQ(options_.stop_time, std::chrono::milliseconds(1500));
   EXPECT_EQ(options_.drain_time, std::chrono::seconds(0));
+  EXPECT_EQ(options_.synchronous, "extra");
   EXPECT_TRUE(options_.is_optimizing);
   EXPECT_FALSE(options_.limits.is_sql_unfenced);
   EXPECT_THAT(options_.host_names, ElementsAre("a.example", "b.example"));
