@@ -86,6 +86,8 @@ struct Outcome {
   std::string unreachable;
   /// How long the server asks to wait.
   milliseconds retry_after{0};
+  /// Where the server sends the request; empty where it has answered it.
+  std::string location = {};
   /// Something of the reply's body has been handed over.
   bool has_begun = false;
 
@@ -95,6 +97,38 @@ struct Outcome {
                        refusal->status == HTTPResponse::HTTP_SERVICE_UNAVAILABLE);
   }
 };
+
+/// Whether the reply sends the request elsewhere, as it is.
+bool is_redirect(int status, const std::string& method) {
+  switch (status) {
+    case HTTPResponse::HTTP_TEMPORARY_REDIRECT:
+    case HTTPResponse::HTTP_PERMANENT_REDIRECT:
+      return true;
+    case HTTPResponse::HTTP_MOVED_PERMANENTLY:
+    case HTTPResponse::HTTP_FOUND:
+    case HTTPResponse::HTTP_SEE_OTHER:
+      return method != "POST";  // of a write it would make a read
+    default:
+      return false;
+  }
+}
+
+/// "http://HOST:PORT"
+std::string origin_of(const Poco::URI& uri) {
+  return uri.getScheme() + "://" + uri.getHost() + ":" + std::to_string(uri.getPort());
+}
+
+/// `location` as it is meant in the reply to a request to `from`; nothing where no server is there.
+std::optional<Poco::URI> resolved(const std::string& from, const std::string& location) {
+  try {
+    Poco::URI uri(from);
+    uri.resolve(location);
+    const bool is_http = uri.getScheme() == "http" || uri.getScheme() == "https";
+    return is_http && !uri.getHost().empty() ? std::optional(uri) : std::nullopt;
+  } catch (const Poco::SyntaxException&) {
+    return std::nullopt;
+  }
+}
 
 bool may_repeat(const Outcome& outcome, Repeating repeating) {
   if (outcome.is_refused_for_now()) return true;
@@ -120,13 +154,39 @@ class Connection::Session {
     session_->setTimeout(kReplyTime);
   }
 
+  /// Follows redirects, at most five: two servers may send a request to each other.
   Outcome send(const Request& request, const std::string& key, const BodySink& sink,
                std::size_t most_bytes) {
+    constexpr int kMostRedirects = 5;
+    std::string origin = origin_of(Poco::URI(url_));
+    Request next = request;
+    std::unique_ptr<HTTPClientSession> elsewhere;
+    bool has_token = !options_.token.empty();
+    for (int followed = 0;; ++followed) {
+      HTTPClientSession& session = elsewhere ? *elsewhere : *session_;
+      Outcome outcome = send_once(session, next, has_token, key, sink, most_bytes);
+      if (outcome.location.empty() || followed == kMostRedirects) return outcome;
+      const auto destination = resolved(origin + next.path, outcome.location);
+      if (!destination) return outcome;
+      if (origin_of(*destination) != origin) {
+        // The token is for one server.
+        has_token = false;
+        origin = origin_of(*destination);
+        elsewhere = make_session(origin, options_.authorities);
+        elsewhere->setTimeout(kReplyTime);
+      }
+      next.path = destination->getPathAndQuery();
+    }
+  }
+
+ private:
+  Outcome send_once(HTTPClientSession& session, const Request& request, bool has_token,
+                    const std::string& key, const BodySink& sink, std::size_t most_bytes) {
     Outcome outcome;
     try {
-      send_request(request, key);
+      send_request(session, request, has_token, key);
       HTTPResponse response;
-      std::istream& body = session_->receiveResponse(response);
+      std::istream& body = session.receiveResponse(response);
       if (response.getStatus() == HTTPResponse::HTTP_OK) {
         const auto length = response.getContentLength64();
         if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) refuse_length(url_);
@@ -141,37 +201,40 @@ class Connection::Session {
       } else {
         outcome.refusal = refusal(response, body);
         outcome.retry_after = retry_after(response);
+        if (is_redirect(response.getStatus(), request.method)) {
+          outcome.location = response.get("Location", "");
+        }
       }
     } catch (const Poco::Exception& failure) {
-      session_->reset();
+      session.reset();
       outcome.unreachable = "cannot reach " + url_ + ": " + failure.displayText();
     } catch (...) {
-      session_->reset();  // or the rest of the reply would be read to its end
+      session.reset();  // or the rest of the reply would be read to its end
       throw;
     }
     return outcome;
   }
 
- private:
-  void send_request(const Request& request, const std::string& key) {
+  void send_request(HTTPClientSession& session, const Request& request, bool has_token,
+                    const std::string& key) {
     Poco::Net::HTTPRequest head(request.method, request.path, Poco::Net::HTTPMessage::HTTP_1_1);
     if (!request.content_type.empty()) head.setContentType(request.content_type);
     if (!request.accept.empty()) head.set("Accept", request.accept);
     if (!key.empty()) head.set("Idempotency-Key", key);
-    if (!options_.token.empty()) head.setCredentials("Bearer", options_.token);
+    if (has_token) head.setCredentials("Bearer", options_.token);
     if (request.body_file.empty()) {
       if (request.method == "POST") {
         head.setContentLength64(static_cast<Poco::Int64>(request.body.size()));
       }
-      session_->sendRequest(head).write(request.body.data(),
-                                        static_cast<std::streamsize>(request.body.size()));
+      session.sendRequest(head).write(request.body.data(),
+                                      static_cast<std::streamsize>(request.body.size()));
       return;
     }
     std::ifstream file(request.body_file, std::ios::binary | std::ios::ate);
     if (!file) throw std::runtime_error("cannot read " + request.body_file);
     head.setContentLength64(static_cast<Poco::Int64>(file.tellg()));
     file.seekg(0);
-    Poco::StreamCopier::copyStream(file, session_->sendRequest(head));
+    Poco::StreamCopier::copyStream(file, session.sendRequest(head));
   }
 
   static void read(std::istream& body, const BodySink& sink) {

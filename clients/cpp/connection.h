@@ -84,7 +84,9 @@ class Connection {
 
   const Options& options() const { return options_; }
 
-  /// Sends the request, again where it may be, and returns the reply's body. Throws ServerError, and
+  /// Sends the request, again where it may be, and returns the reply's body. Goes to where a reply
+  /// sends it, up to five times: after 307 and 308 as it is, after 301, 302 and 303 if it is a GET.
+  /// The token goes to the scheme, host and port of `url` alone; beyond these it is left out. Throws ServerError, and
   /// std::runtime_error
   ///
   /// - "cannot reach <url>: <reason>" when there is no connection, or none that can be trusted

@@ -38,7 +38,7 @@ function number(text) {
 
 test('the page has every limit with its default and a reason', async () => {
   const {out} = await run(['serve', '--help']);
-  const options = [...out.matchAll(/^ {2}(--[\w-]+) (?:UINT|FLOAT):POSITIVE(?:=([\d.]+))?/gm)];
+  const options = [...out.matchAll(/^ {2}(--[\w-]+) (?:UINT|FLOAT):(?:NONNEGATIVE|POSITIVE)(?:=([\d.]+))?/gm)];
   const limits = new Map(rows().map(([, option, value, reason]) => [option.replaceAll('`', ''), {value, reason}]));
   assert.ok(options.length > 15);
   for (const [, option, value = '2000'] of options) {

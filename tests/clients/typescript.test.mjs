@@ -220,6 +220,48 @@ test('a write that the server knows again is sent again with the same key', asyn
   assert.equal(fifth, 'mine');
 });
 
+const redirect = (status, to) => ({status, headers: {Location: to}, body: ''});
+
+test('reads and writes follow to where the server sends them, writes with their key and body', async (t) => {
+  const server = await scripted(t, [redirect(307, '/elsewhere/1'), redirect(308, '/elsewhere/2'), fine]);
+  const korvane = new Known.Korvane({url: server.url, token: 'krv_1', repeating: quick});
+  assert.equal((await korvane.project('a.db').call('create_sheet', {name: '417'})).id, 1);
+  assert.deepEqual(server.requests.map(({method, url}) => `${method} ${url}`),
+                   ['POST /v1/projects/a.db/create_sheet', 'POST /elsewhere/1', 'POST /elsewhere/2']);
+  const [first, , third] = server.requests;
+  assert.equal(third.body, first.body);
+  assert.equal(JSON.parse(third.body).name, '417');
+  assert.ok(third.headers['idempotency-key']);
+  assert.equal(third.headers['idempotency-key'], first.headers['idempotency-key']);
+  assert.equal(third.headers.authorization, 'Bearer krv_1');
+  for (const status of [301, 302, 303, 307, 308]) {
+    const other = await scripted(t, [redirect(status, '/v1/other'), {body: '{"projects":[]}'}]);
+    assert.deepEqual(await new Korvane({url: other.url, repeating: quick}).projects(), []);
+    assert.deepEqual(other.requests.map(({method, url}) => `${method} ${url}`), ['GET /v1/projects', 'GET /v1/other']);
+  }
+});
+
+test('an upload goes to where the server sends it, after it was told to wait', async (t) => {
+  const other = await scripted(t, [{body: '{"revisions":[]}'}]);
+  const server = await scripted(t, [refusal(503, 'draining', {'Retry-After': '0'}), redirect(307, `${other.url}/there`)]);
+  const project = new Known.Korvane({url: server.url, token: 'krv_1', repeating: quick}).project('a.db');
+  await project.import('BF2D@', {});
+  assert.equal(server.requests.length, 2);
+  assert.deepEqual(other.requests.map(({url, body}) => [url, body]), [['/there', 'BF2D@']]);
+  assert.equal(other.requests[0].headers['idempotency-key'], server.requests[0].headers['idempotency-key']);
+  assert.equal(other.requests[0].headers.authorization, undefined, 'the token is for one server');
+});
+
+test('a write is not made a read by a redirect, and redirects come to an end', async (t) => {
+  const old = await scripted(t, [redirect(302, '/elsewhere'), fine]);
+  await assert.rejects(new Known.Korvane({url: old.url, repeating: quick}).project('a.db').call('create_sheet', {name: '417'}),
+                       {status: 302});
+  assert.equal(old.requests.length, 1);
+  const endless = await scripted(t, [redirect(307, '/again')]);
+  await assert.rejects(new Korvane({url: endless.url, repeating: quick}).projects(), {status: 307});
+  assert.equal(endless.requests.length, 6);
+});
+
 test('a conflict is no reason to send a write again', async (t) => {
   const server = await scripted(t, [refusal(409, 'the uid is there'), fine]);
   const project = new Known.Korvane({url: server.url, repeating: quick}).project('a.db');

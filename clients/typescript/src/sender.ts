@@ -3,6 +3,7 @@
 import {KorvaneError, NoAnswer, ServerError, serverErrorOf} from './errors.js';
 import {newKey} from './key.js';
 import {fetchWithProgress, type Progress} from './progress.js';
+import {fetchFollowing} from './redirects.js';
 
 export type Query = Record<string, string | number | boolean | undefined>;
 export type Content = string | Blob | ArrayBuffer | Uint8Array<ArrayBuffer>;
@@ -159,7 +160,8 @@ export class Sender {
       ...(request.body === undefined ? {} : {body: request.body}),
       ...(request.signal ? {signal: request.signal} : {}),
     };
-    if (request.onProgress) return fetchWithProgress(url, init, request.onProgress, this.#options.fetch);
-    return (this.#options.fetch ?? fetch)(url, init);
+    const once = this.#options.fetch ?? fetch;
+    if (!request.onProgress) return fetchFollowing(url, init, once);
+    return fetchWithProgress(url, init, request.onProgress, () => fetchFollowing(url, init, once));
   }
 }

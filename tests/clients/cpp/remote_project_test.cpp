@@ -288,6 +288,68 @@ TEST(RepeatingClient, GivesUpAfterItsAttemptsWithTheLastRefusal) {
   }
 }
 
+std::string redirect(const std::string& status, const std::string& location) {
+  return "HTTP/1.1 " + status + "\r\nLocation: " + location +
+         "\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+}
+
+std::string first_line(const std::string& head) { return head.substr(0, head.find("\r\n")); }
+
+Options with_token() {
+  Options options = twice();
+  options.token = "krv_1";
+  return options;
+}
+
+TEST(RedirectedClient, SendsAWriteElsewhereAsItIsWithKeyAndToken) {
+  ScriptedServer server({redirect("307 Temporary Redirect", "/one"),
+                         redirect("308 Permanent Redirect", "/two?x=1"),
+                         http_reply("200 OK", kEmptyRecord)});
+  RemoteProject project(server.url(), "tower.db", with_token(), IfMissing::fail);
+  create_sheet(project, "S1");
+  const auto& requests = server.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_EQ(first_line(requests[1]), "POST /one HTTP/1.1");
+  EXPECT_EQ(first_line(requests[2]), "POST /two?x=1 HTTP/1.1");
+  const std::string key = field_of(requests[0], "Idempotency-Key");
+  EXPECT_EQ(key.size(), 36U);
+  EXPECT_EQ(field_of(requests[2], "Idempotency-Key"), key);
+  EXPECT_EQ(field_of(requests[2], "Content-Length"), field_of(requests[0], "Content-Length"));
+  EXPECT_EQ(field_of(requests[2], "Authorization"), "Bearer krv_1");
+}
+
+TEST(RedirectedClient, GivesItsTokenToNoOtherServer) {
+  ScriptedServer other({http_reply("200 OK", kEmptyRecord)});
+  ScriptedServer server(
+      {http_reply("503 Busy", "{}"), redirect("307 Temporary Redirect", other.url() + "/there")});
+  RemoteProject project(server.url(), "tower.db", with_token(), IfMissing::fail);
+  create_sheet(project, "S1");
+  ASSERT_EQ(server.requests().size(), 2U);
+  EXPECT_EQ(field_of(server.requests().at(1), "Authorization"), "Bearer krv_1");
+  EXPECT_EQ(first_line(other.requests().at(0)), "POST /there HTTP/1.1");
+  EXPECT_EQ(field_of(other.requests().at(0), "Authorization"), "");
+  EXPECT_EQ(field_of(other.requests().at(0), "Idempotency-Key"),
+            field_of(server.requests().at(0), "Idempotency-Key"));
+}
+
+TEST(RedirectedClient, DoesNotMakeAReadOfAWriteButFollowsWithAGet) {
+  ScriptedServer server({redirect("302 Found", "/two")});
+  RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
+  EXPECT_THROW(create_sheet(project, "S1"), ServerError);
+  EXPECT_EQ(server.requests().size(), 1U);
+  ScriptedServer reading({redirect("302 Found", "/two"), http_reply("200 OK", "text")});
+  Connection connection(reading.url(), twice());
+  EXPECT_EQ(connection.send({.method = "GET", .path = "/one"}), "text");
+  EXPECT_EQ(first_line(reading.requests().at(1)), "GET /two HTTP/1.1");
+}
+
+TEST(RedirectedClient, FollowsNotForEver) {
+  ScriptedServer server(std::vector(6, redirect("307 Temporary Redirect", "/again")));
+  Connection connection(server.url(), twice());
+  EXPECT_THROW(connection.send({.method = "GET", .path = "/one"}), ServerError);
+  EXPECT_EQ(server.requests().size(), 6U);
+}
+
 TEST(RepeatingClient, DoesNotRepeatWhatIsRefusedForGood) {
   ScriptedServer server({http_reply("409 Conflict", "{}"), http_reply("200 OK", kEmptyRecord)});
   RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
