@@ -265,7 +265,7 @@ void add_lock_options(CLI::App& command, CheckCommandOptions& options, CLI::Opti
       command.add_option("--locks", options.locks,
                          "Folder: try whether two processes there keep each other out and read "
                          "what the other wrote, as several servers of one folder need it");
-  locks->check(CLI::ExistingDirectory)->excludes(&files);
+  locks->check(CLI::ExistingDirectory)->excludes(&files)->excludes("--repair");
   auto* const with =
       command.add_option("--with", options.server,
                          "With --locks: address of a server on another machine that serves the "

@@ -123,6 +123,12 @@ TEST_F(CheckLocks, AFailureSaysWhatHappenedAndWhatItMeans) {
                     HasSubstr("two servers would write to a project at once and destroy it")));
 }
 
+TEST_F(CheckLocks, AndRepairs_AreNotTakenTogether) {
+  const Outcome outcome = check("", "--repair");
+  EXPECT_EQ(outcome.exit_code, 2);
+  EXPECT_THAT(outcome.err, HasSubstr("excludes --repair"));
+}
+
 TEST_F(CheckLocks, ServerThatShares_RefusesAFolderWhoseLocksDoNotHold) {
   const Outcome outcome = run_program(
       output_, "serve --shared --listen 127.0.0.1:0 --root " + root(), broken("granted"));
