@@ -28,10 +28,10 @@ export const events = {
     },
   },
   cut: {
-    title: 'cut off from the balancer (link down) for 5 s',
+    title: 'cut off from the balancer (link down) for 7 s',
     async run(server) {
       pullCable(server.name);
-      await pause(5);
+      await pause(7);
       plugCable(server.name);
     },
   },

@@ -2,7 +2,7 @@
 // server. `make cluster` starts it. The machine has all servers, the balancer and the clients: how many
 // calls a second come about says little, what each costs says more.
 
-import {execFileSync} from 'node:child_process';
+import {execFileSync, spawnSync} from 'node:child_process';
 import {copyFileSync, mkdirSync, mkdtempSync, readdirSync, readFileSync, rmSync, statSync} from 'node:fs';
 import {cpus, loadavg, tmpdir} from 'node:os';
 import {join} from 'node:path';
@@ -114,7 +114,9 @@ servers  call              calls/s    servers   balancer    clients  load`);
     }
   }
 
-  if (!options['no-instructions']) {
+  const hasValgrind = spawnSync('valgrind', ['--version']).status === 0;
+  if (!hasValgrind) console.log('\nInstructions are not counted: valgrind is not installed (make packages-bench)');
+  if (hasValgrind && !options['no-instructions']) {
     console.log('\nInstructions of all servers for a call of get_revision (callgrind, without the kernel\'s)');
     for (const count of [1, 2, 3]) {
       const few = await counted(count, 300, token, projects, 'get_revision');

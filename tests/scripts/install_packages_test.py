@@ -32,10 +32,11 @@ class InstallPackages(unittest.TestCase):
         self.assertLess(packages("page"), packages("test"))
         self.assertLess(packages("test"), packages("lint"))
         self.assertLess(packages("test"), packages("fuzz"))
+        self.assertLess(packages("test"), packages("cluster"))
         self.assertNotIn("clang-tidy", packages("fuzz"))
 
     def test_without_a_purpose_all_are_wanted_but_those_of_the_benchmarks(self):
-        self.assertEqual(packages(), packages("lint") | packages("fuzz") | packages("format"))
+        self.assertEqual(packages(), packages("lint") | packages("fuzz") | packages("format") | packages("cluster"))
         self.assertEqual(packages() & packages("bench"), set())
 
     def test_another_purpose_is_refused(self):
