@@ -126,7 +126,7 @@ TEST_F(CheckLocks, AFailureSaysWhatHappenedAndWhatItMeans) {
 TEST_F(CheckLocks, AndRepairs_AreNotTakenTogether) {
   const Outcome outcome = check("", "--repair");
   EXPECT_EQ(outcome.exit_code, 2);
-  EXPECT_THAT(outcome.err, HasSubstr("excludes --repair"));
+  EXPECT_THAT(outcome.err, HasSubstr("--repair excludes --locks"));
 }
 
 TEST_F(CheckLocks, ServerThatShares_RefusesAFolderWhoseLocksDoNotHold) {
