@@ -1,7 +1,10 @@
 #include "schedule/query.h"
 
 #include <cstdlib>
+#include <iterator>
 #include <utility>
+
+#include <boost/algorithm/hex.hpp>
 
 namespace korvane::schedule {
 
@@ -41,14 +44,9 @@ std::string sql_text(std::string_view text) {
 }
 
 std::string sql_blob(std::string_view bytes) {
-  static constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string literal = "x'";
   literal.reserve(bytes.size() * 2 + 3);
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    literal += kDigits[byte >> 4U];
-    literal += kDigits[byte & 0xFU];
-  }
+  boost::algorithm::hex(bytes, std::back_inserter(literal));
   return literal + "'";
 }
 

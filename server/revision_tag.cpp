@@ -57,14 +57,7 @@ constexpr std::size_t kLongestText = std::size_t{256} << 10U;
 
 /// The text in SQL, which cannot have a zero byte in quotes.
 std::string text_in_sql(const std::string& text) {
-  constexpr const char* kDigits = "0123456789abcdef";
-  std::string sql = "cast(x'";
-  for (const char one : text) {
-    const auto byte = static_cast<unsigned char>(one);
-    sql += kDigits[byte >> 4U];
-    sql += kDigits[byte & 0xFU];
-  }
-  return sql + "' as text)";
+  return "cast(" + schedule::sql_blob(text) + " as text)";
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <system_error>
 
+#include <boost/algorithm/hex.hpp>
 #include <nlohmann/json.hpp>
 
 #include "sqlite/folder_entry.h"
@@ -19,27 +20,6 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr int kVersion = 1;
-
-std::string to_hexadecimal(const std::string& bytes) {
-  constexpr const char* kDigits = "0123456789abcdef";
-  std::string text;
-  for (const char c : bytes) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += kDigits[byte >> 4U];
-    text += kDigits[byte & 0xFU];
-  }
-  return text;
-}
-
-std::string from_hexadecimal(const std::string& text) {
-  constexpr std::size_t kDigitsOfByte = 2;
-  constexpr int kBase = 16;
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < text.size(); i += kDigitsOfByte) {
-    bytes += static_cast<char>(std::stoi(text.substr(i, kDigitsOfByte), nullptr, kBase));
-  }
-  return bytes;
-}
 
 }  // namespace
 
@@ -56,7 +36,7 @@ std::optional<CopyNote> read_note(const std::string& copy) {
     const Json json = Json::parse(text);
     if (json.at("version") != kVersion) return std::nullopt;
     CopyNote note;
-    note.header = from_hexadecimal(json.at("header").get<std::string>());
+    note.header = boost::algorithm::unhex(json.at("header").get<std::string>());
     note.file = json.at("file").get<std::uint64_t>();
     note.content = json.at("content").get<std::string>();
     note.next = json.at("next").get<std::string>();
@@ -72,7 +52,7 @@ std::optional<CopyNote> read_note(const std::string& copy) {
 void write_note(const std::string& copy, const CopyNote& note, const std::string& like) {
   const auto taken =
       std::chrono::duration_cast<std::chrono::milliseconds>(note.taken.time_since_epoch());
-  const Json json = {{"version", kVersion},   {"header", to_hexadecimal(note.header)},
+  const Json json = {{"version", kVersion},   {"header", boost::algorithm::hex_lower(note.header)},
                      {"file", note.file},     {"content", note.content},
                      {"next", note.next},     {"source", note.source},
                      {"taken", taken.count()}};

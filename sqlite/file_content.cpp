@@ -4,11 +4,14 @@
 #include <array>
 #include <cstddef>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
+
+#include <boost/algorithm/hex.hpp>
 
 namespace korvane::sqlite {
 
@@ -114,12 +117,8 @@ std::string content_digest(const Database& database) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> bytes{};
   unsigned int count = 0;
   require(EVP_DigestFinal_ex(digest.get(), bytes.data(), &count) == 1);
-  constexpr const char* kDigits = "0123456789abcdef";
   std::string text;
-  for (unsigned int i = 0; i < count; ++i) {
-    text += kDigits[bytes.at(i) >> 4U];
-    text += kDigits[bytes.at(i) & 0xFU];
-  }
+  boost::algorithm::hex_lower(bytes.begin(), bytes.begin() + count, std::back_inserter(text));
   return text;
 }
 

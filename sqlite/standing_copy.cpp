@@ -1,11 +1,14 @@
 #include "sqlite/standing_copy.h"
 
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <sys/stat.h>
 #include <system_error>
 #include <utility>
+
+#include <boost/algorithm/hex.hpp>
 
 #include "sqlite/copy_note.h"
 #include "sqlite/database.h"
@@ -61,12 +64,7 @@ std::string look_text(const std::string& project, const std::string& header,
   const std::string status = status_text(project);
   if (status.empty()) return {};
   std::string text = status + " | ";
-  constexpr const char* kDigits = "0123456789abcdef";
-  for (const char c : header) {
-    const auto byte = static_cast<unsigned char>(c);
-    text += kDigits[byte >> 4U];
-    text += kDigits[byte & 0xFU];
-  }
+  boost::algorithm::hex_lower(header, std::back_inserter(text));
   return text + " | " + log;
 }
 

@@ -2,8 +2,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <openssl/evp.h>
 #include <stdexcept>
+
+#include <boost/algorithm/hex.hpp>
 
 namespace korvane::host {
 
@@ -34,12 +37,8 @@ std::string Digest::take() {
   unsigned char bytes[EVP_MAX_MD_SIZE];
   unsigned int size = 0;
   require(EVP_DigestFinal_ex(context_.get(), bytes, &size) == 1);
-  constexpr const char* kDigits = "0123456789abcdef";
   std::string text;
-  for (unsigned int i = 0; i < size; ++i) {
-    text += kDigits[bytes[i] >> 4U];
-    text += kDigits[bytes[i] & 0xFU];
-  }
+  boost::algorithm::hex_lower(bytes, bytes + size, std::back_inserter(text));
   return text;
 }
 
