@@ -93,7 +93,15 @@ TEST_F(CheckLocks, OfAFolderOfThisMachine_HoldAndLeaveNothing) {
 TEST_F(CheckLocks, ThatAreAlwaysGranted_AreFound) {
   EXPECT_THAT(failures("granted"),
               IsSupersetOf({"writer_keeps_writers_out", "exclusive_keeps_readers_out",
-                            "reader_holds_up_commit", "no_count_is_lost"}));
+                            "reader_holds_up_commit"}));
+}
+
+TEST_F(CheckLocks, ThatAreAlwaysGranted_LoseAdditionsSoonerOrLater) {
+  // Where one process has done all of its own before the other begins, none is lost.
+  constexpr int kMostRounds = 50;
+  int round = 0;
+  while (round < kMostRounds && failures("granted").count("no_count_is_lost") == 0) ++round;
+  EXPECT_LT(round, kMostRounds);
 }
 
 TEST_F(CheckLocks, ThatAreNotKeptForReaders_AreFound) {
