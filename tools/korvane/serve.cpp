@@ -140,6 +140,16 @@ void print_examples(const std::string& url, const std::filesystem::path& root) {
             << krv::rpc4::project_path(name, "list_sheets") << "\n\n";
 }
 
+/// Prints what is served and where. The root is the current directory.
+void print_start(const ServeOptions& options, const std::string& url, std::size_t open_projects,
+                 bool has_page) {
+  std::cout << "korvane serves " << options.root << " at " << url << "\nup to " << open_projects
+            << " projects open at a time\n";
+  if (!options.tokens && !options.tls_certificate) print_examples(url, ".");
+  if (has_page) std::cout << "open " << url << "/ in a browser\n";
+  std::cout.flush();
+}
+
 /// What SIGHUP renews.
 class Reloadable {
  public:
@@ -227,9 +237,9 @@ void drain(host::ModelServer& server, std::chrono::milliseconds time) {
 
 /// Serves the projects in a folder until SIGTERM or SIGINT comes: prints the address on stdout and
 /// logs on stderr, a JSON object a line. Makes the folder the process's current directory. Before it
-/// stops it drains for `drain_time`, in which it still answers. A second
-/// signal ends the process at once. So does the end of `stop_time` while a call still runs: no
-/// plugin can be stopped beside it, and SQLite takes back what was not committed.
+/// stops it drains for `drain_time`, in which it still answers. A second signal ends the process at
+/// once. So does the end of `stop_time` while a call still runs: no plugin can be stopped beside it,
+/// and SQLite takes back what was not committed.
 ///
 /// A service manager is told when it takes requests, reloads and stops, and as long as it is alive.
 /// A socket that the manager has opened is used in place of one on `listen`.
@@ -274,11 +284,7 @@ int serve(const ServeOptions& options, const CommonOptions& common) {
 
   host::ModelServer server(*socket, std::move(gate), std::move(root), limits, reloadable.encrypt(),
                            std::move(mounted));
-  std::cout << "korvane serves " << options.root << " at " << url << "\nup to "
-            << limits.open_projects << " projects open at a time\n";
-  if (!options.tokens && !options.tls_certificate) print_examples(url, ".");
-  if (has_page) std::cout << "open " << url << "/ in a browser\n";
-  std::cout.flush();
+  print_start(options, url, limits.open_projects, has_page);
   if (limits.is_sql_unfenced) warn_of_unfenced_sql();
   const Watchdog watchdog(manager, [&server, period = manager.watchdog().value_or(0us)] {
     return std::chrono::steady_clock::now() - server.last_turn() < period;
