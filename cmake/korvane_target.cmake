@@ -27,7 +27,8 @@ function(korvane_target target)
 endfunction()
 
 # For the sources of contracts, each of which makes all that is derived from its descriptions, and for
-# those that make all of their records: g++ 12 takes the text of an empty std::optional for one that is not initialised (GCC bug 80635).
+# those that make all of their records: g++ 12 takes the text of an empty std::optional for one
+# that is not initialised (GCC bug 80635).
 function(korvane_contract_sources)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -Wno-maybe-uninitialized)
