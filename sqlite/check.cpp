@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "sqlite/application_id.h"
+#include "sqlite/file_content.h"
 #include "sqlite/journal_files.h"
 #include "sqlite/relation_check.h"
 
@@ -20,32 +21,11 @@ namespace {
 
 using Access = Database::Access;
 
-constexpr std::size_t kHeaderBytes = 100;
-constexpr std::string_view kMagic = std::string_view("SQLite format 3\0", 16);
-/// Where the header says who may read, and its value for a write-ahead log.
-constexpr std::size_t kReadVersion = 19;
-constexpr char kWriteAheadLog = 2;
-
 void tell(CheckReport& report, Kind kind, std::string text) {
   Finding finding;
   finding.kind = kind;
   finding.text = std::move(text);
   report.findings.add(std::move(finding));
-}
-
-/// The first bytes of a file, fewer if it is shorter. None if it cannot be read, with the reason in
-/// `errno`. Never waits, not even for a pipe.
-std::optional<std::string> header_of(const std::string& filename) {
-  const int file = ::open(filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) return {};
-  std::string header(kHeaderBytes, '\0');
-  const ::ssize_t size = ::pread(file, header.data(), header.size(), 0);
-  const int reason = errno;
-  ::close(file);
-  errno = reason;
-  if (size < 0) return {};
-  header.resize(static_cast<std::size_t>(size));
-  return header;
 }
 
 std::string reason() { return std::system_category().message(errno); }
@@ -63,7 +43,7 @@ std::unique_ptr<Database> open(CheckReport& report) {
     tell(report, Kind::unreadable, "is not a file");
     return nullptr;
   }
-  const std::optional<std::string> header = header_of(filename);
+  const std::optional<std::string> header = first_bytes(filename, kHeaderBytes);
   if (!header) {
     tell(report, Kind::unreadable, "cannot be read: " + reason());
     return nullptr;
@@ -72,11 +52,11 @@ std::unique_ptr<Database> open(CheckReport& report) {
     tell(report, Kind::not_a_project, "is empty");
     return nullptr;
   }
-  if (!header->starts_with(kMagic) || header->size() < kHeaderBytes) {
+  if (!is_header(*header)) {
     tell(report, Kind::not_a_database, "is not a database");
     return nullptr;
   }
-  if ((*header)[kReadVersion] != kWriteAheadLog) {
+  if (!is_write_ahead_header(*header)) {
     return std::make_unique<Database>(filename, Access::read);
   }
   // To read the log SQLite needs an index of it beside the file, and would make one.

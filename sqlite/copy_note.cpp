@@ -1,15 +1,15 @@
 #include "sqlite/copy_note.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 
 #include <boost/algorithm/hex.hpp>
 #include <nlohmann/json.hpp>
 
+#include "sqlite/file_content.h"
 #include "sqlite/folder_entry.h"
 
 namespace korvane::sqlite {
@@ -20,6 +20,8 @@ namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
 constexpr int kVersion = 1;
+/// More than any note has.
+constexpr std::size_t kMostBytes = 4096;
 
 }  // namespace
 
@@ -29,11 +31,10 @@ std::string note_name(const std::string& copy) {
 }
 
 std::optional<CopyNote> read_note(const std::string& copy) {
-  std::ifstream input(note_name(copy), std::ios::binary);
-  if (!input) return std::nullopt;
-  const std::string text{std::istreambuf_iterator<char>(input), {}};
+  const std::optional<std::string> text = first_bytes(note_name(copy), kMostBytes);
+  if (!text) return std::nullopt;
   try {
-    const Json json = Json::parse(text);
+    const Json json = Json::parse(*text);
     if (json.at("version") != kVersion) return std::nullopt;
     CopyNote note;
     note.header = boost::algorithm::unhex(json.at("header").get<std::string>());

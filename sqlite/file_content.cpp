@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
-#include <fstream>
+#include <fcntl.h>
 #include <iterator>
 #include <memory>
 #include <openssl/evp.h>
 #include <stdexcept>
 #include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <vector>
 
 #include <boost/algorithm/hex.hpp>
@@ -17,7 +20,6 @@ namespace korvane::sqlite {
 
 namespace {
 
-constexpr std::size_t kHeaderBytes = 100;
 constexpr std::string_view kMagic{"SQLite format 3\0", 16};
 constexpr std::size_t kReadVersion = 19;
 constexpr char kWriteAhead = 2;
@@ -73,12 +75,28 @@ std::string header_of(const Database& database) {
   return header;
 }
 
+std::optional<std::string> first_bytes(const std::string& filename, std::size_t most) {
+  // A pipe would have its opener wait for a writer.
+  const int file = ::open(filename.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  if (file < 0) return std::nullopt;
+  std::string bytes(most, '\0');
+  struct stat status {};
+  ::ssize_t size = ::fstat(file, &status);
+  if (size == 0 && !S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    size = -1;
+  }
+  if (size == 0) size = ::pread(file, bytes.data(), bytes.size(), 0);
+  const int reason = errno;
+  ::close(file);
+  errno = reason;
+  if (size < 0) return std::nullopt;
+  bytes.resize(static_cast<std::size_t>(size));
+  return bytes;
+}
+
 std::string header_of(const std::string& filename) {
-  std::string header(kHeaderBytes, '\0');
-  std::ifstream input(filename, std::ios::binary);
-  input.read(header.data(), static_cast<std::streamsize>(header.size()));
-  header.resize(static_cast<std::size_t>(std::max(std::streamsize{0}, input.gcount())));
-  return header;
+  return first_bytes(filename, kHeaderBytes).value_or("");
 }
 
 bool is_header(const std::string& header) {

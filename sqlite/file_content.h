@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "sqlite/database.h"
@@ -8,13 +10,19 @@
 /// What the bytes of a database tell of its content.
 namespace korvane::sqlite {
 
+inline constexpr std::size_t kHeaderBytes = 100;
+
+/// The first bytes of a file, fewer if it is shorter. None if it cannot be read, or is no regular
+/// file, with the reason in `errno`. Never waits. Not for a database that this program has open: the
+/// system would drop its locks.
+std::optional<std::string> first_bytes(const std::string& filename, std::size_t most);
+
 /// The first hundred bytes of the file, with which every commit outside of a write-ahead log begins
 /// anew; fewer where it has fewer. Read by way of SQLite: the connection keeps its locks, and what it
 /// has not committed is not in it. Throws DatabaseError.
 std::string header_of(const Database& database);
 
-/// The same of a file that this program does not have open: the system would drop its locks. Empty
-/// for one that cannot be read.
+/// The same by first_bytes; empty for a file that cannot be read.
 std::string header_of(const std::string& filename);
 
 /// Whether it is the header of a database.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <stdexcept>
@@ -22,8 +23,11 @@ constexpr const char* kGrow =
     "with recursive n(i) as (select 1 union all select i + 1 from n where i < 256)"
     "insert into probe(value, filling) select 0, randomblob(4096) from n";
 constexpr const char* kAdd = "update probe set value = value + 1 where id = 1";
-/// How long `count` tries.
+/// How long `count` tries, and SQLite computes for any order: the file may be anybody's.
 constexpr std::chrono::seconds kPatience{10};
+/// No check lets the file grow that far.
+constexpr std::uintmax_t kMostBytes = std::uintmax_t{16} << 20U;
+constexpr int kStepsBetweenLooks = 10'000;
 
 bool is_busy(const DatabaseError& failure) { return (failure.code() & 0xFF) == SQLITE_BUSY; }
 
@@ -64,8 +68,10 @@ const LockProbe::Order* LockProbe::find(std::string_view name) {
 std::string LockProbe::run(const std::string& name) {
   const Order* const order = find(name);
   if (order == nullptr) throw std::invalid_argument("nothing is done at \"" + name + "\"");
+  end_ = std::chrono::steady_clock::now() + kPatience;
   try {
     if (!database_ && order->needs_file) open();
+    if (order->sql == kGrow) require_room();
     if (order->sql == nullptr) return (this->*order->run)();
     database_->run(order->sql);
     return kDone;
@@ -101,6 +107,7 @@ std::string LockProbe::read() {
 
 /// With few pages in memory, SQLite writes the others to the file before the commit.
 std::string LockProbe::spill() {
+  require_room();
   database_->run("pragma cache_size = 5; begin immediate");
   database_->run(kAdd);
   database_->run(kGrow);
@@ -111,7 +118,19 @@ std::string LockProbe::open() {
   database_.reset();
   database_ = std::make_unique<Database>(file_, Database::Access::write);
   sqlite3_busy_timeout(database_->handle(), 0);
+  database_->distrust();
+  const auto is_late = [](void* probe) {
+    return std::chrono::steady_clock::now() > static_cast<LockProbe*>(probe)->end_ ? 1 : 0;
+  };
+  sqlite3_progress_handler(database_->handle(), kStepsBetweenLooks, is_late, this);
   return kDone;
+}
+
+void LockProbe::require_room() const {
+  std::error_code failure;
+  if (fs::file_size(file_, failure) > kMostBytes && !failure) {
+    throw std::runtime_error("the file is larger than " + std::to_string(kMostBytes) + " bytes");
+  }
 }
 
 std::string LockProbe::value() {
@@ -144,14 +163,13 @@ std::string LockProbe::state() {
 }
 
 std::string LockProbe::count() {
-  const auto end = std::chrono::steady_clock::now() + kPatience;
   for (int counted = 0; counted < kCounted;) {
     try {
       database_->run("begin immediate");
       database_->run(kAdd);
     } catch (const DatabaseError& failure) {
       if (!is_busy(failure)) throw;
-      if (std::chrono::steady_clock::now() > end) return kBusy;
+      if (std::chrono::steady_clock::now() > end_) return kBusy;
       sqlite3_sleep(1);
       continue;
     }
@@ -160,7 +178,7 @@ std::string LockProbe::count() {
         database_->run("commit");
         break;
       } catch (const DatabaseError& failure) {
-        if (!is_busy(failure) || std::chrono::steady_clock::now() > end) throw;
+        if (!is_busy(failure) || std::chrono::steady_clock::now() > end_) throw;
         sqlite3_sleep(1);
       }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -20,7 +21,8 @@ namespace korvane::sqlite {
 ///     grow       adds a megabyte                   shrink     gives it back
 ///     state      rows, pages, bytes, soundness     journal    "there" or "none"
 ///
-/// It opens the file as projects are opened, and waits for no lock.
+/// It opens the file as projects are opened, and waits for no lock. The file may come from anyone: an
+/// order takes ten seconds at most, and none lets a file grow that has 16 MiB. Neither moved nor copied.
 class LockProbe {
  public:
   static constexpr const char* kDone = "done";
@@ -28,6 +30,8 @@ class LockProbe {
   static constexpr int kCounted = 20;
 
   explicit LockProbe(std::string file) : file_(std::move(file)) {}
+  LockProbe(const LockProbe&) = delete;
+  LockProbe& operator=(const LockProbe&) = delete;
 
   /// What came of it: "done", "busy" where a lock is not to be had, what was asked for, or what
   /// SQLite said, after "failed: ". Throws std::invalid_argument for an unknown word.
@@ -47,8 +51,11 @@ class LockProbe {
   std::string value();
   std::string state();
   std::string count();
+  void require_room() const;
 
   const std::string file_;
+  /// Of the present order.
+  std::chrono::steady_clock::time_point end_;
   std::unique_ptr<Database> database_;
 };
 

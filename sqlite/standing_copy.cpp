@@ -164,6 +164,9 @@ StandingCopy update_copy(const std::string& project, const std::string& copy,
   if (fs::exists(there) && !fs::is_regular_file(there)) {
     throw std::runtime_error(in_quotes(copy) + " is not a file");
   }
+  if (fs::equivalent(project, copy, none)) {
+    throw std::runtime_error(in_quotes(copy) + " is the project itself, by a link");
+  }
   StandingCopy result;
   result.taken = system_clock::now();
   const bool is_fresh = is_log_fresh(project);

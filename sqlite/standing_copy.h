@@ -47,6 +47,7 @@ struct StandingCopy {
 ///
 /// - NotAProject, WrittenElsewhere
 /// - "the copy of \"<project>\" has damage: …": so has the project, then
+/// - "\"<copy>\" is the project itself, by a link"
 /// - "\"<copy>\" is not a file", and what FolderEntry and require_no_journal throw
 StandingCopy update_copy(const std::string& project, const std::string& copy,
                          const CopyOptions& options = {});

@@ -101,6 +101,9 @@ class Confinement {
   void check_meaning(std::string_view name) const {
     if (is_same(name.substr(0, kUriBegin.size()), kUriBegin)) refuse("a path, not a URI");
     if (is_same(name, ":memory:")) refuse("the name of a file");
+    if (krv::app::is_lock_probe(name.substr(name.rfind('/') + 1))) {
+      refuse("no name of a file on which locks are tried");
+    }
     for (const std::string_view ending : kSideFileEndings) {
       if (name.size() >= ending.size() &&
           is_same(name.substr(name.size() - ending.size()), ending)) {
@@ -210,8 +213,7 @@ std::vector<ProjectFile> ProjectRoot::list() const {
        entry.increment(failure), ++entries) {
     std::error_code ignored;
     if (!entry->is_regular_file(ignored)) continue;
-    const std::string filename = entry->path().filename().string();
-    if (krv::app::is_lock_probe(filename) || is_unfinished(filename)) continue;
+    if (is_unfinished(entry->path().filename().string())) continue;
     if (!begins_as_database(entry->path())) continue;
     const std::string name = entry->path().lexically_relative(root_).string();
     // A name that clients cannot ask for is not listed.

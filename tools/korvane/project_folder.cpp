@@ -1,6 +1,7 @@
 #include "tools/korvane/project_folder.h"
 
 #include <array>
+#include <cerrno>
 #include <filesystem>
 #include <stdexcept>
 #include <string_view>
@@ -35,9 +36,14 @@ void read_into(const fs::path& folder, const fs::path& below, FolderContent& con
     const fs::file_status status = entry->symlink_status(none);
     if (fs::is_directory(status)) {
       read_into(entry->path(), below / name, content);
-    } else if (fs::is_regular_file(status) && !is_of_project(name.string()) &&
-               sqlite::is_header(sqlite::header_of(entry->path().string()))) {
-      content.projects.insert((below / name).string());
+    } else if (fs::is_regular_file(status) && !is_of_project(name.string())) {
+      const auto header = sqlite::first_bytes(entry->path().string(), sqlite::kHeaderBytes);
+      const std::error_code reason(errno, std::system_category());
+      if (header && sqlite::is_header(*header)) content.projects.insert((below / name).string());
+      // Else it has gone since.
+      if (!header && reason != std::errc::no_such_file_or_directory) {
+        content.unread.push_back(unread_text(entry->path(), reason));
+      }
     }
   }
   if (!failure) return;

@@ -11,7 +11,7 @@ struct FolderContent {
   /// Files that begin as databases do, by their paths below the folder. No links, and nothing of
   /// what lies beside a project or is not whole yet.
   std::set<std::string> projects;
-  /// Folders below it that could not be read to their end, each with the reason.
+  /// Files in it, and folders below it, that could not be read to their end, each with the reason.
   std::vector<std::string> unread;
 };
 

@@ -36,6 +36,12 @@ void require_folder(const std::string& folder) {
   if (!fs::is_directory(folder)) throw std::runtime_error("\"" + folder + "\" is not a folder");
 }
 
+/// Also where that cannot be told: nothing is taken for gone that may be there.
+bool is_there(const std::string& path) {
+  std::error_code failure;
+  return fs::exists(path, failure) || failure;
+}
+
 /// As Prometheus has the value of a label.
 std::string label_text(const std::string& value) {
   std::string text;
@@ -100,7 +106,7 @@ void Replication::run_round() {
       look_for_lost(project->first, project->second, may_remove);
     }
     const bool is_over = project->second.state == Project::State::without_project &&
-                         !fs::exists(copy_of(project->first));
+                         !is_there(copy_of(project->first));
     project = is_over ? projects_.erase(project) : std::next(project);
   }
   count();
@@ -127,7 +133,9 @@ void Replication::look_at(const std::string& name) {
   if (look == project.source && sqlite::header_of(copy_of(name)) == project.header) {
     project.whole_at = now;
     project.state = Project::State::current;
+    if (project.failures != 0) project.due = {};
     project.failures = 0;
+    project.told.clear();
     return;
   }
   // Whoever writes to a copy hears of it at once; to copy again can wait.
@@ -171,7 +179,7 @@ void Replication::copy(const std::string& name, Project& project) {
   } catch (const sqlite::WrittenElsewhere& failure) {
     fail(name, project, Project::State::written_elsewhere, failure.what());
   } catch (const std::exception& failure) {
-    if (!fs::exists(source_of(name))) return;  // it has gone since
+    if (!is_there(source_of(name))) return;  // it has gone since
     fail(name, project, Project::State::failing, failure.what());
   }
 }
@@ -188,17 +196,23 @@ void Replication::fail(const std::string& name, Project& project, Project::State
 }
 
 void Replication::look_for_lost(const std::string& name, Project& project, bool may_remove) {
-  if (fs::exists(source_of(name))) return;  // renamed while the folder was read, or not readable
+  if (is_there(source_of(name))) {
+    using State = Project::State;
+    const bool is_told = project.state == State::failing && Steady::now() < project.due;
+    if (project.state == State::not_a_project || is_told) return;
+    return fail(name, project, Project::State::failing,
+                "\"" + source_of(name) + "\" cannot be read, or does not begin as a database does");
+  }
   if (project.state != Project::State::without_project) {
     project.state = Project::State::without_project;
     project.told.clear();
     project.failures = 0;
     project.due = {};
-    if (!may_remove && fs::exists(copy_of(name))) {
+    if (!may_remove && is_there(copy_of(name))) {
       options_.tell(name + " is gone; its copy is kept");
     }
   }
-  if (!may_remove || !fs::exists(copy_of(name)) || Steady::now() < project.due) return;
+  if (!may_remove || !is_there(copy_of(name)) || Steady::now() < project.due) return;
   sqlite::CopyOptions how;
   how.wait = options_.wait;
   try {

@@ -16,6 +16,7 @@ std::string ServedLocks::run(const std::string& name, const std::string& order) 
     throw HttpFault(400, "expected a file " + std::string(krv::app::kLockProbe) + "… with " +
                              std::to_string(krv::app::kLockProbeDigits) + " digits");
   }
+  close_idle();
   // Whoever checks has made it: this server makes none.
   if (order == "make") throw HttpFault(400, "files are not made here");
   std::error_code failure;
@@ -34,12 +35,16 @@ std::string ServedLocks::run(const std::string& name, const std::string& order) 
   }
 }
 
-std::shared_ptr<ServedLocks::Entry> ServedLocks::entry_of(const std::string& name) {
+void ServedLocks::close_idle() {
   const std::lock_guard lock(mutex_);
   std::erase_if(entries_, [](const auto& each) {
     const std::unique_lock in_use(each.second->in_use, std::try_to_lock);
     return in_use && Clock::now() - each.second->last_use > kIdle;
   });
+}
+
+std::shared_ptr<ServedLocks::Entry> ServedLocks::entry_of(const std::string& name) {
+  const std::lock_guard lock(mutex_);
   std::shared_ptr<Entry>& entry = entries_[name];
   if (!entry && entries_.size() > kMost) {
     entries_.erase(name);

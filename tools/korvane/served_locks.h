@@ -18,7 +18,8 @@ class ServedLocks {
  public:
   /// Files at a time.
   static constexpr std::size_t kMost = 4;
-  /// How long a file stays open, with its locks, after the last order.
+  /// How long a file stays open, with its locks, after its last order: the next request of anybody,
+  /// for whichever file, closes it then.
   static constexpr std::chrono::seconds kIdle{60};
 
   /// Does what `order` says with the file `name` of the current directory, and returns what came of
@@ -37,6 +38,7 @@ class ServedLocks {
     Clock::time_point last_use = Clock::now();
   };
 
+  void close_idle();
   std::shared_ptr<Entry> entry_of(const std::string& name);
 
   std::mutex mutex_;

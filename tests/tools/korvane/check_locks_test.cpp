@@ -16,6 +16,8 @@
 #include <nlohmann/json.hpp>
 
 #include "sqlite/lock_check.h"
+#include "sqlite/lock_probe.h"
+#include "tests/support/plain_sqlite.h"
 #include "tests/support/temporary_folder.h"
 #include "tests/support/text_of.h"
 #include "tests/tools/korvane/program.h"
@@ -211,6 +213,37 @@ TEST_F(CheckLocks, AreOfAFolderAndNotOfProjects) {
   EXPECT_EQ(run_program(output_, "check").exit_code, 2);
   EXPECT_EQ(run_program(output_, "check a.db --locks " + root()).exit_code, 2);
   EXPECT_EQ(run_program(output_, "check a.db --with http://127.0.0.1:1").exit_code, 2);
+}
+
+// ---- a file that is not the checks' own
+
+class ForeignProbe : public testing::Test {
+ protected:
+  ForeignProbe() : probe_(file()) {}
+
+  std::string file() const { return folder_.file(".korvane-locks-0123456789abcdef"); }
+  void make(const std::string& sql) const {
+    std::ofstream{file()};
+    test::PlainConnection(file(), test::PlainConnection::Mode::kWrite).run(sql);
+  }
+
+  TemporaryFolder folder_;
+  sqlite::LockProbe probe_;
+};
+
+TEST_F(ForeignProbe, ThatComputesForEver_IsStopped) {
+  make(
+      "create view probe(id, value) as with recursive n(i) as (select 1 union all select i + 1 "
+      "from n) select 1, count(*) from n");
+  EXPECT_THAT(probe_.run("value"), HasSubstr("interrupted"));
+}
+
+TEST_F(ForeignProbe, DoesNotGrowWithoutABound) {
+  ASSERT_EQ(probe_.run("make"), "done");
+  std::string outcome = "done";
+  for (int i = 0; i < 40 && outcome == "done"; ++i) outcome = probe_.run("grow");
+  EXPECT_THAT(outcome, HasSubstr("larger than 16777216 bytes"));
+  EXPECT_LT(std::filesystem::file_size(file()), 20U << 20U);
 }
 
 // ---- mounts

@@ -140,6 +140,43 @@ TEST_F(Replications, OfOneThatFailsHoldUpNoOtherAndAreTriedAgain) {
   EXPECT_EQ(told_.back(), "b.db is copied again");
 }
 
+TEST_F(Replications, OfAProjectThatIsNoneAnyMoreFailAndSayWhy) {
+  make("a.db");
+  Replication replication(options());
+  replication.run_round();
+  std::fstream(from() + "/a.db", std::ios::in | std::ios::out | std::ios::binary) << "no database";
+  replication.run_round();
+  EXPECT_FALSE(replication.is_whole());
+  EXPECT_GT(replication.lag().count(), 0);
+  EXPECT_THAT(told_, ElementsAre(HasSubstr("does not begin as a database does")));
+  EXPECT_EQ(copied("a.db"), comment_in(folder_.file("one.db")));
+  fs::copy(folder_.file("one.db"), from() + "/a.db", fs::copy_options::overwrite_existing);
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!replication.is_whole() && std::chrono::steady_clock::now() < end) replication.run_round();
+  EXPECT_TRUE(replication.is_whole());
+}
+
+TEST_F(Replications, DoNotWaitForAPipeInThePlaceOfACopyOrOfItsNote) {
+  make("a.db");
+  make("b.db");
+  ASSERT_EQ(::mkfifo((to() + "/a.db").c_str(), 0600), 0);
+  ASSERT_EQ(::mkfifo((to() + "/.b.db.copy").c_str(), 0600), 0);
+  Replication replication(options());
+  replication.run_round();
+  EXPECT_THAT(told_, testing::Contains(HasSubstr("is not a file")));
+  EXPECT_FALSE(replication.is_whole());
+}
+
+TEST_F(Replications, OfAFolderThatIsLinkedBackFail) {
+  make("sub/a.db");
+  fs::create_directory_symlink(from() + "/sub", to() + "/sub");
+  Replication replication(options());
+  replication.run_round();
+  EXPECT_FALSE(replication.is_whole());
+  EXPECT_THAT(told_, ElementsAre(HasSubstr("is the project itself")));
+  EXPECT_FALSE(fs::exists(from() + "/sub/.a.db.copy"));
+}
+
 TEST_F(Replications, OfALockedProjectWaitShortly) {
   for (const char* const name : {"a.db", "b.db"}) make(name);
   PlainConnection other(from() + "/a.db", PlainConnection::Mode::kWrite);
