@@ -180,9 +180,9 @@ void finish(Project_Service& project, const ChangeMark& mark) {
 }
 
 /// A change of one revision that has begun. Takes itself back, or leaves that to others if it cannot.
-class Change {
+class OpenChange {
  public:
-  Change(Project_Service& project, std::int32_t rev_id, ChangeStep step) : project_(project) {
+  OpenChange(Project_Service& project, std::int32_t rev_id, ChangeStep step) : project_(project) {
     finish_changes(project);
     record_.sheet_id = sheet_of(project, rev_id);
     Revision changed;
@@ -207,7 +207,7 @@ class Change {
     }
   }
 
-  ~Change() {
+  ~OpenChange() {
     if (is_done_) return;
     try {
       if (mark_.step == ChangeStep::filling) drop(project_, mark_);
@@ -216,8 +216,8 @@ class Change {
       return;
     }
   }
-  Change(const Change&) = delete;
-  Change& operator=(const Change&) = delete;
+  OpenChange(const OpenChange&) = delete;
+  OpenChange& operator=(const OpenChange&) = delete;
 
   const ChangeMark& mark() const { return mark_; }
   const Revision& record() const { return record_; }
@@ -260,7 +260,7 @@ void replace_content(Project_Service& project, std::int32_t rev_id, const Conten
                      const std::function<void()>& last_check) {
   finish_changes(project);  // which may give the revision lines
   if (has_lines(project, rev_id)) require_sql(project);
-  Change change(project, rev_id, ChangeStep::filling);
+  OpenChange change(project, rev_id, ChangeStep::filling);
   add_content(project, change.record().sheet_id, change.mark().id, content);
   if (last_check) last_check();
   change.set(ChangeStep::whole);
@@ -270,7 +270,7 @@ void replace_content(Project_Service& project, std::int32_t rev_id, const Conten
 }
 
 void remove_revision(Project_Service& project, std::int32_t rev_id) {
-  Change change(project, rev_id, ChangeStep::removing);
+  OpenChange change(project, rev_id, ChangeStep::removing);
   change.done();
   finish_removing(project, change.mark());
 }

@@ -15,7 +15,7 @@ namespace {
 
 using model::cad::Revision;
 using model::cad::Sheet;
-using Kind = StructureFault::Kind;
+using FaultKind = StructureFault::Kind;
 
 std::string_view words_of(ChangeStep step) {
   switch (step) {
@@ -37,7 +37,7 @@ StructureFault fault_of(const ChangeMark& mark, bool is_sheet) {
   fault.is_sheet = is_sheet;
   fault.id = mark.id;
   const bool is_at_work = may_be_at_work(mark);
-  fault.kind = is_at_work ? Kind::change_at_work : Kind::unfinished_change;
+  fault.kind = is_at_work ? FaultKind::change_at_work : FaultKind::unfinished_change;
   if (is_sheet) {
     fault.text = "sheet " + std::to_string(mark.id) + ": an import " +
                  (is_at_work ? "is at work" : "was broken off") + "; what it made is not shown";
@@ -52,13 +52,13 @@ StructureFault fault_of(const ChangeMark& mark, bool is_sheet) {
 
 /// Adds a fault for each name that several bear.
 template <class Key>
-void add_equal_names(const std::map<Key, std::vector<std::int32_t>>& ids, Kind kind,
+void add_equal_names(const std::map<Key, std::vector<std::int32_t>>& ids, FaultKind kind,
                      std::vector<StructureFault>& faults) {
   for (const auto& [key, all] : ids) {
     if (all.size() < 2) continue;
     StructureFault fault;
     fault.kind = kind;
-    fault.is_sheet = kind == Kind::sheet_name;
+    fault.is_sheet = kind == FaultKind::sheet_name;
     fault.id = all.front();
     std::string list;
     for (const std::int32_t id : all) {
@@ -102,8 +102,8 @@ std::vector<StructureFault> structure_faults(const std::vector<Sheet>& sheets,
       revision_names[{revision.sheet_id, revision.name}].push_back(revision.id);
     }
   }
-  add_equal_names(sheet_names, Kind::sheet_name, faults);
-  add_equal_names(revision_names, Kind::revision_name, faults);
+  add_equal_names(sheet_names, FaultKind::sheet_name, faults);
+  add_equal_names(revision_names, FaultKind::revision_name, faults);
   return faults;
 }
 

@@ -28,7 +28,7 @@ std::string_view shown(std::string_view text) {
   return text.substr(0, end);
 }
 
-std::string quoted(std::string_view text) {
+std::string text_literal(std::string_view text) {
   const std::string_view part = shown(text);
   std::string literal = "'";
   for (const char c : part) literal += c == '\'' ? std::string("''") : std::string(1, c);
@@ -155,7 +155,7 @@ std::string literal_of(const Cell& cell) {
         } else if constexpr (std::is_same_v<T, Blob>) {
           return hex_literal(value.bytes);
         } else {
-          return quoted(value);
+          return text_literal(value);
         }
       },
       cell);

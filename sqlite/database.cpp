@@ -43,6 +43,12 @@ std::string settled_uri(const std::string& path) {
 
 }  // namespace
 
+std::string quoted_name(std::string_view name) {
+  std::string quoted = "\"";
+  for (const char c : name) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+  return quoted + '"';
+}
+
 Database::Database(const std::string& filename, Access access) : filename_(filename) {
   if (access == Access::write || access == Access::make) require_own_journal(filename);
   // A name such as ":memory:", "file:x" or none at all is no file to SQLite.

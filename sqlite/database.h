@@ -25,6 +25,9 @@ class DatabaseError : public std::runtime_error {
   int code_;
 };
 
+/// The name of a table, an index or a view as SQL takes it, whatever it holds.
+std::string quoted_name(std::string_view name);
+
 /// A connection of its own to a file. Waits a minute for locks that others hold, as the store does.
 /// One thread at a time.
 class Database {

@@ -33,9 +33,7 @@ bool is_nothing_to_do(const FoundIndexes& found, bool is_dropping) {
 
 void change(Database& database, const FoundIndexes& found, bool is_dropping) {
   const auto drop = [&](const std::string& name) {
-    std::string quoted;
-    for (const char c : name) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    database.run("drop index main.\"" + quoted + "\"");
+    database.run("drop index main." + quoted_name(name));
   };
   if (is_dropping) {
     for (const auto* names : {&found.there, &found.others}) {

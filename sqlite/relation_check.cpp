@@ -156,10 +156,8 @@ void check_each_table(const Database& database, FindingList& findings) {
   Statement tables(database, "select name from main.sqlite_schema where type = 'table'");
   while (tables.next()) names.emplace_back(tables.text(0));
   for (const std::string& name : names) {
-    std::string quoted;
-    for (const char c : name) quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
     try {
-      tell_integrity(database, "pragma main.integrity_check(\"" + quoted + "\")", findings);
+      tell_integrity(database, "pragma main.integrity_check(" + quoted_name(name) + ")", findings);
     } catch (const DatabaseError& failure) {
       if ((failure.code() & 0xFF) != SQLITE_ERROR) throw;
       tell(findings, is_of_a_project(name) ? Kind::declaration : Kind::not_ours, name,

@@ -31,7 +31,7 @@ constexpr std::size_t kLongestName = NAME_MAX - kSideFileEndings[0].size();
 constexpr std::size_t kLongestPath = PATH_MAX - 1 - kSideFileEndings[0].size();
 
 /// Longer names are cut in a failure's text.
-constexpr std::size_t kLongestQuote = 120;
+constexpr std::size_t kLongestNameShown = 120;
 
 bool is_control(wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
 
@@ -55,9 +55,9 @@ bool is_same(std::string_view left, std::string_view right) {
 
 /// `filename` as a failure shows it: control characters and bytes that are not UTF-8 as `?`.
 std::string quoted(std::string_view filename) {
-  std::wstring text = krv::log::widen(filename.substr(0, kLongestQuote * 4));
-  const bool is_cut = text.size() > kLongestQuote;
-  if (is_cut) text.resize(kLongestQuote);
+  std::wstring text = krv::log::widen(filename.substr(0, kLongestNameShown * 4));
+  const bool is_cut = text.size() > kLongestNameShown;
+  if (is_cut) text.resize(kLongestNameShown);
   std::replace_if(
       text.begin(), text.end(), [](wchar_t code) { return is_control(code) || code == L'\xFFFD'; },
       L'?');

@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 namespace {
 
 /// How often the file is looked at, for what other programs do.
-constexpr milliseconds kLook{1000};
+constexpr milliseconds kLookForNews{1000};
 /// A comment that often keeps proxies from closing a connection on which nothing happens.
 constexpr std::chrono::seconds kBeat{15};
 /// What a call has changed is told by entry up to that many, else as a whole.
@@ -94,7 +94,7 @@ class ChangeStream {
     write(event("state", {{"run", run_}, {"project", file_}}));
     auto next_beat = Clock::now() + kBeat;
     while (!call_.request().has_client_gone() && room_.runs.id() == run_) {
-      const ChangeFeed::Watcher::News news = watcher_.wait(kLook);
+      const ChangeFeed::Watcher::News news = watcher_.wait(kLookForNews);
       std::string text;
       if (news.has_missed) text += event("missed", Json::object());
       for (const Change& change : news.changes) text += event_of(change);
@@ -125,7 +125,7 @@ class ChangeStream {
   bool try_to_look() {
     try {
       bool has_asked = false;
-      const Runs::Stay stay(room_.runs, kLook);
+      const Runs::Stay stay(room_.runs, kLookForNews);
       if (room_.runs.id() != run_) return false;
       CollectedLines lines;
       CallTurns turns(call_, lines);

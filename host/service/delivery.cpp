@@ -36,7 +36,7 @@ namespace {
 using std::chrono::milliseconds;
 
 /// How often a waiting call asks whether its caller is still there.
-constexpr milliseconds kLook{200};
+constexpr milliseconds kLookAtClient{200};
 
 /// What one client may have of `all`.
 std::size_t share_of(std::size_t all) { return std::max<std::size_t>(1, all - (all + 3) / 4); }
@@ -162,7 +162,8 @@ std::optional<NotDelivered::Reason> Delivery::wait_for_turn(std::unique_lock<std
   if (!call.has_changed) call.has_changed = std::make_shared<std::condition_variable>();
   const Clock::time_point end = Clock::now() + limits_.waiting_time;
   const auto has_begun = [&] { return call.state != Call::State::waiting; };
-  while (!call.has_changed->wait_until(lock, std::min(end, Clock::now() + kLook), has_begun)) {
+  while (
+      !call.has_changed->wait_until(lock, std::min(end, Clock::now() + kLookAtClient), has_begun)) {
     std::optional<Reason> reason;
     if (call.caller.has_gone && call.caller.has_gone()) reason = Reason::caller_gone;
     if (Clock::now() >= end) reason = Reason::waited_too_long;

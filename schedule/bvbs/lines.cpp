@@ -5,6 +5,7 @@
 #include <optional>
 #include <string_view>
 
+#include "schedule/angles.h"
 #include "schedule/bvbs/numbers.h"
 #include "schedule/weights.h"
 
@@ -20,8 +21,6 @@ using model::cad::GeometryObjectType;
 using model::cad::Rebar;
 using model::cad::RebarGeometry;
 using model::geometry::Point3d;
-
-constexpr double kRadiansPerDegree = 3.14159265358979323846 / 180.0;
 
 /// Reads the fields of one block of a record as numbers, and says where one could not be read.
 class BlockReader {

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <utility>
 
+#include "schedule/angles.h"
 #include "schedule/bvbs/numbers.h"
 
 namespace korvane::schedule::drawing {
@@ -15,8 +15,6 @@ namespace {
 /// not the length of a bar.
 constexpr double kShortest = 0.001;
 constexpr double kLongest = 1e6;
-
-constexpr double kDegree = std::numbers::pi / 180;
 
 bool is_length(double number) { return number >= kShortest && number <= kLongest; }
 
@@ -49,7 +47,7 @@ bool CodedBar::agree(double given, double derived) const {
 
 double CodedBar::slope(char length, char rise) {
   const double part = (*this)[rise] / (*this)[length];
-  if (part <= 1) return std::asin(part) / kDegree;
+  if (part <= 1) return std::asin(part) / kRadiansPerDegree;
   refuse();
   return 0;
 }

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
 #include <optional>
+
+#include "schedule/angles.h"
 
 namespace korvane::schedule::drawing {
 
 namespace {
-
-constexpr double kRadians = std::numbers::pi / 180;
 
 // In millimetres on paper.
 constexpr double kLeastLeg = 6;
@@ -99,7 +98,7 @@ class Fitting {
   double extent(std::size_t leg) const {
     if (legs_[leg].kind == Leg::Kind::straight) return true_.legs[leg];
     const double half = std::min(std::abs(legs_[leg].opening) / 2, 90.0);
-    return 2 * true_.legs[leg] * std::sin(half * kRadians);
+    return 2 * true_.legs[leg] * std::sin(half * kRadiansPerDegree);
   }
 
   double longest() const {
@@ -141,7 +140,7 @@ class Fitting {
     const Box box = box_of(points_of(track));
     double moment = 0;
     for (const TrackPiece& piece : track) {
-      const double length = piece.is_arc ? std::abs(piece.sweep) * kRadians * piece.radius
+      const double length = piece.is_arc ? std::abs(piece.sweep) * kRadiansPerDegree * piece.radius
                                          : distance(piece.from, piece.to);
       moment += length * (piece.at(0.5).y - (box.least.y + box.greatest.y) / 2);
     }

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "schedule/angles.h"
 #include "schedule/drawing/fonts.h"
 #include "schedule/drawing/ink.h"
 #include "schedule/drawing/one_line.h"
@@ -17,7 +18,6 @@ namespace korvane::schedule::drawing {
 namespace {
 
 constexpr double kPointsPerMillimetre = 72 / 25.4;
-constexpr double kDegree = 3.14159265358979323846 / 180;
 /// Texts are laid out in this size and scaled: one shape of a letter for all sizes.
 constexpr double kLaidOutSize = 1000;
 
@@ -180,7 +180,7 @@ class PdfFile::Surface {
     cairo_save(cairo);
     set_ink(cairo, text.ink);
     cairo_translate(cairo, text.at.x, text.at.y);
-    cairo_rotate(cairo, -text.rotation * kDegree);
+    cairo_rotate(cairo, -text.rotation * kRadiansPerDegree);
     cairo_scale(cairo, text.size / kLaidOutSize, text.size / kLaidOutSize);
     cairo_move_to(cairo, left, -1.0 * pango_layout_get_baseline(layout) / PANGO_SCALE);
     pango_cairo_show_layout(cairo, layout);

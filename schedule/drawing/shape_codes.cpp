@@ -6,11 +6,11 @@
 #include <numbers>
 #include <optional>
 
+#include "schedule/angles.h"
+
 namespace korvane::schedule::drawing {
 
 namespace {
-
-constexpr double kDegree = std::numbers::pi / 180;
 
 constexpr std::string_view kBoth = "BS 8666, ISO 3766";
 constexpr std::string_view kBs = "BS 8666";
@@ -87,7 +87,7 @@ void build_arch(CodedBar& bar) {
   if (bar.has('B') && !bar.agree(bar['B'], chord)) bar.refuse();
   if (bar.has('C') && !bar.agree(bar['C'], rise)) bar.refuse();
   // In two halves, as the rise is dimensioned at the apex.
-  const double half = arch->half_opening / kDegree;
+  const double half = arch->half_opening / kRadiansPerDegree;
   const auto label = [&bar](char letter, const char* sign) {
     return bar.has(letter) ? std::optional(sign + bar.text(letter)) : std::nullopt;
   };
@@ -107,12 +107,12 @@ void build_tapered_link(CodedBar& bar) {
   const double diagonal = std::hypot(bar['A'], bar['B']);
   const auto corner = [](double left, double right, double opposite) {
     return std::acos((left * left + right * right - opposite * opposite) / (2 * left * right)) /
-           kDegree;
+           kRadiansPerDegree;
   };
   const double beside_a =
-      std::atan2(bar['B'], bar['A']) / kDegree + corner(diagonal, bar['D'], bar['C']);
+      std::atan2(bar['B'], bar['A']) / kRadiansPerDegree + corner(diagonal, bar['D'], bar['C']);
   const double beside_b =
-      std::atan2(bar['A'], bar['B']) / kDegree + corner(diagonal, bar['C'], bar['D']);
+      std::atan2(bar['A'], bar['B']) / kRadiansPerDegree + corner(diagonal, bar['C'], bar['D']);
   const double last = 360 - 90 - beside_a - beside_b;
   // Also where there is no such triangle: its angles are not numbers.
   constexpr double kSharpest = 1;

@@ -1,11 +1,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <numbers>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "schedule/angles.h"
 #include "schedule/drawing/figure.h"
 #include "schedule/drawing/numbers.h"
 #include "schedule/drawing/sketch_kinds.h"
@@ -16,7 +16,6 @@ namespace korvane::schedule::drawing {
 
 namespace {
 
-constexpr double kRadians = std::numbers::pi / 180;
 constexpr double kMarginX = 9;
 constexpr double kMarginY = 3.6;
 /// How much of each leg a rounded corner takes.
@@ -33,10 +32,12 @@ struct View {
 
 /// From a direction above the horizon; both angles in degrees.
 View view_from(double azimuth, double elevation) {
-  const double sine = std::sin(elevation * kRadians);
-  const Point x{-std::sin(azimuth * kRadians), -std::cos(azimuth * kRadians) * -sine};
-  const Point y{std::cos(azimuth * kRadians), -std::sin(azimuth * kRadians) * -sine};
-  return {x, y, {0, -std::cos(elevation * kRadians)}};
+  const double sine = std::sin(elevation * kRadiansPerDegree);
+  const Point x{-std::sin(azimuth * kRadiansPerDegree),
+                -std::cos(azimuth * kRadiansPerDegree) * -sine};
+  const Point y{std::cos(azimuth * kRadiansPerDegree),
+                -std::sin(azimuth * kRadiansPerDegree) * -sine};
+  return {x, y, {0, -std::cos(elevation * kRadiansPerDegree)}};
 }
 
 std::vector<Point3d> scaled_legs(const std::vector<Point3d>& points) {

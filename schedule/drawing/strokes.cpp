@@ -7,21 +7,20 @@
 #include <string>
 #include <string_view>
 
+#include "schedule/angles.h"
 #include "schedule/drawing/fonts.h"
 
 namespace korvane::schedule::drawing {
 
 namespace {
 
-constexpr double kRadians = std::numbers::pi / 180;
-
 /// An arc as curves of at most a quarter of a circle.
 void add_arc(const TrackPiece& arc, double height, std::vector<PathStep>& path) {
   const int parts = std::max(1, static_cast<int>(std::ceil(std::abs(arc.sweep) / 90)));
-  const double step = arc.sweep / parts * kRadians;
+  const double step = arc.sweep / parts * kRadiansPerDegree;
   const double handle = 4.0 / 3.0 * std::tan(step / 4) * arc.radius;
   for (int part = 0; part < parts; ++part) {
-    const double begin = arc.start_angle * kRadians + part * step;
+    const double begin = arc.start_angle * kRadiansPerDegree + part * step;
     const double end = begin + step;
     const Point first = arc.at(static_cast<double>(part) / parts);
     const Point last = arc.at(static_cast<double>(part + 1) / parts);

@@ -2,23 +2,23 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numbers>
+
+#include "schedule/angles.h"
 
 namespace korvane::schedule::drawing {
 
 namespace {
 
-constexpr double kRadians = std::numbers::pi / 180;
 constexpr double kRightAngle = 90;
 
 Point direction_of(double degrees) {
-  return {std::cos(degrees * kRadians), std::sin(degrees * kRadians)};
+  return {std::cos(degrees * kRadiansPerDegree), std::sin(degrees * kRadiansPerDegree)};
 }
 
 /// How much of a straight leg a bend at its end takes.
 double shortening(double bend, double radius) {
   const double angle = std::min(std::abs(bend), kRightAngle);
-  return radius * std::tan(angle / 2 * kRadians);
+  return radius * std::tan(angle / 2 * kRadiansPerDegree);
 }
 
 /// Goes along a bar and notes the pieces.
@@ -96,7 +96,7 @@ std::vector<Point> corners_of(const std::vector<TrackPiece>& track) {
     if (piece.is_bend) {
       const double half = std::abs(piece.sweep) / 2;
       // Where the tangents at both ends of the bend meet.
-      const double stretch = half < 45.5 ? 1 / std::cos(half * kRadians) : 1;
+      const double stretch = half < 45.5 ? 1 / std::cos(half * kRadiansPerDegree) : 1;
       corners.push_back(piece.centre + (piece.at(0.5) - piece.centre) * stretch);
     } else if (i + 1 == track.size() || !track[i + 1].is_bend) {
       corners.push_back(piece.to);

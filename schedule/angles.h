@@ -1,0 +1,9 @@
+#pragma once
+
+#include <numbers>
+
+namespace korvane::schedule {
+
+inline constexpr double kRadiansPerDegree = std::numbers::pi / 180;
+
+}  // namespace korvane::schedule
