@@ -4,6 +4,7 @@
 #include <map>
 #include <new>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "contracts/encoding/record_codec.h"
@@ -277,11 +278,17 @@ void remove_revision(Project_Service& project, std::int32_t rev_id) {
 
 void remove_sheet(Project_Service& project, std::int32_t sheet_id) {
   finish_changes(project);
+  std::set<std::int32_t> revisions;
   for (const auto& row :
        query(project, "select id from revision where sheet_id = " + std::to_string(sheet_id))
            .rows) {
-    remove_revision(project, static_cast<std::int32_t>(integer_in(row[0])));
+    revisions.insert(static_cast<std::int32_t>(integer_in(row[0])));
   }
+  for (const ChangeMark& mark : marks_of(project)) {
+    const bool is_here = mark.step != ChangeStep::importing && revisions.count(mark.id) != 0;
+    if (is_here && may_be_at_work(mark)) refuse_second_change(mark.changed_revision);
+  }
+  for (const std::int32_t revision : revisions) remove_revision(project, revision);
   delete_sheet(project, sheet_id);
 }
 

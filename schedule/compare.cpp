@@ -12,6 +12,7 @@
 #include "contracts/cad/contracts.describe.h"
 #include "contracts/encoding/record_codec.h"
 #include "schedule/bvbs/record.h"
+#include "schedule/bvbs/source.h"
 #include "schedule/content_tables.h"
 #include "schedule/line_text.h"
 
@@ -32,7 +33,9 @@ constexpr std::size_t kWeightOfLabel = 100;
 std::string unsaid_in(const std::string& source) {
   bvbs::Record record;
   try {
-    record = bvbs::parse_record(source, 1);
+    const std::optional<std::string> line = bvbs::line_of_source(source);
+    if (!line) return {};
+    record = bvbs::parse_record(*line, 1);
   } catch (const bvbs::RecordError&) {
     return {};
   }

@@ -137,11 +137,14 @@ void ContentReader::for_each_bar(std::int32_t rev_id,
 
 std::size_t ContentReader::size(std::int32_t rev_id) const {
   std::size_t size = 0;
-  for (const auto& [table, rows] : rows_) {
-    const auto found = rows.find(rev_id);
-    if (found != rows.end()) size += found->second.count;
-  }
+  for (const auto& [table, rows] : rows_) size += size_in(table, rev_id);
   return size;
+}
+
+std::size_t ContentReader::size_in(const std::string& table, std::int32_t rev_id) const {
+  const auto& rows = rows_.at(table);
+  const auto found = rows.find(rev_id);
+  return found == rows.end() ? 0 : found->second.count;
 }
 
 }  // namespace korvane::schedule

@@ -14,6 +14,7 @@
 #include "contracts/cad/mounting_part.h"
 #include "contracts/cad/rebar.h"
 #include "platform/project_rpc/project_service.h"
+#include "schedule/line_kind.h"
 
 namespace korvane::schedule {
 
@@ -72,12 +73,20 @@ class ContentReader {
   /// How many rows the revision has, of all kinds.
   std::size_t size(std::int32_t rev_id) const;
 
+  /// How many of one kind. `T` is as in for_each.
+  template <class T>
+  std::size_t size(std::int32_t rev_id) const {
+    return size_in(LineKind<T>::kTable, rev_id);
+  }
+
  private:
   struct Rows {
     std::int64_t first = 0;
     std::int64_t last = 0;
     std::size_t count = 0;
   };
+
+  std::size_t size_in(const std::string& table, std::int32_t rev_id) const;
 
   model::cad::Project_Service& project_;
   /// By table and revision.

@@ -53,8 +53,19 @@ std::size_t lines_of(const DocumentIndex::Revision& revision) {
 
 /// The uids of a table, also those of entries that are not shown.
 template <class T>
-void take_uids(const Batch<T>& batch, std::set<std::string>& uids) {
+std::set<std::string> uids_of(const Batch<T>& batch) {
+  std::set<std::string> uids;
   for (const T& record : batch.items) uids.insert(record.uid);
+  return uids;
+}
+
+/// Takes a new record's uid away if it may not keep it. The mark of the import names sheets and
+/// revisions alike by their uids, one a line: those that are there already must not be among them.
+template <class T>
+void require_own_uid(T& record, std::set<std::string>& uids_of_table,
+                     const std::set<std::string>& uids_there) {
+  const bool is_own = uids_of_table.insert(record.uid).second && uids_there.count(record.uid) == 0;
+  if (!is_own || record.uid.find('\n') != std::string::npos) record.uid.clear();
 }
 
 class Storing {
@@ -123,14 +134,14 @@ class Storing {
 
   /// One for each sheet of the document, with the revisions that the project lacks.
   std::vector<NewSheet> entries_to_make() {
-    std::set<std::string> sheet_uids;
     Batch<Sheet> all_sheets;
     project_.list_sheets({}, all_sheets);
-    take_uids(all_sheets, sheet_uids);
-    std::set<std::string> revision_uids;
+    const std::set<std::string> sheets_there = uids_of(all_sheets);
+    std::set<std::string> sheet_uids = sheets_there;
     Batch<Revision> all_revisions;
     project_.list_revisions({}, all_revisions);
-    take_uids(all_revisions, revision_uids);
+    const std::set<std::string> revisions_there = uids_of(all_revisions);
+    std::set<std::string> revision_uids = revisions_there;
 
     std::vector<NewSheet> sheets;
     for (std::size_t s = 0; s < index_.sheets.size(); ++s) {
@@ -141,7 +152,7 @@ class Storing {
         note_if_other(match_.sheets[s]->record, index_.sheets[s].record, "");
       } else {
         sheet.record.id = Sheet{}.id;
-        if (!sheet_uids.insert(sheet.record.uid).second) sheet.record.uid.clear();
+        require_own_uid(sheet.record, sheet_uids, revisions_there);
       }
       for (std::size_t r = 0; r < index_.sheets[s].revisions.size(); ++r) {
         const Revision& original = index_.sheets[s].revisions[r].record;
@@ -152,7 +163,7 @@ class Storing {
         }
         Revision& revision = sheet.revisions.emplace_back(original);
         revision.id = Revision{}.id;
-        if (!revision_uids.insert(revision.uid).second) revision.uid.clear();
+        require_own_uid(revision, revision_uids, sheets_there);
       }
     }
     return sheets;

@@ -8,8 +8,11 @@
 
 #include <nlohmann/json.hpp>
 
+#include "bond/compact_binary.h"
 #include "contracts/cad/contracts.describe.h"
 #include "contracts/encoding/json.h"
+#include "contracts/encoding/json_text.h"
+#include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/bvbs/source.h"
 #include "schedule/changes.h"
@@ -28,18 +31,23 @@ namespace {
 constexpr std::size_t kMostElements = 10'000;
 
 [[noreturn]] void refuse_path(const std::string& path) {
-  throw BadRequest("\"" + path + "\" is not a field: expected a path such as " +
+  throw BadRequest(encoding::detail::shown(path) + " is not a field: expected a path such as " +
                    "parameters_exact.a or geometry.objects[0].length");
 }
 
 /// Where the path leads in `json`, which grows to hold it.
 Json& at_path(Json& json, const std::string& path) {
   Json* place = &json;
+  std::size_t depth = 0;
+  const auto go_down = [&](Json& inner) {
+    if (++depth > bond::kMaxDepth) refuse_path(path);
+    place = &inner;
+  };
   std::string_view rest = path;
   while (true) {
     const std::size_t end = std::min(rest.find_first_of(".["), rest.size());
     if (end == 0 || !(place->is_object() || place->is_null())) refuse_path(path);
-    place = &(*place)[std::string(rest.substr(0, end))];
+    go_down((*place)[std::string(rest.substr(0, end))]);
     rest.remove_prefix(end);
     while (rest.starts_with('[')) {
       std::size_t index = 0;
@@ -50,7 +58,7 @@ Json& at_path(Json& json, const std::string& path) {
       }
       if (!(place->is_array() || place->is_null())) refuse_path(path);
       if (place->is_array() && index > place->size()) refuse_path(path);
-      place = &(*place)[index];
+      go_down((*place)[index]);
       rest.remove_prefix(static_cast<std::size_t>(stop - rest.data()) + 1);
     }
     if (rest.empty()) return *place;
@@ -59,9 +67,17 @@ Json& at_path(Json& json, const std::string& path) {
   }
 }
 
+Json as_json(const Rebar& bar) {
+  try {
+    return Json::parse(encoding::to_json(bar));
+  } catch (const encoding::JsonError& failure) {
+    throw BadRequest(std::string("the bar cannot be edited: ") + failure.what());
+  }
+}
+
 /// The bar with one field changed.
 Rebar with_value(const Rebar& bar, const Assignment& assignment) {
-  Json json = Json::parse(encoding::to_json(bar));
+  Json json = as_json(bar);
   Json& place = at_path(json, assignment.field);
   const Json literal = Json::parse(assignment.value, nullptr, false);
   const auto read = [&](const Json& value) {
@@ -111,7 +127,9 @@ void follow_counts(Rebar& bar, const Rebar& before, const std::set<std::string>&
     bar.total_bars = static_cast<std::int32_t>(total_of(bar));
   } else if (has_members && is_total && !is_per_member &&
              std::int64_t{bar.total_bars} % bar.member_multiplier == 0) {
-    bar.bars_per_member = bar.total_bars / bar.member_multiplier;
+    // The least number has no opposite in 32 bits.
+    const std::int64_t each = std::int64_t{bar.total_bars} / bar.member_multiplier;
+    if (std::in_range<std::int32_t>(each)) bar.bars_per_member = static_cast<std::int32_t>(each);
   }
   if (assigned.count("total_length") == 0 && before.total_bars > 0) {
     bar.total_length = before.total_length / before.total_bars * bar.total_bars;
@@ -162,7 +180,8 @@ bool is_same(Rebar a, const Rebar& b) {
   a.id = b.id;
   a.rev_id = b.rev_id;
   a.sheet_id = b.sheet_id;
-  return a == b;
+  // By their bytes: a number that is none differs from itself.
+  return encoding::encode(a) == encoding::encode(b);
 }
 
 /// Edits the bar at that position of a content.

@@ -8,8 +8,8 @@
 
 namespace korvane::schedule {
 
-/// What is wrong with a text, in its order. Keeps a thousand faults and counts the rest: a hostile
-/// text may have one a byte.
+/// What is wrong with a text, in its order. Keeps the thousand faults that were found first and counts
+/// the rest: a hostile text may have one a byte.
 class FaultList {
  public:
   /// `position` orders the faults.

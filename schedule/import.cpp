@@ -275,7 +275,7 @@ std::vector<ImportTarget> import_schedules(Project_Service& project, const Impor
   std::optional<ContentReader> reader;
   if (has_existing(targets)) {
     reader.emplace(project);
-    count_lines_before(project, *reader, targets);
+    count_lines_before(*reader, targets);
     if (if_filled == IfFilled::refuse) refuse_filled(targets);
   }
 

@@ -64,18 +64,11 @@ bool has_existing(const std::vector<ImportTarget>& targets) {
                      [](const ImportTarget& target) { return target.existing.has_value(); });
 }
 
-void count_lines_before(Project_Service& project, const ContentReader& reader,
-                        std::vector<ImportTarget>& targets) {
-  std::map<std::int32_t, std::size_t> mounting_parts;
-  for (const auto& row :
-       query(project, "select rev_id, count(*) from mountingpart group by rev_id").rows) {
-    mounting_parts[static_cast<std::int32_t>(integer_in(row[0]))] =
-        static_cast<std::size_t>(integer_in(row[1]));
-  }
+void count_lines_before(const ContentReader& reader, std::vector<ImportTarget>& targets) {
   for (ImportTarget& target : targets) {
     if (!target.existing) continue;
     const std::int32_t id = target.existing->content_id;
-    target.result.lines_before = reader.size(id) - mounting_parts[id];
+    target.result.lines_before = reader.size(id) - reader.size<model::cad::MountingPart>(id);
   }
 }
 
@@ -93,7 +86,7 @@ std::vector<ImportedRevision> preview_import(Project_Service* project, const Imp
   std::optional<ContentReader> reader;
   if (fills_any) {
     reader.emplace(*project);
-    count_lines_before(*project, *reader, targets);
+    count_lines_before(*reader, targets);
   }
   std::vector<ImportedRevision> revisions;
   for (ImportTarget& target : targets) revisions.push_back(std::move(target.result));

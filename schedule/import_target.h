@@ -29,7 +29,6 @@ std::vector<ImportTarget> targets_of(const ImportPlan& plan, const Structure& st
 bool has_existing(const std::vector<ImportTarget>& targets);
 
 /// Counts what the revisions have already.
-void count_lines_before(model::cad::Project_Service& project, const ContentReader& reader,
-                        std::vector<ImportTarget>& targets);
+void count_lines_before(const ContentReader& reader, std::vector<ImportTarget>& targets);
 
 }  // namespace korvane::schedule

@@ -58,9 +58,12 @@ void for_each_group(
   }
 }
 
-/// The columns of sums of a table. A weight that is not a number is NULL, as one of 0 is unknown.
-std::string sums(const std::string& pieces, const std::string& millimetres, const std::string& mass,
-                 const std::string& estimate) {
+/// The columns of sums of a table. A weight that is not a number is NULL, and one that is no finite
+/// one or 0 is unknown, as in weights.h.
+std::string sums(const std::string& pieces, const std::string& millimetres,
+                 const std::string& product, const std::string& estimate) {
+  const std::string mass =
+      "(case when abs(" + product + ") <= 1.7976931348623157e308 then " + product + " end)";
   const std::string is_unknown = "coalesce(" + mass + ", 0) = 0";
   return "count(*), sum(" + pieces + "), sum(" + millimetres + "), sum(" + mass + "), sum(" +
          is_unknown + "), sum(case when " + is_unknown + " then " + estimate + " else 0 end)";

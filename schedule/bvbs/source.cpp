@@ -55,9 +55,8 @@ template <class T>
 std::optional<Source> read_again(const T& item, const char* property) {
   const auto found = item.properties.find(property);
   if (found == item.properties.end() || !found->second.value_string) return std::nullopt;
-  std::optional<std::string> bytes = windows1252_from_utf8(*found->second.value_string);
-  if (bytes) bytes = with_right_checksum(*std::move(bytes));
-  if (!bytes || bytes->find_first_of("\r\n") != std::string::npos) return std::nullopt;
+  std::optional<std::string> bytes = line_of_source(*found->second.value_string);
+  if (!bytes) return std::nullopt;
   try {
     Record record = parse_record(*bytes, 0);
     if (!is_group_of(record.group, item)) return std::nullopt;
@@ -112,6 +111,13 @@ void drop_stale(T& now, const std::string* steel) {
 }
 
 }  // namespace
+
+std::optional<std::string> line_of_source(const std::string& source) {
+  std::optional<std::string> bytes = windows1252_from_utf8(source);
+  if (bytes) bytes = with_right_checksum(*std::move(bytes));
+  if (bytes && bytes->find_first_of("\r\n") != std::string::npos) return std::nullopt;
+  return bytes;
+}
 
 std::optional<Source> read_source(const Rebar& bar, const char* property) {
   return read_again(bar, property);

@@ -28,6 +28,10 @@ struct Source {
   Draft draft;
 };
 
+/// The line of a kept source, which is UTF-8, in Windows-1252 and with the right checksum. None if it
+/// has letters that Windows-1252 lacks, no checksum, or a line feed.
+std::optional<std::string> line_of_source(const std::string& source);
+
 /// The line in a property of the record. None if it is not there, cannot be read, or is of another
 /// kind of record. A wrong checksum is no fault: the line may have been imported with it.
 std::optional<Source> read_source(const model::cad::Rebar& bar, const char* property);

@@ -222,6 +222,34 @@ TEST_F(Changes, RemoveASheetWithItsBarSpacers) {
   EXPECT_EQ(count("rebar"), 0);
 }
 
+TEST_F(Changes, RemoveNoSheetOfWhichAnotherProgramChangesARevision) {
+  // The mark has a lower id than all that it could be taken for.
+  Revision marked;
+  marked.sheet_id = sheet_;
+  marked.uid = "mark";
+  ChangeMark mark;
+  mark.uid = "mark";
+  RevisionRef ref;
+  project().create_revision(marked, ref);
+  const std::int32_t changed = make_revision(sheet_);
+  mark.changed_revision = changed;
+  std::optional<OwnChange> other_program(mark);
+  write_mark(mark, marked.properties);
+  marked.id = ref.id.value();
+  GenericReply reply;
+  project().update_revision(marked, reply);
+  add_content(project(), sheet_, changed, content("a"));
+  const std::int64_t revisions = count("revision");
+  EXPECT_THAT([&] { remove_sheet(project(), sheet_); },
+              ThrowsMessage<krv::rpc4::BadRequest>("revision " + std::to_string(changed) +
+                                                   " is being changed by another program"));
+  EXPECT_EQ(count("revision"), revisions);
+  EXPECT_EQ(count("rebar"), 2);
+  other_program.reset();
+  remove_sheet(project(), sheet_);
+  EXPECT_EQ(count("revision"), 0);
+}
+
 TEST_F(Changes, OfARevisionThatAnotherProgramChangesAreRefused) {
   Revision marked;
   marked.sheet_id = sheet_;

@@ -362,6 +362,16 @@ TEST(CompareBars, OfASourceRecordOnlyWhatNoFieldHoldsCounts) {
   EXPECT_THAT(fields_of(compare<Rebar>({spacer, moved}, {moved, spacer})), IsEmpty());
 }
 
+TEST(CompareBars, OfASourceRecordWithLettersBeyondAsciiTheSameCounts) {
+  const std::string line =
+      "BF2D@HjBr\xFC"
+      "cke@r417@ia@p1@l1000@n10@e0.888@d12@gB500A@s48@v@At6@p140@p";
+  const Rebar spacer = imported(line + "667");
+  EXPECT_THAT(fields_of(compare<Rebar>({spacer}, {imported(line + "668")})),
+              ElementsAre("properties.bvbs"));
+  EXPECT_THAT(fields_of(compare<Rebar>({spacer}, {spacer})), IsEmpty());
+}
+
 SheetEntry sheet_of(const std::string& name, const std::vector<std::string>& revisions) {
   SheetEntry sheet;
   sheet.record.name = name;

@@ -1,5 +1,7 @@
 #include "schedule/edit.h"
 
+#include <cstdint>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -7,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/rpc4/failure.h"
+#include "schedule/changes.h"
 #include "schedule/content.h"
 #include "tests/support/records.h"
 #include "tests/support/store_test.h"
@@ -122,6 +125,30 @@ TEST_F(Edited, RefusesMorePiecesThanALineCanHave) {
   refuses("member_multiplier=2000000000", "12000000000 bars are more than a line can have");
 }
 
+TEST_F(Edited, TakesTheLeastNumberOfPiecesWhateverTheMultiplier) {
+  bar_.member_multiplier = -1;
+  bar_.bars_per_member = -12;
+  const Rebar bar = with({"total_bars=-2147483648"});
+  EXPECT_EQ(bar.total_bars, std::numeric_limits<std::int32_t>::min());
+  EXPECT_EQ(bar.bars_per_member, -12);
+}
+
+TEST_F(Edited, RefusesAPathOfMoreLevelsThanARecordCanHave) {
+  std::string dots = "a";
+  std::string brackets = "a";
+  for (int i = 0; i < 100'000; ++i) {
+    dots += ".a";
+    brackets += "[0]";
+  }
+  refuses(dots + "=1", "…\" is not a field: expected a path such as");
+  refuses(brackets + "=1", "…\" is not a field: expected a path such as");
+}
+
+TEST_F(Edited, NamesTheFieldThatKeepsABarFromBeingEdited) {
+  bar_.total_length = std::numeric_limits<double>::quiet_NaN();
+  refuses("comment=x", "the bar cannot be edited: total_length: NaN cannot be written as JSON");
+}
+
 TEST_F(Edited, RefusesWhatTheStoreSets) {
   for (const std::string field : {"id", "rev_id", "sheet_id"}) {
     refuses(field + "=1", field + " cannot be edited: the store sets it");
@@ -207,6 +234,16 @@ TEST_F(EditBar, FindsABarByItsRowAndSaysWhereItIsNow) {
   EXPECT_EQ(result.revision.content_id, revision_);
   EXPECT_THAT([&] { edit_bar(project(), 99, {parse_assignment("comment=x")}, false); },
               ThrowsMessage<NotFound>("no bar with the id 99 in this project"));
+}
+
+TEST_F(EditBar, WithANumberThatIsNoneIsNotTakenForOneThatOthersChange) {
+  Content content = ContentReader(project()).read(revision_);
+  content.bars[1].total_length = std::numeric_limits<double>::quiet_NaN();
+  replace_content(project(), revision_, content);
+  const std::int32_t id = std::stoi(*value("select id from rebar where total_length is null"));
+  EXPECT_THAT([&] { edit_bar(project(), id, {parse_assignment("comment=x")}, false); },
+              ThrowsMessage<BadRequest>(
+                  "the bar cannot be edited: total_length: NaN cannot be written as JSON"));
 }
 
 TEST_F(EditBar, CanBeEndedBeforeEachAssignment) {

@@ -71,6 +71,17 @@ class OtherProject {
   std::shared_ptr<Project_Service_Impl> project_;
 };
 
+/// Stores the document where no bar can be stored.
+void store_and_fail(OtherProject& other, const std::string& text) {
+  model::table::GET_TABLE request;
+  request.kind = "sql:raw";
+  request.params["query"].value_string.set(
+      "create trigger refuse before insert on rebar begin select raise(abort, 'refused'); end");
+  model::table::TABLE result;
+  other.service().query_table(request, result);
+  EXPECT_ANY_THROW(ProjectDocument(text).store(other.service(), IfFilled::refuse));
+}
+
 /// The ids of sheets begin at 2, as those of sheets that are read back do: what is made at once has
 /// a mark first.
 void use_first_sheet_id(Project_Service& project) {
@@ -664,17 +675,62 @@ TEST_F(Documents, ThatFailTakeBackWhatTheyHaveMade) {
   const std::string text = document();
   OtherProject other;
   const std::string before = document_of(other.service());
-  model::table::GET_TABLE request;
-  request.kind = "sql:raw";
-  request.params["query"].value_string.set(
-      "create trigger refuse before insert on rebar begin select raise(abort, 'refused'); end");
-  model::table::TABLE result;
-  other.service().query_table(request, result);
-  EXPECT_ANY_THROW(ProjectDocument(text).store(other.service(), IfFilled::refuse));
+  store_and_fail(other, text);
   EXPECT_EQ(document_of(other.service()), before);
   for (const char* const table : {"material", "fabric_type", "sheet", "revision", "fabric"}) {
     EXPECT_EQ(other.count(table), "0") << table;
   }
+}
+
+TEST_F(Documents, ThatFailTakeBackNothingThatHasAUidOfTheirs) {
+  make_project();
+  const Structure structure = read_structure(project());
+  const Sheet& own_sheet = structure.sheets[0].record;
+  const Revision& own_revision = structure.sheets[0].revisions[0].record;
+  OtherProject other;
+  // As a client makes them that counts its uids: a sheet's is that of a revision, and the reverse.
+  Sheet sheet;
+  sheet.name = "there";
+  sheet.uid = own_revision.uid;
+  SheetRef sheet_ref;
+  other.service().create_sheet(sheet, sheet_ref);
+  Revision revision;
+  revision.name = "there";
+  revision.uid = own_sheet.uid;
+  revision.sheet_id = sheet_ref.id.value();
+  RevisionRef ref;
+  other.service().create_revision(revision, ref);
+  Sheet empty;
+  empty.name = "empty";
+  empty.uid = structure.sheets[0].revisions[1].record.uid;
+  other.service().create_sheet(empty, sheet_ref);
+  const std::string before = document_of(other.service());
+  store_and_fail(other, document());
+  EXPECT_EQ(document_of(other.service()), before);
+  EXPECT_EQ(other.count("sheet"), "2");
+  EXPECT_EQ(other.count("revision"), "1");
+}
+
+TEST_F(Documents, WithALineFeedInAUidTakeBackNothingThatItNames) {
+  make_project();
+  const Revision own = read_structure(project()).sheets[0].revisions[0].record;
+  OtherProject other;
+  Sheet sheet;
+  sheet.name = "there";
+  SheetRef sheet_ref;
+  other.service().create_sheet(sheet, sheet_ref);
+  Revision revision;
+  revision.name = "there";
+  revision.uid = "kept";
+  revision.sheet_id = sheet_ref.id.value();
+  RevisionRef ref;
+  other.service().create_revision(revision, ref);
+  const std::string before = document_of(other.service());
+  const std::string text =
+      replaced(document(), "\"uid\":\"" + own.uid + "\"", "\"uid\":\"x\\nkept\"");
+  store_and_fail(other, text);
+  EXPECT_EQ(document_of(other.service()), before);
+  EXPECT_EQ(other.count("revision"), "1");
 }
 
 TEST_F(Documents, OfManyLinesAreHandedOverInPieces) {

@@ -99,6 +99,17 @@ TEST_F(TotalsOfProject, AMissingWeightIsCountedAndEstimated) {
   EXPECT_NEAR(nominal_mass_per_length(10), 0.6165, 1e-4);
 }
 
+TEST_F(TotalsOfProject, AWeightBeyondAllNumbersIsUnknownAsInTheContent) {
+  add({bar(10, 1, 1e200, 1e200), bar(10, 1, 1000, 0.617)});
+  const Sum sum = totals().at(revision_).bars.begin()->second;
+  EXPECT_EQ(sum.mass, 0.617);
+  EXPECT_EQ(sum.lines_without_mass, 1);
+  const Content content = ContentReader(project()).read(revision_);
+  const Sum in_content = totals_of(read_structure(project()), content).bars.begin()->second;
+  EXPECT_EQ(in_content.mass, sum.mass);
+  EXPECT_EQ(in_content.lines_without_mass, sum.lines_without_mass);
+}
+
 /// The sums that the database makes are those of the records that are read.
 TEST_F(TotalsOfProject, AreThoseOfTheContent) {
   std::mt19937 engine(13);
