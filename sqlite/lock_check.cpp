@@ -74,7 +74,8 @@ void require_done(LockPeer& peer, const std::string& order) {
 
 std::int64_t value_of(LockPeer& peer) {
   const std::string got = peer.ask("value");
-  if (got.empty() || got.find_first_not_of("0123456789") != got.npos) {
+  constexpr std::size_t kMostDigits = 18;  // the other side may say anything
+  if (got.empty() || got.size() > kMostDigits || got.find_first_not_of("0123456789") != got.npos) {
     throw Broken("the value cannot be read (" + peer.name() + ": \"" + got + "\")");
   }
   return std::stoll(got);

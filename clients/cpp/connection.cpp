@@ -199,7 +199,7 @@ class Connection::Session {
         // The library takes a connection that breaks off for the end of the reply.
         if (length > arrived) throw Poco::Net::ConnectionResetException("the reply broke off");
       } else {
-        outcome.refusal = refusal(response, body);
+        outcome.refusal = refusal(session, response, body);
         outcome.retry_after = retry_after(response);
         if (is_redirect(response.getStatus(), request.method)) {
           outcome.location = response.get("Location", "");
@@ -244,11 +244,12 @@ class Connection::Session {
     }
   }
 
-  ServerError refusal(const HTTPResponse& response, std::istream& body) const {
-    std::string text;
-    read(body, [&](std::string_view piece) {
-      text += piece.substr(0, kMostErrorBytes - std::min(kMostErrorBytes, text.size()));
-    });
+  ServerError refusal(HTTPClientSession& session, const HTTPResponse& response,
+                      std::istream& body) const {
+    std::string text(kMostErrorBytes, '\0');
+    body.read(text.data(), static_cast<std::streamsize>(text.size()));
+    text.resize(static_cast<std::size_t>(body.gcount()));
+    if (body) session.reset();  // there is more, perhaps without an end
     const auto problem = nlohmann::json::parse(text, nullptr, false);
     const auto member = [&](const char* name, const std::string& otherwise) {
       const bool is_there =

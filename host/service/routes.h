@@ -41,6 +41,9 @@ struct Route {
   /// Null for a route to operations.
   Document document;
   Callees callees = Callees::none;
+  /// Nothing for what is not for clients of projects: what looks after the server reads, and the words
+  /// by which korvane itself tries locks, which may be others in the next version. What is described
+  /// ends up in every client that is generated.
   std::optional<RouteDescription> description = std::nullopt;
   /// By POST, not by GET.
   bool is_posted = false;

@@ -74,14 +74,11 @@ std::string real_path(const std::string& folder) {
 }
 
 /// A server that cannot be reached, or lets nobody in, says nothing about locks.
-void require_server(const std::string& url, const std::string& token) {
-  client::Options options;
-  options.token = token;
-  options.attempts = 1;
-  client::Request request;
-  request.method = "GET";
-  request.path = "/v1/access";
-  client::Connection(url, options).send(request);
+void require_server(sqlite::LockPeer& server) {
+  const std::string answer = server.ask(kReach);
+  constexpr std::string_view kFailed = "failed: ";
+  if (answer == sqlite::LockProbe::kDone) return;
+  throw std::runtime_error(answer.substr(answer.starts_with(kFailed) ? kFailed.size() : 0));
 }
 
 }  // namespace
@@ -91,14 +88,14 @@ std::vector<LockResult> try_locks(const std::string& folder, const std::optional
   const ProbeFile file(real_path(folder));
   std::unique_ptr<sqlite::LockPeer> other;
   if (url) {
-    require_server(*url, token);
-    other = std::make_unique<ServerLockPeer>(*url, token, file.name());
+    other = start_server_peer(*url, token, file.name());
+    require_server(*other);
   } else {
-    other = std::make_unique<ChildLockPeer>(file.path());
+    other = start_process_peer(file.path());
   }
   OwnLockPeer own(file.path());
-  std::vector<LockResult> results = sqlite::check_locks(
-      {own, *other, [&] { return std::make_unique<ChildLockPeer>(file.path()); }});
+  std::vector<LockResult> results =
+      sqlite::check_locks({own, *other, [&] { return start_process_peer(file.path()); }});
   if (url) {
     try {
       other->ask("close");

@@ -10,8 +10,8 @@
 
 int main(int argc, char** argv) {
   try {
-    if (argc == 3 && std::string_view(argv[1]) == korvane::tools::kLockPeerArgument) {
-      return korvane::tools::run_lock_peer(argv[2]);
+    if (argc > 2 && std::string_view(argv[1]) == korvane::tools::kLockPeerArgument) {
+      return korvane::tools::run_lock_peer({argv + 2, argv + argc});
     }
     return korvane::tools::Program().run(argc, argv);
   } catch (const std::exception& failure) {

@@ -9,6 +9,8 @@
 #include <nlohmann/json.hpp>
 
 #include "host/service/call_room.h"
+#include "host/service/routes.h"
+#include "host/service/target.h"
 
 namespace korvane::test {
 namespace {
@@ -68,6 +70,18 @@ TEST(OpenApi, HasEveryFormOfABodyOrJsonAlone) {
   EXPECT_EQ(alone.at("responses").at("200").at("content"),
             json::parse(R"({"application/json":{"schema":
                 {"$ref":"#/components/schemas/korvane.model.cad.Sheet"}}})"));
+}
+
+TEST(OpenApi, LeavesOutWhatIsNotForClientsOfProjects) {
+  const json paths = document().at("paths");
+  for (const char* const described : {"/v1/access", "/v1/projects"}) {
+    EXPECT_TRUE(paths.contains(described)) << described;
+  }
+  for (const char* const left_out : {"/healthz/live", "/healthz/ready", "/metrics", "/openapi.json",
+                                     "/schema/{file}", "/v1", "/v1/locks/{file}"}) {
+    EXPECT_NO_THROW(host::find_route(host::Target(left_out)));
+    EXPECT_FALSE(paths.contains(left_out)) << left_out;
+  }
 }
 
 TEST(OpenApi, TakesARequestOfSingleValuesFieldByField) {
