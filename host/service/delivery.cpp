@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <limits>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -17,6 +18,7 @@ struct Delivery::Call {
   /// Of a call that waits. Whoever notifies it does so when the call may be over already.
   std::shared_ptr<std::condition_variable> has_changed{};
   std::list<Call*>::iterator place{};
+  std::map<std::string, Client>::iterator of_client{};
   const Clock::time_point came = Clock::now();
 };
 
@@ -29,6 +31,10 @@ struct Delivery::Queue {
   /// The clients of those in the order of their turns.
   std::deque<std::string> turns{};
   bool is_running = false;
+  /// Itself, for the list of those that are ready, which it joins and leaves without memory.
+  std::list<Queue*> itself{this};
+  std::list<Queue*>::iterator place_in_ready = itself.begin();
+  bool is_ready = false;
 };
 
 namespace {
@@ -100,9 +106,7 @@ void Delivery::deliver(const std::string& queue_name, const Caller& caller, cons
   std::unique_lock lock(mutex_);
   if (is_stopping_) refuse(NotDelivered::Reason::stopping, queue_name);
   Queue& queue = queue_of(queue_name);
-  refuse_surplus(queue, caller.client);
-  call.place = calls_.insert(calls_.end(), &call);
-  is_free(queue, caller.client) ? begin(queue, call) : enter(queue, call);
+  take_in(queue, call);
   Woken woken = begin_next();
   for (;;) {
     notify(woken);
@@ -111,19 +115,20 @@ void Delivery::deliver(const std::string& queue_name, const Caller& caller, cons
       refuse(*reason, queue_name);
     }
     lock.unlock();
-    const Outcome outcome = outcome_of(work, Turn(*this, queue));
+    Outcome outcome = outcome_of(work, Turn(*this, queue));
     lock.lock();
     end(queue, call);
     // A call that gives way waits once more.
-    const bool runs_again = outcome.has_given_way && !is_stopping_;
-    runs_again ? enter(queue, call) : forget(queue);
+    const bool runs_again =
+        outcome.has_given_way && !is_stopping_ && try_enter(queue, call, outcome.failure);
+    if (!runs_again) forget(queue);
     woken = begin_next();
     if (runs_again) continue;
     leave(call);
     lock.unlock();
     notify(woken);
-    if (outcome.has_given_way) refuse(NotDelivered::Reason::stopping, queue_name);
     if (outcome.failure) std::rethrow_exception(outcome.failure);
+    if (outcome.has_given_way) refuse(NotDelivered::Reason::stopping, queue_name);
     return;
   }
 }
@@ -149,8 +154,38 @@ bool Delivery::is_free(const Queue& queue, const std::string& client) const {
          running_of(client) < workers_of_client_;
 }
 
+void Delivery::take_in(Queue& queue, Call& call) {
+  try {
+    refuse_surplus(queue, call.caller.client);
+    join(call);
+  } catch (...) {
+    forget(queue);
+    throw;
+  }
+  if (is_free(queue, call.caller.client)) return begin(queue, call);
+  try {
+    enter(queue, call);
+  } catch (...) {
+    leave(call);
+    forget(queue);
+    throw;
+  }
+}
+
+void Delivery::join(Call& call) {
+  call.of_client = clients_.try_emplace(call.caller.client).first;
+  try {
+    call.place = calls_.insert(calls_.end(), &call);
+  } catch (...) {
+    if (call.of_client->second.calls == 0) clients_.erase(call.of_client);
+    throw;
+  }
+  ++call.of_client->second.calls;
+}
+
 void Delivery::leave(const Call& call) {
   calls_.erase(call.place);
+  if (--call.of_client->second.calls == 0) clients_.erase(call.of_client);
   // Under the lock: whoever waits for the last call may destroy this.
   if (calls_.empty()) is_idle_.notify_all();
 }
@@ -159,7 +194,6 @@ std::optional<NotDelivered::Reason> Delivery::wait_for_turn(std::unique_lock<std
                                                             Queue& queue, Call& call) {
   using Reason = NotDelivered::Reason;
   if (call.state == Call::State::running) return std::nullopt;
-  if (!call.has_changed) call.has_changed = std::make_shared<std::condition_variable>();
   const Clock::time_point end = Clock::now() + limits_.waiting_time;
   const auto has_begun = [&] { return call.state != Call::State::waiting; };
   while (
@@ -177,12 +211,29 @@ std::optional<NotDelivered::Reason> Delivery::wait_for_turn(std::unique_lock<std
 }
 
 void Delivery::enter(Queue& queue, Call& call) {
+  if (!call.has_changed) call.has_changed = std::make_shared<std::condition_variable>();
+  const auto own = queue.waiting.try_emplace(call.caller.client).first;
+  try {
+    own->second.push_back(&call);
+    if (own->second.size() == 1) queue.turns.push_back(call.caller.client);
+  } catch (...) {
+    std::erase(own->second, &call);
+    if (own->second.empty()) queue.waiting.erase(own);
+    throw;
+  }
   call.state = Call::State::waiting;
-  std::deque<Call*>& of_client = queue.waiting[call.caller.client];
-  of_client.push_back(&call);
   ++queue.waiting_calls;
-  if (of_client.size() == 1) queue.turns.push_back(call.caller.client);
-  if (queue.waiting_calls == 1 && !queue.is_running) ready_.push_back(&queue);
+  if (!queue.is_running) make_ready(queue);
+}
+
+bool Delivery::try_enter(Queue& queue, Call& call, std::exception_ptr& failure) {
+  try {
+    enter(queue, call);
+    return true;
+  } catch (...) {
+    failure = std::current_exception();
+    return false;
+  }
 }
 
 void Delivery::leave_queue(Queue& queue, Call& call) {
@@ -196,24 +247,33 @@ void Delivery::leave_queue(Queue& queue, Call& call) {
 
 void Delivery::forget(Queue& queue) {
   if (queue.waiting_calls != 0) return;
-  std::erase(ready_, &queue);
+  make_unready(queue);
   // A call that runs finds its queue again.
   if (!queue.is_running) queues_.erase(queue.place);
+}
+
+void Delivery::make_ready(Queue& queue) {
+  if (!std::exchange(queue.is_ready, true)) ready_.splice(ready_.end(), queue.itself);
+}
+
+void Delivery::make_unready(Queue& queue) {
+  if (std::exchange(queue.is_ready, false)) {
+    queue.itself.splice(queue.itself.end(), ready_, queue.place_in_ready);
+  }
 }
 
 void Delivery::begin(Queue& queue, Call& call) {
   call.state = Call::State::running;
   queue.is_running = true;
   ++running_;
-  ++running_of_clients_[call.caller.client];
+  ++call.of_client->second.running;
 }
 
 void Delivery::end(Queue& queue, const Call& call) {
   --running_;
-  const auto running = running_of_clients_.find(call.caller.client);
-  if (--running->second == 0) running_of_clients_.erase(running);
+  --call.of_client->second.running;
   queue.is_running = false;
-  if (queue.waiting_calls != 0) ready_.push_back(&queue);
+  if (queue.waiting_calls != 0) make_ready(queue);
 }
 
 Delivery::Woken Delivery::begin_next() {
@@ -221,29 +281,32 @@ Delivery::Woken Delivery::begin_next() {
   while (running_ < workers_ && !ready_.empty()) {
     const auto [queue, client] = next();
     if (queue == nullptr) break;
-    Call& call = *queue->waiting.at(client).front();
+    Call& call = *queue->waiting.at(*client).front();
     leave_queue(*queue, call);
     // The client's next call waits for those of all others.
-    if (queue->waiting.count(client) != 0) {
-      std::erase(queue->turns, client);
-      queue->turns.push_back(client);
-    }
-    std::erase(ready_, queue);
+    const auto turn = std::find(queue->turns.begin(), queue->turns.end(), call.caller.client);
+    if (turn != queue->turns.end()) std::rotate(turn, turn + 1, queue->turns.end());
+    make_unready(*queue);
     begin(*queue, call);
-    if (call.has_changed) woken.push_back(call.has_changed);
+    if (!call.has_changed) continue;
+    try {
+      woken.push_back(call.has_changed);
+    } catch (const std::bad_alloc&) {
+      call.has_changed->notify_one();
+    }
   }
   return woken;
 }
 
-std::pair<Delivery::Queue*, std::string> Delivery::next() const {
-  std::pair<Queue*, std::string> best{nullptr, {}};
+std::pair<Delivery::Queue*, const std::string*> Delivery::next() const {
+  std::pair<Queue*, const std::string*> best{nullptr, nullptr};
   std::size_t fewest = workers_of_client_;
   for (Queue* const queue : ready_) {
     const auto client =
         std::find_if(queue->turns.begin(), queue->turns.end(),
                      [&](const std::string& one) { return running_of(one) < workers_of_client_; });
     if (client == queue->turns.end() || running_of(*client) >= fewest) continue;
-    best = {queue, *client};
+    best = {queue, &*client};
     fewest = running_of(*client);
     if (fewest == 0) return best;
   }
@@ -251,8 +314,8 @@ std::pair<Delivery::Queue*, std::string> Delivery::next() const {
 }
 
 std::size_t Delivery::running_of(const std::string& client) const {
-  const auto found = running_of_clients_.find(client);
-  return found == running_of_clients_.end() ? 0 : found->second;
+  const auto found = clients_.find(client);
+  return found == clients_.end() ? 0 : found->second.running;
 }
 
 void Delivery::drop_waiting() {

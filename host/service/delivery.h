@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <list>
 #include <map>
@@ -109,6 +110,12 @@ class Delivery {
   using Clock = std::chrono::steady_clock;
   struct Call;
 
+  /// A client with calls that wait or run.
+  struct Client {
+    std::size_t calls = 0;
+    std::size_t running = 0;
+  };
+
   using Queues = std::map<std::string, Queue>;
   /// Calls that waited until they were let begin, or dropped: to be notified.
   using Woken = std::vector<std::shared_ptr<std::condition_variable>>;
@@ -117,20 +124,29 @@ class Delivery {
   void refuse_surplus(const Queue& queue, const std::string& client) const;
   /// Whether a call of the client in this queue may begin at once.
   bool is_free(const Queue& queue, const std::string& client) const;
+  /// Lets the call begin at once, or wait. Where there is no memory it throws std::bad_alloc, and
+  /// nothing has changed; what comes later needs none, but for waiting once more.
+  void take_in(Queue& queue, Call& call);
+  void join(Call& call);
   void leave(const Call& call);
+  /// Has the call wait. Throws std::bad_alloc, and has changed nothing then.
   void enter(Queue& queue, Call& call);
+  /// Whether the call waits; else `failure` says why not.
+  bool try_enter(Queue& queue, Call& call, std::exception_ptr& failure);
   /// Why the call does not get one, if so; it has left the queue then.
   std::optional<NotDelivered::Reason> wait_for_turn(std::unique_lock<std::mutex>& lock,
                                                     Queue& queue, Call& call);
   void leave_queue(Queue& queue, Call& call);
   /// Removes the queue unless a call waits or runs in it.
   void forget(Queue& queue);
+  void make_ready(Queue& queue);
+  void make_unready(Queue& queue);
   void begin(Queue& queue, Call& call);
   void end(Queue& queue, const Call& call);
   /// Lets begin whatever has its turn now.
   Woken begin_next();
-  /// The queue whose turn it is and the client in it; none that may run.
-  std::pair<Queue*, std::string> next() const;
+  /// The queue whose turn it is and the client in it; null where none may run.
+  std::pair<Queue*, const std::string*> next() const;
   std::size_t running_of(const std::string& client) const;
   void drop_waiting();
 
@@ -142,9 +158,9 @@ class Delivery {
   /// The queues in which calls wait or run.
   Queues queues_;
   /// Those in which calls wait and none runs, in the order of their turns.
-  std::deque<Queue*> ready_;
+  std::list<Queue*> ready_;
   std::size_t running_ = 0;
-  std::map<std::string, std::size_t> running_of_clients_;
+  std::map<std::string, Client> clients_;
   /// In the order in which they came.
   std::list<Call*> calls_;
   bool is_stopping_ = false;

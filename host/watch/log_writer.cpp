@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <condition_variable>
 #include <csignal>
-#include <deque>
+#include <list>
 #include <mutex>
 #include <new>
 #include <numeric>
@@ -69,7 +69,8 @@ struct LogWriter::Shared {
   Shared(Output its_output, LossLine its_loss_line)
       : output(std::move(its_output)), loss_line(std::move(its_loss_line)) {}
 
-  using Lines = std::deque<std::shared_ptr<const LateLine>>;
+  /// A list: its lines change their list without memory, which the thread must do without.
+  using Lines = std::list<std::shared_ptr<const LateLine>>;
 
   const Output output;
   const LossLine loss_line;
@@ -117,12 +118,11 @@ struct LogWriter::Shared {
   }
 
   /// As many as go out together.
-  Lines take_lines() {
+  Lines take_lines() noexcept {
     Lines taken;
     for (std::size_t taken_bytes = 0; !lines.empty() && taken_bytes < kBytesOfPiece;) {
       taken_bytes += lines.front()->bytes();
-      taken.push_back(std::move(lines.front()));
-      lines.pop_front();
+      taken.splice(taken.end(), lines, lines.begin());
     }
     return taken;
   }
@@ -200,7 +200,13 @@ LogWriter::~LogWriter() {
 }
 
 void LogWriter::write(std::string line) {
-  write(std::make_shared<const EarlyLine>(std::move(line)));
+  std::shared_ptr<const LateLine> early;
+  try {
+    early = std::make_shared<const EarlyLine>(std::move(line));
+  } catch (const std::bad_alloc&) {
+    return shared_->lose(1);
+  }
+  write(std::move(early));
 }
 
 void LogWriter::write(std::shared_ptr<const LateLine> line) {
@@ -209,8 +215,12 @@ void LogWriter::write(std::shared_ptr<const LateLine> line) {
   {
     const std::lock_guard lock(shared_->mutex);
     if (shared_->bytes + size > kMostBytes) return shared_->lose(1);
+    try {
+      shared_->lines.push_back(std::move(line));
+    } catch (const std::bad_alloc&) {
+      return shared_->lose(1);
+    }
     shared_->bytes += size;
-    shared_->lines.push_back(std::move(line));
     shared_->is_hurried = shared_->is_hurried || shared_->bytes > kMostBytes / 2;
     wakes = std::exchange(shared_->is_asleep, false) || shared_->is_hurried;
   }

@@ -41,7 +41,8 @@ class LogWriter {
   /// itself: it must not refer to anything that is destroyed.
   ~LogWriter();
 
-  /// Queues `line`, which has no end yet. Never waits: with 8 MiB queued the line is lost.
+  /// Queues `line`, which has no end yet. Never waits and throws nothing: with 8 MiB queued, or
+  /// without memory, the line is lost.
   void write(std::string line);
   void write(std::shared_ptr<const LateLine> line);
 
