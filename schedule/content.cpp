@@ -6,6 +6,7 @@
 #include "contracts/encoding/record_codec.h"
 #include "schedule/line_kind.h"
 #include "schedule/query.h"
+#include "schedule/stored_line.h"
 
 namespace korvane::schedule {
 
@@ -88,9 +89,9 @@ void ContentReader::for_each(std::int32_t rev_id,
                       std::to_string(kRowsAtATime));
     if (page.rows.empty()) return;
     for (const auto& row : page.rows) {
-      const std::string raw = row[1].value_string.hasvalue() ? *row[1].value_string : "";
-      visit(encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size())));
-      next = integer_in(row[0]) + 1;
+      const std::int64_t id = integer_in(row[0]);
+      visit(stored_line<T>(id, row[1]));
+      next = id + 1;
     }
   }
 }

@@ -1,21 +1,15 @@
 #include "schedule/find_line.h"
 
-#include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/line_kind.h"
 #include "schedule/query.h"
+#include "schedule/stored_line.h"
 
 namespace korvane::schedule {
 
 using namespace model::cad;
 
 namespace {
-
-template <class T>
-T decoded(const Variant& cell) {
-  const std::string raw = cell.value_string.hasvalue() ? *cell.value_string : "";
-  return encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size()));
-}
 
 std::optional<SelectedRevision> revision_with_content(const Structure& structure,
                                                       std::int32_t content_id) {
@@ -44,7 +38,7 @@ FoundLine<T> find_line(Project_Service& project, const Structure& structure, std
   const std::optional<SelectedRevision> selected =
       revision_with_content(structure, static_cast<std::int32_t>(integer_in(rows[0][0])));
   if (!selected) throw krv::rpc4::NotFound(no_line_text<T>(id));
-  FoundLine<T> found{decoded<T>(rows[0][1]), *selected};
+  FoundLine<T> found{stored_line<T>(id, rows[0][1]), *selected};
   if constexpr (requires { found.item.id; }) found.item.id = id;
   return found;
 }
@@ -59,7 +53,8 @@ std::vector<std::pair<std::int32_t, T>> read_lines(Project_Service& project,
   for (const auto& row : query(project, std::string("select id, raw from ") + LineKind<T>::kTable +
                                             " where id in (" + list + ") order by id")
                              .rows) {
-    lines.emplace_back(static_cast<std::int32_t>(integer_in(row[0])), decoded<T>(row[1]));
+    const auto id = static_cast<std::int32_t>(integer_in(row[0]));
+    lines.emplace_back(id, stored_line<T>(id, row[1]));
   }
   return lines;
 }

@@ -4,11 +4,11 @@
 #include <numeric>
 #include <utility>
 
-#include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/column_list.h"
 #include "schedule/line_kind.h"
 #include "schedule/query.h"
+#include "schedule/stored_line.h"
 
 namespace korvane::schedule {
 
@@ -48,12 +48,14 @@ template <class T>
 class PageReader {
  public:
   PageReader(Project_Service& project, const Structure& structure, const SelectedRevision& selected,
-             const std::vector<std::string>& columns, const LineVisit& visit)
+             const std::vector<std::string>& columns, const LineVisit& visit,
+             const DamagedVisit& visit_damaged)
       : project_(project),
         structure_(structure),
         selected_(selected),
         places_(places_of<T>(columns)),
-        visit_(visit) {}
+        visit_(visit),
+        visit_damaged_(visit_damaged) {}
 
   /// Reads that many rows with ids in that range, and returns the id of the last one.
   std::optional<std::int64_t> read(std::int64_t first, std::int64_t last, std::size_t limit) const {
@@ -65,13 +67,22 @@ class PageReader {
     std::optional<std::int64_t> id;
     for (const auto& row : rows.rows) {
       id = integer_in(row[0]);
-      const std::string raw = row[1].value_string.hasvalue() ? *row[1].value_string : "";
-      show(*id, encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size())));
+      const std::optional<T> item = readable(*id, row[1]);
+      if (item) show(*id, *item);
     }
     return id;
   }
 
  private:
+  std::optional<T> readable(std::int64_t id, const Variant& raw) const {
+    try {
+      return stored_line<T>(id, raw);
+    } catch (const krv::rpc4::UnusableRow& damage) {
+      visit_damaged_(id, LineKind<T>::kTable, damage.what());
+      return std::nullopt;
+    }
+  }
+
   void show(std::int64_t id, const T& item) const {
     const Columns<T>& columns = columns_of<T>();
     const ScheduleLine<T> line = line_of(structure_, selected_, item);
@@ -86,6 +97,7 @@ class PageReader {
   const SelectedRevision& selected_;
   const std::vector<std::size_t> places_;
   const LineVisit& visit_;
+  const DamagedVisit& visit_damaged_;
 };
 
 }  // namespace
@@ -118,11 +130,12 @@ std::vector<Column> columns_of_kind(const std::string& kind,
 
 std::optional<std::int64_t> read_page(Project_Service& project, const Structure& structure,
                                       const SelectedRevision& selected, const LineRange& range,
-                                      const LinePage& page, const LineVisit& visit) {
+                                      const LinePage& page, const LineVisit& visit,
+                                      const DamagedVisit& visit_damaged) {
   std::optional<std::int64_t> next;
   with_line_kind(page.kind, [&](auto each) {
     using T = typename decltype(each)::Line;
-    const PageReader<T> reader(project, structure, selected, page.columns, visit);
+    const PageReader<T> reader(project, structure, selected, page.columns, visit, visit_damaged);
     if (range.count == 0 || page.after >= range.last) return;
     std::int64_t first = page.after < range.first ? range.first : page.after + 1;
     for (std::size_t left = page.limit; left != 0;) {

@@ -45,13 +45,17 @@ struct LinePage {
 /// Called with the id of a row, and with its cells in the order of the columns.
 using LineVisit = std::function<void(std::int64_t id, const std::vector<Cell>& cells)>;
 
-/// Calls `visit` for the lines of a page in the order of their ids, and returns the id that the next
-/// page comes after; nothing after the last line. `range` is the revision's. Rows of other pages are
-/// not decoded, and those before it not looked at. Throws as columns_of_kind does, and what
-/// `query_table` and decoding throw.
+/// Called with the id of a row whose record cannot be read, its table, and what is wrong with it.
+using DamagedVisit =
+    std::function<void(std::int64_t id, const char* table, const std::string& reason)>;
+
+/// Calls `visit` for the lines of a page in the order of their ids, for one that cannot be read
+/// `visit_damaged`, and returns the id that the next page comes after; nothing after the last line.
+/// `range` is the revision's. Rows of other pages are not decoded, and those before it not looked at.
+/// Throws as columns_of_kind does, and what `query_table` throws.
 std::optional<std::int64_t> read_page(model::cad::Project_Service& project,
                                       const Structure& structure, const SelectedRevision& selected,
                                       const LineRange& range, const LinePage& page,
-                                      const LineVisit& visit);
+                                      const LineVisit& visit, const DamagedVisit& visit_damaged);
 
 }  // namespace korvane::schedule

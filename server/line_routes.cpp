@@ -73,16 +73,24 @@ MountedReply lines(const MountedCall& call, Ranges& ranges) {
                  [&] { return schedule::find_range(project, page.kind, content_id); });
   JsonArray ids;
   JsonArray rows;
-  const auto next = read_page(project, structure, selected, range, page,
-                              [&](std::int64_t id, const std::vector<schedule::Cell>& cells) {
-                                call.require_time();
-                                ids.add(std::to_string(id));
-                                rows.add(schedule::json_cells(cells));
-                              });
+  JsonArray damaged;
+  const auto next = read_page(
+      project, structure, selected, range, page,
+      [&](std::int64_t id, const std::vector<schedule::Cell>& cells) {
+        call.require_time();
+        ids.add(std::to_string(id));
+        rows.add(schedule::json_cells(cells));
+      },
+      [&](std::int64_t id, const char* table, const std::string& reason) {
+        call.require_time();
+        damaged.add(
+            JsonObject().text("table", table).number("id", id).text("detail", reason).take());
+      });
   JsonObject reply;
   reply.json("columns", json_of(schedule::columns_of_kind(page.kind, page.columns)))
       .json("ids", ids.take())
       .json("rows", rows.take())
+      .json("damaged", damaged.take())
       .number("count", static_cast<std::int64_t>(range.count))
       .json("next", next ? std::to_string(*next) : "null");
   return {kJsonType, reply.take() + "\n"};
@@ -177,7 +185,9 @@ MountedRoute lines_route() {
       "Gives the lines of one kind of a revision in the order in which they were added, a page at "
       "a "
       "time, with all columns or those that are chosen. Lengths are in mm, angles in degrees, "
-      "weights in kg; no value is null.";
+      "weights in kg; no value is null. A line whose record is damaged is named, and the others "
+      "are "
+      "given.";
   route.parameters = {kind_parameter(kind_names())};
   for (MountedParameter& one : revision_parameters()) route.parameters.push_back(std::move(one));
   route.parameters.push_back(

@@ -108,11 +108,18 @@ Schemas lines_schemas() {
                     {"rows", list(rows,
                                   "The values of each line, in the order of the columns. "
                                   "null is no value.")},
+                    {"damaged", list(reference("DamagedLine"),
+                                     "The lines of the page whose records cannot be read: they are "
+                                     "not among the rows.")},
                     {"count", integer("Of all lines of this kind in the revision.")},
                     {"next", described({{"type", {"integer", "null"}}},
                                        "What the next page comes after; null after the last "
                                        "line.")}})),
-      column_schema()};
+      column_schema(),
+      named("DamagedLine", object("A line whose record cannot be read. `korvane check` says more.",
+                                  {{"table", text("The table of the project's file.")},
+                                   {"id", integer("The id of its row.")},
+                                   {"detail", text("What is wrong with it.")}}))};
 }
 
 Schemas line_schemas() {

@@ -26,7 +26,7 @@ class NotFound : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A row of the service's data that no reply can hold: another program wrote it.
+/// A row of the service's data that no reply can hold: another program wrote it, or it is damaged.
 class UnusableRow : public std::out_of_range {
  public:
   using std::out_of_range::out_of_range;

@@ -1,11 +1,12 @@
 #include "schedule/drawing/find_shape.h"
 
 #include <cstddef>
+#include <cstdint>
 
-#include "contracts/encoding/record_codec.h"
 #include "platform/rpc4/failure.h"
 #include "schedule/line_text.h"
 #include "schedule/query.h"
+#include "schedule/stored_line.h"
 #include "schedule/xlsx_text.h"
 
 namespace korvane::schedule::drawing {
@@ -57,14 +58,13 @@ FoundShape found(const T& line, const std::string& legs) {
 FoundShape find_shape(Project_Service& project, const LineName& name) {
   const Place place = place_of(project, name);
   const model::table::TABLE rows =
-      query(project, std::string("select raw from ") + (name.is_fabric ? "fabric" : "rebar") +
+      query(project, std::string("select id, raw from ") + (name.is_fabric ? "fabric" : "rebar") +
                          " where " + place.condition);
   if (rows.rows.empty()) throw krv::rpc4::NotFound(place.text);
-  const Variant& cell = rows.rows.front().front();
-  const std::string raw = cell.value_string.hasvalue() ? *cell.value_string : "";
-  const auto size = static_cast<std::uint32_t>(raw.size());
-  if (name.is_fabric) return found_shape(encoding::decode<Fabric>(raw.data(), size));
-  return found_shape(encoding::decode<Rebar>(raw.data(), size));
+  const auto& row = rows.rows.front();
+  const std::int64_t id = integer_in(row[0]);
+  if (name.is_fabric) return found_shape(stored_line<Fabric>(id, row[1]));
+  return found_shape(stored_line<Rebar>(id, row[1]));
 }
 
 FoundShape found_shape(const Rebar& bar) { return found(bar, legs_text(bar.geometry)); }

@@ -346,4 +346,12 @@ test('a list that comes in pages, and one that comes as it is made, is whole', a
   const totals = await project.totals({sheet: '417'});
   assert.equal(totals.revisions.length, 1);
   assert.match(await (await project.exportAs({format: 'csv'})).text(), /Ø 256/);
+  // A line that cannot be read is never left out without a word.
+  const damage = await run(['query', '--write', join(root, 'many.db'), "update rebar set raw = x'2905' where id = 5"]);
+  assert.equal(damage.code, 0, damage.err);
+  let read = 0;
+  await assert.rejects(async () => {
+    for await (const line of project.lines({revision_id: revision.id, kind: 'bars', limit: 100})) read += line.id > 0 ? 1 : 0;
+  }, /the record of the bar with the id 5 \(table rebar\) is damaged/);
+  assert.equal(read, 99);
 });

@@ -52,12 +52,15 @@ class LinePages : public test::StoreTest {
   /// The ids of a page, and what comes next.
   std::vector<std::int64_t> ids_of(const LinePage& page) {
     std::vector<std::int64_t> ids;
-    next_ =
-        read_page(project(), structure_, selected(first_), find_range(project(), page.kind, first_),
-                  page, [&](std::int64_t id, const std::vector<Cell>& cells) {
-                    ids.push_back(id);
-                    cells_ = cells;
-                  });
+    next_ = read_page(
+        project(), structure_, selected(first_), find_range(project(), page.kind, first_), page,
+        [&](std::int64_t id, const std::vector<Cell>& cells) {
+          ids.push_back(id);
+          cells_ = cells;
+        },
+        [](std::int64_t id, const char* table, const std::string& reason) {
+          ADD_FAILURE() << table << ' ' << id << ": " << reason;
+        });
     return ids;
   }
 

@@ -107,6 +107,46 @@ TEST_F(LineRoutes, GiveEachKind) {
   EXPECT_THAT(get("lines?kind=mounting_parts&revision_id=1").json().at("ids"), IsEmpty());
 }
 
+TEST_F(LineRoutes, NameALineWhoseRecordIsDamagedAndGiveTheOthers) {
+  const json whole = get("lines?kind=bars&revision_id=1").json();
+  PlainConnection(server_.file("a.db"), PlainConnection::Mode::kWrite)
+      .run("update rebar set raw = x'2905' where id = 3");
+  const HttpAnswer answer = get("lines?kind=bars&revision_id=1");
+  ASSERT_EQ(answer.status, 200) << answer.body;
+  const json page = answer.json();
+  json ids = whole.at("ids");
+  json rows = whole.at("rows");
+  ids.erase(2);
+  rows.erase(2);
+  EXPECT_EQ(page.at("ids"), ids);
+  EXPECT_EQ(page.at("rows"), rows);
+  EXPECT_EQ(page.at("count"), whole.at("count"));
+  ASSERT_THAT(page.at("damaged"), SizeIs(1));
+  const json& damaged = page.at("damaged")[0];
+  EXPECT_EQ(damaged.at("table"), "rebar");
+  EXPECT_EQ(damaged.at("id"), 3);
+  EXPECT_THAT(damaged.at("detail"),
+              StartsWith("the record of the bar with the id 3 (table rebar) is damaged: "));
+  // The damaged line is one of its page, so that pages do not shift.
+  const json second = get("lines?kind=bars&revision_id=1&limit=3").json();
+  EXPECT_EQ(second.at("ids"), json({1, 2}));
+  EXPECT_EQ(second.at("next"), 3);
+}
+
+TEST_F(LineRoutes, WhatNeedsADamagedLine_IsRefusedByItsName) {
+  PlainConnection(server_.file("a.db"), PlainConnection::Mode::kWrite)
+      .run("update rebar set raw = null where id = 3");
+  for (const char* const target :
+       {"line?kind=bars&id=3", "export?format=csv", "sketch?id=3",
+        "sketches?kind=bars&ids=1,3", "bending-list?format=svg"}) {
+    const HttpAnswer answer = get(target);
+    EXPECT_EQ(answer.status, 422) << target;
+    EXPECT_EQ(answer.json().at("type"), "urn:korvane:problem:unusable-row") << target;
+    EXPECT_THAT(answer.detail(), HasSubstr("the bar with the id 3 (table rebar) is damaged"))
+        << target;
+  }
+}
+
 TEST_F(LineRoutes, RefuseAPageThatCannotBe) {
   for (const std::string target :
        {"lines?revision_id=1", "lines?kind=beams&revision_id=1",

@@ -74,6 +74,18 @@ describe('The schedule of a revision', async () => {
     await picture(page, 'schedule');
   });
 
+  it('says which lines cannot be read, and shows the others', async (t) => {
+    const {server, page} = await start(t, bars);
+    await shows(page, 'mark', await column(page, 'mark'));
+    const before = await column(page, 'mark');
+    const damage = await run(['query', '--write', join(server.root, 'guideline.db'), "update rebar set raw = x'2905' where id = 2"]);
+    assert.equal(damage.code, 0, damage.err);
+    const again = await openPage(t, page.browser(), server, bars);
+    await seen(again, 'Lines that cannot be read, and are missing here: 1 (rows 2)', '[role=alert]');
+    await shows(again, 'mark', before.filter((_, i) => i !== 1));
+    await picture(again, 'schedule-damaged');
+  });
+
   it('sorts, filters and keeps both in the address', async (t) => {
     const {server, page} = await start(t, bars);
     await (await page.waitForSelector('[aria-label="Filter by mark"]')).type('10.');

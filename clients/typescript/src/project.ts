@@ -1,6 +1,7 @@
 // One project of a server, by the name of its file.
 
 import {changesOf, type ProjectEvent, type WatchOptions} from './changes.js';
+import {KorvaneError} from './errors.js';
 import {operations} from './generated/description.js';
 import {valuesOf} from './ndjson.js';
 import type {Progress} from './progress.js';
@@ -77,12 +78,14 @@ export class Project {
     return this.#get('lines', query, options, jsonOf<Lines>);
   }
 
-  /** All lines of one kind of a revision, page after page: `limit` is how many are fetched at once. */
+  /** All lines of one kind of a revision, page after page: `limit` is how many are fetched at once. A line that the
+   * server cannot read ends it with a KorvaneError, after the others of its page; linesPage gives the rest. */
   async *lines(
     query: Omit<QueryOf<'lines'>, 'after'>, options: CallOptions = {}): AsyncGenerator<NumberedRow, void, undefined> {
     for (let after: number | null | undefined; after !== null;) {
       const page: Lines = await this.linesPage(after === undefined ? query : {...query, after}, options);
       for (const [i, id] of page.ids.entries()) yield {id, values: rowOf(page.columns, page.rows[i] ?? [])};
+      if (page.damaged[0]) throw new KorvaneError(page.damaged[0].detail);
       after = page.next;
     }
   }

@@ -1,7 +1,7 @@
 // The lines of one kind of a revision, as they come.
 
 import {useCallback, useEffect, useState} from 'preact/hooks';
-import type {Cell, Column, Kind} from 'korvane-client';
+import type {Cell, Column, Kind, Lines} from 'korvane-client';
 
 import {project} from '../../server/server';
 
@@ -15,11 +15,13 @@ export interface LinesState {
   rows: Cell[][];
   /** Of all lines, known with the first page. */
   count: number;
+  /** Of the lines that cannot be read, the ids of their rows: they are among the count only. */
+  damaged: number[];
   isLoading: boolean;
   failure: unknown;
 }
 
-const kNothing: LinesState = {columns: [], ids: [], rows: [], count: 0, isLoading: true, failure: null};
+const kNothing: LinesState = {columns: [], ids: [], rows: [], count: 0, damaged: [], isLoading: true, failure: null};
 
 interface Asked {
   file: string;
@@ -38,7 +40,7 @@ function drawn(): Promise<void> {
 /** Calls `take` for each page of these columns. */
 async function readPages(
   {file, revisionId, kind}: Asked, names: readonly string[], signal: AbortSignal,
-  take: (page: {columns: Column[]; ids: number[]; rows: Cell[][]; count: number}) => void): Promise<void> {
+  take: (page: Lines) => void): Promise<void> {
   const asked = {revision_id: revisionId, kind, fields: names.join()};
   let page = await project(file).linesPage({...asked, limit: kFirstPage}, {signal});
   while (true) {
@@ -69,6 +71,7 @@ export function useLines(asked: Asked, names: readonly string[] | null): LinesSt
     readPages(asked, names, controller.signal, (page) => {
       found = {
         ...found, columns: page.columns, ids: found.ids.concat(page.ids), rows: found.rows.concat(page.rows), count: page.count,
+        damaged: found.damaged.concat(page.damaged.map((line) => line.id)),
       };
       if (!isQuiet) setState(found);
     }).then(() => {

@@ -20,6 +20,9 @@ import {totalsOf, TotalsText} from './totals';
 import {t} from './words';
 import './schedule.css';
 
+/** Lines that are named one by one. */
+const kNamed = 10;
+
 /** The lines of a revision, and all of the one that is picked. */
 export function Schedule(props: {file: string; revisionId: number; kind: string}) {
   const {file, revisionId} = props;
@@ -124,6 +127,7 @@ function Lines(props: LinesProps) {
           {lines.isLoading && lines.count > 0 && t.loading(number(lines.rows.length), number(lines.count))}</span>
       </div>
       {lines.failure !== null && <Failure failure={lines.failure} onAgain={lines.again} />}
+      {lines.damaged.length > 0 && <Notice kind="error">{t.damaged(number(lines.damaged.length), lines.damaged.slice(0, kNamed).join(', ') + (lines.damaged.length > kNamed ? ', …' : ''))}</Notice>}
       {lines.columns.length === 0 ? <Waiting /> : (
         <div class="schedule-body">
           <Grid label={t.kinds[kind]} columns={columns} rows={lines.rows} rowHeight={kindColumns[kind].hasSketch ? 48 : 44}

@@ -15,6 +15,8 @@ export const t = words({
     space: (description: string) => `${description}. Arrow keys turn it, + and - bring it nearer.`,
     spaceHelp: 'Turn it with the mouse, a finger or the arrow keys; + and - bring it nearer and farther.', reset: 'From the front again',
     noSpace: 'The view in space could not be loaded.',
+    damaged: (count: string, ids: string) =>
+      `Lines that cannot be read, and are missing here: ${count} (rows ${ids}). “korvane check” says what is wrong with them.`,
   },
   de: {
     kinds: {bars: 'Stäbe', fabrics: 'Matten', bar_spacers: 'Abstandhalter', mounting_parts: 'Einbauteile'} as Record<Kind, string>,
@@ -28,5 +30,7 @@ export const t = words({
     space: (description: string) => `${description}. Pfeiltasten drehen ihn, + und - holen ihn heran.`,
     spaceHelp: 'Mit der Maus, einem Finger oder den Pfeiltasten drehen; + und - holen heran und rücken weg.', reset: 'Wieder von vorn',
     noSpace: 'Die Ansicht im Raum konnte nicht geladen werden.',
+    damaged: (count: string, ids: string) =>
+      `Zeilen, die nicht lesbar sind und hier fehlen: ${count} (Nummern ${ids}). „korvane check“ sagt, was daran falsch ist.`,
   },
 });
