@@ -136,9 +136,8 @@ TEST_F(LineRoutes, NameALineWhoseRecordIsDamagedAndGiveTheOthers) {
 TEST_F(LineRoutes, WhatNeedsADamagedLine_IsRefusedByItsName) {
   PlainConnection(server_.file("a.db"), PlainConnection::Mode::kWrite)
       .run("update rebar set raw = null where id = 3");
-  for (const char* const target :
-       {"line?kind=bars&id=3", "export?format=csv", "sketch?id=3",
-        "sketches?kind=bars&ids=1,3", "bending-list?format=svg"}) {
+  for (const char* const target : {"line?kind=bars&id=3", "export?format=csv", "sketch?id=3",
+                                   "sketches?kind=bars&ids=1,3", "bending-list?format=svg"}) {
     const HttpAnswer answer = get(target);
     EXPECT_EQ(answer.status, 422) << target;
     EXPECT_EQ(answer.json().at("type"), "urn:korvane:problem:unusable-row") << target;

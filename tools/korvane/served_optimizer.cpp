@@ -21,16 +21,11 @@ using std::chrono::milliseconds;
 /// A commit that waits for readers keeps new ones out for as long.
 constexpr milliseconds kWaitForLocks(50);
 constexpr milliseconds kWaitForSmallFile(100);
-constexpr milliseconds kFirstPause(500);
-constexpr milliseconds kLongestPause = std::chrono::minutes(5);
-/// What the indexes of one file may take, which writers wait for and all of which are in memory until
-/// they are committed. Those of some million bars take less.
-constexpr milliseconds kMostTime = std::chrono::seconds(30);
-constexpr std::uint64_t kMostMemory = std::uint64_t{256} << 20U;
 
 }  // namespace
 
-ServedOptimizer::ServedOptimizer() : thread_([this] { work(); }) {}
+ServedOptimizer::ServedOptimizer(const OptimizerLimits& limits)
+    : limits_(limits), thread_([this] { work(); }) {}
 
 ServedOptimizer::~ServedOptimizer() {
   {
@@ -44,7 +39,7 @@ ServedOptimizer::~ServedOptimizer() {
 void ServedOptimizer::add(const std::string& file) {
   std::unique_lock lock(mutex_);
   const bool is_next = !is_busy_ && tasks_.empty();
-  tasks_[file] = {Clock::now(), kFirstPause};
+  tasks_[file] = {Clock::now(), limits_.first_pause};
   changed_.notify_all();
   if (!is_next) return;
   changed_.wait_for(lock, kWaitForSmallFile,
@@ -76,7 +71,11 @@ void ServedOptimizer::work() {
     changed_.notify_all();
     // Who was added anew meanwhile is tried at once.
     if (is_done || tasks_.count(file) != 0) continue;
-    tasks_[file] = {Clock::now() + task.pause, std::min(task.pause * 2, kLongestPause)};
+    const milliseconds next_pause = std::min(task.pause * 2, limits_.longest_pause);
+    if (next_pause == limits_.longest_pause && task.pause != next_pause) {
+      host::log_event("not yet optimized: others hold locks on " + file + "; it is tried again");
+    }
+    tasks_[file] = {Clock::now() + task.pause, next_pause};
   }
 }
 
@@ -84,10 +83,10 @@ bool ServedOptimizer::optimize(const std::string& file) const {
   sqlite::OptimizeOptions options;
   options.wait = kWaitForLocks;
   options.are_pages_checked = false;
-  const Clock::time_point end = Clock::now() + kMostTime;
+  const Clock::time_point end = Clock::now() + limits_.most_time;
   options.is_stopped = [this, end] { return is_stopping_.load() || Clock::now() > end; };
-  host::MemoryPool pool("indexes that are made", kMostMemory * 2);
-  host::CallMemory memory(pool, "", kMostMemory);
+  host::MemoryPool pool("indexes that are made", limits_.most_memory * 2);
+  host::CallMemory memory(pool, "", limits_.most_memory);
   try {
     const sqlite::OptimizeResult result = [&] {
       const host::CallMemory::Scope counted(memory);
