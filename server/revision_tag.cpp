@@ -37,6 +37,8 @@ void add_rows(Project_Service& project, const char* table, std::int32_t content_
 
 std::string make_tag(Project_Service& project, const schedule::RevisionEntry& revision) {
   host::Digest digest;
+  // One that was made anew under the uid of another is not that one.
+  digest.add(std::to_string(revision.record.id));
   for (const auto& row : query(project, "select uid, raw from revision where id = " +
                                             std::to_string(revision.record.id))
                              .rows) {

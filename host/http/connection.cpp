@@ -10,6 +10,10 @@
 #include <string_view>
 #include <utility>
 
+#include <Poco/Net/HTTPMessage.h>
+#include <Poco/String.h>
+#include <Poco/StringTokenizer.h>
+
 #include "host/http/coding.h"
 #include "host/http/request_reader.h"
 
@@ -38,6 +42,22 @@ bool wants_compressed(const Poco::Net::HTTPRequest& head, const HttpReply& reply
          is_compressible(reply.content_type) &&
          head.getVersion() == Poco::Net::HTTPMessage::HTTP_1_1 &&
          takes_gzip(head.get("Accept-Encoding", ""));
+}
+
+/// Whether the other end wants to keep the connection (RFC 9112, section 9.3).
+bool asks_to_stay(const Poco::Net::HTTPRequest& head) {
+  bool is_kept = false;
+  for (const auto& [name, value] : head) {
+    if (Poco::icompare(name, Poco::Net::HTTPMessage::CONNECTION) != 0) continue;
+    using Poco::StringTokenizer;
+    const StringTokenizer options(value, ",",
+                                  StringTokenizer::TOK_TRIM | StringTokenizer::TOK_IGNORE_EMPTY);
+    for (const std::string& option : options) {
+      if (Poco::icompare(option, "close") == 0) return false;
+      is_kept = is_kept || Poco::icompare(option, "keep-alive") == 0;
+    }
+  }
+  return is_kept || head.getVersion() != Poco::Net::HTTPMessage::HTTP_1_0;
 }
 
 /// One reply among those that are being compressed, which need some 300 KiB each. One too many goes
@@ -145,7 +165,7 @@ bool HttpServer::Connection::serve_request() {
   // What a reply that says so does not close, the other end may still send a request on.
   const bool is_left = server_.is_draining_ && stream_.arrived().empty();
   const bool keeps_alive = !reader.is_body_left() && !is_last_request_ && !reply.is_endless &&
-                           request.head.getKeepAlive() && !server_.is_stopping_ && !is_left;
+                           asks_to_stay(request.head) && !server_.is_stopping_ && !is_left;
   const bool is_head_only = request.head.getMethod() == "HEAD";
   const Compression compression(server_.compressions_,
                                 !is_head_only && wants_compressed(request.head, reply));

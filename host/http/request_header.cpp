@@ -75,7 +75,8 @@ void refuse_repeated_fields(const HTTPRequest& head) {
   if (count_fields(head, "Host") != 1) {
     throw HttpFault(400, "expected one Host field in the header");
   }
-  for (const char* const name : {"Authorization", "Content-Type", "Origin"}) {
+  for (const char* const name : {"Authorization", "Content-Encoding", "Content-Type", "Expect",
+                                 "Idempotency-Key", "If-Match", "Origin"}) {
     if (count_fields(head, name) > 1) {
       throw HttpFault(400, "expected no more than one " + std::string(name) + " in the header");
     }

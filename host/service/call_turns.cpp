@@ -57,6 +57,8 @@ std::unique_ptr<Reply> CallTurns::run(const std::string& service_id, const SqlFe
   std::optional<Clock::time_point> first_turn;
   std::unique_ptr<Reply> result;
   const Delivery::Caller caller{call_.client().name, call_.request().has_client_gone};
+  // What was logged before, as when the project was opened, stays; a turn that is repeated has its own.
+  const CollectedLines before = lines_;
   room_.delivery.deliver(service_id, caller, [&](const Delivery::Turn& turn) {
     if (!first_turn) first_turn = Clock::now();
     SqlFenceLimits of_turn = limits;
@@ -65,6 +67,7 @@ std::unique_ptr<Reply> CallTurns::run(const std::string& service_id, const SqlFe
     of_turn.lock_wait = std::max(milliseconds(0), std::chrono::duration_cast<milliseconds>(left));
     // A mounted route is several transactions: it cannot begin anew after the first.
     if (call_.mounted() == nullptr) of_turn.others_wait = [&turn] { return turn.others_wait(); };
+    lines_ = before;
     result = run_within(service_id, of_turn, query, work);
   });
   return result;
@@ -75,7 +78,6 @@ std::unique_ptr<Reply> CallTurns::run_within(const std::string& service_id,
                                              krv::rpc4::Request* query, const Work& work) {
   const std::optional<LiveService> service = krv::rpc4::find_live_service(service_id);
   if (!service) throw HttpFault(404, "no service " + service_id);
-  lines_ = {};
   const LineCollector collector(lines_);
   const krv::rpc4::FailedItemListener listener;
   SqlFenceLimits of_query = limits;

@@ -33,6 +33,17 @@ using krv::rpc4::Subject;
 
 namespace {
 
+/// Writes JSON, which cannot say all that a record can.
+template <class Write>
+void or_not_acceptable(const Write& write) {
+  try {
+    write();
+  } catch (const encoding::JsonError& failure) {
+    throw HttpFault(406, shortened(failure.what()) + "; ask for " +
+                             std::string(media_type(Representation::compact_binary)));
+  }
+}
+
 HttpReply reply_of(MountedReply result) {
   HttpReply reply{.content_type = std::move(result.content_type), .body = std::move(result.body)};
   reply.fields = std::move(result.fields);
@@ -181,7 +192,8 @@ HttpReply CallWork::written(const LiveService& service) {
     const bond::blob bytes = result->encoded();
     reply.body.assign(bytes.content(), bytes.size());
   } else {
-    result->write_json([&](std::string_view piece) { reply.body += piece; });
+    or_not_acceptable(
+        [&] { result->write_json([&](std::string_view piece) { reply.body += piece; }); });
     reply.body += '\n';
   }
   return reply;
@@ -358,12 +370,7 @@ void CallWork::fill_body(HttpReply& reply, std::unique_ptr<Reply> result) const 
     result.reset();
     return set_body(reply, std::move(bytes));
   }
-  try {
-    set_json_body(reply, std::move(result));
-  } catch (const encoding::JsonError& failure) {
-    throw HttpFault(406, shortened(failure.what()) + "; ask for " +
-                             std::string(media_type(Representation::compact_binary)));
-  }
+  or_not_acceptable([&] { set_json_body(reply, std::move(result)); });
 }
 
 }  // namespace

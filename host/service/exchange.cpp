@@ -24,11 +24,18 @@ class Answer {
   virtual ~Answer() = default;
 
   virtual HttpReply make(const std::string& body) = 0;
+
+  /// Whether a body means anything here.
+  virtual bool reads_body() const { return false; }
   /// What the plugins logged meanwhile. Asked once.
   virtual CollectedLines lines() { return {}; }
 };
 
 namespace {
+
+/// Some clients send a little where nothing is read. More would fill the memory for bodies, and
+/// anyone may ask for the page and the state of health.
+constexpr std::uint64_t kMostUnread = std::uint64_t{128} << 10U;
 
 constexpr const char* kRequestId = "Request-Id";
 
@@ -73,6 +80,7 @@ class CallAnswer : public Answer {
       : call_(server.room, request, target, client, std::move(called)) {}
 
   HttpReply make(const std::string& body) override { return make_call(call_, body, lines_); }
+  bool reads_body() const override { return true; }
   CollectedLines lines() override { return std::move(lines_); }
 
  private:
@@ -145,6 +153,9 @@ void Exchange::refuse_beyond_limit() const {
 }
 
 void Exchange::hold_body(std::uint64_t bytes) {
+  if (!answer_->reads_body() && bytes > kMostUnread) {
+    throw HttpFault(413, "expected no body here");
+  }
   if (!body_) body_.emplace(server_.bodies, client());
   try {
     body_->resize(bytes);

@@ -66,16 +66,25 @@ class ProcessMetrics {
       virtual_.Set(all * page);
       resident_.Set(resident * page);
     }
-    std::error_code failure;
-    const auto count = [&](const char* folder) {
-      return static_cast<double>(std::distance(std::filesystem::directory_iterator(folder, failure),
-                                               std::filesystem::directory_iterator()));
-    };
-    open_fds_.Set(count("/proc/self/fd"));
-    threads_.Set(count("/proc/self/task"));
     rlimit descriptors{};
     getrlimit(RLIMIT_NOFILE, &descriptors);
     max_fds_.Set(static_cast<double>(descriptors.rlim_cur));
+    const auto count = [](const char* folder, std::error_code& failure) {
+      double entries = 0;
+      const std::filesystem::directory_iterator end;
+      for (std::filesystem::directory_iterator i(folder, failure); !failure && i != end;
+           i.increment(failure)) {
+        ++entries;
+      }
+      return entries;
+    };
+    std::error_code failure;
+    const double open = count("/proc/self/fd", failure);
+    // Counting takes one itself.
+    const bool is_full = failure == std::errc::too_many_files_open;
+    if (is_full || !failure) open_fds_.Set(is_full ? max_fds_.Value() : open);
+    const double threads = count("/proc/self/task", failure);
+    if (!failure) threads_.Set(threads);
   }
 
  private:

@@ -75,6 +75,32 @@ TEST_F(KeptConnections, AreClosedForWhoAsksForIt) {
   EXPECT_EQ(connection.read_all(), "");
 }
 
+TEST_F(KeptConnections, AreClosedForWhoAsksForItAmongOtherOptions) {
+  for (const char* const fields :
+       {"Connection: TE, close\r\n", "Connection: keep-alive\r\nConnection: Close\r\n"}) {
+    auto connection = connect();
+    connection.send(header("GET /healthz/live", fields));
+    EXPECT_EQ(connection.read_answer().fields.at("connection"), "Close") << fields;
+    EXPECT_EQ(connection.read_all(), "") << fields;
+  }
+  auto old = connect();
+  old.send("GET /healthz/live HTTP/1.0\r\nHost: localhost\r\nConnection: TE\r\n\r\n");
+  EXPECT_EQ(old.read_answer().status, 200);
+  EXPECT_EQ(old.read_all(), "");
+}
+
+TEST_F(KeptConnections, TakeNoLargeBodyWhereNoneIsRead) {
+  for (const char* const target : {"POST /healthz/live", "GET /healthz/live"}) {
+    auto connection = connect();
+    connection.send(header(target, "Content-Length: 67108864\r\n") + std::string(200'000, 'x'));
+    const int status = connection.read_answer().status;
+    EXPECT_TRUE(status == 413 || status == 405) << target << ' ' << status;
+  }
+  auto connection = connect();
+  connection.send(header("GET /healthz/live", "Content-Length: 5\r\n") + "small");
+  EXPECT_EQ(connection.read_answer().status, 200);
+}
+
 TEST_F(KeptConnections, AreClosedForTheVersionThatDoesNotKnowThem) {
   auto connection = connect();
   connection.send("GET /healthz/live HTTP/1.0\r\nHost: localhost\r\n\r\n");

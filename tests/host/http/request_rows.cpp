@@ -134,7 +134,8 @@ Rows fields() {
                   "400 expected one Host field in the header"});
   rows.push_back({"TwoHostsAreRefused", get("host: localhost\r\n"),
                   "400 expected one Host field in the header"});
-  for (const std::string name : {"Authorization", "Content-Type", "Origin"}) {
+  for (const std::string name :
+       {"Authorization", "Content-Type", "Idempotency-Key", "If-Match", "Origin"}) {
     const std::string one = name + ": a\r\n";
     std::string letters = name;
     std::erase(letters, '-');
@@ -142,6 +143,9 @@ Rows fields() {
     rows.push_back({"Two" + letters + "FieldsAreRefused", get(one + one),
                     "400 expected no more than one " + name + " in the header"});
   }
+  rows.push_back({"TwoContentCodingsAreRefused",
+                  get("Content-Encoding: identity\r\nContent-Encoding: gzip\r\n"),
+                  "400 expected no more than one Content-Encoding in the header"});
   rows.push_back({"OtherFieldsMayBeRepeated", get("Accept: a\r\nAccept: b\r\n"), "GET /"});
   add_each(rows, "AMalformedFieldIsRefused",
            each("GET / HTTP/1.1\r\n" + kHost,

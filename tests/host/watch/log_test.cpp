@@ -102,6 +102,16 @@ TEST_F(LogTest, HasThePluginsLinesInThoseOfTheirRequests) {
   EXPECT_FALSE(requests[5].contains("lines"));
 }
 
+TEST_F(LogTest, HasTheLinesOfAnOpeningWithThoseOfTheCallThatNeededIt) {
+  EXPECT_EQ(client()
+                .send("POST", "/v1/projects/fresh.db/create_sheet?create=true", "{}",
+                      {{"Content-Type", kJson}})
+                .status,
+            200);
+  const auto requests = log().end_with_requests();
+  EXPECT_EQ(requests.back().at("lines"), json({plugin_line(0, "fresh.db: exists=0")}));
+}
+
 TEST_F(LogTest, HasThePluginsLinesUnchanged) {
   const std::string project = TestServer::open("\xE2\x82\xAC \"quoted\" \\.db", client());
   const std::string sql = "select '\n{\"status\":200}\n\t\xF0\x9F\x98\x80'";
