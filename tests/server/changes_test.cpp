@@ -138,12 +138,13 @@ TEST_F(Changes, NameTheRevisionsOfAnImportAndOfAnEdit) {
                    {{"Content-Type", "text/plain"}});
   ASSERT_EQ(answer.status, 200) << answer.body;
   std::set<int> told;
-  for (std::size_t i = 0; i < answer.json().at("revisions").size(); ++i) {
+  const json revisions = answer.json().at("revisions");
+  for (std::size_t i = 0; i < revisions.size(); ++i) {
     const Event imported = listener.next();
     EXPECT_EQ(imported.data.at("operation"), "import");
     told.insert(imported.data.at("id").get<int>());
   }
-  for (const json& revision : answer.json().at("revisions")) {
+  for (const json& revision : revisions) {
     EXPECT_EQ(told.count(revision.at("id").get<int>()), 1U);
   }
   const Rows bars = plain_rows(server_.file("a.db"), "select min(id) from rebar");
