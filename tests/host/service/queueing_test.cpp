@@ -79,13 +79,15 @@ class SleepingCall {
 };
 
 TEST_F(ShortQueue, ACallTooManyIsToldToComeAgain) {
-  SleepingCall runs(server().port(), 1500ms);
+  SleepingCall runs(server().port(), 2500ms);
   wait_for_calls(1);
-  // It has a thread before long: until then the next one is too many itself.
+  // It has a thread before long: until then the next one is too many itself, and is made again.
   std::unique_ptr<SleepingCall> waits;
   wait_until([&] {
     waits = std::make_unique<SleepingCall>(server().port(), 1ms);
-    std::this_thread::sleep_for(20ms);
+    for (int i = 0; i < 30 && metric_now("korvane_queued_calls") != 2; ++i) {
+      std::this_thread::sleep_for(10ms);
+    }
     return metric_now("korvane_queued_calls") == 2;
   });
   expect_try_again(client().call(kProbe, "count"), 503, "too many calls wait for " + kProbe);
@@ -217,6 +219,11 @@ class TwoClients : public ::testing::Test {
                     std::string(sent, ' '));
     return connection;
   }
+  /// Waits until so many calls run or wait.
+  void wait_for_calls(double count) const {
+    wait_until(
+        [&] { return metric(site().get("/metrics").body, "korvane_queued_calls") == count; });
+  }
   double held_bodies() const {
     return metric(site().get("/metrics").body, "korvane_held_bytes{for=\"bodies\"}");
   }
@@ -234,7 +241,7 @@ TEST_F(TwoClients, TakeTurnsInAProjectHoweverManyCallsOneHas) {
   for (int i = 0; i < 20; ++i) {
     calls.push_back(office_call(kProbe, "sleep", R"({"value_int32":100})"));
   }
-  std::this_thread::sleep_for(50ms);
+  wait_for_calls(20);
   HttpClient client = site();
   for (int i = 0; i < 3; ++i) {
     const auto begin = Clock::now();
@@ -247,13 +254,13 @@ TEST_F(TwoClients, TakeTurnsInAProjectHoweverManyCallsOneHas) {
 TEST_F(TwoClients, DoNotHoldUpEachOtherOnDifferentProjects) {
   std::vector<RawConnection> calls;
   for (std::size_t i = 1; i < 16; ++i) {
-    calls.push_back(office_call(probe_id(i), "sleep", R"({"value_int32":1000})"));
+    calls.push_back(office_call(probe_id(i), "sleep", R"({"value_int32":2500})"));
   }
-  std::this_thread::sleep_for(50ms);
+  wait_for_calls(15);
   HttpClient client = site();
   const auto begin = Clock::now();
   for (int i = 0; i < 10; ++i) EXPECT_EQ(client.call(kProbe, "count").status, 200);
-  EXPECT_LT(Clock::now() - begin, 900ms);
+  EXPECT_LT(Clock::now() - begin, 2s);
   for (RawConnection& call : calls) EXPECT_EQ(call.read_answer().status, 200);
 }
 
