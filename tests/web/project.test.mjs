@@ -62,7 +62,11 @@ describe('A project', () => {
     const entries = await page.$$eval('.catalogue-entry summary', (all) => all.map((one) => one.innerText.replace(/\s+/g, ' ')));
     assert.ok(entries.some((one) => one.startsWith('B500A') && one.includes('in 1 revision')), entries.join('; '));
     assert.ok(entries.some((one) => one.startsWith('B500B') && one.includes('not used')), entries.join('; '));
-    for (const summary of await page.$$('.catalogue-entry > summary')) await summary.click();
+    for (const entry of await page.$$('.catalogue-entry')) {
+      await (await entry.$('summary')).click();
+      // What opens moves the entries below it.
+      await entry.waitForSelector('.catalogue-body');
+    }
     await seen(page, '7,850', '.catalogue-body');
     await seen(page, 'Sheet 417, Revision a', '.catalogue-body a');
     await noViolations(page);
