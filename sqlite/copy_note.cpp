@@ -50,14 +50,14 @@ std::optional<CopyNote> read_note(const std::string& copy) {
   }
 }
 
-void write_note(const std::string& copy, const CopyNote& note, const std::string& like) {
+void write_note(const std::string& copy, const CopyNote& note, ::mode_t permissions) {
   const auto taken =
       std::chrono::duration_cast<std::chrono::milliseconds>(note.taken.time_since_epoch());
   const Json json = {{"version", kVersion},   {"header", boost::algorithm::hex_lower(note.header)},
                      {"file", note.file},     {"content", note.content},
                      {"next", note.next},     {"source", note.source},
                      {"taken", taken.count()}};
-  FolderEntry entry(note_name(copy), like);
+  FolderEntry entry(note_name(copy), permissions);
   entry.overwrite(0, json.dump(-1, ' ', true) + "\n");
   entry.put_in_place(FolderEntry::IfThere::replace);
 }

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <sys/types.h>
 
 /// What is known of a standing copy, in a small file beside it: by it a later process knows whether
 /// anybody else has written to the copy, and which state of the project it shows.
@@ -31,8 +32,8 @@ std::string note_name(const std::string& copy);
 std::optional<CopyNote> read_note(const std::string& copy);
 
 /// Puts it in the place of the one that is there, at once or not at all, and has the disk take it.
-/// It has the permissions of the file `like`. Throws what FolderEntry throws.
-void write_note(const std::string& copy, const CopyNote& note, const std::string& like);
+/// Throws what FolderEntry throws.
+void write_note(const std::string& copy, const CopyNote& note, ::mode_t permissions);
 
 void remove_note(const std::string& copy);
 

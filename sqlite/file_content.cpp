@@ -48,7 +48,13 @@ sqlite3_file& file_of(const Database& database) {
   throw DatabaseError("\"" + database.filename() + "\": " + sqlite3_errstr(code), code);
 }
 
-std::size_t size_of(const Database& database) {
+void require(bool is_done) {
+  if (!is_done) throw std::runtime_error("SHA-256 is not to be had from OpenSSL");
+}
+
+}  // namespace
+
+std::size_t file_size_of(const Database& database) {
   sqlite3_file& file = file_of(database);
   sqlite3_int64 size = 0;
   const int code = file.pMethods->xFileSize(&file, &size);
@@ -56,22 +62,16 @@ std::size_t size_of(const Database& database) {
   return static_cast<std::size_t>(size);
 }
 
-void read(const Database& database, char* bytes, std::size_t size, std::size_t offset) {
+void read_bytes(const Database& database, char* bytes, std::size_t size, std::size_t offset) {
   sqlite3_file& file = file_of(database);
   const int code = file.pMethods->xRead(&file, bytes, static_cast<int>(size),
                                         static_cast<sqlite3_int64>(offset));
   if (code != SQLITE_OK) fail(database, code);
 }
 
-void require(bool is_done) {
-  if (!is_done) throw std::runtime_error("SHA-256 is not to be had from OpenSSL");
-}
-
-}  // namespace
-
 std::string header_of(const Database& database) {
-  std::string header(std::min(kHeaderBytes, size_of(database)), '\0');
-  if (!header.empty()) read(database, header.data(), header.size(), 0);
+  std::string header(std::min(kHeaderBytes, file_size_of(database)), '\0');
+  if (!header.empty()) read_bytes(database, header.data(), header.size(), 0);
   return header;
 }
 
@@ -121,11 +121,11 @@ std::string content_digest(const Database& database) {
   const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> digest(EVP_MD_CTX_new(),
                                                                   &EVP_MD_CTX_free);
   require(digest && EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) == 1);
-  const std::size_t size = size_of(database);
+  const std::size_t size = file_size_of(database);
   std::vector<char> piece(std::min(size, kPiece));
   for (std::size_t offset = 0; offset < size; offset += kPiece) {
     const std::size_t count = std::min(kPiece, size - offset);
-    read(database, piece.data(), count, offset);
+    read_bytes(database, piece.data(), count, offset);
     for (const Field& field : kCounters) {
       if (offset != 0 || field.offset + field.size > count) continue;
       std::fill_n(piece.begin() + static_cast<std::ptrdiff_t>(field.offset), field.size, '\0');

@@ -12,6 +12,11 @@ namespace korvane::sqlite {
 
 inline constexpr std::size_t kHeaderBytes = 100;
 
+/// The length of the file in bytes, and its bytes as they are on the disk, read by way of SQLite: the
+/// connection keeps its locks. The database must be locked against writers. Throw DatabaseError.
+std::size_t file_size_of(const Database& database);
+void read_bytes(const Database& database, char* bytes, std::size_t size, std::size_t offset);
+
 /// The first bytes of a file, fewer if it is shorter. None if it cannot be read, or is no regular
 /// file, with the reason in `errno`. Never waits. Not for a database that this program has open: the
 /// system would drop its locks.

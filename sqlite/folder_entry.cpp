@@ -14,15 +14,31 @@ namespace korvane::sqlite {
 
 namespace fs = std::filesystem;
 
-FolderEntry::FolderEntry(const std::string& name, const std::string& like) : name_(name) {
+namespace {
+
+[[noreturn]] void fail_to_write(const std::string& name) {
+  throw std::runtime_error("cannot write \"" + name +
+                           "\": " + std::system_category().message(errno));
+}
+
+::mode_t permissions_like(const std::string& name, const std::string& like) {
+  struct stat status {};
+  if (::stat(like.c_str(), &status) != 0) fail_to_write(name);
+  return status.st_mode & 07777;
+}
+
+}  // namespace
+
+FolderEntry::FolderEntry(const std::string& name, const std::string& like)
+    : FolderEntry(name, permissions_like(name, like)) {}
+
+FolderEntry::FolderEntry(const std::string& name, ::mode_t permissions)
+    : name_(name), mode_(permissions) {
   std::error_code failure;
   const fs::path resolved = fs::weakly_canonical(name, failure);
   const fs::path target = failure ? fs::path(name) : resolved;
   target_ = target.string();
   path_ = (target.parent_path() / ("." + target.filename().string() + ".part")).string();
-  struct stat status {};
-  if (::stat(like.c_str(), &status) != 0) fail();
-  mode_ = status.st_mode & 07777;
   open_locked();
   if (::ftruncate(file_, 0) != 0 || ::fchmod(file_, 0600) != 0) {
     const int reason = errno;
@@ -70,14 +86,20 @@ bool FolderEntry::has_its_name() const {
          opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
 }
 
-void FolderEntry::fail() const {
-  throw std::runtime_error("cannot write \"" + name_ +
-                           "\": " + std::system_category().message(errno));
+void FolderEntry::fail() const { fail_to_write(name_); }
+
+void FolderEntry::overwrite(long offset, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ::ssize_t written = ::pwrite(file_, bytes.data(), bytes.size(), offset);
+    if (written < 0) fail();
+    bytes.remove_prefix(static_cast<std::size_t>(written));
+    offset += written;
+  }
 }
 
-void FolderEntry::overwrite(long offset, const std::string& bytes) {
-  const ::ssize_t written = ::pwrite(file_, bytes.data(), bytes.size(), offset);
-  if (written != static_cast<::ssize_t>(bytes.size())) fail();
+void FolderEntry::reserve(std::uint64_t bytes) {
+  errno = ::posix_fallocate(file_, 0, static_cast<::off_t>(bytes));
+  if (errno != 0) fail();
 }
 
 void FolderEntry::put_in_place(IfThere if_there) {

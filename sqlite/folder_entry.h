@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 
 namespace korvane::sqlite {
@@ -25,6 +27,8 @@ class FolderEntry {
   /// `name` may be a link to where the file is to be. The new file has the permissions of
   /// `like`. Throws as well "… is being written by another program" while that is so.
   FolderEntry(const std::string& name, const std::string& like);
+  /// One with those permissions.
+  FolderEntry(const std::string& name, ::mode_t permissions);
   FolderEntry(const FolderEntry&) = delete;
   FolderEntry& operator=(const FolderEntry&) = delete;
   /// Removes what was written, unless it is in its place.
@@ -34,7 +38,10 @@ class FolderEntry {
   const std::string& path() const { return path_; }
 
   /// Writes bytes over those at `offset`.
-  void overwrite(long offset, const std::string& bytes);
+  void overwrite(long offset, std::string_view bytes);
+
+  /// Makes it that long, and has the disk keep the room for it.
+  void reserve(std::uint64_t bytes);
 
   /// Has the disk take the bytes, then gives them their name, then has the disk take that. Throws
   /// AlreadyThere as well, also for a file that came meanwhile.
@@ -52,7 +59,7 @@ class FolderEntry {
   std::string target_;
   std::string path_;
   int file_ = -1;
-  ::mode_t mode_ = 0600;
+  ::mode_t mode_;
   bool is_in_place_ = false;
 };
 

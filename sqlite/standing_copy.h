@@ -52,11 +52,6 @@ struct StandingCopy {
 StandingCopy update_copy(const std::string& project, const std::string& copy,
                          const CopyOptions& options = {});
 
-/// How the project looks from outside: another text after every commit, by whomever, except while a
-/// write-ahead log lies beside it. Empty if it is not there. Not for a project that this program has
-/// open.
-std::string look_of(const std::string& project);
-
 /// Removes a copy whose project is gone. Throws as update_copy does, and leaves it then.
 void remove_copy(const std::string& copy, const CopyOptions& options = {});
 

@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "sqlite/project_state.h"
 #include "sqlite/schema_check.h"
 #include "tests/sqlite/damaged_project.h"
 #include "tests/support/plain_sqlite.h"
