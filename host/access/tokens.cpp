@@ -39,7 +39,7 @@ struct NamedScope {
   std::string_view name;
 };
 constexpr std::array kScopes = {NamedScope{Scope::read, "read"}, NamedScope{Scope::write, "write"},
-                                NamedScope{Scope::sql, "sql"}};
+                                NamedScope{Scope::sql, "sql"}, NamedScope{Scope::copy, "copy"}};
 
 [[noreturn]] void fail(const fs::path& path, const std::string& fault) {
   throw std::runtime_error("token file " + path.string() + ": " + fault);

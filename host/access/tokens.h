@@ -25,6 +25,7 @@ enum class Scope {
   read,   ///< reading operations
   write,  ///< writing operations
   sql,    ///< queries in SQL
+  copy,   ///< keeping copies of another server's projects
 };
 
 /// A set of them, in order. Copied with each request, and so without memory of its own.
@@ -51,14 +52,14 @@ class Scopes {
   friend auto operator<=>(const Scopes&, const Scopes&) = default;
 
  private:
-  static constexpr std::size_t kScopes = static_cast<std::size_t>(Scope::sql) + 1;
+  static constexpr std::size_t kScopes = static_cast<std::size_t>(Scope::copy) + 1;
 
   /// Those beyond the size are `read`, so that equal sets compare equal.
   std::array<Scope, kScopes> scopes_{};
   std::size_t size_ = 0;
 };
 
-/// "read", "write", "sql".
+/// "read", "write", "sql", "copy".
 std::string_view scope_name(Scope scope);
 std::optional<Scope> scope_of(std::string_view name);
 /// Every scope there is.

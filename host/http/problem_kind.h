@@ -43,6 +43,7 @@ inline constexpr std::array kProblemKinds = {
     ProblemKind(406, "form-not-served"),
     ProblemKind(408, "too-slow"),
     ProblemKind(409, "constraint"),
+    ProblemKind(409, "written-elsewhere"),
     ProblemKind(412, "changed"),
     ProblemKind(412, "other-run"),
     ProblemKind(413, "body-too-large"),

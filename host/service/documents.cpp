@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <Poco/DateTimeFormat.h>
 #include <Poco/DateTimeFormatter.h>
@@ -175,6 +176,28 @@ HttpReply locks_document(const DocumentRequest& asked) {
   if (!order) throw HttpFault(400, "the parameter order is missing");
   return {200, "text/plain; charset=utf-8",
           asked.server.try_locks(target.segments().back(), *order)};
+}
+
+HttpReply copies_document(const DocumentRequest& asked) {
+  if (!asked.server.take_copy) {
+    throw HttpFault(404, "this server takes no copies: expected one with --accept-copies");
+  }
+  const Target target(asked.request.head.getURI());
+  target.refuse_parameters_but({"order", "transfer", "first"});
+  CopyOrder order{asked.client.name};
+  const std::vector<std::string> segments = target.segments();
+  if (segments.size() > 2) order.file = segments.back();
+  order.order = target.parameter("order").value_or("");
+  order.transfer = target.parameter("transfer").value_or("");
+  order.first = target.parameter("first").value_or("");
+  order.body = asked.body;
+  HttpReply reply = json_reply();
+  try {
+    reply.body = asked.server.take_copy(order);
+  } catch (const std::bad_alloc&) {
+    throw HttpFault(503, "there is no memory for copies", {{"Retry-After", "1"}});
+  }
+  return reply;
 }
 
 }  // namespace korvane::host

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string_view>
+
 #include "host/access/tokens.h"
 #include "host/http/message.h"
 
@@ -12,6 +14,8 @@ struct DocumentRequest {
   ServerState& server;
   const HttpRequest& request;
   const Client& client;
+  /// Empty but for a route that reads it.
+  std::string_view body = {};
 };
 
 /// What is served and is not a call of an operation. Throws HttpFault.
@@ -36,5 +40,7 @@ HttpReply services_document(const DocumentRequest& request);
 HttpReply projects_document(const DocumentRequest& request);
 /// By POST: tries the locks of the folder together with another process.
 HttpReply locks_document(const DocumentRequest& request);
+/// By POST: has a copy of another server's project made or renewed, or all copies told of.
+HttpReply copies_document(const DocumentRequest& request);
 
 }  // namespace korvane::host

@@ -52,14 +52,17 @@ std::string id_of(const HttpRequest& request) {
 
 class DocumentAnswer : public Answer {
  public:
-  DocumentAnswer(Document document, const DocumentRequest& asked)
-      : document_(document), asked_(asked) {}
+  DocumentAnswer(const Route& route, const DocumentRequest& asked) : route_(route), asked_(asked) {}
 
-  HttpReply make(const std::string&) override { return document_(asked_); }
+  HttpReply make(const std::string& body) override {
+    if (route_.reads_body) asked_.body = body;
+    return route_.document(asked_);
+  }
+  bool reads_body() const override { return route_.reads_body; }
 
  private:
-  const Document document_;
-  const DocumentRequest asked_;
+  const Route& route_;
+  DocumentRequest asked_;
 };
 
 class PageAnswer : public Answer {
@@ -122,8 +125,8 @@ void Exchange::admit() {
   const auto admit_document = [&](const Route& route) {
     metric_ = route.metric;
     require_method(request_, methods_of(route));
-    answer_ = std::make_unique<DocumentAnswer>(route.document,
-                                               DocumentRequest{server_, request_, known_client()});
+    answer_ =
+        std::make_unique<DocumentAnswer>(route, DocumentRequest{server_, request_, known_client()});
   };
   if (const Route* const open = find_open_route(target_.path())) return admit_document(*open);
   refuse_beyond_limit();

@@ -105,6 +105,18 @@ struct MountedRoute {
   std::function<MountedReply(const MountedCall& call)> run;
 };
 
+/// What another machine wants done with the copies that it keeps here.
+struct CopyOrder {
+  std::string client;
+  /// As it came; empty for what concerns all copies.
+  std::string file = {};
+  std::string order = {};
+  /// Parameters of the address; empty where they are not given.
+  std::string transfer = {};
+  std::string first = {};
+  std::string_view body = {};
+};
+
 /// What a server has besides the services' operations.
 struct Mounted {
   // NOLINTNEXTLINE(google-explicit-constructor): routes alone are the usual case
@@ -130,6 +142,11 @@ struct Mounted {
   /// Does what `order` says with a file in the root on which processes try their locks, and returns
   /// what came of it. Throws HttpFault. Null where nobody can.
   std::function<std::string(const std::string& file, const std::string& order)> try_locks = {};
+  /// Does what the order says, and returns what came of it, as JSON. Throws HttpFault. Any thread
+  /// calls it. Null where no copies are taken.
+  std::function<std::string(const CopyOrder& order)> take_copy = {};
+  /// What is measured of the copies, for Prometheus. May be null.
+  std::function<std::string()> copy_metrics = {};
 };
 
 /// An operation for a mounted route: no more than its name and effect.

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "host/access/tokens.h"
 #include "platform/rpc4/http.h"
 
 namespace korvane::host::openapi {
@@ -43,8 +44,10 @@ Json project_files_schema() {
 }
 
 Json access_schema() {
+  Json names = Json::array();
+  for (const Scope scope : all_scopes()) names.push_back(scope_name(scope));
   Json scopes = {{"type", "array"},
-                 {"items", {{"type", "string"}, {"enum", {"read", "write", "sql"}}}},
+                 {"items", {{"type", "string"}, {"enum", std::move(names)}}},
                  {"description", "What the client may do."}};
   return object("Who the client is to the server.",
                 {{"client", text("The name of its token; without tokens its address.")},

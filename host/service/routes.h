@@ -47,6 +47,8 @@ struct Route {
   std::optional<RouteDescription> description = std::nullopt;
   /// By POST, not by GET.
   bool is_posted = false;
+  /// Whether its document is given the request's body.
+  bool reads_body = false;
 };
 
 std::span<const Route> routes();

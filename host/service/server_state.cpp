@@ -38,6 +38,8 @@ ServerState::ServerState(Gate its_gate, const ProjectRoot& root, const ServerLim
       page(std::move(mounted.page)),
       schemas(std::move(mounted.schemas)),
       try_locks(std::move(mounted.try_locks)),
+      take_copy(std::move(mounted.take_copy)),
+      copy_metrics(std::move(mounted.copy_metrics)),
       openapi(
           openapi_document(described_services(), mounted.routes, Edition::whole, mounted.examples)),
       openapi_of_json(
@@ -59,7 +61,7 @@ std::string ServerState::metrics_text() {
                        {"replies", room.replies.held()},
                        {"sqlite", static_cast<std::uint64_t>(sqlite3_memory_used())}};
   levels.lost_log_lines = LogWriter::lost();
-  return metrics.text(levels);
+  return metrics.text(levels) + (copy_metrics ? copy_metrics() : "");
 }
 
 }  // namespace korvane::host

@@ -91,6 +91,8 @@ struct ServerState {
   const std::map<std::string, std::string> schemas;
   /// See Mounted.
   const std::function<std::string(const std::string& file, const std::string& order)> try_locks;
+  const std::function<std::string(const CopyOrder& order)> take_copy;
+  const std::function<std::string()> copy_metrics;
   /// The OpenAPI document, and its editions for generators of clients.
   const std::string openapi;
   const std::string openapi_of_json;

@@ -12,7 +12,15 @@ bool stands_for_itself(char c) {
   return is_letter || is_digit || std::string_view("-._~:@").find(c) != std::string_view::npos;
 }
 
-std::string percent_encoded(std::string_view text) {
+/// `path` with `value` in the place of `name`. Values have no braces.
+std::string filled(std::string_view path, std::string_view name, std::string_view value) {
+  std::string text(path);
+  return text.replace(text.find(name), name.size(), value);
+}
+
+}  // namespace
+
+std::string path_segment(std::string_view text) {
   constexpr std::string_view kDigits = "0123456789ABCDEF";
   std::string encoded;
   for (const char c : text) {
@@ -28,14 +36,6 @@ std::string percent_encoded(std::string_view text) {
   return encoded;
 }
 
-/// `path` with `value` in the place of `name`. Values have no braces.
-std::string filled(std::string_view path, std::string_view name, std::string_view value) {
-  std::string text(path);
-  return text.replace(text.find(name), name.size(), value);
-}
-
-}  // namespace
-
 bool is_served_by_get(const Operation& operation) {
   return operation.effect == Effect::reads || operation.effect == Effect::queries;
 }
@@ -47,7 +47,7 @@ std::vector<std::string> methods_of(const Operation& operation) {
 
 std::string project_path(std::string_view file, std::string_view operation) {
   return filled(filled(kProjectOperationPath, "{operation}", operation), "{file}",
-                percent_encoded(file));
+                path_segment(file));
 }
 
 std::string operation_path(std::string_view service_segment, std::string_view operation) {

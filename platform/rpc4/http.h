@@ -25,6 +25,9 @@ bool is_served_by_get(const Operation& operation);
 /// The methods that an operation is served by: "GET", "HEAD", "POST", or the last alone.
 std::vector<std::string> methods_of(const Operation& operation);
 
+/// A text as one segment of a path, percent-encoded: "a%2Fb.db".
+std::string path_segment(std::string_view text);
+
 /// The path of an operation of the project in `file`, whose name is percent-encoded into one
 /// segment: "/v1/projects/a%2Fb.db/list_sheets".
 std::string project_path(std::string_view file, std::string_view operation);

@@ -1,7 +1,9 @@
 // docs/administration.md: its limits are those of the program, and its commands do what it says.
 
 import assert from 'node:assert/strict';
+import {once} from 'node:events';
 import {copyFileSync, existsSync, mkdirSync, readFileSync, writeFileSync} from 'node:fs';
+import {createServer} from 'node:net';
 import {dirname, join} from 'node:path';
 import {test} from 'node:test';
 import {connect} from 'node:tls';
@@ -18,11 +20,19 @@ function example(name) {
 }
 
 /** Runs an example in a folder, where `korvane` is the program that is tested. */
-async function sh(name, folder) {
-  const {code, out, err} = await run(['-e', '-c', `cd "$0"; ${example(name)}`, folder],
+async function sh(name, folder, change = (text) => text) {
+  const {code, out, err} = await run(['-e', '-c', `cd "$0"; ${change(example(name))}`, folder],
     {command: 'bash', env: {PATH: `${dirname(program)}:${process.env.PATH}`}});
   assert.equal(code, 0, err + out);
   return out;
+}
+
+async function freePort() {
+  const server = createServer().listen(0, '127.0.0.1');
+  await once(server, 'listening');
+  const {port} = server.address();
+  server.close();
+  return port;
 }
 
 /** What an example needs of a machine that a test cannot have: root, services, another machine, users. `$MACHINE` is
@@ -131,6 +141,14 @@ test('backups, one sheet of yesterday, and tokens that change', async (t) => {
     await sh('backup', folder);
     await sh('replicate', folder);
     assert.equal(await status(office), 200);
+  });
+
+  await t.test('copies of all projects are kept by another server', async () => {
+    const port = await freePort();
+    await sh('replicate to a server', folder, (text) => text.replaceAll('8421', port));
+    const [copy, project] = await Promise.all(['standby', 'projects'].map((root) =>
+      korvane('list', join(folder, root, 'tower.db'), '--format', 'json')));
+    assert.equal(copy, project);
   });
 
   await t.test('one sheet comes back from it', async () => {

@@ -14,6 +14,8 @@
 #include "host/plugins/failure_text.h"
 #include "host/watch/json_log.h"
 #include "tools/korvane/commands.h"
+#include "tools/korvane/copy_folder.h"
+#include "tools/korvane/copy_server.h"
 #include "tools/korvane/replication.h"
 #include "tools/korvane/service_manager.h"
 #include "tools/korvane/standard_output.h"
@@ -24,6 +26,10 @@ namespace {
 
 struct ReplicateOptions {
   ReplicationOptions replication;
+  /// A folder, or the address of a server.
+  std::string to;
+  std::string token;
+  std::string authorities;
   double every = 1;
   std::optional<std::string> metrics;
   bool is_once = false;
@@ -68,14 +74,27 @@ void write_metrics(const std::string& file, const std::string& text) {
   if (!output || failure) throw std::runtime_error("cannot write \"" + file + "\"");
 }
 
+std::unique_ptr<CopyPlace> place_of(const ReplicateOptions& options) {
+  const bool is_server = options.to.starts_with("http://") || options.to.starts_with("https://");
+  if (is_server) {
+    return std::make_unique<CopyServer>(options.to, options.token, options.authorities);
+  }
+  return std::make_unique<CopyFolder>(options.replication.from, options.to);
+}
+
+std::string metrics_of(const ReplicateOptions& options, const Replication& replication) {
+  return metrics_text("to", {{options.to, replication.report()}});
+}
+
 int run_once(const ReplicateOptions& options) {
   ReplicationOptions how = options.replication;
   how.tell = [](const std::string& line) { std::cerr << "korvane: " << line << '\n'; };
-  Replication replication(how);
+  Replication replication(how, place_of(options));
   replication.run_round();
-  if (options.metrics) write_metrics(*options.metrics, replication.metrics());
-  const CopyCounts& counts = replication.counts();
-  std::cout << replication.written() << " copies written; " << counts.current << " of "
+  if (options.metrics) write_metrics(*options.metrics, metrics_of(options, replication));
+  const CopyReport report = replication.report();
+  const CopyCounts& counts = report.counts;
+  std::cout << report.written << " copies written; " << counts.current << " of "
             << counts.current + counts.behind + counts.failing + counts.written_elsewhere
             << " projects are copied\n";
   require_output();
@@ -86,16 +105,16 @@ int run_once(const ReplicateOptions& options) {
 class Service {
  public:
   Service(const ReplicateOptions& options, StopSignals& signals)
-      : options_(options), signals_(signals), replication_(with_log(options)) {}
+      : options_(options), signals_(signals), replication_(with_log(options), place_of(options)) {}
 
   void run() {
-    manager_.ready("copies " + options_.replication.from + " to " + options_.replication.to);
-    host::log_event("copies " + options_.replication.from + " to " + options_.replication.to);
+    manager_.ready("copies " + options_.replication.from + " to " + options_.to);
+    host::log_event("copies " + options_.replication.from + " to " + options_.to);
     const std::chrono::duration<double> every(options_.every);
     do {
       tell_failure([&] { replication_.run_round(); });
       if (options_.metrics && !has_failed_) {
-        tell_failure([&] { write_metrics(*options_.metrics, replication_.metrics()); });
+        tell_failure([&] { write_metrics(*options_.metrics, metrics_of(options_, replication_)); });
       }
     } while (!signals_.wait(std::chrono::duration_cast<std::chrono::nanoseconds>(every)));
     manager_.stopping(std::chrono::seconds(1));
@@ -149,8 +168,15 @@ Command add_replicate(CLI::App& program) {
       "replicate", "Keep copies of all projects of a folder that can be read at any time");
   command->add_option("--from", options->replication.from, "The folder of the projects")
       ->required();
-  command->add_option("--to", options->replication.to, "The folder that gets the copies")
+  command
+      ->add_option("--to", options->to,
+                   "The folder that gets the copies, or the address of a server that takes them "
+                   "(serve --accept-copies), such as https://standby:8420")
       ->required();
+  command->add_option("--token", options->token, "Bearer token for that server, of the scope copy")
+      ->envname("KORVANE_TOKEN");
+  command->add_option("--authorities", options->authorities,
+                      "File of certificates, PEM, that are trusted besides the system's");
   command
       ->add_option("--every", options->every, "Pause between two looks at all projects, in seconds")
       ->check(CLI::PositiveNumber)
@@ -164,10 +190,13 @@ Command add_replicate(CLI::App& program) {
       "Each copy is checked before it takes the place of the one before, in one transaction: who "
       "has it open reads the old state or the new one. A copy that somebody else has written to is "
       "left as it is. Beside each copy lies a note, \".NAME.copy\", by which that is known.\n\n"
+      "To a server only what it lacks of a state is sent; the state is copied into the folder for "
+      "temporary files (TMPDIR) first.\n\n"
       "Runs until SIGTERM. With --once it ends with 0 if all projects are copied, else with 1.\n\n"
       "Examples:\n"
       "  korvane replicate --from /var/lib/korvane/projects --to /mnt/standby/projects\n"
-      "  korvane replicate --from projects --to copies --once");
+      "  korvane replicate --from projects --to copies --once\n"
+      "  KORVANE_TOKEN=krv_… korvane replicate --from projects --to https://standby:8420");
   return {command, [options](const CommonOptions&) { return run_replicate(*options); }};
 }
 

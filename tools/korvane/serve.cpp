@@ -38,6 +38,7 @@
 #include "tools/korvane/commands.h"
 #include "tools/korvane/listening_socket.h"
 #include "tools/korvane/serve_options.h"
+#include "tools/korvane/served_copies.h"
 #include "tools/korvane/served_locks.h"
 #include "tools/korvane/served_optimizer.h"
 #include "tools/korvane/served_views.h"
@@ -216,6 +217,11 @@ host::Mounted mounted_by(const ServeOptions& options) {
                                                                 const std::string& order) {
     return locks->run(file, order);
   };
+  if (options.is_accepting_copies) {
+    const auto copies = std::make_shared<ServedCopies>(options.root);
+    mounted.take_copy = [copies](const host::CopyOrder& order) { return copies->run(order); };
+    mounted.copy_metrics = [copies] { return copies->metrics(); };
+  }
   for (rpc::IdlFile& file : rpc::idl_files()) {
     mounted.schemas.emplace(std::move(file.name), std::move(file.text));
   }

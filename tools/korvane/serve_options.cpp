@@ -47,6 +47,9 @@ void add_access_options(CLI::App& command, ServeOptions& options) {
   command.add_flag("--shared", options.is_shared,
                    "Other servers serve the folder too: refuse to start where its locks do not "
                    "hold (korvane check --locks)");
+  command.add_flag("--accept-copies", options.is_accepting_copies,
+                   "Keep copies of another server's projects in the folder, which clients of the "
+                   "scope copy send (korvane replicate --to URL)");
   command.add_option("--listen", options.listen, "Address and port; port 0 takes a free one")
       ->capture_default_str();
   command.add_option("--tokens", options.tokens, "File of the bearer tokens that are accepted");

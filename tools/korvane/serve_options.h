@@ -31,6 +31,8 @@ struct ServeOptions {
   bool is_optimizing = false;
   /// Other servers serve the folder too.
   bool is_shared = false;
+  /// Whoever has the scope copy keeps copies of other projects in the folder.
+  bool is_accepting_copies = false;
   /// "extra" or "full", as PRAGMA synchronous has them.
   std::string synchronous = "extra";
 };

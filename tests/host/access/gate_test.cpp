@@ -123,7 +123,8 @@ class TokensTest : public ::testing::Test {
     const Scope read = Scope::read;
     const Scope write = Scope::write;
     const Scope sql = Scope::sql;
-    return {{read}, {write}, {sql}, {read, write}, {read, sql}, {write, sql}, {read, write, sql}};
+    return {{read},        {write},     {sql},        {Scope::copy},
+            {read, write}, {read, sql}, {write, sql}, {read, write, sql}};
   }
   static std::string name_of(const Scopes& scopes) {
     std::string name;

@@ -30,7 +30,7 @@ using testing::Not;
 using testing::StartsWith;
 using testing::ThrowsMessage;
 
-const Scopes kAll = {Scope::read, Scope::write, Scope::sql};
+const Scopes kAll = {Scope::read, Scope::write, Scope::sql, Scope::copy};
 
 /// The SHA-256 of "abc", from the standard that defines it.
 const std::string kDigestOfAbc = "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad";
@@ -479,6 +479,7 @@ TEST(ScopeNames, ReadBackAsTheirScopes) {
   EXPECT_EQ(scope_name(Scope::read), "read");
   EXPECT_EQ(scope_name(Scope::write), "write");
   EXPECT_EQ(scope_name(Scope::sql), "sql");
+  EXPECT_EQ(scope_name(Scope::copy), "copy");
 }
 
 TEST(ScopeNames, AreTheOnlyOnes) {

@@ -135,7 +135,7 @@ using AccessDocument = ServerTest;
 TEST_F(AccessDocument, NamesTheClientAndItsScopes) {
   const nlohmann::json access = client().get("/v1/access").json();
   EXPECT_EQ(access.at("client"), "127.0.0.1");
-  EXPECT_EQ(access.at("scopes"), nlohmann::json({"read", "write", "sql"}));
+  EXPECT_EQ(access.at("scopes"), nlohmann::json({"read", "write", "sql", "copy"}));
 }
 
 }  // namespace

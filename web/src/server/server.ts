@@ -1,9 +1,9 @@
 // The server that the page came from.
 
-import {Korvane, type Kind, type Project, type ProjectFile, type Sketch} from 'korvane-client';
+import {Korvane, type Access, type Kind, type Project, type ProjectFile, type Sketch} from 'korvane-client';
 
 import {own} from './own_writes';
-import {access, isLost, token, wantsToken, type Access} from './session';
+import {access, isLost, token, wantsToken} from './session';
 
 const server = new Korvane({
   url: location.origin,

@@ -1,16 +1,9 @@
 // Who the page is to the server: a token, kept for this tab only.
 
 import {signal} from '@preact/signals';
+import type {Access, Scope} from 'korvane-client';
 
 const kKey = 'korvane-token';
-
-export type Scope = 'read' | 'write' | 'sql';
-
-export interface Access {
-  /** The name of the token; the address of the client on a server without tokens. */
-  client: string;
-  scopes: Scope[];
-}
 
 export const token = signal(sessionStorage.getItem(kKey) ?? '');
 /** What the token may do; null until the server has said it. */

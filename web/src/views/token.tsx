@@ -2,12 +2,12 @@
 
 import {effect, signal} from '@preact/signals';
 import {useState} from 'preact/hooks';
-import {ServerError} from 'korvane-client';
+import {ServerError, type Scope} from 'korvane-client';
 
 import {address, go} from '../address';
 import {Failure, Notice} from '../parts/notices';
 import {readAccess} from '../server/server';
-import {access, setToken, token, wantsToken, type Scope} from '../server/session';
+import {access, setToken, token, wantsToken} from '../server/session';
 import {words} from '../words/words';
 import './token.css';
 
@@ -40,7 +40,8 @@ const t = words({
   },
 });
 
-const kScopes: Scope[] = ['read', 'write', 'sql'];
+/** Those that people have; another server has `copy`. */
+const kScopes = ['read', 'write', 'sql'] as const satisfies readonly Scope[];
 
 /** Where one was before one came here. */
 let before = '#/';
