@@ -120,7 +120,7 @@ mutants: packages-test ## slips in the sources that the tests are to notice (MUT
 soak: build-dev ## an hour of mixed load on the server (SOAK_SECONDS)
 	@KORVANE_SOAK_SECONDS=$(SOAK_SECONDS) build/dev/tests/scenarios/soak/soak_test
 
-cluster: build-release packages-cluster ## three servers of one folder, killed, stopped, cut off and frozen while they are used; as root (CLUSTER_SECONDS)
+cluster: build-release packages-cluster ## three servers of one folder, killed, stopped, cut off, frozen, their storage too, while they are used; as root (CLUSTER_SECONDS)
 	@node --test tests/cluster/history.test.mjs >/dev/null
 	@$(CLUSTER) tests/cluster/cluster.mjs --program build/release/bin/korvane --seconds $(CLUSTER_SECONDS)
 	@$(CLUSTER) tests/cluster/scale.mjs --program build/release/bin/korvane

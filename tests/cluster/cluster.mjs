@@ -10,12 +10,13 @@ import {Clients, now} from './clients.mjs';
 import {events, happen} from './events.mjs';
 import {checkFiles, compareFiles} from './files.mjs';
 import {faultsOfGrowing, whyNotLinearizable} from './history.mjs';
-import {addMachine, Balancer, kBalancer, makeNetwork, Server} from './machines.mjs';
+import {addMachine, Balancer, kBalancer, makeNetwork, Server, Storage} from './machines.mjs';
 
 const {values: options} = parseArgs({
   options: {
     program: {type: 'string'},
     haproxy: {type: 'string', default: 'haproxy'},
+    bindfs: {type: 'string', default: 'bindfs'},
     seconds: {type: 'string', default: '300'},
     every: {type: 'string', default: '10'},
     clients: {type: 'string', default: '64'},
@@ -39,6 +40,16 @@ function makeTokens(folder) {
   const tokens = Array.from({length: 8}, (_, i) =>
     korvane('token', 'add', '--tokens', file, `office-${i}`, '--scope', 'read', 'write').trim().split('\n').at(-1));
   return {file, tokens};
+}
+
+/** Each server's own way to the projects, where their storage is to hang. */
+async function giveStorages(servers, folder, shared) {
+  if (!kinds.includes('stall')) return;
+  for (const server of servers) {
+    server.storage = new Storage({program: options.bindfs, shared, folder: join(folder, server.name)});
+    await server.storage.start();
+    server.folder = server.storage.folder;
+  }
 }
 
 function makeServers(folder, tokens) {
@@ -135,6 +146,7 @@ async function run(folder) {
   makeNetwork();
   const servers = makeServers(projectsFolder, file);
   [kBalancer, ...servers].forEach(addMachine);
+  await giveStorages(servers, folder, projectsFolder);
   await Promise.all(servers.map((server) => server.start()));
   const balancer = new Balancer(options.haproxy, join(folder, 'haproxy'), servers);
   await balancer.start();
@@ -178,6 +190,7 @@ async function run(folder) {
     const way = await server.stop();
     if (way !== 0) faults.push(`${server.name} ended with ${way}`);
   }
+  for (const {storage} of servers) await storage?.stop();
   await balancer.stop();
 
   const rows = ledger.rows(clients);

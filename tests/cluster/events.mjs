@@ -43,6 +43,14 @@ export const events = {
       server.signal('SIGCONT');
     },
   },
+  stall: {
+    title: 'cut off from its storage (which hangs) for 6 s',
+    async run(server) {
+      server.storage.signal('SIGSTOP');
+      await pause(6);
+      server.storage.signal('SIGCONT');
+    },
+  },
 };
 
 /** One event after the other on one server after the other, `every` so many seconds, as long as

@@ -97,6 +97,39 @@ export class Server {
   }
 }
 
+/** A machine's own way to the folder `shared`, which appears at `folder`: a file system in a process that can
+ * be stopped, as one across a network stops. Nothing is kept in between, so that all machines see the same. */
+export class Storage {
+  constructor({program, shared, folder}) {
+    Object.assign(this, {program, shared, folder});
+  }
+
+  async start() {
+    mkdirSync(this.folder);
+    const kept = ['attr_timeout=0', 'entry_timeout=0', 'negative_timeout=0', 'direct_io'].join(',');
+    this.child = spawn(this.program, ['-f', '--multithreaded', '--enable-lock-forwarding', '-o', kept, this.shared, this.folder],
+      {stdio: ['ignore', 'ignore', 'pipe']});
+    let told = '';
+    this.child.stderr.on('data', (text) => { told += text; });
+    this.ended = once(this.child, 'exit');
+    const ended = this.ended.then(() => { throw new Error(`${this.program} has ended: ${told}`); });
+    ended.catch(() => {});
+    const isThere = () => readFileSync('/proc/self/mounts', 'utf8').includes(` ${this.folder} fuse`);
+    await Promise.race([until(isThere, `${this.folder} is mounted`), ended]);
+  }
+
+  signal(name) {
+    this.child.kill(name);
+  }
+
+  /** When no machine uses it any more: each has its own view of what is mounted. */
+  async stop() {
+    execFileSync('umount', [this.folder]);
+    this.signal('SIGTERM');
+    await once(this.child, 'close');
+  }
+}
+
 /** HAProxy with deploy/haproxy.cfg as it is, but for addresses, users and TLS: it answers plain HTTP at
  * port 8080 of its machine. */
 export class Balancer {
