@@ -3,17 +3,20 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <filesystem>
 #include <iterator>
 #include <stdexcept>
 
 #include <boost/algorithm/hex.hpp>
 #include <nlohmann/json.hpp>
 
+#include "tools/korvane/shallow_json.h"
+
 namespace korvane::tools {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 using sqlite::BlockDigest;
 using std::chrono::milliseconds;
 using std::chrono::system_clock;
@@ -24,10 +27,17 @@ std::int64_t time_number(system_clock::time_point time) {
 
 /// Of the years that there are files from. Others would overflow when they are counted with.
 system_clock::time_point time_of(const Json& json) {
-  constexpr std::int64_t kMost = 10'000'000'000'000;  // in the year 2286
+  constexpr std::int64_t kMost = 9'000'000'000'000;  // in the year 2255
   const auto number = json.get<std::int64_t>();
   if (number < 0 || number > kMost) throw std::runtime_error("no time");
   return system_clock::time_point(milliseconds(number));
+}
+
+/// Whether it is the name of a file in a folder, or in one below it.
+bool is_below_folder(const std::string& name) {
+  const std::filesystem::path path(name);
+  return !name.empty() && path.is_relative() &&
+         std::none_of(path.begin(), path.end(), [](const auto& part) { return part == ".."; });
 }
 
 std::string digests_text(const std::vector<BlockDigest>& digests) {
@@ -64,7 +74,7 @@ std::string announcement_text(const sqlite::AnnouncedState& state) {
 
 sqlite::AnnouncedState announcement_of(std::string_view text) {
   constexpr std::size_t kMostText = 2048;  // a note must be able to hold them
-  const Json json = Json::parse(text);
+  const Json json = shallow_json(text);
   sqlite::AnnouncedState state;
   state.blocks.bytes = json.at("bytes").get<std::uint64_t>();
   state.blocks.block_bytes = json.at("block_bytes").get<std::size_t>();
@@ -94,7 +104,7 @@ std::string transfer_text(const std::string& id, const std::vector<std::size_t>&
 }
 
 Transfer transfer_of(std::string_view text) {
-  const Json json = Json::parse(text);
+  const Json json = shallow_json(text);
   Transfer transfer;
   transfer.id = json.at("transfer").get<std::string>();
   for (const Json& run : json.at("missing")) {
@@ -109,7 +119,7 @@ std::string finished_text(const sqlite::StandingCopy& copy) {
 }
 
 sqlite::StandingCopy finished_of(std::string_view text) {
-  const Json json = Json::parse(text);
+  const Json json = shallow_json(text);
   sqlite::StandingCopy copy;
   copy.header = boost::algorithm::unhex(json.at("header").get<std::string>());
   copy.is_written = json.at("is_written").get<bool>();
@@ -127,9 +137,10 @@ std::string notes_text(const std::map<std::string, sqlite::CopyNote>& notes) {
 }
 
 std::map<std::string, sqlite::CopyNote> notes_of(std::string_view text) {
-  const Json json = Json::parse(text);
+  const Json json = shallow_json(text);
   std::map<std::string, sqlite::CopyNote> notes;
   for (const auto& [name, known] : json.at("copies").items()) {
+    if (!is_below_folder(name)) throw std::runtime_error("a name that is no copy's");
     sqlite::CopyNote note;
     note.header = boost::algorithm::unhex(known.at("header").get<std::string>());
     note.source = known.at("source").get<std::string>();

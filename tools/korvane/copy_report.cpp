@@ -7,11 +7,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/korvane/shallow_json.h"
+
 namespace korvane::tools {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = nlohmann::json;
 using Seconds = std::chrono::duration<double>;
 
 constexpr std::array<std::pair<const char*, std::size_t CopyCounts::*>, 5> kStates = {
@@ -31,8 +33,8 @@ struct Figure {
 };
 
 std::chrono::nanoseconds time_of(double seconds) {
-  constexpr double kMost = 1e9;  // some thirty years
-  if (!(seconds >= 0) || seconds > kMost * 10) throw std::runtime_error("no time");
+  constexpr double kMost = 8e9;  // from 1970 on, in the year 2223
+  if (!(seconds >= 0) || seconds > kMost) throw std::runtime_error("no time");
   return std::chrono::duration_cast<std::chrono::nanoseconds>(Seconds(seconds));
 }
 
@@ -124,7 +126,7 @@ std::string report_text(const CopyReport& report) {
 }
 
 CopyReport report_of(std::string_view text) {
-  const Json json = Json::parse(text);
+  const Json json = shallow_json(text);
   CopyReport report;
   for (const Figure& figure : figures()) {
     figure.set(report, json.at(figure.name).get<double>());

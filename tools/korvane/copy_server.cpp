@@ -116,7 +116,8 @@ sqlite::StandingCopy CopyServer::update(const std::string& project, const std::s
       transfer_of(order(name, {{"order", kBeginOrder}}, announcement_text(announced)));
   const std::size_t most = kBlockBytesOfOrder / announced.blocks.block_bytes;
   for (auto [first, count] : transfer.missing) {
-    if (first + count > announced.blocks.digests.size()) {
+    const std::size_t all = announced.blocks.digests.size();
+    if (first > all || count > all - first) {
       throw std::runtime_error(url_ + " asks for blocks that there are not");
     }
     while (count > 0) {

@@ -19,6 +19,7 @@
 #include "tools/korvane/replication.h"
 #include "tools/korvane/service_manager.h"
 #include "tools/korvane/standard_output.h"
+#include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
 
@@ -88,7 +89,7 @@ std::string metrics_of(const ReplicateOptions& options, const Replication& repli
 
 int run_once(const ReplicateOptions& options) {
   ReplicationOptions how = options.replication;
-  how.tell = [](const std::string& line) { std::cerr << "korvane: " << line << '\n'; };
+  how.tell = [](const std::string& line) { std::cerr << "korvane: " << printable(line) << '\n'; };
   Replication replication(how, place_of(options));
   replication.run_round();
   if (options.metrics) write_metrics(*options.metrics, metrics_of(options, replication));

@@ -96,17 +96,17 @@ std::string ServedCopies::run(const host::CopyOrder& order) {
     throw HttpFault(400, "the parameter order is \"" + order.order + "\"; expected " + kListOrder +
                              " or " + kReportOrder);
   }
-  return run_on(confined(order.file), order);
+  return run_on(confined(order.file, order.order == kBeginOrder), order);
 }
 
-std::string ServedCopies::confined(const std::string& file) const {
+std::string ServedCopies::confined(const std::string& file, bool makes_folders) const {
   const std::string name = fs::path(file).filename().string();
   // What lies beside copies is no project.
   const bool is_beside =
       name.starts_with('.') && (name.ends_with(".part") || name.ends_with(".copy"));
   if (is_beside) throw HttpFault(400, "file name \"" + file + "\" is refused: expected a project");
   try {
-    make_folders(file);
+    if (makes_folders) make_folders(file);
     std::string confined = root_.confine(file);
     if (confined == file) return confined;
   } catch (const host::ConfinementError& failure) {
@@ -175,6 +175,10 @@ std::string ServedCopies::list() const {
 }
 
 std::string ServedCopies::take_report(const host::CopyOrder& order) {
+  constexpr std::size_t kMostBytes = 4096;
+  if (order.body.size() > kMostBytes) {
+    throw HttpFault(413, "expected at most " + std::to_string(kMostBytes) + " bytes");
+  }
   const CopyReport report = read_body([&] { return report_of(order.body); });
   const std::lock_guard lock(mutex_);
   if (!reports_.contains(order.client) && reports_.size() >= kMostSenders) {
@@ -209,6 +213,14 @@ std::string ServedCopies::run_on(const std::string& file, const host::CopyOrder&
     if (is_removal) forget(file);
     entry->last_use = Clock::now();
     return reply;
+  } catch (const HttpFault& fault) {
+    // Who has to wait for others' locks can finish it later.
+    const bool can_go_on = order.order == kBlocksOrder || fault.kind == host::problem("locked");
+    if (!can_go_on) {
+      entry->copy.reset();
+      forget(file);
+    }
+    throw;
   } catch (...) {
     if (order.order != kBlocksOrder) {
       entry->copy.reset();

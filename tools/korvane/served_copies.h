@@ -57,7 +57,7 @@ class ServedCopies {
     Clock::time_point at;
   };
 
-  std::string confined(const std::string& file) const;
+  std::string confined(const std::string& file, bool makes_folders) const;
   void make_folders(const std::string& file) const;
   void close_idle();
   std::shared_ptr<Entry> entry_of(const std::string& file, bool may_make);

@@ -478,7 +478,8 @@ TEST_P(ReplicationsByAServer, NeedATokenOfTheScopeCopy) {
   const Outcome done = test::run_program(folder_, command, "KORVANE_TOKEN=" + copying);
   EXPECT_EQ(done.exit_code, 0) << done.err;
   EXPECT_EQ(comment_in(other.file("a.db")), comment_in(from() + "/a.db"));
-  EXPECT_THAT(run("list a.db --server " + other.url() + " --token " + copying).err, HasSubstr("403"));
+  EXPECT_THAT(run("list a.db --server " + other.url() + " --token " + copying).err,
+              HasSubstr("403"));
 }
 
 std::string name_of(const testing::TestParamInfo<Kept>& info) {

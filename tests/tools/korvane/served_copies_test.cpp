@@ -140,7 +140,60 @@ TEST_F(CopiesOfAServer, RefuseWhatIsNoAnnouncement) {
   EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = long_body}),
               HasSubstr("413 "));
   EXPECT_EQ(outcome({.client = "office", .order = "report", .body = "{}"}).substr(0, 4), "400 ");
+  const std::string long_report(10'000, ' ');
+  EXPECT_EQ(outcome({.client = "office", .order = "report", .body = long_report}).substr(0, 4),
+            "413 ");
   EXPECT_TRUE(fs::is_empty("."));
+}
+
+TEST_F(CopiesOfAServer, RefuseWhatIsNestedOrOfAnotherTime) {
+  const std::string nested(1'000'000, '[');
+  EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = nested}),
+              HasSubstr("nested too deep"));
+  std::string late = announcement();
+  const std::string time = "\"taken\":0";
+  late.replace(late.find(time), time.size(), "\"taken\":9500000000000");
+  EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = late}),
+              HasSubstr("400 "));
+  EXPECT_TRUE(fs::is_empty("."));
+}
+
+TEST_F(CopiesOfAServer, MakeNoFolderForWhatIsRefused) {
+  for (const char* const order : {"remove", "finish", "blocks", "nonsense"}) {
+    outcome({.client = "office", .file = "new/a.db", .order = order});
+  }
+  EXPECT_TRUE(fs::is_empty("."));
+}
+
+TEST_F(CopiesOfAServer, CanBeFinishedOnceOthersHaveGivenUpTheirLocks) {
+  send("a.db");
+  test::PlainConnection(folder_.file("one.db"), test::PlainConnection::Mode::kWrite)
+      .run("update rebar set comment = 'new'");
+  const Transfer transfer = begin("a.db");
+  const std::string bytes = test::text_of(folder_.file("one.db"));
+  run({.client = "office",
+       .file = "a.db",
+       .order = "blocks",
+       .transfer = transfer.id,
+       .first = "0",
+       .body = bytes});
+  const host::CopyOrder finish{
+      .client = "office", .file = "a.db", .order = "finish", .transfer = transfer.id};
+  {
+    test::PlainConnection reader("a.db", test::PlainConnection::Mode::kWrite);
+    reader.run("begin; select * from rebar");
+    EXPECT_THAT(outcome(finish), HasSubstr("503 "));
+  }
+  EXPECT_EQ(outcome(finish), "200");
+  EXPECT_EQ(test::plain_rows("a.db", "select distinct comment from rebar"), (test::Rows{{"new"}}));
+}
+
+TEST(NotesOfCopies, OfNamesOutsideOfAFolderAreRefused) {
+  for (const char* const name : {"/etc/passwd", "../a.db", "a/../../b.db", ""}) {
+    EXPECT_ANY_THROW(notes_of(std::string(R"({"copies":{")") + name +
+                              R"(":{"header":"","source":"","taken":0}}})"))
+        << name;
+  }
 }
 
 TEST_F(CopiesOfAServer, TakeBlocksOfTheTransferThatIsUnderWayAlone) {
