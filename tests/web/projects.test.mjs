@@ -82,7 +82,7 @@ describe('The list of projects', () => {
   it('makes a project and opens it', async (t) => {
     const {page} = await open(t);
     await click(page, 'button', 'New project …');
-    await page.waitForSelector('#new-project-name');
+    await page.waitForSelector('#new-project-name:focus');
     await page.keyboard.type('hall 7');
     await noViolations(page);
     await page.keyboard.press('Enter');
@@ -93,7 +93,7 @@ describe('The list of projects', () => {
   it('does not make a project of a name that there is', async (t) => {
     const {server, page} = await open(t);
     await click(page, 'button', 'New project …');
-    await page.waitForSelector('#new-project-name');
+    await page.waitForSelector('#new-project-name:focus');
     await page.keyboard.type('guideline');
     await page.keyboard.press('Enter');
     await seen(page, 'There is a project guideline.db already.', '[role=alert]');

@@ -77,12 +77,16 @@ std::string CopyServer::order(const std::string& name,
     const bool is_busy = refusal.status == 503 && !refusal.type.empty() &&
                          refusal.type != host::problem("draining").type() &&
                          refusal.type != host::problem("stopping").type();
-    const bool is_of_file =
-        refusal.status != 401 && refusal.status != 403 && (refusal.status < 502 || is_busy);
+    const bool is_late = refusal.status == 504;
+    // What the server has to say of its copies may be another thing now.
+    if (is_late) asked_ = {};
+    const bool is_of_file = refusal.status != 401 && refusal.status != 403 &&
+                            (refusal.status < 502 || is_busy || is_late);
     const bool is_for_all = name.empty() || !is_of_file;
     if (is_for_all) throw PlaceIsGone(refusal.what());
     throw;
   } catch (const std::runtime_error& failure) {
+    asked_ = {};
     throw PlaceIsGone(failure.what());
   }
 }

@@ -80,9 +80,10 @@ void Replication::look_at(const std::string& name) {
     if (note && note->next.empty()) {
       project.source = note->source;
       project.header = note->header;
-      project.whole_at = std::min(note->taken, now);
+      if (!project.is_known) project.whole_at = std::min(note->taken, now);
     }
   }
+  project.is_known = project.is_known || !project.source.empty();
   const std::string look = sqlite::look_of(source_of(name));
   if (look.empty()) return;  // it has gone since
   if (project.state == Project::State::not_a_project && look == project.refused) return;
@@ -134,6 +135,8 @@ void Replication::copy(const std::string& name, Project& project) {
   } catch (const sqlite::WrittenElsewhere& failure) {
     fail(name, project, Project::State::written_elsewhere, failure.what());
   } catch (const PlaceIsGone&) {
+    // What was sent last may have come to its end there.
+    project.source.clear();
     project.state = Project::State::behind;
     throw;
   } catch (const std::exception& failure) {
@@ -145,6 +148,7 @@ void Replication::copy(const std::string& name, Project& project) {
 void Replication::fail(const std::string& name, Project& project, Project::State state,
                        const std::string& text) {
   ++report_.failed;
+  project.source.clear();
   project.state = state;
   project.due = Steady::now() + kFirstPause * (1 << std::min(project.failures, kMostDoublings));
   ++project.failures;

@@ -62,6 +62,8 @@ class Replication {
     /// How project and copy looked when they were the same.
     std::string source;
     std::string header;
+    /// Whether that was known once.
+    bool is_known = false;
     /// When they were the same last.
     Clock::time_point whole_at;
     Steady::time_point due;

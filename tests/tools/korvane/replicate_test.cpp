@@ -156,7 +156,7 @@ TEST_P(Replications, CopyEveryProjectWhateverItsName) {
 TEST_P(Replications, LeaveOutWhatIsNotAProject) {
   make("a.db");
   std::ofstream(from() + "/notes.txt") << "SQLite format 3 is what I need";
-  std::ofstream(from() + "/empty.db");
+  std::ofstream(from() + "/empty.db").close();
   fs::create_symlink(from() + "/a.db", from() + "/link.db");
   ASSERT_EQ(::mkfifo((from() + "/pipe.db").c_str(), 0600), 0);
   std::ofstream(from() + "/other.db").close();
