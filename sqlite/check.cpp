@@ -3,7 +3,9 @@
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
+#include <stdexcept>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
@@ -129,6 +131,21 @@ void check_database(const Database& database, const CheckOptions& options, Check
   if (options.are_rows_read) report.seen = check_rows(database, found, report.findings, mends);
 }
 
+std::function<void()> within_usual_time(const std::string& filename) {
+  // Of a disk that is slow, and busy.
+  constexpr std::chrono::seconds kAtLeast{60};
+  constexpr std::uintmax_t kBytesOfSecond = std::uintmax_t{256} << 10U;
+  std::error_code none;
+  const std::uintmax_t bytes = std::filesystem::file_size(filename, none);
+  const auto seconds = none ? 0 : static_cast<std::chrono::seconds::rep>(bytes / kBytesOfSecond);
+  const auto end = std::chrono::steady_clock::now() + kAtLeast + std::chrono::seconds(seconds);
+  return [filename, end] {
+    if (std::chrono::steady_clock::now() < end) return;
+    throw std::runtime_error("\"" + filename +
+                             "\" takes longer to check than files of its size do");
+  };
+}
+
 CheckReport check_file(const std::string& filename, const CheckOptions& options) {
   CheckReport report;
   report.filename = filename;
@@ -137,6 +154,8 @@ CheckReport check_file(const std::string& filename, const CheckOptions& options)
     if (!database) return report;
     database->wait_for_locks(options.wait);
     database->distrust();
+    database->bound_values();
+    database->ask_while_running(options.proceed);
     database->run("begin");
     check_database(*database, options, report, nullptr);
   } catch (const DatabaseError& failure) {

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -18,7 +19,14 @@ struct CheckOptions {
   /// Whether records are read and compared with their columns; else only what SQLite itself finds,
   /// and the tables.
   bool are_rows_read = true;
+  /// Called often. What it throws ends the check, and comes out of it.
+  std::function<void()> proceed = [] {};
 };
+
+/// For CheckOptions::proceed: throws std::runtime_error "\"<filename>\" takes longer to check than
+/// files of its size do" once so much time is over since it was made. A file can be made to take for
+/// ever, by an index on what takes long to compute.
+std::function<void()> within_usual_time(const std::string& filename);
 
 struct CheckReport {
   std::string filename;

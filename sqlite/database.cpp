@@ -1,5 +1,10 @@
 #include "sqlite/database.h"
 
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
 #include "sqlite/journal_files.h"
 
 namespace korvane::sqlite {
@@ -39,6 +44,17 @@ std::string settled_uri(const std::string& path) {
     uri += kDigits[byte & 0xF];
   }
   return uri + "?immutable=1";
+}
+
+/// Of the file and of what SQLite keeps beside it: no value that is read is longer.
+std::uintmax_t bytes_of(const std::string& filename) {
+  std::uintmax_t sum = 0;
+  for (const char* const ending : {"", "-journal", "-wal"}) {
+    std::error_code none;
+    const std::uintmax_t bytes = std::filesystem::file_size(filename + ending, none);
+    if (!none) sum += bytes;
+  }
+  return sum;
 }
 
 }  // namespace
@@ -83,11 +99,40 @@ void Database::distrust() {
   run("pragma temp_store = memory");
 }
 
+void Database::bound_values() {
+  // And of what is added just now.
+  constexpr std::uintmax_t kMore = std::uintmax_t{16} << 20U;
+  const auto most = static_cast<std::uintmax_t>(sqlite3_limit(handle(), SQLITE_LIMIT_LENGTH, -1));
+  sqlite3_limit(handle(), SQLITE_LIMIT_LENGTH,
+                static_cast<int>(std::min(most, bytes_of(filename_) + kMore)));
+}
+
+void Database::ask_while_running(std::function<void()> proceed) {
+  constexpr int kSteps = 10'000;
+  asked_ = std::make_unique<Asked>(Asked{std::move(proceed), nullptr});
+  sqlite3_progress_handler(
+      handle(), kSteps,
+      [](void* data) {
+        Asked& asked = *static_cast<Asked*>(data);
+        try {
+          asked.proceed();
+          return 0;
+        } catch (...) {
+          asked.failure = std::current_exception();
+          return 1;
+        }
+      },
+      asked_.get());
+}
+
 void Database::run(const std::string& sql) {
   if (sqlite3_exec(handle(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) fail();
 }
 
 void Database::fail() const {
+  if (asked_ && asked_->failure) {
+    std::rethrow_exception(std::exchange(asked_->failure, nullptr));
+  }
   throw DatabaseError("\"" + filename_ + "\": " + sqlite3_errmsg(handle()),
                       sqlite3_extended_errcode(handle()));
 }

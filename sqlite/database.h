@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <cstdint>
+#include <exception>
+#include <functional>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -49,10 +51,18 @@ class Database {
   /// no function that reaches further. What the connection needs besides stays in memory.
   void distrust();
 
+  /// Has a statement fail that comes to a value longer than all that the file holds now: an index may
+  /// be declared to be of the longest that SQLite can make.
+  void bound_values();
+
+  /// Calls `proceed` often while a statement runs. What it throws ends the statement, and comes out of
+  /// it in place of a DatabaseError.
+  void ask_while_running(std::function<void()> proceed);
+
   /// Runs statements that give no rows. Throws DatabaseError.
   void run(const std::string& sql);
 
-  /// Throws what SQLite said last.
+  /// Throws what SQLite said last, or what ended the statement.
   [[noreturn]] void fail() const;
 
   /// Lives as long as this object.
@@ -64,7 +74,14 @@ class Database {
     void operator()(sqlite3* handle) const { sqlite3_close_v2(handle); }
   };
 
+  struct Asked {
+    std::function<void()> proceed;
+    std::exception_ptr failure;
+  };
+
   std::string filename_;
+  /// At one address, as most_waits_ is.
+  std::unique_ptr<Asked> asked_;
   /// Of a millisecond each. At one address as long as the connection, which asks for it.
   std::unique_ptr<std::int64_t> most_waits_;
   std::unique_ptr<sqlite3, Closed> handle_;

@@ -101,6 +101,11 @@ CheckReport copy_to_entry(Database& source, FolderEntry& entry, const CopyOption
   entry.overwrite(kVersions, kWithoutLog);
   CheckOptions check;
   check.are_rows_read = false;
+  check.proceed = [&, require_time = within_usual_time(entry.path())] {
+    require_time();
+    const auto all = static_cast<std::size_t>(pages);
+    options.progress(all, all);
+  };
   CheckReport report = check_file(entry.path(), check);
   require_undamaged(report, "the copy of " + in_quotes(source.filename()));
   if (pages != report.pages) {

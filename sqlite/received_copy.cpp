@@ -102,7 +102,8 @@ void ReceivedCopy::put(std::size_t first, std::string_view bytes) {
 }
 
 void ReceivedCopy::require_file() const {
-  const Database part(entry_->path(), Database::Access::settled);
+  Database part(entry_->path(), Database::Access::settled);
+  part.distrust();
   const std::string header = header_of(part);
   if (is_write_ahead_header(header)) {
     throw std::invalid_argument("expected a file without a write-ahead log");
@@ -119,6 +120,7 @@ StandingCopy ReceivedCopy::finish(const CopyOptions& options) {
   require_file();
   CheckOptions check;
   check.are_rows_read = false;
+  check.proceed = within_usual_time(entry_->path());
   const CheckReport report = check_file(entry_->path(), check);
   require_undamaged(report, "what has come for \"" + copy_ + "\"");
   if (static_cast<std::uint64_t>(report.pages * report.page_bytes) != announced_.blocks.bytes) {

@@ -36,6 +36,13 @@ void tell(FindingList& findings, Kind kind, const std::string& table, std::strin
   findings.add(std::move(finding));
 }
 
+/// Whether SQLite cannot compute what the file's own declarations say: by a function or an order of
+/// texts that only another program knows, or a value longer than any of the file.
+bool is_of_declaration(const DatabaseError& failure) {
+  const int code = failure.code() & 0xFF;
+  return code == SQLITE_ERROR || code == SQLITE_TOOBIG;
+}
+
 /// Calls `read`, which may come to where the file is damaged.
 void read_damaged(FindingList& findings, const std::function<void()>& read) {
   try {
@@ -159,7 +166,7 @@ void check_each_table(const Database& database, FindingList& findings) {
     try {
       tell_integrity(database, "pragma main.integrity_check(" + quoted_name(name) + ")", findings);
     } catch (const DatabaseError& failure) {
-      if ((failure.code() & 0xFF) != SQLITE_ERROR) throw;
+      if (!is_of_declaration(failure)) throw;
       tell(findings, is_of_a_project(name) ? Kind::declaration : Kind::not_ours, name,
            "the table " + name + " cannot be checked: " + sqlite3_errmsg(database.handle()));
     }
@@ -173,7 +180,7 @@ void check_integrity(const Database& database, FindingList& findings) {
     try {
       tell_integrity(database, "pragma main.integrity_check(100)", findings);
     } catch (const DatabaseError& failure) {
-      if ((failure.code() & 0xFF) != SQLITE_ERROR) throw;
+      if (!is_of_declaration(failure)) throw;
       check_each_table(database, findings);
     }
   });

@@ -37,8 +37,6 @@ namespace {
 
 const Poco::Timespan kReplyTime(300, 0);
 
-/// More than a server sends of what is not a stream.
-constexpr std::size_t kMostReplyBytes = std::size_t{512} << 20U;
 /// Enough of the body of an error.
 constexpr std::size_t kMostErrorBytes = std::size_t{64} << 10U;
 
@@ -50,8 +48,8 @@ constexpr milliseconds kFirstPause{200};
                            "http://HOST:PORT or https://HOST:PORT");
 }
 
-[[noreturn]] void refuse_length(const std::string& url) {
-  throw std::runtime_error(url + ": the reply is longer than " + std::to_string(kMostReplyBytes) +
+[[noreturn]] void refuse_length(const std::string& url, std::size_t most_bytes) {
+  throw std::runtime_error(url + ": the reply is longer than " + std::to_string(most_bytes) +
                            " bytes");
 }
 
@@ -189,7 +187,8 @@ class Connection::Session {
       std::istream& body = session.receiveResponse(response);
       if (response.getStatus() == HTTPResponse::HTTP_OK) {
         const auto length = response.getContentLength64();
-        if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) refuse_length(url_);
+        if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes)
+          refuse_length(url_, most_bytes);
         Poco::Int64 arrived = 0;
         read(body, [&](std::string_view piece) {
           outcome.has_begun = true;
@@ -201,7 +200,7 @@ class Connection::Session {
       } else {
         outcome.refusal = refusal(session, response, body);
         outcome.retry_after = retry_after(response);
-        if (is_redirect(response.getStatus(), request.method)) {
+        if (options_.follows_redirects && is_redirect(response.getStatus(), request.method)) {
           outcome.location = response.get("Location", "");
         }
       }
@@ -282,10 +281,12 @@ Connection::~Connection() = default;
 std::string Connection::send(const Request& request) {
   std::string text;
   const auto append = [&](std::string_view piece) {
-    if (text.size() + piece.size() > kMostReplyBytes) refuse_length(url_);
+    if (text.size() + piece.size() > request.most_reply_bytes) {
+      refuse_length(url_, request.most_reply_bytes);
+    }
     text += piece;
   };
-  send(request, append, kMostReplyBytes, [&] {
+  send(request, append, request.most_reply_bytes, [&] {
     text.clear();
     return true;
   });

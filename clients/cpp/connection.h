@@ -30,6 +30,8 @@ struct Options {
   int attempts = 5;
   /// What is waited at most between two attempts.
   std::chrono::milliseconds longest_pause = std::chrono::seconds(30);
+  /// Whether it goes to where a reply sends a request; else that is a ServerError.
+  bool follows_redirects = true;
 };
 
 /// A server's refusal. `what()` is "<url>: <status> <detail>".
@@ -64,6 +66,8 @@ struct Request {
   /// A file that is sent in place of `body`; empty for none.
   std::string body_file = {};
   Repeating repeating = Repeating::freely;
+  /// What is taken of a reply that is not a stream.
+  std::size_t most_reply_bytes = std::size_t{512} << 20U;
 };
 
 /// Takes the body of a reply, in pieces.
@@ -86,12 +90,12 @@ class Connection {
 
   /// Sends the request, again where it may be, and returns the reply's body. Goes to where a reply
   /// sends it, up to five times: after 307 and 308 as it is, after 301, 302 and 303 if it is a GET.
-  /// The token goes to the scheme, host and port of `url` alone; beyond these it is left out. Throws ServerError, and
-  /// std::runtime_error
+  /// The token goes to the scheme, host and port of `url` alone; beyond these it is left out. Throws
+  /// ServerError, and std::runtime_error
   ///
   /// - "cannot reach <url>: <reason>" when there is no connection, or none that can be trusted
   /// - "cannot read <file>" for a body that is one
-  /// - "<url>: the reply is longer than <number> bytes" above 512 MiB
+  /// - "<url>: the reply is longer than <number> bytes" than `most_reply_bytes`
   std::string send(const Request& request);
   /// The same for a reply of any length. It is repeated only as long as nothing of it has come.
   void send(const Request& request, const BodySink& sink);

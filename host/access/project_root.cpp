@@ -35,9 +35,9 @@ constexpr std::size_t kLongestNameShown = 120;
 
 bool is_control(wchar_t code) { return code < 0x20 || (code >= 0x7F && code < 0xA0); }
 
-/// Whether a file by that name is a copy that is not whole yet.
-bool is_unfinished(std::string_view name) {
-  return name.starts_with('.') && name.ends_with(".part");
+/// Whether a file by that name is a copy that is not whole yet, or what is noted of one.
+bool is_beside_copy(std::string_view name) {
+  return name.starts_with('.') && (name.ends_with(".part") || name.ends_with(".copy"));
 }
 
 /// Whether there are only printable characters of ASCII.
@@ -101,9 +101,9 @@ class Confinement {
   void check_meaning(std::string_view name) const {
     if (is_same(name.substr(0, kUriBegin.size()), kUriBegin)) refuse("a path, not a URI");
     if (is_same(name, ":memory:")) refuse("the name of a file");
-    if (krv::app::is_lock_probe(name.substr(name.rfind('/') + 1))) {
-      refuse("no name of a file on which locks are tried");
-    }
+    const std::string_view last = name.substr(name.rfind('/') + 1);
+    if (krv::app::is_lock_probe(last)) refuse("no name of a file on which locks are tried");
+    if (is_beside_copy(last)) refuse("no name of what lies beside a copy");
     for (const std::string_view ending : kSideFileEndings) {
       if (name.size() >= ending.size() &&
           is_same(name.substr(name.size() - ending.size()), ending)) {
@@ -185,8 +185,15 @@ std::string ProjectRoot::confine(std::string_view filename) const {
 }
 
 bool ProjectRoot::exists(std::string_view confined) const {
-  std::error_code failure;
-  return !confined.empty() && fs::is_regular_file(root_ / confined, failure);
+  return number_of(confined).has_value();
+}
+
+std::optional<FileNumber> ProjectRoot::number_of(std::string_view confined) const {
+  struct stat status {};
+  const bool is_there = !confined.empty() && ::stat((root_ / confined).c_str(), &status) == 0 &&
+                        S_ISREG(status.st_mode);
+  if (!is_there) return std::nullopt;
+  return FileNumber{status.st_dev, status.st_ino};
 }
 
 void ProjectRoot::remove_if_empty(std::string_view confined) const {
@@ -213,7 +220,8 @@ std::vector<ProjectFile> ProjectRoot::list() const {
        entry.increment(failure), ++entries) {
     std::error_code ignored;
     if (!entry->is_regular_file(ignored)) continue;
-    if (is_unfinished(entry->path().filename().string())) continue;
+    // Before anything of it is read.
+    if (is_beside_copy(entry->path().filename().string())) continue;
     if (!begins_as_database(entry->path())) continue;
     const std::string name = entry->path().lexically_relative(root_).string();
     // A name that clients cannot ask for is not listed.

@@ -3,9 +3,11 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 #include <vector>
 
 #include "platform/app/database_file.h"
@@ -29,6 +31,13 @@ struct ProjectFile {
   std::chrono::system_clock::time_point changed;
 };
 
+/// A file itself, whatever its name is.
+struct FileNumber {
+  ::dev_t device = 0;
+  ::ino_t inode = 0;
+  friend bool operator==(const FileNumber&, const FileNumber&) = default;
+};
+
 /// The folder that clients' project files are confined to. Its names are relative to it, with `/`
 /// between folders; a server makes it its current directory, so that what `confine` returns can be
 /// opened as it is.
@@ -49,12 +58,16 @@ class ProjectRoot {
   /// UTF-8 or has control characters, absolute paths, `..`, links that lead out of the root or
   /// nowhere, folders and other things that are not regular files, a missing folder, names that
   /// mean something else to SQLite (`file:…`, `:memory:`, and the `-journal`, `-wal` and `-shm`
-  /// beside a database, in any case), and names too long for their own journal.
+  /// beside a database, in any case), for those of what lies beside a copy (`.NAME.part`,
+  /// `.NAME.copy`), and for names too long for their own journal.
   std::string confine(std::string_view filename) const;
 
   /// Whether the file is there that `confined`, returned by `confine`, names. False for the empty
   /// name.
   bool exists(std::string_view confined) const;
+
+  /// Which file it is that `confined` names; none where `exists` is false.
+  std::optional<FileNumber> number_of(std::string_view confined) const;
 
   /// Removes the file that `confined` names if it is there and empty, and no other program has it
   /// open. Where the file system cannot tell, it stays.

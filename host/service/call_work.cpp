@@ -308,16 +308,17 @@ std::string CallWork::resolve() {
   const std::string file = room_.root.confine(*callee.file);
   turns_.set_file(file);
   const std::optional<std::string> open = room_.projects.service_of(file);
-  if (!room_.root.exists(file)) {
-    if (open) {
-      throw HttpFault(problem("no-project"),
-                      "no project " + file +
-                          ": its file was removed while it was open; the server keeps the "
-                          "name until it is reloaded");
-    }
-    if (!call_.may_create()) throw HttpFault(problem("no-project"), "no project " + file);
+  const std::optional<FileNumber> number = room_.root.number_of(file);
+  if (open && !(number && room_.projects.is_of(file, *number))) {
+    throw HttpFault(problem("no-project"),
+                    "no project " + file + ": its file was " +
+                        (number ? "exchanged for another" : "removed") +
+                        " while it was open; the server keeps the name until it is reloaded");
   }
   if (open) return *open;
+  if (!number && !call_.may_create()) {
+    throw HttpFault(problem("no-project"), "no project " + file);
+  }
   return open_project()->service_id();
 }
 

@@ -10,22 +10,28 @@ namespace korvane::host {
 
 std::size_t OpenProjects::size() const {
   const std::lock_guard lock(mutex_);
-  return services_.size();
+  return projects_.size();
 }
 
 bool OpenProjects::is_open(const std::string& file) const { return service_of(file).has_value(); }
 
 std::optional<std::string> OpenProjects::service_of(const std::string& file) const {
   const std::lock_guard lock(mutex_);
-  const auto found = services_.find(file);
-  if (found == services_.end()) return std::nullopt;
-  return found->second;
+  const auto found = projects_.find(file);
+  if (found == projects_.end()) return std::nullopt;
+  return found->second.service_id;
+}
+
+bool OpenProjects::is_of(const std::string& file, const FileNumber& number) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = projects_.find(file);
+  return found != projects_.end() && (!found->second.number || *found->second.number == number);
 }
 
 std::optional<std::string> OpenProjects::file_of(const std::string& service_id) const {
   const std::lock_guard lock(mutex_);
-  for (const auto& [file, id] : services_) {
-    if (id == service_id) return file;
+  for (const auto& [file, project] : projects_) {
+    if (project.service_id == service_id) return file;
   }
   return std::nullopt;
 }
@@ -48,11 +54,11 @@ std::unique_ptr<krv::rpc4::Reply> OpenProjects::open(const krv::rpc4::LiveServic
     if (is_new) root_.remove_if_empty(file);
     throw;
   }
-  std::string id = reply->service_id();
+  Project project{reply->service_id(), root_.number_of(file)};
   bool was_open = false;
   {
     const std::lock_guard lock(mutex_);
-    was_open = !services_.emplace(file, std::move(id)).second;
+    was_open = !projects_.emplace(file, std::move(project)).second;
   }
   if (opened_ && !was_open) opened_(file);
   return reply;
@@ -60,7 +66,7 @@ std::unique_ptr<krv::rpc4::Reply> OpenProjects::open(const krv::rpc4::LiveServic
 
 void OpenProjects::forget_all() {
   const std::lock_guard lock(mutex_);
-  services_.clear();
+  projects_.clear();
 }
 
 }  // namespace korvane::host

@@ -31,6 +31,8 @@ class OpenProjects {
   bool is_open(const std::string& file) const;
   /// The id of the open project's service.
   std::optional<std::string> service_of(const std::string& file) const;
+  /// Whether `number` is the file that was opened by that name.
+  bool is_of(const std::string& file, const FileNumber& number) const;
   /// The file of the open project that a service answers for.
   std::optional<std::string> file_of(const std::string& service_id) const;
 
@@ -49,9 +51,15 @@ class OpenProjects {
   const ProjectRoot& root_;
   const std::size_t most_;
   const Opened opened_;
+  struct Project {
+    std::string service_id;
+    /// None where it could not be told.
+    std::optional<FileNumber> number;
+  };
+
   mutable std::mutex mutex_;
-  /// The ids of the services by the file that each was opened for.
-  std::map<std::string, std::string> services_;
+  /// By the file that each was opened for.
+  std::map<std::string, Project> projects_;
 };
 
 }  // namespace korvane::host

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -328,6 +329,22 @@ TEST_F(CheckOfAFile, ReadsAReadOnlyFileInAReadOnlyFolder) {
                           fs::directory_iterator()),
             1);
 }
+
+TEST_F(CheckOfAFile, MakesNoValueThatIsLongerThanTheFileCanHold) {
+  declare_long_values();
+  EXPECT_THAT(checked(), Contains("finding declaration: the table rebar cannot be checked: string "
+                                  "or blob too big"));
+}
+
+TEST_F(CheckOfAFile, EndsWithWhatItsCallerThrows) {
+  add_long_table();
+  CheckOptions options;
+  EXPECT_TRUE(check_file(file(), options).is_sound());
+  options.proceed = [] { throw std::out_of_range("enough"); };
+  EXPECT_THROW(check_file(file(), options), std::out_of_range);
+}
+
+TEST_F(CheckOfAFile, MayTakeSomeTime) { EXPECT_NO_THROW(within_usual_time(file())()); }
 
 TEST_F(CheckOfAFile, SeesItAtOneMomentWhileAnotherWrites) {
   const test::PlainConnection reader(file(), test::PlainConnection::Mode::kRead);

@@ -58,6 +58,20 @@ class SoundProject : public test::StoreTest {
     std::ofstream(damaged) << bytes;
   }
 
+  /// Gives it a table of another program that takes a while to check.
+  void add_long_table() {
+    run_plainly(
+        "create table other (a check (a > 0)); with recursive n(i) as (select 1 union all "
+        "select i + 1 from n where i < 20000) insert into other select i from n");
+  }
+  /// Has an index of it be of values of half a gigabyte.
+  void declare_long_values() {
+    run_plainly(
+        "create index long on rebar (length(hex(zeroblob(5)))); pragma writable_schema = on;"
+        "update sqlite_schema set sql = replace(sql, 'zeroblob(5)', 'zeroblob(500000000)') "
+        "where name = 'long'");
+  }
+
   std::vector<std::string> checked() const { return check_lines(file()); }
 
  private:

@@ -291,6 +291,13 @@ TEST_F(ReceivedCopies, RefuseWhatIsDamaged) {
   EXPECT_THAT(beside_copy(), IsEmpty());
 }
 
+TEST_F(ReceivedCopies, AreCheckedWithoutMakingLongerValuesThanTheyHold) {
+  declare_long_values();
+  const StandingCopy done = receive();
+  ASSERT_EQ(done.findings.size(), 1U);
+  EXPECT_THAT(done.findings[0].text, HasSubstr("string or blob too big"));
+}
+
 TEST_F(ReceivedCopies, RefuseAFileThatGoesOnInALog) {
   std::string bytes = test::text_of(file());
   bytes[18] = bytes[19] = 2;

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <sys/resource.h>
 #include <thread>
@@ -75,6 +76,18 @@ TEST_F(StandingCopies, AreMadeWhole) {
   EXPECT_EQ(copied(), "one");
   EXPECT_EQ(plain_rows(copy(), "pragma integrity_check"), (Rows{{"ok"}}));
   EXPECT_EQ(fs::status(copy()).permissions(), fs::perms(0640));
+  EXPECT_THAT(beside_copy(), UnorderedElementsAre("project.db", ".project.db.copy"));
+}
+
+TEST_F(StandingCopies, CanBeGivenUpWhileTheyAreChecked) {
+  comment("one");
+  update_copy(file(), copy());
+  add_long_table();
+  CopyOptions options;
+  options.progress = [](std::size_t done, std::size_t all) {
+    if (done == all) throw std::out_of_range("enough");
+  };
+  EXPECT_THROW(update_copy(file(), copy(), options), std::out_of_range);
   EXPECT_THAT(beside_copy(), UnorderedElementsAre("project.db", ".project.db.copy"));
 }
 

@@ -52,6 +52,8 @@ client::Options options_with(const std::string& token, const std::string& author
   // What fails is tried again later anyway, and other projects wait.
   options.attempts = 2;
   options.longest_pause = std::chrono::seconds(1);
+  // A state of a project is for the server that was named.
+  options.follows_redirects = false;
   return options;
 }
 

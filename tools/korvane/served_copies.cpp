@@ -100,11 +100,6 @@ std::string ServedCopies::run(const host::CopyOrder& order) {
 }
 
 std::string ServedCopies::confined(const std::string& file, bool makes_folders) const {
-  const std::string name = fs::path(file).filename().string();
-  // What lies beside copies is no project.
-  const bool is_beside =
-      name.starts_with('.') && (name.ends_with(".part") || name.ends_with(".copy"));
-  if (is_beside) throw HttpFault(400, "file name \"" + file + "\" is refused: expected a project");
   try {
     if (makes_folders) make_folders(file);
     std::string confined = root_.confine(file);

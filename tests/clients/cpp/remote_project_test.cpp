@@ -350,6 +350,31 @@ TEST(RedirectedClient, FollowsNotForEver) {
   EXPECT_EQ(server.requests().size(), 6U);
 }
 
+TEST(RedirectedClient, StaysWhereItIsIfItIsToldSo) {
+  ScriptedServer server({redirect("307 Temporary Redirect", "/two")});
+  Options options = twice();
+  options.follows_redirects = false;
+  Connection connection(server.url(), options);
+  try {
+    connection.send({.method = "GET", .path = "/one"});
+    ADD_FAILURE() << "it was followed";
+  } catch (const ServerError& error) {
+    EXPECT_EQ(error.status, 307);
+  }
+  EXPECT_EQ(server.requests().size(), 1U);
+}
+
+TEST(RemoteProject, TakesNoMoreOfAReplyThanItIsToldTo) {
+  ScriptedServer server({http_reply("200 OK", "12345")});
+  Connection connection(server.url(), twice());
+  try {
+    connection.send({.method = "GET", .path = "/one", .most_reply_bytes = 4});
+    ADD_FAILURE() << "it was taken";
+  } catch (const std::runtime_error& error) {
+    EXPECT_EQ(error.what(), server.url() + ": the reply is longer than 4 bytes");
+  }
+}
+
 TEST(RepeatingClient, DoesNotRepeatWhatIsRefusedForGood) {
   ScriptedServer server({http_reply("409 Conflict", "{}"), http_reply("200 OK", kEmptyRecord)});
   RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);

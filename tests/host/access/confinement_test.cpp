@@ -70,6 +70,8 @@ TEST_F(Confinement, HostileNamesAreRefusedAndNothingIsMade) {
       "FILE:x.db?mode=rwc",
       ":memory:",
       "./:memory:",
+      ".x.db.part",
+      "folder/.x.db.copy",
       "x.db-journal",
       "x.db-wal",
       "x.db-SHM",

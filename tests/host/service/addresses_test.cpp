@@ -141,6 +141,16 @@ TEST_F(Addresses, OfAFileThatWasRemovedAreNotFoundThoughItIsOpen) {
   EXPECT_FALSE(is_there("a.db"));
 }
 
+TEST_F(Addresses, OfAFileThatWasExchangedAreNotFoundUntilAReload) {
+  EXPECT_EQ(sheets("a.db"), 0U);
+  const auto file = server_folder() / "a.db";
+  std::filesystem::copy_file(file, server_folder() / "other.db");
+  std::filesystem::rename(server_folder() / "other.db", file);
+  const HttpAnswer answer = client().get(address("a.db", "list_sheets"));
+  EXPECT_EQ(answer.status, 404);
+  EXPECT_THAT(answer.detail(), HasSubstr("its file was exchanged for another while it was open"));
+}
+
 TEST_F(Addresses, WhoseProjectCannotBeMadeLeaveNoFileBehind) {
   // The table "project" cannot be made where a view of that name comes with an authorizer's no:
   // here the folder takes no journal.
