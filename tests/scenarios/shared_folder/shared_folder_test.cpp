@@ -231,7 +231,7 @@ TEST_F(SharedFolder, RestoredContent_IsSeenByBothWithTheirNextCall) {
   EXPECT_EQ(make_sheet(projects[1], "420"), 3);
 }
 
-TEST_F(SharedFolder, FileThatWasMovedIntoPlace_IsSeenByThoseAloneWhoOpenItAfterwards) {
+TEST_F(SharedFolder, FileThatWasMovedIntoPlace_IsServedByThoseAloneWhoOpenItAfterwards) {
   std::array projects = {project(0), project(1)};
   make_sheet(projects[0], "417");
   const TemporaryFolder copies;
@@ -239,13 +239,22 @@ TEST_F(SharedFolder, FileThatWasMovedIntoPlace_IsSeenByThoseAloneWhoOpenItAfterw
   make_sheet(projects[1], "418");
   std::filesystem::copy_file(copies.file(kFile), folder_.file("new"));
   std::filesystem::rename(folder_.file("new"), file());
-  EXPECT_EQ(count_sheets(projects[0]), 2U);
-  EXPECT_EQ(count_sheets(projects[1]), 2U);
+  // Nobody is shown the file that is not there any more.
+  const auto status_of = [](RemoteProject& project) {
+    try {
+      count_sheets(project);
+      return 200;
+    } catch (const client::ServerError& refusal) {
+      return refusal.status;
+    }
+  };
+  EXPECT_EQ(status_of(projects[0]), 404);
+  EXPECT_EQ(status_of(projects[1]), 404);
   EXPECT_EQ(server(1).stop(), 0);
   servers_.back() = std::make_unique<ServedProgram>(folder());
   RemoteProject anew = project(1);
   EXPECT_EQ(count_sheets(anew), 1U);
-  EXPECT_EQ(count_sheets(projects[0]), 2U);
+  EXPECT_EQ(status_of(projects[0]), 404);
 }
 
 }  // namespace
