@@ -131,14 +131,15 @@ void check_database(const Database& database, const CheckOptions& options, Check
   if (options.are_rows_read) report.seen = check_rows(database, found, report.findings, mends);
 }
 
-std::function<void()> within_usual_time(const std::string& filename) {
+std::function<void()> within_usual_time(const std::string& filename,
+                                        std::chrono::steady_clock::time_point begin) {
   // Of a disk that is slow, and busy.
   constexpr std::chrono::seconds kAtLeast{60};
   constexpr std::uintmax_t kBytesOfSecond = std::uintmax_t{256} << 10U;
   std::error_code none;
   const std::uintmax_t bytes = std::filesystem::file_size(filename, none);
   const auto seconds = none ? 0 : static_cast<std::chrono::seconds::rep>(bytes / kBytesOfSecond);
-  const auto end = std::chrono::steady_clock::now() + kAtLeast + std::chrono::seconds(seconds);
+  const auto end = begin + kAtLeast + std::chrono::seconds(seconds);
   return [filename, end] {
     if (std::chrono::steady_clock::now() < end) return;
     throw std::runtime_error("\"" + filename +

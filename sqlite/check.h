@@ -24,9 +24,11 @@ struct CheckOptions {
 };
 
 /// For CheckOptions::proceed: throws std::runtime_error "\"<filename>\" takes longer to check than
-/// files of its size do" once so much time is over since it was made. A file can be made to take for
-/// ever, by an index on what takes long to compute.
-std::function<void()> within_usual_time(const std::string& filename);
+/// files of its size do" once so much time is over since `begin`: a minute and four seconds for each
+/// MiB. A file can be made to take for ever, by an index on what takes long to compute.
+std::function<void()> within_usual_time(
+    const std::string& filename,
+    std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now());
 
 struct CheckReport {
   std::string filename;

@@ -38,6 +38,7 @@ std::unique_ptr<Database> begin_reading(const std::string& filename, const CopyO
     database->wait_for_locks(options.wait);
     database->distrust();
     database->run("begin; select count(*) from sqlite_schema");
+    database->bound_values();
     return database;
   };
   const bool is_at_rest = is_log_at_rest(filename);

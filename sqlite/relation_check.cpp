@@ -48,6 +48,7 @@ void read_damaged(FindingList& findings, const std::function<void()>& read) {
   try {
     read();
   } catch (const DatabaseError& failure) {
+    if (failure.code() == SQLITE_INTERRUPT) throw;
     tell(findings, Kind::pages, "", sqlite3_errstr(failure.code()));
   }
 }

@@ -187,8 +187,9 @@ class Connection::Session {
       std::istream& body = session.receiveResponse(response);
       if (response.getStatus() == HTTPResponse::HTTP_OK) {
         const auto length = response.getContentLength64();
-        if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes)
+        if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) {
           refuse_length(url_, most_bytes);
+        }
         Poco::Int64 arrived = 0;
         read(body, [&](std::string_view piece) {
           outcome.has_begun = true;

@@ -95,7 +95,7 @@ class Connection {
   ///
   /// - "cannot reach <url>: <reason>" when there is no connection, or none that can be trusted
   /// - "cannot read <file>" for a body that is one
-  /// - "<url>: the reply is longer than <number> bytes" than `most_reply_bytes`
+  /// - "<url>: the reply is longer than <most_reply_bytes> bytes"
   std::string send(const Request& request);
   /// The same for a reply of any length. It is repeated only as long as nothing of it has come.
   void send(const Request& request, const BodySink& sink);

@@ -70,10 +70,15 @@ class Confinement {
   Confinement(const fs::path& root, std::string_view filename) : root_(root), filename_(filename) {}
 
   std::string run() const {
-    check_text();
-    std::string result = resolve(elements());
+    std::string result = resolve(elements_of_text());
     if (result != filename_) check_meaning(result);
     return result;
+  }
+
+  /// What can be told without a look at the root.
+  std::vector<std::string> elements_of_text() const {
+    check_text();
+    return elements();
   }
 
  private:
@@ -182,6 +187,10 @@ ProjectRoot::ProjectRoot(const fs::path& folder) {
 std::string ProjectRoot::confine(std::string_view filename) const {
   if (filename.empty()) return {};
   return Confinement(root_, filename).run();
+}
+
+void ProjectRoot::require_name(std::string_view filename) {
+  if (!filename.empty()) Confinement({}, filename).elements_of_text();
 }
 
 bool ProjectRoot::exists(std::string_view confined) const {

@@ -62,6 +62,10 @@ class ProjectRoot {
   /// `.NAME.copy`), and for names too long for their own journal.
   std::string confine(std::string_view filename) const;
 
+  /// Throws what `confine` throws for a name that is refused wherever it may be, and looks at no
+  /// folder.
+  static void require_name(std::string_view filename);
+
   /// Whether the file is there that `confined`, returned by `confine`, names. False for the empty
   /// name.
   bool exists(std::string_view confined) const;

@@ -48,15 +48,15 @@ class OpenProjects {
   void forget_all();
 
  private:
-  const ProjectRoot& root_;
-  const std::size_t most_;
-  const Opened opened_;
   struct Project {
     std::string service_id;
     /// None where it could not be told.
     std::optional<FileNumber> number;
   };
 
+  const ProjectRoot& root_;
+  const std::size_t most_;
+  const Opened opened_;
   mutable std::mutex mutex_;
   /// By the file that each was opened for.
   std::map<std::string, Project> projects_;

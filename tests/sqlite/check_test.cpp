@@ -3,6 +3,7 @@
 #include "sqlite/check.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
@@ -250,7 +251,7 @@ TEST_F(CheckOfAFile, TellsADamagedPage) {
 }
 
 TEST_F(CheckOfAFile, TellsOneThatIsCut) {
-  write(bytes().substr(0, 4096 * 3));
+  write(bytes().substr(0, std::size_t{4096} * 3));
   EXPECT_THAT(checked(), ElementsAre("damage pages: SQLite: database disk image is malformed"));
   write(bytes().substr(0, 200));
   EXPECT_THAT(checked(), Contains(StartsWith("damage ")));
@@ -344,7 +345,18 @@ TEST_F(CheckOfAFile, EndsWithWhatItsCallerThrows) {
   EXPECT_THROW(check_file(file(), options), std::out_of_range);
 }
 
-TEST_F(CheckOfAFile, MayTakeSomeTime) { EXPECT_NO_THROW(within_usual_time(file())()); }
+TEST_F(CheckOfAFile, MayTakeAMinuteAndLongerAsItIsLonger) {
+  const auto ago = [](int seconds) {
+    return std::chrono::steady_clock::now() - std::chrono::seconds(seconds);
+  };
+  EXPECT_NO_THROW(within_usual_time(file(), ago(50))());
+  EXPECT_THAT([&] { within_usual_time(file(), ago(70))(); },
+              testing::ThrowsMessage<std::runtime_error>(
+                  "\"" + file() + "\" takes longer to check than files of its size do"));
+  run_plainly("update project set raw = zeroblob(10485760)");
+  EXPECT_NO_THROW(within_usual_time(file(), ago(90))());
+  EXPECT_ANY_THROW(within_usual_time(file(), ago(110))());
+}
 
 TEST_F(CheckOfAFile, SeesItAtOneMomentWhileAnotherWrites) {
   const test::PlainConnection reader(file(), test::PlainConnection::Mode::kRead);

@@ -440,6 +440,15 @@ TEST_F(Optimize, TakesAllBackWhenItIsStopped) {
   EXPECT_EQ(test::text_of(file()), bytes);
 }
 
+TEST_F(Optimize, IsNotToldOfDamageWhenItIsStoppedWhilePagesAreChecked) {
+  run_plainly(
+      "with recursive n(i) as (select 1 union all select i + 1 from n where i < 50000) "
+      "insert into end_treatment (comment) select i from n");
+  OptimizeOptions options;
+  options.is_stopped = [] { return true; };
+  EXPECT_THAT([&] { optimize_file(file(), options); }, fails_with<DatabaseError>("interrupted"));
+}
+
 TEST_F(Optimize, LetsOthersReadUntilItIsCommitted) {
   run_plainly(
       "with recursive n(i) as (select 1 union all select i + 1 from n where i < 100000) "

@@ -21,6 +21,8 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::chrono::minutes kTimeOfNotes(5);
+/// More than any answer to an order of one file has.
+constexpr std::size_t kMostReplyBytes = std::size_t{2} << 20U;
 
 /// A folder of this process alone, which ends with it.
 class WorkFolder {
@@ -71,6 +73,7 @@ std::string CopyServer::order(const std::string& name,
                  client::query_text(parameters);
   request.content_type = "application/octet-stream";
   request.body = body;
+  if (!name.empty()) request.most_reply_bytes = kMostReplyBytes;
   try {
     return connection_.send(request);
   } catch (const client::ServerError& refusal) {

@@ -62,16 +62,9 @@ class AskedServer {
     return options;
   }
 
-  std::string send(const client::Request& request) {
-    std::string text;
-    connection_.send(request, [&](std::string_view piece) {
-      if (text.size() + piece.size() > kMostReplyBytes) {
-        throw std::runtime_error(url_ + ": the reply is longer than " +
-                                 std::to_string(kMostReplyBytes) + " bytes");
-      }
-      text += piece;
-    });
-    return text;
+  std::string send(client::Request request) {
+    request.most_reply_bytes = kMostReplyBytes;
+    return connection_.send(request);
   }
 
   std::string reach() {

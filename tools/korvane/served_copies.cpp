@@ -101,6 +101,7 @@ std::string ServedCopies::run(const host::CopyOrder& order) {
 
 std::string ServedCopies::confined(const std::string& file, bool makes_folders) const {
   try {
+    host::ProjectRoot::require_name(file);
     if (makes_folders) make_folders(file);
     std::string confined = root_.confine(file);
     if (confined == file) return confined;

@@ -162,6 +162,10 @@ TEST_F(CopiesOfAServer, MakeNoFolderForWhatIsRefused) {
   for (const char* const order : {"remove", "finish", "blocks", "nonsense"}) {
     outcome({.client = "office", .file = "new/a.db", .order = order});
   }
+  const std::string body = announcement();
+  for (const char* const name : {"new/.a.db.part", "new/.a.db.copy", "new/../a.db"}) {
+    outcome({.client = "office", .file = name, .order = "begin", .body = body});
+  }
   EXPECT_TRUE(fs::is_empty("."));
 }
 
