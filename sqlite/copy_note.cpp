@@ -35,15 +35,18 @@ std::optional<CopyNote> read_note(const std::string& copy) {
   if (!text) return std::nullopt;
   try {
     const Json json = Json::parse(*text);
-    if (json.at("version") != kVersion) return std::nullopt;
+    const Json& taken = json.at("taken");
+    const bool is_known = json.at("version") == kVersion && json.at("file").is_number_unsigned() &&
+                          taken.is_number_unsigned() && taken <= kLatestTaken;
+    if (!is_known) return std::nullopt;
     CopyNote note;
     note.header = boost::algorithm::unhex(json.at("header").get<std::string>());
     note.file = json.at("file").get<std::uint64_t>();
     note.content = json.at("content").get<std::string>();
     note.next = json.at("next").get<std::string>();
     note.source = json.at("source").get<std::string>();
-    note.taken = std::chrono::system_clock::time_point(
-        std::chrono::milliseconds(json.at("taken").get<std::int64_t>()));
+    note.taken =
+        std::chrono::system_clock::time_point(std::chrono::milliseconds(taken.get<std::int64_t>()));
     return note;
   } catch (const std::exception&) {
     return std::nullopt;

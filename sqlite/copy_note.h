@@ -10,6 +10,9 @@
 /// anybody else has written to the copy, and which state of the project it shows.
 namespace korvane::sqlite {
 
+/// In milliseconds since 1970, in the year 2255: a later time of a state cannot be counted with.
+constexpr std::uint64_t kLatestTaken = 9'000'000'000'000;
+
 struct CopyNote {
   /// The copy's header as it was left.
   std::string header;

@@ -35,8 +35,6 @@ using std::chrono::milliseconds;
 
 namespace {
 
-const Poco::Timespan kReplyTime(300, 0);
-
 /// Enough of the body of an error.
 constexpr std::size_t kMostErrorBytes = std::size_t{64} << 10U;
 
@@ -149,7 +147,6 @@ class Connection::Session {
   Session(const std::string& url, const Options& options)
       : url_(url), options_(options), session_(make_session(url, options.authorities)) {
     session_->setKeepAlive(true);
-    session_->setTimeout(kReplyTime);
   }
 
   /// Follows redirects, at most five: two servers may send a request to each other.
@@ -171,7 +168,6 @@ class Connection::Session {
         has_token = false;
         origin = origin_of(*destination);
         elsewhere = make_session(origin, options_.authorities);
-        elsewhere->setTimeout(kReplyTime);
       }
       next.path = destination->getPathAndQuery();
     }
@@ -215,8 +211,18 @@ class Connection::Session {
     return outcome;
   }
 
+  static void bound_silence(HTTPClientSession& session, std::chrono::seconds most) {
+    const Poco::Timespan time(static_cast<long>(most.count()), 0);
+    session.setTimeout(time);
+    // That is for the next connection only.
+    if (!session.connected()) return;
+    session.socket().setReceiveTimeout(time);
+    session.socket().setSendTimeout(time);
+  }
+
   void send_request(HTTPClientSession& session, const Request& request, bool has_token,
                     const std::string& key) {
+    bound_silence(session, request.most_silence);
     Poco::Net::HTTPRequest head(request.method, request.path, Poco::Net::HTTPMessage::HTTP_1_1);
     if (!request.content_type.empty()) head.setContentType(request.content_type);
     if (!request.accept.empty()) head.set("Accept", request.accept);

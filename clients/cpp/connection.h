@@ -66,6 +66,8 @@ struct Request {
   /// A file that is sent in place of `body`; empty for none.
   std::string body_file = {};
   Repeating repeating = Repeating::freely;
+  /// How long the server may be silent: before it replies, and between the pieces of the reply.
+  std::chrono::seconds most_silence{300};
   /// What is taken of a reply that is not a stream.
   std::size_t most_reply_bytes = std::size_t{512} << 20U;
 };
@@ -73,8 +75,9 @@ struct Request {
 /// Takes the body of a reply, in pieces.
 using BodySink = std::function<void(std::string_view piece)>;
 
-/// A connection to a server, kept open between requests. A reply is waited for five minutes: a call
-/// may wait for its turn and for a file that another program holds. Used by one thread at a time.
+/// A connection to a server, kept open between requests. A reply is waited for five minutes unless
+/// a request says otherwise: a call may wait for its turn and for a file that another program holds.
+/// Used by one thread at a time.
 class Connection {
  public:
   /// The server at `url`, which is "http://HOST:PORT" or "https://HOST:PORT"; one over https must

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
@@ -40,7 +41,13 @@ std::string CopyFolder::path_of(const std::string& name) const {
   return (fs::path(to_) / name).string();
 }
 
-void CopyFolder::begin_round() { require_folder(to_); }
+void CopyFolder::begin_round() {
+  try {
+    require_folder(to_);
+  } catch (const std::runtime_error& failure) {
+    throw PlaceIsGone(failure.what());
+  }
+}
 
 std::map<std::string, sqlite::CopyNote> CopyFolder::notes() {
   std::map<std::string, sqlite::CopyNote> notes;

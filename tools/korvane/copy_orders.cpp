@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <iterator>
+#include <limits>
 #include <stdexcept>
 
 #include <boost/algorithm/hex.hpp>
@@ -25,12 +26,25 @@ std::int64_t time_number(system_clock::time_point time) {
   return std::chrono::duration_cast<milliseconds>(time.time_since_epoch()).count();
 }
 
-/// Of the years that there are files from. Others would overflow when they are counted with.
+/// A whole number; others would be made one.
+std::uint64_t number_of(const Json& json, std::uint64_t most) {
+  if (!json.is_number_unsigned()) throw std::runtime_error("expected a whole number");
+  const auto number = json.get<std::uint64_t>();
+  if (number > most) throw std::runtime_error("expected a number up to " + std::to_string(most));
+  return number;
+}
+
+/// What becomes part of a note.
+std::string plain_text_of(const Json& json) {
+  auto text = json.get<std::string>();
+  const bool is_plain =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  if (!is_plain) throw std::runtime_error("expected letters of ASCII");
+  return text;
+}
+
 system_clock::time_point time_of(const Json& json) {
-  constexpr std::int64_t kMost = 9'000'000'000'000;  // in the year 2255
-  const auto number = json.get<std::int64_t>();
-  if (number < 0 || number > kMost) throw std::runtime_error("no time");
-  return system_clock::time_point(milliseconds(number));
+  return system_clock::time_point(milliseconds(number_of(json, sqlite::kLatestTaken)));
 }
 
 /// Whether it is the name of a file in a folder, or in one below it.
@@ -51,6 +65,7 @@ std::string digests_text(const std::vector<BlockDigest>& digests) {
 
 std::vector<BlockDigest> digests_of(const std::string& text) {
   const std::string bytes = boost::algorithm::unhex(text);
+  if (bytes.size() % sizeof(BlockDigest) != 0) throw std::runtime_error("expected whole digests");
   std::vector<BlockDigest> digests(bytes.size() / sizeof(BlockDigest));
   for (std::size_t i = 0; i < digests.size(); ++i) {
     std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(i * sizeof(BlockDigest)),
@@ -76,17 +91,18 @@ sqlite::AnnouncedState announcement_of(std::string_view text) {
   constexpr std::size_t kMostText = 2048;  // a note must be able to hold them
   const Json json = shallow_json(text);
   sqlite::AnnouncedState state;
-  state.blocks.bytes = json.at("bytes").get<std::uint64_t>();
-  state.blocks.block_bytes = json.at("block_bytes").get<std::size_t>();
+  state.blocks.bytes = number_of(json.at("bytes"), std::numeric_limits<std::int64_t>::max());
+  state.blocks.block_bytes = number_of(json.at("block_bytes"), sqlite::BlockList::kMostBytes);
   state.blocks.digests = digests_of(json.at("blocks").get<std::string>());
-  state.content = json.at("content").get<std::string>();
-  state.source = json.at("source").get<std::string>();
+  state.content = plain_text_of(json.at("content"));
+  state.source = plain_text_of(json.at("source"));
   if (state.content.size() + state.source.size() > kMostText) throw std::runtime_error("too long");
   state.taken = time_of(json.at("taken"));
   // Nobody gets to run it, or to write to it who is not the server.
   constexpr ::mode_t kMost = 0644;
   constexpr ::mode_t kLeast = 0600;
-  state.permissions = (json.at("permissions").get<::mode_t>() & kMost) | kLeast;
+  const auto permissions = static_cast<::mode_t>(number_of(json.at("permissions"), 07777));
+  state.permissions = (permissions & kMost) | kLeast;
   return state;
 }
 
@@ -108,7 +124,10 @@ Transfer transfer_of(std::string_view text) {
   Transfer transfer;
   transfer.id = json.at("transfer").get<std::string>();
   for (const Json& run : json.at("missing")) {
-    transfer.missing.emplace_back(run.at(0).get<std::size_t>(), run.at(1).get<std::size_t>());
+    const auto block = [&](std::size_t place) {
+      return number_of(run.at(place), sqlite::BlockList::kMostBlocks);
+    };
+    transfer.missing.emplace_back(block(0), block(1));
   }
   return transfer;
 }

@@ -1,9 +1,7 @@
 #include "tools/korvane/copy_server.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <exception>
-#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -13,39 +11,19 @@
 #include "sqlite/project_state.h"
 #include "sqlite/received_copy.h"
 #include "tools/korvane/copy_orders.h"
+#include "tools/korvane/work_folder.h"
 
 namespace korvane::tools {
-
-namespace fs = std::filesystem;
 
 namespace {
 
 constexpr std::chrono::minutes kTimeOfNotes(5);
+constexpr const char* kWorkFolder = "korvane-replicate";
 /// More than any answer to an order of one file has.
 constexpr std::size_t kMostReplyBytes = std::size_t{2} << 20U;
 
-/// A folder of this process alone, which ends with it.
-class WorkFolder {
- public:
-  WorkFolder() : path_((fs::temp_directory_path() / "korvane-replicate-XXXXXX").string()) {
-    if (::mkdtemp(path_.data()) == nullptr) {
-      throw std::runtime_error("cannot make a folder in \"" + fs::temp_directory_path().string() +
-                               "\"");
-    }
-  }
-  WorkFolder(const WorkFolder&) = delete;
-  WorkFolder& operator=(const WorkFolder&) = delete;
-  ~WorkFolder() {
-    std::error_code none;
-    fs::remove_all(path_, none);
-  }
-
-  /// A project's name can be longer than that of a file beside others.
-  std::string file() const { return path_ + "/state.db"; }
-
- private:
-  std::string path_;
-};
+/// How long an order is waited for that does not read a whole copy.
+constexpr std::chrono::seconds kMostSilence(60);
 
 client::Options options_with(const std::string& token, const std::string& authorities) {
   client::Options options;
@@ -63,7 +41,9 @@ client::Options options_with(const std::string& token, const std::string& author
 
 CopyServer::CopyServer(const std::string& url, const std::string& token,
                        const std::string& authorities)
-    : url_(url), connection_(url, options_with(token, authorities)) {}
+    : url_(url), connection_(url, options_with(token, authorities)) {
+  WorkFolder::remove_left(kWorkFolder);
+}
 
 std::string CopyServer::order(const std::string& name,
                               const std::map<std::string, std::string>& parameters,
@@ -74,6 +54,12 @@ std::string CopyServer::order(const std::string& name,
   request.content_type = "application/octet-stream";
   request.body = body;
   if (!name.empty()) request.most_reply_bytes = kMostReplyBytes;
+  const std::string& word = parameters.at("order");
+  if (word != kBeginOrder && word != kFinishOrder) request.most_silence = kMostSilence;
+  // A second time they would fail for what the first has done.
+  if (word == kFinishOrder || word == kRemoveOrder) {
+    request.repeating = client::Repeating::when_refused;
+  }
   try {
     return connection_.send(request);
   } catch (const client::ServerError& refusal) {
@@ -114,31 +100,41 @@ std::string CopyServer::header_of(const std::string& name) {
   return found == notes_.end() ? "" : found->second.header;
 }
 
+void CopyServer::send_missing(const std::string& name, const Transfer& transfer,
+                              const std::string& file, const sqlite::BlockList& blocks,
+                              const sqlite::CopyOptions& options) {
+  const std::size_t most = kBlockBytesOfOrder / blocks.block_bytes;
+  const std::size_t all = blocks.digests.size();
+  std::size_t seen = 0;
+  for (auto [first, count] : transfer.missing) {
+    // Each once: no server keeps the sender busy for ever.
+    if (first < seen || first > all || count > all - first) {
+      throw std::runtime_error(url_ + " asks for blocks that there are not");
+    }
+    seen = first + count;
+    while (count > 0) {
+      options.progress(first, all);
+      const std::size_t sent = std::min(count, most);
+      order(name,
+            {{"order", kBlocksOrder}, {"transfer", transfer.id}, {"first", std::to_string(first)}},
+            sqlite::read_blocks(file, blocks, first, sent));
+      first += sent;
+      count -= sent;
+    }
+  }
+}
+
 sqlite::StandingCopy CopyServer::update(const std::string& project, const std::string& name,
                                         const sqlite::CopyOptions& options) {
-  const WorkFolder work;
-  sqlite::ProjectState state = sqlite::take_state(project, work.file(), options);
+  const WorkFolder work(kWorkFolder);
+  // A project's name can be longer than that of a file beside others.
+  sqlite::ProjectState state = sqlite::take_state(project, work.path() + "/state.db", options);
   const std::string& file = state.file->path();
   sqlite::AnnouncedState announced{sqlite::list_blocks(file), state.content, state.source,
                                    state.taken, state.permissions};
   const Transfer transfer =
       transfer_of(order(name, {{"order", kBeginOrder}}, announcement_text(announced)));
-  const std::size_t most = kBlockBytesOfOrder / announced.blocks.block_bytes;
-  for (auto [first, count] : transfer.missing) {
-    const std::size_t all = announced.blocks.digests.size();
-    if (first > all || count > all - first) {
-      throw std::runtime_error(url_ + " asks for blocks that there are not");
-    }
-    while (count > 0) {
-      options.progress(first, announced.blocks.digests.size());
-      const std::size_t sent = std::min(count, most);
-      order(name,
-            {{"order", kBlocksOrder}, {"transfer", transfer.id}, {"first", std::to_string(first)}},
-            sqlite::read_blocks(file, announced.blocks, first, sent));
-      first += sent;
-      count -= sent;
-    }
-  }
+  send_missing(name, transfer, file, announced.blocks, options);
   sqlite::StandingCopy done =
       finished_of(order(name, {{"order", kFinishOrder}, {"transfer", transfer.id}}));
   done.bytes = state.bytes;

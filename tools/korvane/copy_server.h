@@ -5,6 +5,8 @@
 #include <string>
 
 #include "clients/cpp/connection.h"
+#include "sqlite/copy_blocks.h"
+#include "tools/korvane/copy_orders.h"
 #include "tools/korvane/copy_place.h"
 
 namespace korvane::tools {
@@ -33,6 +35,8 @@ class CopyServer final : public CopyPlace {
 
   std::string order(const std::string& name, const std::map<std::string, std::string>& parameters,
                     std::string_view body = {});
+  void send_missing(const std::string& name, const Transfer& transfer, const std::string& file,
+                    const sqlite::BlockList& blocks, const sqlite::CopyOptions& options);
 
   const std::string url_;
   client::Connection connection_;

@@ -91,8 +91,16 @@ int run_once(const ReplicateOptions& options) {
   ReplicationOptions how = options.replication;
   how.tell = [](const std::string& line) { std::cerr << "korvane: " << printable(line) << '\n'; };
   Replication replication(how, place_of(options));
-  replication.run_round();
-  if (options.metrics) write_metrics(*options.metrics, metrics_of(options, replication));
+  const auto write = [&] {
+    if (options.metrics) write_metrics(*options.metrics, metrics_of(options, replication));
+  };
+  try {
+    replication.run_round();
+  } catch (const PlaceIsGone&) {
+    write();
+    throw;
+  }
+  write();
   const CopyReport report = replication.report();
   const CopyCounts& counts = report.counts;
   std::cout << report.written << " copies written; " << counts.current << " of "
@@ -113,9 +121,10 @@ class Service {
     host::log_event("copies " + options_.replication.from + " to " + options_.to);
     const std::chrono::duration<double> every(options_.every);
     do {
-      tell_failure([&] { replication_.run_round(); });
-      if (options_.metrics && !has_failed_) {
-        tell_failure([&] { write_metrics(*options_.metrics, metrics_of(options_, replication_)); });
+      tell_failure(told_of_rounds_, [&] { replication_.run_round(); });
+      if (options_.metrics) {
+        tell_failure(told_of_metrics_,
+                     [&] { write_metrics(*options_.metrics, metrics_of(options_, replication_)); });
       }
     } while (!signals_.wait(std::chrono::duration_cast<std::chrono::nanoseconds>(every)));
     manager_.stopping(std::chrono::seconds(1));
@@ -131,16 +140,14 @@ class Service {
 
   /// Of one failure after another of the same text, the first is told.
   template <class Work>
-  void tell_failure(Work work) {
-    has_failed_ = false;
+  static void tell_failure(std::string& told, Work work) {
     try {
       work();
-      told_.clear();
+      told.clear();
     } catch (const std::exception& failure) {
-      has_failed_ = true;
       const std::string text = host::failure_text(failure);
-      if (text != told_) host::log_event(text);
-      told_ = text;
+      if (text != told) host::log_event(text);
+      told = text;
     }
   }
 
@@ -148,8 +155,8 @@ class Service {
   StopSignals& signals_;
   ServiceManager manager_;
   Replication replication_;
-  std::string told_;
-  bool has_failed_ = false;
+  std::string told_of_rounds_;
+  std::string told_of_metrics_;
 };
 
 int run_replicate(ReplicateOptions& options) {

@@ -40,37 +40,54 @@ std::string Replication::source_of(const std::string& name) const {
 
 void Replication::run_round() {
   const auto begin = Steady::now();
-  place_->begin_round();
+  std::exception_ptr gone;
+  const auto unless_gone = [&](auto work) {
+    if (gone) return;
+    try {
+      work();
+    } catch (const PlaceIsGone&) {
+      gone = std::current_exception();
+    }
+  };
+  unless_gone([&] { place_->begin_round(); });
   const FolderContent found = read_folder(options_.from);
   for (const std::string& unread : found.unread) {
     if (std::count(unread_.begin(), unread_.end(), unread) == 0) options_.tell(unread);
   }
   unread_ = found.unread;
-  if (!has_read_copies_) {
-    for (const auto& [name, note] : place_->notes()) projects_[name].whole_at = Clock::now();
+  unless_gone([&] {
+    if (has_read_copies_) return;
+    for (const auto& [name, note] : place_->notes()) {
+      projects_.try_emplace(name).first->second.whole_at = Clock::now();
+    }
     has_read_copies_ = true;
-  }
+  });
   for (const std::string& name : found.projects) {
     if (options_.is_stopped()) break;
-    look_at(name);
+    if (is_due(name)) unless_gone([&] { copy(name, projects_[name]); });
   }
   // An empty folder may be one whose disk is not there.
   const bool may_remove = options_.is_removing && found.unread.empty() && !found.projects.empty();
+  unless_gone([&] { look_for_lost(found.projects, may_remove); });
+  count();
+  if (gone) std::rethrow_exception(gone);
+  report_.round_time = Steady::now() - begin;
+  report_.round_end = Clock::now();
+  place_->report(report());
+}
+
+void Replication::look_for_lost(const std::set<std::string>& found, bool may_remove) {
   for (auto project = projects_.begin(); project != projects_.end();) {
-    if (!found.projects.contains(project->first)) {
+    if (!found.contains(project->first)) {
       look_for_lost(project->first, project->second, may_remove);
     }
     const bool is_over =
         project->second.state == Project::State::without_project && !place_->has(project->first);
     project = is_over ? projects_.erase(project) : std::next(project);
   }
-  count();
-  report_.round_time = Steady::now() - begin;
-  report_.round_end = Clock::now();
-  place_->report(report());
 }
 
-void Replication::look_at(const std::string& name) {
+bool Replication::is_due(const std::string& name) {
   const auto [place, is_new] = projects_.try_emplace(name);
   Project& project = place->second;
   const auto now = Clock::now();
@@ -85,15 +102,15 @@ void Replication::look_at(const std::string& name) {
   }
   project.is_known = project.is_known || !project.source.empty();
   const std::string look = sqlite::look_of(source_of(name));
-  if (look.empty()) return;  // it has gone since
-  if (project.state == Project::State::not_a_project && look == project.refused) return;
+  if (look.empty()) return false;  // it has gone since
+  if (project.state == Project::State::not_a_project && look == project.refused) return false;
   if (look == project.source && place_->header_of(name) == project.header) {
     project.whole_at = now;
     project.state = Project::State::current;
     if (project.failures != 0) project.due = {};
     project.failures = 0;
     project.told.clear();
-    return;
+    return false;
   }
   // Whoever writes to a copy hears of it at once; to copy again can wait.
   const bool is_copy_other =
@@ -102,7 +119,7 @@ void Replication::look_at(const std::string& name) {
       project.state == Project::State::without_project) {
     project.state = Project::State::behind;
   }
-  if (is_copy_other || Steady::now() >= project.due) copy(name, project);
+  return is_copy_other || Steady::now() >= project.due;
 }
 
 void Replication::copy(const std::string& name, Project& project) {

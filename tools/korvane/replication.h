@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,8 +36,9 @@ class Replication {
   Replication(ReplicationOptions options, std::unique_ptr<CopyPlace> place);
 
   /// Looks at all projects, and copies those that have changed and are due. Throws
-  /// std::runtime_error if the folder cannot be read at all, or the place not be reached; what is wrong
-  /// with single projects is told.
+  /// std::runtime_error if the folder cannot be read at all, and PlaceIsGone if the place cannot be
+  /// reached: then the report says nevertheless how long the copies have not shown their projects.
+  /// What is wrong with single projects is told.
   void run_round();
 
   /// Whether all copies show their projects as the last round has found them, of all that there are.
@@ -75,10 +77,12 @@ class Replication {
   };
 
   std::string source_of(const std::string& name) const;
-  void look_at(const std::string& name);
+  /// Whether it is to be copied now.
+  bool is_due(const std::string& name);
   void copy(const std::string& name, Project& project);
   void fail(const std::string& name, Project& project, Project::State state,
             const std::string& text);
+  void look_for_lost(const std::set<std::string>& found, bool may_remove);
   void look_for_lost(const std::string& name, Project& project, bool may_remove);
   void count();
   std::chrono::nanoseconds lag() const;

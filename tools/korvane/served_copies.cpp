@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -11,6 +12,7 @@
 
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/uuid_io.hpp>
+#include <climits>
 
 #include "host/http/message.h"
 #include "host/watch/json_log.h"
@@ -34,6 +36,10 @@ sqlite::CopyOptions quickly() {
   options.wait = std::chrono::seconds(5);
   return options;
 }
+
+/// So much longer is the name of what becomes the note beside the copy.
+constexpr std::size_t kMostNameBytes =
+    NAME_MAX - std::string_view("..").size() - std::string_view(".copy.part").size();
 
 HttpFault busy(const std::string& text) { return {503, text, {{"Retry-After", "1"}}}; }
 
@@ -86,10 +92,10 @@ auto answered(const std::string& file, Work work) {
 
 }  // namespace
 
-ServedCopies::ServedCopies(const std::string& root) : root_(root) {}
+ServedCopies::ServedCopies(const std::string& root, CopyLimits limits)
+    : root_(root), limits_(limits) {}
 
 std::string ServedCopies::run(const host::CopyOrder& order) {
-  close_idle();
   if (order.file.empty()) {
     if (order.order == kListOrder) return list();
     if (order.order == kReportOrder) return take_report(order);
@@ -104,6 +110,11 @@ std::string ServedCopies::confined(const std::string& file, bool makes_folders) 
     host::ProjectRoot::require_name(file);
     if (makes_folders) make_folders(file);
     std::string confined = root_.confine(file);
+    const std::string name = fs::path(file).filename().string();
+    if (name.size() > kMostNameBytes) {
+      throw HttpFault(400, "file name \"" + file + "\" is refused: expected at most " +
+                               std::to_string(kMostNameBytes) + " bytes");
+    }
     if (confined == file) return confined;
   } catch (const host::ConfinementError& failure) {
     throw HttpFault(400, failure.what());
@@ -126,12 +137,29 @@ void ServedCopies::make_folders(const std::string& file) const {
   }
 }
 
-void ServedCopies::close_idle() {
-  const std::lock_guard lock(mutex_);
-  std::erase_if(entries_, [](const auto& each) {
-    const std::unique_lock in_use(each.second->in_use, std::try_to_lock);
-    return in_use && Clock::now() - each.second->last_use > kIdle;
-  });
+void ServedCopies::require_room(std::uint64_t bytes) const {
+  std::error_code failure;
+  const fs::space_info space = fs::space(".", failure);
+  if (failure) return;
+  const auto kept =
+      static_cast<std::uint64_t>(static_cast<double>(space.capacity) * limits_.kept_free);
+  if (space.available >= kept && bytes <= space.available - kept) return;
+  throw busy("the disk has no room for " + std::to_string(bytes) + " bytes");
+}
+
+void ServedCopies::close_idle(const std::stop_token& stop) {
+  // The signals of the process are for others.
+  sigset_t all{};
+  sigfillset(&all);
+  pthread_sigmask(SIG_BLOCK, &all, nullptr);
+  std::unique_lock lock(mutex_);
+  while (has_entry_.wait(lock, stop, [&] { return !entries_.empty(); })) {
+    has_entry_.wait_for(lock, stop, limits_.idle / 2, [] { return false; });
+    std::erase_if(entries_, [&](const auto& each) {
+      const std::unique_lock in_use(each.second->in_use, std::try_to_lock);
+      return in_use && Clock::now() - each.second->last_use > limits_.idle;
+    });
+  }
 }
 
 std::shared_ptr<ServedCopies::Entry> ServedCopies::entry_of(const std::string& file,
@@ -143,12 +171,17 @@ std::shared_ptr<ServedCopies::Entry> ServedCopies::entry_of(const std::string& f
     throw HttpFault(404, "no transfer of " + file + " is under way: expected an order begin first");
   }
   if (entries_.size() >= kMost) throw busy(std::to_string(kMost) + " copies are on their way");
+  if (!closing_.joinable()) {
+    closing_ = std::jthread([this](const std::stop_token& stop) { close_idle(stop); });
+  }
+  has_entry_.notify_one();
   return entries_[file] = std::make_shared<Entry>();
 }
 
-void ServedCopies::forget(const std::string& file) {
+void ServedCopies::forget(const std::string& file, const std::shared_ptr<Entry>& entry) {
   const std::lock_guard lock(mutex_);
-  entries_.erase(file);
+  const auto found = entries_.find(file);
+  if (found != entries_.end() && found->second == entry) entries_.erase(found);
 }
 
 std::string ServedCopies::list() const {
@@ -198,6 +231,10 @@ std::string ServedCopies::run_on(const std::string& file, const host::CopyOrder&
   const std::unique_lock in_use(entry->in_use, std::try_to_lock);
   if (!in_use) throw busy("another order for " + file + " is at work");
   entry->last_use = Clock::now();
+  const auto drop = [&] {
+    entry->copy.reset();
+    forget(file, entry);
+  };
   try {
     std::string reply = answered(file, [&]() -> std::string {
       if (is_begin) return begin(file, *entry, order);
@@ -206,22 +243,16 @@ std::string ServedCopies::run_on(const std::string& file, const host::CopyOrder&
       host::log_event("removed the copy " + file + ", as \"" + order.client + "\" has asked for");
       return "{}";
     });
-    if (is_removal) forget(file);
+    if (is_removal || !entry->copy) forget(file, entry);
     entry->last_use = Clock::now();
     return reply;
   } catch (const HttpFault& fault) {
     // Who has to wait for others' locks can finish it later.
     const bool can_go_on = order.order == kBlocksOrder || fault.kind == host::problem("locked");
-    if (!can_go_on) {
-      entry->copy.reset();
-      forget(file);
-    }
+    if (!can_go_on) drop();
     throw;
   } catch (...) {
-    if (order.order != kBlocksOrder) {
-      entry->copy.reset();
-      forget(file);
-    }
+    if (order.order != kBlocksOrder) drop();
     throw;
   }
 }
@@ -234,6 +265,7 @@ std::string ServedCopies::begin(const std::string& file, Entry& entry,
   sqlite::AnnouncedState announced = read_body([&] { return announcement_of(order.body); });
   // What an earlier one has left that was not finished.
   entry.copy.reset();
+  require_room(announced.blocks.bytes);
   entry.copy = std::make_unique<sqlite::ReceivedCopy>(file, std::move(announced), quickly());
   entry.transfer = boost::uuids::to_string(boost::uuids::random_generator()());
   return transfer_text(entry.transfer, entry.copy->missing());
@@ -250,7 +282,6 @@ std::string ServedCopies::go_on(const std::string& file, Entry& entry,
   }
   const sqlite::StandingCopy done = entry.copy->finish(quickly());
   entry.copy.reset();
-  forget(file);
   return finished_text(done);
 }
 

@@ -449,6 +449,79 @@ TEST_P(ReplicationsByAServer, EndARoundWhereTheServerIsNotThere) {
   EXPECT_EQ(replicate().err, "korvane: cannot reach " + place() + ": Connection refused\n");
 }
 
+TEST_P(Replications, TellHowLateTheCopiesAreWhileTheirPlaceIsGone) {
+  make("a.db");
+  const std::string metrics = folder_.file("metrics");
+  Replication replication(options(), copy_place());
+  replication.run_round();
+  EXPECT_EQ(replication.report().lag.count(), 0);
+  const auto end_of_round = replication.report().round_end;
+  write_to(from() + "/a.db", "later");
+  if (is_by_server()) {
+    server_->stop();
+  } else {
+    fs::rename(to(), to() + "-gone");
+  }
+  EXPECT_THROW(replication.run_round(), PlaceIsGone);
+  EXPECT_EQ(replication.report().counts.behind, 1U);
+  EXPECT_EQ(replication.report().counts.current, 0U);
+  EXPECT_GT(replication.report().lag.count(), 0);
+  if (is_by_server()) {
+    EXPECT_EQ(replicate("--metrics " + metrics).exit_code, 1);
+    EXPECT_THAT(test::text_of(metrics), HasSubstr("korvane_copies{state=\"behind\""));
+    return;
+  }
+  EXPECT_EQ(replication.report().round_end, end_of_round);
+  fs::rename(to() + "-gone", to());
+  for (int round = 0; round < 1000 && !replication.is_whole(); ++round) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    replication.run_round();
+  }
+  EXPECT_EQ(replication.report().lag.count(), 0);
+  EXPECT_EQ(copied("a.db"), "later");
+}
+
+TEST_P(ReplicationsByAServer, LeaveTheCopyBeforeWhenTheirSenderIsKilled) {
+  make("a.db");
+  PlainConnection(from() + "/a.db", PlainConnection::Mode::kWrite)
+      .run("update project set raw = randomblob(60000000)");
+  write_to(from() + "/a.db", "first");
+  ASSERT_EQ(replicate().exit_code, 0);
+  const std::string temporary = folder_.file("temporary");
+  fs::create_directory(temporary);
+  const std::string part = to() + "/.a.db.part";
+  PlainConnection(from() + "/a.db", PlainConnection::Mode::kWrite)
+      .run("update project set raw = randomblob(60000000)");
+  write_to(from() + "/a.db", "second");
+  const Poco::ProcessHandle sender =
+      Poco::Process::launch(KORVANE_PROGRAM, {"replicate", "--from", from(), "--to", place()},
+                            nullptr, nullptr, nullptr, {{"TMPDIR", temporary}});
+  while (!fs::exists(part)) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  Poco::Process::kill(sender.id());
+  sender.wait();
+  EXPECT_EQ(copied("a.db"), "first");
+  EXPECT_FALSE(fs::is_empty(temporary));
+  // The next one takes over at once, and what the one before has left is gone.
+  const Outcome next = test::run_program(
+      folder_, "replicate --once --from " + from() + " --to " + place(), "TMPDIR=" + temporary);
+  EXPECT_EQ(next.exit_code, 0) << next.err;
+  EXPECT_EQ(copied("a.db"), "second");
+  EXPECT_FALSE(fs::exists(part));
+  EXPECT_TRUE(fs::is_empty(temporary));
+}
+
+TEST_P(Replications, OfAProjectWithAWriteAheadLogAreWithoutOne) {
+  make("a.db");
+  PlainConnection writer(from() + "/a.db", PlainConnection::Mode::kWrite);
+  writer.run("pragma journal_mode = wal");
+  writer.run("update rebar set comment = 'in the log'");
+  ASSERT_TRUE(fs::exists(from() + "/a.db-wal"));
+  const Outcome done = replicate();
+  EXPECT_EQ(done.exit_code, 0) << done.err;
+  EXPECT_EQ(copied("a.db"), "in the log");
+  EXPECT_EQ(plain_rows(to() + "/a.db", "pragma journal_mode"), (Rows{{"delete"}}));
+}
+
 TEST_P(ReplicationsByAServer, NeedOneThatTakesThem) {
   make("a.db");
   const test::ServedFolder other;

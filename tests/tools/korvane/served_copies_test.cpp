@@ -2,9 +2,12 @@
 
 #include "tools/korvane/served_copies.h"
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <thread>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -230,6 +233,65 @@ TEST_F(CopiesOfAServer, AreFewAtATime) {
   send("0.db");
   EXPECT_EQ(outcome({.client = "office", .file = "more.db", .order = "begin", .body = body}),
             "200");
+}
+
+TEST_F(CopiesOfAServer, WhoseSenderHasGoneGiveTheirRoomBack) {
+  copies_.reset();
+  copies_.emplace(".", CopyLimits{.idle = std::chrono::milliseconds(20)});
+  for (std::size_t i = 0; i < ServedCopies::kMost; ++i) begin(std::to_string(i) + ".db");
+  // Without an order of anybody.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!fs::is_empty(".") && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  EXPECT_TRUE(fs::is_empty("."));
+  begin("more.db");
+}
+
+TEST_F(CopiesOfAServer, LeaveAShareOfTheDiskFree) {
+  copies_.emplace(".", CopyLimits{.kept_free = 1});
+  const std::string body = announcement();
+  EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = body}),
+              HasSubstr("503 the disk has no room for "));
+  EXPECT_TRUE(fs::is_empty("."));
+}
+
+TEST_F(CopiesOfAServer, HaveNamesThatLeaveRoomForTheirNotes) {
+  const std::string body = announcement();
+  const std::string longest = std::string(240, 'a') + ".db";
+  send(longest);
+  EXPECT_EQ(notes_of(run({.client = "office", .order = "list"})).size(), 1U);
+  EXPECT_THAT(
+      outcome({.client = "office", .file = "a" + longest, .order = "begin", .body = body}),
+      HasSubstr("400 file name \"a" + longest + "\" is refused: expected at most 243 bytes"));
+}
+
+TEST_F(CopiesOfAServer, RefuseNumbersAndTextsThatNoSenderSends) {
+  const std::string sound = announcement();
+  const auto with = [&](const std::string& name, const std::string& value) {
+    std::string text = sound;
+    const std::string member = "\"" + name + "\":";
+    const std::size_t begin = text.find(member) + member.size();
+    return text.replace(begin, text.find_first_of(",}", begin) - begin, value);
+  };
+  for (const char* const name : {"bytes", "block_bytes", "permissions", "taken"}) {
+    for (const char* const value : {"-1", "1e300", "1.5", "18446744073709551615", "\"1\""}) {
+      const std::string body = with(name, value);
+      EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = body}),
+                  HasSubstr("400 the body is not what"))
+          << name << " " << value;
+    }
+  }
+  for (const char* const source : {R"("line\nline")", R"("\u0000")", R"("\u00e4")"}) {
+    const std::string body = with("source", source);
+    EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = body}),
+                HasSubstr("400 the body is not what"));
+  }
+  std::string cut = sound;
+  cut.erase(cut.find("\"blocks\":\"") + std::string_view("\"blocks\":\"").size(), 2);
+  EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "begin", .body = cut}),
+              HasSubstr("400 the body is not what"));
+  EXPECT_TRUE(fs::is_empty("."));
 }
 
 TEST_F(CopiesOfAServer, ThatFailDoNotStandInTheWayOfOthers) {
