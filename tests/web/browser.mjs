@@ -111,9 +111,13 @@ export function byRole(page, role, name) {
   return page.waitForSelector(`::-p-aria([role="${role}"][name="${name}"])`);
 }
 
+/** Clicks the element of a role and name once it stays where it is: what is loaded above it moves it. */
 export async function click(page, role, name) {
-  const element = await byRole(page, role, name);
-  await element.click();
+  await clickAt(page, `::-p-aria([role="${role}"][name="${name}"])`);
+}
+
+export async function clickAt(page, selector) {
+  await page.locator(selector).setTimeout(15_000).click();
 }
 
 /** Drops files on an element, as a person does. */

@@ -75,11 +75,14 @@ describe('What others change', () => {
 
   it('by another program has no name', async (t) => {
     const {server, page} = await start(t, `${file}/weights`);
+    const offers = (number) => page.waitForFunction((wanted) =>
+      [...document.querySelectorAll('option')].some((one) => one.textContent.includes(wanted)), {}, number);
+    await offers('417');
     await addRevision(server, 'guideline.db', '900', 'a', [{mark: '1', pieces: 1000}]);
     await seen(page, 'Changed by another program', '[role=status]');
     await gone(page, '900');
     await click(page, 'button', 'Show');
-    await page.waitForFunction(() => [...document.querySelectorAll('option')].some((one) => one.textContent.includes('900')));
+    await offers('900');
   });
 
   it('never takes a correction that is not stored', async (t) => {
@@ -170,7 +173,10 @@ describe('What others change', () => {
       await tab.waitForSelector('.grid-row');
       tabs.push(tab);
     }
+    // What comes before its stream is there is told without a name.
+    const streaming = page.waitForResponse((response) => response.url().endsWith('/changes'));
     await page.bringToFront();
+    await streaming;
     await write(server, 'create_sheet', {name: '418'});
     await seen(page, '418', '[role=status]');
   });

@@ -5,8 +5,8 @@ import {writeFileSync} from 'node:fs';
 import {join} from 'node:path';
 import {describe, it} from 'node:test';
 
-import {run, Server, temporaryFolder} from '../clients/server.mjs';
-import {byRole, click, example, gone, importInto, openPage, picture, seen, startBrowser, startServer} from './browser.mjs';
+import {run, Server, temporaryFolder, until} from '../clients/server.mjs';
+import {byRole, click, clickAt, example, gone, importInto, openPage, picture, seen, startBrowser, startServer} from './browser.mjs';
 import {noViolations} from './checks.mjs';
 
 const bars = '#/projects/guideline.db/schedule/1/bars';
@@ -92,9 +92,10 @@ describe('The schedule of a revision', async () => {
     const {server, page} = await start(t, bars);
     await (await page.waitForSelector('[aria-label="Filter by mark"]')).type('10.');
     await shows(page, 'mark', ['10.1', '10.2', '10.3']);
-    const title = await page.waitForSelector('::-p-xpath(//button[starts-with(normalize-space(), "length")])');
-    await title.click();
-    await title.click();
+    const title = '::-p-xpath(//button[starts-with(normalize-space(), "length")])';
+    await clickAt(page, title);
+    await page.waitForSelector('[aria-sort=ascending]');
+    await clickAt(page, title);
     await shows(page, 'length', ['1,300', '1,000', '700']);
     assert.equal(await page.$eval('[aria-sort=descending]', (head) => head.innerText.split(/\s/)[0]), 'length');
     const again = await openPage(t, page.browser(), server, new URL(page.url()).hash);
@@ -325,11 +326,12 @@ describe('A correction', async () => {
       await (asked.length === 1 ? dialog.dismiss() : dialog.accept());
     });
     await click(page, 'link', 'Weights');
+    await until(() => asked.length === 1, 'the question');
     await page.waitForFunction(() => location.hash.includes('/schedule/'));
     assert.equal(await page.$eval('[id="field-comment"]', (input) => input.value), 'not yet');
     await click(page, 'link', 'Weights');
+    await until(() => asked.length === 2, 'the second question');
     await page.waitForFunction(() => location.hash.includes('/weights'));
-    assert.equal(asked.length, 2);
     await gone(page, 'Correct the bar');
   });
 
