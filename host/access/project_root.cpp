@@ -14,6 +14,7 @@
 #include <boost/algorithm/string/split.hpp>
 #include <climits>
 
+#include "host/access/folder_walk.h"
 #include "platform/app/lock_probe.h"
 #include "platform/log/log.h"
 
@@ -219,33 +220,34 @@ void ProjectRoot::remove_if_empty(std::string_view confined) const {
   ::close(descriptor);
 }
 
+std::optional<ProjectFile> ProjectRoot::project_at(const fs::directory_entry& entry) const {
+  std::error_code ignored;
+  if (!entry.is_regular_file(ignored)) return std::nullopt;
+  // Before anything of it is read.
+  if (is_beside_copy(entry.path().filename().string())) return std::nullopt;
+  if (!begins_as_database(entry.path())) return std::nullopt;
+  const std::string name = entry.path().lexically_relative(root_).string();
+  // A name that clients cannot ask for is not listed.
+  try {
+    if (confine(name) != name) return std::nullopt;
+  } catch (const ConfinementError&) {
+    return std::nullopt;
+  }
+  struct stat status {};
+  if (::stat(entry.path().c_str(), &status) != 0) return std::nullopt;
+  const auto changed = std::chrono::seconds(status.st_mtim.tv_sec) +
+                       std::chrono::microseconds(status.st_mtim.tv_nsec / 1000);
+  return ProjectFile{name, static_cast<std::uintmax_t>(status.st_size),
+                     std::chrono::system_clock::time_point(changed)};
+}
+
 std::vector<ProjectFile> ProjectRoot::list() const {
   std::vector<ProjectFile> files;
-  std::error_code failure;
   int entries = 0;
-  for (fs::recursive_directory_iterator entry(root_, fs::directory_options::skip_permission_denied,
-                                              failure);
-       !failure && entry != fs::recursive_directory_iterator() && entries < kMostEntries;
-       entry.increment(failure), ++entries) {
-    std::error_code ignored;
-    if (!entry->is_regular_file(ignored)) continue;
-    // Before anything of it is read.
-    if (is_beside_copy(entry->path().filename().string())) continue;
-    if (!begins_as_database(entry->path())) continue;
-    const std::string name = entry->path().lexically_relative(root_).string();
-    // A name that clients cannot ask for is not listed.
-    try {
-      if (confine(name) != name) continue;
-    } catch (const ConfinementError&) {
-      continue;
-    }
-    struct stat status {};
-    if (::stat(entry->path().c_str(), &status) != 0) continue;
-    const auto changed = std::chrono::seconds(status.st_mtim.tv_sec) +
-                         std::chrono::microseconds(status.st_mtim.tv_nsec / 1000);
-    files.push_back({name, static_cast<std::uintmax_t>(status.st_size),
-                     std::chrono::system_clock::time_point(changed)});
-  }
+  walk_folder(root_, {.visit = [&](const fs::directory_entry& entry) {
+                if (auto file = project_at(entry)) files.push_back(std::move(*file));
+                return ++entries < kMostEntries;
+              }});
   std::sort(files.begin(), files.end(), [](const ProjectFile& left, const ProjectFile& right) {
     return left.name < right.name;
   });

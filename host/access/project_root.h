@@ -84,6 +84,8 @@ class ProjectRoot {
   std::vector<ProjectFile> list() const;
 
  private:
+  std::optional<ProjectFile> project_at(const std::filesystem::directory_entry& entry) const;
+
   std::filesystem::path root_;
 };
 

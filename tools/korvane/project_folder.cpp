@@ -7,6 +7,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "host/access/folder_walk.h"
 #include "sqlite/file_content.h"
 
 namespace korvane::tools {
@@ -27,36 +28,37 @@ std::string unread_text(const fs::path& folder, const std::error_code& failure) 
   return "\"" + folder.string() + "\" cannot be read: " + failure.message();
 }
 
-void read_into(const fs::path& folder, const fs::path& below, FolderContent& content) {
-  std::error_code failure;
-  fs::directory_iterator entry(folder, failure);
-  for (; !failure && entry != fs::directory_iterator(); entry.increment(failure)) {
-    const fs::path name = entry->path().filename();
-    std::error_code none;
-    const fs::file_status status = entry->symlink_status(none);
-    if (fs::is_directory(status)) {
-      read_into(entry->path(), below / name, content);
-    } else if (fs::is_regular_file(status) && !is_of_project(name.string())) {
-      const auto header = sqlite::first_bytes(entry->path().string(), sqlite::kHeaderBytes);
-      const std::error_code reason(errno, std::system_category());
-      if (header && sqlite::is_header(*header)) content.projects.insert((below / name).string());
-      // Else it has gone since.
-      if (!header && reason != std::errc::no_such_file_or_directory) {
-        content.unread.push_back(unread_text(entry->path(), reason));
-      }
-    }
+void read_file(const fs::directory_entry& entry, const fs::path& folder, FolderContent& content) {
+  std::error_code none;
+  const fs::path& path = entry.path();
+  const bool is_file = fs::is_regular_file(entry.symlink_status(none));
+  if (!is_file || is_of_project(path.filename().string())) return;
+  const auto header = sqlite::first_bytes(path.string(), sqlite::kHeaderBytes);
+  const std::error_code reason(errno, std::system_category());
+  if (header && sqlite::is_header(*header)) {
+    content.projects.insert(path.lexically_relative(folder).string());
   }
-  if (!failure) return;
-  const std::string text = unread_text(folder, failure);
-  if (below.empty()) throw std::runtime_error(text);
-  content.unread.push_back(text);
+  // Else it has gone since.
+  if (!header && reason != std::errc::no_such_file_or_directory) {
+    content.unread.push_back(unread_text(path, reason));
+  }
 }
 
 }  // namespace
 
 FolderContent read_folder(const std::string& folder) {
   FolderContent content;
-  read_into(folder, {}, content);
+  host::FolderVisitor visitor;
+  visitor.visit = [&](const fs::directory_entry& entry) {
+    read_file(entry, folder, content);
+    return true;
+  };
+  visitor.unread = [&](const fs::path& unread, const std::error_code& failure) {
+    const std::string text = unread_text(unread, failure);
+    if (unread == folder) throw std::runtime_error(text);
+    content.unread.push_back(text);
+  };
+  host::walk_folder(folder, visitor);
   return content;
 }
 

@@ -14,6 +14,7 @@
 #include <boost/uuid/uuid_io.hpp>
 #include <climits>
 
+#include "host/access/folder_walk.h"
 #include "host/http/message.h"
 #include "host/watch/json_log.h"
 #include "sqlite/copy_note.h"
@@ -90,6 +91,18 @@ auto answered(const std::string& file, Work work) {
   }
 }
 
+/// Of `path`, if it is the note of a copy that is whole.
+void add_note(const fs::path& path, std::map<std::string, sqlite::CopyNote>& notes) {
+  constexpr std::string_view kEnding = ".copy";
+  const std::string name = path.filename().string();
+  if (!name.starts_with('.') || !name.ends_with(kEnding)) return;
+  const fs::path copy = path.parent_path() / name.substr(1, name.size() - 1 - kEnding.size());
+  std::error_code none;
+  if (fs::symlink_status(copy, none).type() != fs::file_type::regular) return;
+  std::optional<sqlite::CopyNote> note = sqlite::read_note(copy.string());
+  if (note && note->next.empty()) notes.emplace(copy.string(), std::move(*note));
+}
+
 }  // namespace
 
 ServedCopies::ServedCopies(const std::string& root, CopyLimits limits)
@@ -153,7 +166,8 @@ void ServedCopies::close_idle(const std::stop_token& stop) {
   sigfillset(&all);
   pthread_sigmask(SIG_BLOCK, &all, nullptr);
   std::unique_lock lock(mutex_);
-  while (has_entry_.wait(lock, stop, [&] { return !entries_.empty(); })) {
+  const auto has_any = [&] { return !entries_.empty(); };
+  while (has_entry_.wait(lock, stop, has_any) && !stop.stop_requested()) {
     has_entry_.wait_for(lock, stop, limits_.idle / 2, [] { return false; });
     std::erase_if(entries_, [&](const auto& each) {
       const std::unique_lock in_use(each.second->in_use, std::try_to_lock);
@@ -186,20 +200,10 @@ void ServedCopies::forget(const std::string& file, const std::shared_ptr<Entry>&
 
 std::string ServedCopies::list() const {
   std::map<std::string, sqlite::CopyNote> notes;
-  std::error_code failure;
-  for (fs::recursive_directory_iterator entry(".", fs::directory_options::skip_permission_denied,
-                                              failure);
-       !failure && entry != fs::recursive_directory_iterator(); entry.increment(failure)) {
-    const fs::path path = entry->path().lexically_relative(".");
-    const std::string name = path.filename().string();
-    if (!name.starts_with('.') || !name.ends_with(".copy")) continue;
-    constexpr std::size_t kEnding = 5;
-    const fs::path copy = path.parent_path() / name.substr(1, name.size() - 1 - kEnding);
-    std::error_code none;
-    if (fs::symlink_status(copy, none).type() != fs::file_type::regular) continue;
-    std::optional<sqlite::CopyNote> note = sqlite::read_note(copy.string());
-    if (note && note->next.empty()) notes.emplace(copy.string(), std::move(*note));
-  }
+  host::walk_folder(".", {.visit = [&](const fs::directory_entry& entry) {
+                      add_note(entry.path().lexically_relative("."), notes);
+                      return true;
+                    }});
   return notes_text(notes);
 }
 
