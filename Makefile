@@ -1,5 +1,5 @@
 # Thin: every target is a preset of CMake's. `make run`, `make serve` and `make test` need
-# nothing but this repository and a Debian 12.
+# nothing but this repository, make and a Debian 12.
 .DEFAULT_GOAL := help
 .PHONY: help packages run build-program serve test check-sources coverage asan asan-quick tsan torture soak bench \
   cluster cluster-guide bench-counts bench-commands bench-page package try-packages try-consumer generators fuzz fuzz-corpora mutants docs \
@@ -26,7 +26,7 @@ LINT_SOURCES := 20
 SOURCES = $(shell scripts/sources.py)
 
 help: ## list the targets
-	@grep -hE '^[a-z-]+:.*##' $(MAKEFILE_LIST) | sed -E 's/^([a-z-]+):.*## /  make \1\t/' | expand -t 22
+	@grep -hE '^[a-z -]+:.*##' $(MAKEFILE_LIST) | sed -E 's/^([a-z -]+):.*## /  make \1\t/' | expand -t 22
 
 packages: ## install all that the targets below need, but for the benchmarks
 	@scripts/install-packages.sh

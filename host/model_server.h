@@ -32,6 +32,7 @@ struct ModelServerLimits : ServerLimits {
 ///     GET  /v1/projects                     the project files in the root
 ///     POST /v1/{service_id}/{operation}     a call of a service by its id, and likewise GET
 ///     POST /v1/locks/{file}?order={word}    tries the locks of the root with another process
+///     POST /v1/copies, /v1/copies/{file}    keep copies of another server's projects in the root
 ///     GET  /v1                              the live services and their operations
 ///     GET  /                                the page and its files, to everybody
 ///     GET  /v1/access                       who the client is, and what it may do

@@ -63,7 +63,7 @@ Command add_delete(CLI::App& program) {
   add_server_options(*command, options->project);
   command->footer(
       "A catalogue entry (steel, fabric type) that is used no more stays. On a server the token "
-      "needs the scopes write and sql.\n\n"
+      "needs the scopes read, write and sql.\n\n"
       "Examples:\n"
       "  korvane delete tower.db --sheet 417 --revision a\n"
       "  korvane delete tower.db --sheet 417");

@@ -79,7 +79,7 @@ Command add_edit(CLI::App& program) {
   add_server_options(*command, options->project);
   command->footer(
       "Another number of pieces keeps the length of one; the line of an imported file is dropped "
-      "where it says otherwise. On a server the token needs the scopes write and sql.\n\n"
+      "where it says otherwise. On a server the token needs the scopes read, write and sql.\n\n"
       "Examples:\n"
       "  korvane edit tower.db --sheet 417 --revision a --mark 10 total_bars=12\n"
       "  korvane edit tower.db --sheet 417 --revision a --mark 10 steel=B500A \\\n"
