@@ -71,19 +71,30 @@ std::string RevisionTags::tag_of(Project_Service& project,
   return tags_.get(project, key, [&] { return make_tag(project, revision); });
 }
 
+std::optional<std::string> RevisionTags::find(Project_Service& project,
+                                              const krv::rpc4::Subject& subject) {
+  const auto look = [&]() -> std::string {
+    const schedule::Structure structure = schedule::read_structure(project);
+    for (const schedule::SheetEntry& sheet : structure.sheets) {
+      for (const schedule::RevisionEntry& revision : sheet.revisions) {
+        if (is_meant(subject, revision.record)) return tag_of(project, revision);
+      }
+    }
+    return "";
+  };
+  if (!subject.id && !subject.uid) return std::nullopt;
+  const std::string key = subject.id ? "id " + std::to_string(*subject.id) : "uid " + *subject.uid;
+  // Clients choose what is kept then.
+  constexpr std::size_t kLongestKey = 100;
+  const std::string tag = key.size() > kLongestKey ? look() : tags_.get(project, key, look);
+  return tag.empty() ? std::nullopt : std::optional(tag);
+}
+
 std::optional<std::string> tag_of(const krv::rpc4::LiveService& live,
                                   const krv::rpc4::Subject& subject, RevisionTags& tags) {
   if (live.definition != &Project_Service::definition()) return std::nullopt;
   auto& project = *static_cast<Project_Service*>(live.service);
-  if (subject.kind == "revision") {
-    const schedule::Structure structure = schedule::read_structure(project);
-    for (const schedule::SheetEntry& sheet : structure.sheets) {
-      for (const schedule::RevisionEntry& revision : sheet.revisions) {
-        if (is_meant(subject, revision.record)) return tags.tag_of(project, revision);
-      }
-    }
-    return std::nullopt;
-  }
+  if (subject.kind == "revision") return tags.find(project, subject);
   if (!subject.id && subject.uid && subject.uid->size() > kLongestText) return std::nullopt;
   const std::string by = subject.id ? "id = " + std::to_string(*subject.id)
                                     : "uid = " + text_in_sql(subject.uid.value_or(""));

@@ -19,6 +19,9 @@ class RevisionTags {
   /// The strong tag of what the revision has now, in its quotes. The whole content is read where it
   /// is not known. Throws what `query_table` throws.
   std::string tag_of(model::cad::Project_Service& project, const schedule::RevisionEntry& revision);
+  /// The same of the revision that is meant, or nothing where there is none.
+  std::optional<std::string> find(model::cad::Project_Service& project,
+                                  const krv::rpc4::Subject& subject);
 
  private:
   FoundValues<std::string> tags_;

@@ -10,8 +10,7 @@
 namespace korvane::host {
 
 /// The entity tag of a call's reply: which state of the project it is of, or where the reply is one
-/// entry, of that entry alone. Only what reads a project
-/// by its address and by GET has one.
+/// entry, of that entry alone. Only what reads a project by its address and by GET has one.
 class ReplyTag {
  public:
   /// `call` must outlive it.
