@@ -30,6 +30,7 @@ std::vector<ForeignKey> foreign_keys_of(Poco::Data::Session& session, std::strin
 
 std::string quoted(std::string_view name) {
   std::string text = "\"";
+  // coverage: no table of ours has quotes in its name
   for (const char one : name) text.append(one == '"' ? 2 : 1, one);
   return text + '"';
 }
@@ -37,6 +38,7 @@ std::string quoted(std::string_view name) {
 /// "there is no revision 99".
 std::string missing_text(const ForeignKey& key, const tables::Value& value) {
   std::string text = "there is no " + key.parent;
+  // coverage: what is referred to has a number
   if (const auto* const id = std::get_if<std::int32_t>(&value)) text += ' ' + std::to_string(*id);
   return text;
 }

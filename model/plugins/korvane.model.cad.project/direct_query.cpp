@@ -79,6 +79,7 @@ bool DirectQuery::find_types() {
       }
       types_.push_back(type);
     }
+    // coverage: nothing else is thrown
   } catch (const Poco::NotFoundException&) {
     return false;
   }

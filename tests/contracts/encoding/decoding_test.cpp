@@ -36,6 +36,16 @@ TEST(Decoding, TakesFieldsInAnyOrder) {
             (cad::Sheet{.id = 7, .uid = "u", .name = "n", .comment = "c"}));
 }
 
+TEST(Decoding, ReadsPropertiesOfAnyNumberAndLength) {
+  cad::Sheet sheet;
+  for (int i = 0; i < 100; ++i) {
+    sheet.properties["property " + std::to_string(i)].value_string.set(std::string(1000, 'x'));
+  }
+  cad::Sheet read;
+  decode_into(encoded(sheet), read);
+  EXPECT_EQ(read, sheet);
+}
+
 TEST(Decoding, TakesTheLaterOfTwoEqualFields) {
   EXPECT_EQ(decoded<cad::Sheet>("10 0E 29 01 61 10 10 29 01 62 00"),
             (cad::Sheet{.id = 8, .uid = "b"}));

@@ -11,6 +11,8 @@
 #include "model/plugins/korvane.model.cad.project/project.h"
 #include "platform/rpc4/failed_item.h"
 #include "tests/support/captured_log.h"
+#include "tests/support/content_kinds.h"
+#include "tests/support/entity_kinds.h"
 #include "tests/support/plain_sqlite.h"
 #include "tests/support/temporary_folder.h"
 
@@ -158,6 +160,92 @@ TEST_F(UnitTest, TellsWhichFieldOfASingleRecordIsDoubled) {
 TEST_F(UnitTest, TellsOfNoRecordWhereAConstraintOfTheFilesOwnRefuses) {
   PlainConnection(file_, PlainConnection::Mode::kWrite)
       .run("create trigger no before insert on sheet begin select raise(abort, 'no'); end");
+  const FailedItemListener listener;
+  EXPECT_THROW(create_sheet("one"), ConstraintViolationException);
+  ASSERT_TRUE(listener.item());
+  EXPECT_EQ(listener.item()->field, "");
+}
+
+TEST_F(UnitTest, TellsWhichOfSeveralReferencesNamesNothing) {
+  create_sheet("one");
+  Revision revision;
+  revision.sheet_id = 1;
+  RevisionRef made;
+  project_.create_revision(revision, made);
+  const FailedItemListener listener;
+  EXPECT_THROW(add_bar("7", 1, 99), ConstraintViolationException);
+  ASSERT_TRUE(listener.item());
+  EXPECT_EQ(listener.item()->field, "material_id");
+  EXPECT_EQ(listener.item()->reason, "there is no material 99");
+}
+
+TEST_F(UnitTest, TellsWhichFieldIsNotSet) {
+  const FailedItemListener listener;
+  Batch<Rebar> batch;
+  batch.items.emplace_back().rev_id = 1;
+  GenericReply reply;
+  EXPECT_THROW(project_.add_rebar(batch, reply), ConstraintViolationException);
+  ASSERT_TRUE(listener.item());
+  EXPECT_EQ(listener.item()->mark, "");
+  EXPECT_EQ(listener.item()->field, "material_id");
+  EXPECT_EQ(listener.item()->reason, "it is not set");
+}
+
+TEST_F(UnitTest, TellsOfARefusedRecordOfEachKind) {
+  using model::cad::Project_Service;
+  auto& project = static_cast<Project_Service&>(project_);
+  const auto refuse = [&](const char* table) {
+    PlainConnection(file_, PlainConnection::Mode::kWrite)
+        .run(std::string("create trigger no_") + table + " before insert on " + table +
+             " begin select raise(abort, 'no'); end");
+  };
+  for_each_content_kind([&]<class Kind>() {
+    refuse(Kind::table);
+    Batch<typename Kind::Record> batch;
+    batch.items.emplace_back().mark = "7";
+    GenericReply reply;
+    const FailedItemListener listener;
+    EXPECT_THROW((project.*Kind::add)(batch, reply), ConstraintViolationException) << Kind::table;
+    ASSERT_TRUE(listener.item());
+    EXPECT_EQ(listener.item()->index, 0U);
+    EXPECT_EQ(listener.item()->mark, "7");
+  });
+  for_each_entity([&]<class Entity>() {
+    refuse(Entity::table);
+    typename Entity::Ref reply;
+    const FailedItemListener listener;
+    EXPECT_THROW((project.*Entity::create)({}, reply), ConstraintViolationException)
+        << Entity::table;
+    ASSERT_TRUE(listener.item());
+    EXPECT_FALSE(listener.item()->index);
+  });
+}
+
+TEST_F(UnitTest, TellsOfTheProjectsOwnRecord) {
+  PlainConnection(file_, PlainConnection::Mode::kWrite)
+      .run("create trigger no before insert on project begin select raise(abort, 'no'); end");
+  const FailedItemListener listener;
+  GenericReply reply;
+  EXPECT_THROW(project_.update_project({}, reply), ConstraintViolationException);
+  EXPECT_TRUE(listener.item());
+}
+
+TEST_F(UnitTest, TellsTheFieldThatAConstraintOfTheFilesOwnNames) {
+  PlainConnection(file_, PlainConnection::Mode::kWrite)
+      .run("alter table sheet add column own integer check (sheet.uid <> 'one')");
+  const FailedItemListener listener;
+  EXPECT_THROW(create_sheet("one"), ConstraintViolationException);
+  ASSERT_TRUE(listener.item());
+  EXPECT_EQ(listener.item()->field, "uid");
+  EXPECT_EQ(listener.item()->reason, "");
+}
+
+TEST_F(UnitTest, TellsNothingOfReferencesThatAreNotOurs) {
+  PlainConnection(file_, PlainConnection::Mode::kWrite)
+      .run(
+          "create table other (id integer primary key);"
+          "alter table sheet add column own integer references other (id);"
+          "create trigger no before insert on sheet begin select raise(abort, 'no'); end");
   const FailedItemListener listener;
   EXPECT_THROW(create_sheet("one"), ConstraintViolationException);
   ASSERT_TRUE(listener.item());
