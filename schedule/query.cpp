@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <iterator>
+#include <stdexcept>
+#include <string>
 #include <utility>
 
 #include <boost/algorithm/hex.hpp>
@@ -14,6 +16,13 @@ model::table::TABLE query(model::cad::Project_Service& project, const std::strin
   request.params["query"].value_string.set(sql);
   model::table::TABLE result;
   project.query_table(std::move(request), result);
+  // Another machine may have answered, which says what it likes.
+  for (const auto& row : result.rows) {
+    if (row.size() != result.columns.size()) {
+      throw std::runtime_error("a row of the reply has " + std::to_string(row.size()) +
+                               " values: expected " + std::to_string(result.columns.size()));
+    }
+  }
   return result;
 }
 

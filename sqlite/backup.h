@@ -39,7 +39,8 @@ struct CopyResult {
 /// or the whole copy. The journal of a write that was broken off is taken in first, as by any
 /// opening.
 ///
-/// Throws DatabaseError and std::runtime_error, and leaves nothing of the copy:
+/// Throws DatabaseError and std::runtime_error, and leaves nothing of the copy, unless it is the
+/// folder that the disk does not take: then the copy may be there.
 ///
 /// - AlreadyThere "\"<to>\" is there already" without `is_replacing`
 /// - "\"<to>\" is the project itself"

@@ -90,7 +90,7 @@ class Database {
 /// One statement, parsed once. The database must outlive it.
 class Statement {
  public:
-  /// Throws DatabaseError for what is not one statement.
+  /// Of several statements the first. Throws DatabaseError for what SQLite cannot compile.
   Statement(const Database& database, std::string_view sql);
 
   /// Parameters count from 1. Texts and bytes are copied.

@@ -62,7 +62,7 @@ constexpr std::array kDescriptions = {
     KindDescription{Kind::raw_unknown, "raw_unknown", note, "",
                     "a record has something that this version does not know"},
     KindDescription{Kind::orphan_bar_spacers, "orphan_bar_spacers", note,
-                    "removes them with `--remove-orphans`",
+                    "removes them with `--repair --remove-orphans`",
                     "bar spacers of a revision that is gone; the store leaves them"},
     KindDescription{Kind::treatment_unlinked, "treatment_unlinked", note, "links the row",
                     "a bar whose end treatment is in its record alone; the store does that when it "

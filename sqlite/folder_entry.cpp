@@ -58,7 +58,10 @@ void FolderEntry::open_locked() {
     file_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
     if (file_ < 0) fail();
     if (::flock(file_, LOCK_EX | LOCK_NB) != 0) {
+      const int reason = errno;
       ::close(file_);
+      errno = reason;
+      if (reason != EWOULDBLOCK) fail();
       throw std::runtime_error("\"" + name_ + "\" is being written by another program");
     }
     // Meanwhile another program may have given the file its name.

@@ -17,7 +17,7 @@ bool is_write_ahead(const std::string& filename);
 /// only read would make two files beside it and leave them there; one that may write removes them.
 bool is_log_at_rest(const std::string& filename);
 
-/// Whether `other` is `filename` or a name that SQLite uses beside it.
+/// Whether `other` is a name that SQLite uses beside `filename`.
 bool is_name_of_journal(const std::string& filename, const std::string& other);
 
 /// Throws std::runtime_error if the journal beside the database says that it is part of a write to

@@ -158,7 +158,9 @@ class TableCheck {
   /// The store reads a text as well, but the functions of SQL for bytes do not.
   void check_kind_of_raw(std::string_view raw, std::vector<ColumnMend>& mends) {
     if (rows_->type(kRaw) == SQLITE_BLOB) return;
-    ColumnMend mend{table_.name(), row_, "raw", cell_at(*rows_, kRaw), Blob{std::string(raw)}};
+    // First: where the file has texts in UTF-16, asking for the text takes the bytes away.
+    Blob bytes{std::string(raw)};
+    ColumnMend mend{table_.name(), row_, "raw", cell_at(*rows_, kRaw), std::move(bytes)};
     tell_difference(mend);
     mends.push_back(std::move(mend));
   }

@@ -142,9 +142,9 @@ TEST_F(StandingCopies, AreNotTakenForAnotherFileWithAHeaderLikeTheirs) {
   const std::string whole = test::text_of(copy());
   std::string other = whole;
   other[other.rfind("one")] = 'O';
-  fs::remove(copy());
-  std::ofstream(copy() + "2") << "takes the number of the file";
-  std::ofstream(copy()) << other;
+  // Made beside it, so that it cannot have its number.
+  std::ofstream(copy() + "2") << other;
+  fs::rename(copy() + "2", copy());
   comment("two");
   EXPECT_THAT(failure(), HasSubstr("is not as it was copied"));
   std::ofstream(copy(), std::ios::trunc) << whole;  // brought back from a backup

@@ -285,10 +285,13 @@ Command add_check(CLI::App& program) {
   CLI::App* const command = program.add_subcommand(
       "check", "Look whether project files are sound, and mend what can be mended");
   auto* const files = command->add_option("PROJECT", options->files, "The project files");
-  command->add_flag("--repair", options->is_repaired,
-                    "Mend what can be mended without loss, and tell of each repair");
-  command->add_flag("--remove-orphans", options->are_orphans_removed,
-                    "With --repair: remove bar spacers of revisions that are gone");
+  auto* const repair =
+      command->add_flag("--repair", options->is_repaired,
+                        "Mend what can be mended without loss, and tell of each repair");
+  command
+      ->add_flag("--remove-orphans", options->are_orphans_removed,
+                 "With --repair: remove bar spacers of revisions that are gone")
+      ->needs(repair);
   add_lock_options(*command, *options, *files);
   add_output_options(*command, options->output);
   command->footer(

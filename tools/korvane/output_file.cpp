@@ -55,11 +55,17 @@ OutputFile::OutputFile(std::string filename) : filename_(std::move(filename)) {
     const int file = ::mkostemp(path_.data(), O_CLOEXEC);
     if (file < 0) fail();
     is_temporary_ = true;
+    // Before it has the permissions of the one before, which may be for reading only.
+    stream_.open(path_, std::ios::binary);
     ::fchmod(file, exists ? before.st_mode & 07777 : usual_mode());
     ::close(file);
   }
-  stream_.open(path_, std::ios::binary);
-  if (!stream_) fail();
+  if (!stream_.is_open()) stream_.open(path_, std::ios::binary);
+  if (stream_) return;
+  const int reason = errno;
+  if (is_temporary_) ::unlink(path_.c_str());
+  errno = reason;
+  fail();
 }
 
 OutputFile::~OutputFile() {

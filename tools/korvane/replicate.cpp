@@ -17,6 +17,7 @@
 #include "tools/korvane/copy_folder.h"
 #include "tools/korvane/copy_server.h"
 #include "tools/korvane/replication.h"
+#include "tools/korvane/seconds.h"
 #include "tools/korvane/service_manager.h"
 #include "tools/korvane/standard_output.h"
 #include "tools/korvane/terminal_text.h"
@@ -188,6 +189,7 @@ Command add_replicate(CLI::App& program) {
   command
       ->add_option("--every", options->every, "Pause between two looks at all projects, in seconds")
       ->check(CLI::PositiveNumber)
+      ->check(usual_seconds())
       ->capture_default_str();
   command->add_option("--metrics", options->metrics,
                       "File that gets metrics for Prometheus after each look");

@@ -12,6 +12,7 @@
 
 #include <boost/dll/runtime_symbol_info.hpp>
 
+#include "tools/korvane/seconds.h"
 #include "tools/korvane/terminal_text.h"
 
 namespace korvane::tools {
@@ -33,6 +34,7 @@ void add_seconds(CLI::App& command, const std::string& name, std::chrono::millis
   const std::chrono::duration<double> standard = time;
   command.add_option_function<double>(name, set, text + ", in seconds")
       ->check(check)
+      ->check(usual_seconds())
       ->default_str(format_number(standard.count()));
 }
 

@@ -252,7 +252,8 @@ std::string ServedCopies::run_on(const std::string& file, const host::CopyOrder&
     return reply;
   } catch (const HttpFault& fault) {
     // Who has to wait for others' locks can finish it later.
-    const bool can_go_on = order.order == kBlocksOrder || fault.kind == host::problem("locked");
+    const bool may_go_on = order.order == kBlocksOrder || fault.kind == host::problem("locked");
+    const bool can_go_on = entry->copy && may_go_on;
     if (!can_go_on) drop();
     throw;
   } catch (...) {

@@ -109,8 +109,10 @@ std::vector<std::string> lines_of(std::string_view text, std::size_t width) {
     if (word.empty()) continue;
     std::size_t size = width_of(word);
     if (used != 0 && used + 1 + size > width) begin_line();
-    for (; size > width; size = width_of(word)) {
-      lines.back() += take_cells(word, width);
+    while (size > width) {
+      const std::string_view taken = take_cells(word, width);
+      lines.back() += taken;
+      size -= width_of(taken);
       begin_line();
     }
     if (used != 0) lines.back() += ' ';

@@ -183,10 +183,33 @@ TEST_F(CheckCommand, TakesBackAWriteThatWasBrokenOff) {
   EXPECT_EQ(plain_rows(folder_.file("b.db"), "select * from rebar"), before);
 }
 
+TEST_F(CheckCommand, KeepsRecordsThatAreTextsInAFileOfUtf16) {
+  const std::string wide = folder_.file("wide.db");
+  std::ofstream(wide).close();
+  PlainConnection writer(wide, PlainConnection::Mode::kWrite);
+  writer.run("pragma encoding = 'UTF-16'");
+  for (const auto& table : plain_rows(
+           file(), "select sql from sqlite_schema where sql <> '' and name not like 'sqlite%'")) {
+    writer.run(*table[0]);
+  }
+  for (const auto& sheet : plain_rows(file(), "select id, uid, hex(raw) from sheet")) {
+    writer.run("insert into sheet (id, uid, raw) values (" + *sheet[0] + ", '" + *sheet[1] +
+               "', x'" + *sheet[2] + "')");
+  }
+  // A text has whole letters of two bytes.
+  ASSERT_EQ(plain_rows(wide, "select distinct length(raw) % 2 from sheet"), (test::Rows{{"0"}}));
+  const auto before = plain_rows(wide, "select id, hex(raw) from sheet");
+  writer.run("update sheet set raw = cast(raw as text)");
+  const Outcome outcome = run("check --wide --repair " + wide);
+  EXPECT_EQ(outcome.exit_code, 0) << outcome.out << outcome.err;
+  EXPECT_EQ(plain_rows(wide, "select id, hex(raw) from sheet"), before);
+}
+
 TEST_F(CheckCommand, RemovesOrphansIfItIsAsked) {
   change("pragma foreign_keys = on; delete from revision");
   EXPECT_EQ(check().exit_code, 0);
-  EXPECT_THAT(check("--remove-orphans").out, HasSubstr("removed rows of revision"));
+  EXPECT_EQ(check("--remove-orphans").exit_code, 2);
+  EXPECT_THAT(check("--repair --remove-orphans").out, HasSubstr("removed rows of revision"));
   EXPECT_THAT(plain_rows(file(), "select 1 from barspacer"), IsEmpty());
 }
 

@@ -37,6 +37,13 @@ class OptionsOfServe : public testing::Test {
   CLI::App& command_;
 };
 
+TEST_F(OptionsOfServe, RefuseTimesThatCannotBeCountedWith) {
+  for (const char* const time : {"1e10", "1e17", "nan", "-1"}) {
+    EXPECT_THROW(parse("", std::string("--call-time ") + time), CLI::ValidationError) << time;
+  }
+  parse("", "--call-time 1e8");
+}
+
 TEST_F(OptionsOfServe, StandInAFileByTheirNames) {
   parse(
       "# a remark\nlisten = \"127.0.0.1:9000\"\nworkers = 12\nstop-time = 1.5\noptimize = true\n"

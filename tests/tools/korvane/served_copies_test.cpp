@@ -235,6 +235,14 @@ TEST_F(CopiesOfAServer, AreFewAtATime) {
             "200");
 }
 
+TEST_F(CopiesOfAServer, ThatCannotBeRemovedYetDoNotStandInTheWayOfOthers) {
+  send("a.db");
+  test::PlainConnection reader("a.db", test::PlainConnection::Mode::kWrite);
+  reader.run("begin; select * from rebar");
+  EXPECT_THAT(outcome({.client = "office", .file = "a.db", .order = "remove"}), HasSubstr("503 "));
+  for (std::size_t i = 0; i < ServedCopies::kMost; ++i) begin(std::to_string(i) + ".db");
+}
+
 TEST_F(CopiesOfAServer, WhoseSenderHasGoneGiveTheirRoomBack) {
   copies_.reset();
   copies_.emplace(".", CopyLimits{.idle = std::chrono::milliseconds(20)});

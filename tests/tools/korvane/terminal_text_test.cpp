@@ -29,6 +29,11 @@ TEST(WidthOf, CountsCellsAndNotBytes) {
   EXPECT_EQ(width_of("\uFFFD"), 1U);
 }
 
+TEST(LinesOf, BreaksAVeryLongWord) {
+  const std::string word(2'000'000, 'x');  // minutes, if each line measured all that is left
+  EXPECT_EQ(lines_of(word, 10).size(), 200'000U);
+}
+
 TEST(LinesOf, BreaksAtBlanks) {
   EXPECT_THAT(lines_of("400 (90°) 600", 20), ElementsAre("400 (90°) 600"));
   EXPECT_THAT(lines_of("400 (90°) 600", 9), ElementsAre("400 (90°)", "600"));
