@@ -13,7 +13,7 @@
 #include <thread>
 #include <utility>
 
-#include <Poco/Net/NetException.h>
+#include <Poco/Exception.h>
 #include <Poco/Net/ServerSocket.h>
 #include <Poco/Net/StreamSocket.h>
 #include <Poco/Timespan.h>
@@ -140,8 +140,8 @@ class HostileServer {
       if (!socket_.poll(Poco::Timespan(0, 50'000), Poco::Net::Socket::SELECT_READ)) continue;
       try {
         serve_one(socket_.acceptConnection());
-      } catch (const Poco::Net::NetException&) {
-        // The client has gone.
+      } catch (const Poco::Exception&) {
+        // The client has gone: a reset is a NetException, a broken pipe an IOException.
       }
     }
   }
