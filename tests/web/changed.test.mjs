@@ -130,7 +130,7 @@ describe('What others change', () => {
     const server = await Server.start(t, root, '--tokens', tokens);
     const page = await openPage(t, await startBrowser(t), server, bars, {mayFail: (text) => /401/.test(text)});
     const streaming = page.waitForResponse((response) => response.url().endsWith('/changes') && response.ok());
-    await page.type('#token', made[0]);
+    await (await page.waitForSelector('#token')).type(made[0]);
     await page.keyboard.press('Enter');
     await streaming;
     await write(server, 'edit?id=1', {custom_text: 'theirs'}, made[1]);

@@ -126,7 +126,9 @@ void DirectQuery::read_cell(std::size_t column, Variant& cell) {
     case Column::FDT_INT64: {
       const std::int64_t value = sqlite3_column_int64(statement, at);
       if (!fits_32_bits(value)) {
-        too_large_.emplace().value = value;
+        // clang 14 does not accept emplace() here: TooLarge is nested in a class with defaults.
+        too_large_ = TooLarge{};
+        too_large_->value = value;
       } else {
         cell.value_int32.set(static_cast<std::int32_t>(value));
       }
