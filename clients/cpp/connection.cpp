@@ -27,6 +27,8 @@
 #include <Poco/UUIDGenerator.h>
 #include <nlohmann/json.hpp>
 
+#include "clients/cpp/chunked_body.h"
+
 namespace korvane::client {
 
 using Poco::Net::HTTPClientSession;
@@ -59,11 +61,24 @@ Poco::URI parse_address(const std::string& url) {
   }
 }
 
+/// Also a ByteSource.
+template <class Library>
+class ReadableSession : public Library, public ByteSource {
+ public:
+  using Library::Library;
+
+  int take_byte() override { return this->get(); }
+  std::size_t take_bytes(char* into, std::size_t most) override {
+    return static_cast<std::size_t>(
+        std::max(0, this->read(into, static_cast<std::streamsize>(most))));
+  }
+};
+
 std::unique_ptr<HTTPClientSession> make_session(const std::string& url,
                                                 const std::string& authorities) {
   const Poco::URI uri = parse_address(url);
   if (uri.getScheme() == "http") {
-    return std::make_unique<HTTPClientSession>(uri.getHost(), uri.getPort());
+    return std::make_unique<ReadableSession<HTTPClientSession>>(uri.getHost(), uri.getPort());
   }
   if (uri.getScheme() != "https") refuse_address(url);
   Poco::Net::initializeSSL();
@@ -71,7 +86,7 @@ std::unique_ptr<HTTPClientSession> make_session(const std::string& url,
   parameters.verificationMode = Poco::Net::Context::VERIFY_RELAXED;
   parameters.loadDefaultCAs = true;
   parameters.caLocation = authorities;
-  return std::make_unique<Poco::Net::HTTPSClientSession>(
+  return std::make_unique<ReadableSession<Poco::Net::HTTPSClientSession>>(
       uri.getHost(), uri.getPort(),
       new Poco::Net::Context(Poco::Net::Context::TLS_CLIENT_USE, parameters));
 }
@@ -182,18 +197,10 @@ class Connection::Session {
       HTTPResponse response;
       std::istream& body = session.receiveResponse(response);
       if (response.getStatus() == HTTPResponse::HTTP_OK) {
-        const auto length = response.getContentLength64();
-        if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) {
-          refuse_length(url_, most_bytes);
-        }
-        Poco::Int64 arrived = 0;
-        read(body, [&](std::string_view piece) {
+        read_body(session, response, body, most_bytes, [&](std::string_view piece) {
           outcome.has_begun = true;
-          arrived += static_cast<Poco::Int64>(piece.size());
           sink(piece);
         });
-        // The library takes a connection that breaks off for the end of the reply.
-        if (length > arrived) throw Poco::Net::ConnectionResetException("the reply broke off");
       } else {
         outcome.refusal = refusal(session, response, body);
         outcome.retry_after = retry_after(response);
@@ -241,6 +248,25 @@ class Connection::Session {
     head.setContentLength64(static_cast<Poco::Int64>(file.tellg()));
     file.seekg(0);
     Poco::StreamCopier::copyStream(file, session.sendRequest(head));
+  }
+
+  void read_body(HTTPClientSession& session, const HTTPResponse& response, std::istream& body,
+                 std::size_t most_bytes, const BodySink& sink) const {
+    if (response.getChunkedTransferEncoding()) {
+      read_chunked(dynamic_cast<ByteSource&>(session), sink);
+      return;
+    }
+    const auto length = response.getContentLength64();
+    if (length > 0 && static_cast<std::uint64_t>(length) > most_bytes) {
+      refuse_length(url_, most_bytes);
+    }
+    Poco::Int64 arrived = 0;
+    read(body, [&](std::string_view piece) {
+      arrived += static_cast<Poco::Int64>(piece.size());
+      sink(piece);
+    });
+    // The library takes a connection that breaks off for the end of the reply.
+    if (length > arrived) throw Poco::Net::ConnectionResetException("the reply broke off");
   }
 
   static void read(std::istream& body, const BodySink& sink) {

@@ -241,6 +241,40 @@ TEST(RepeatingClient, DoesNotTakeTheBeginningOfAReplyForAllOfIt) {
               ThrowsMessage<std::runtime_error>(StartsWith("cannot reach " + server.url())));
 }
 
+const std::string kChunkedHead =
+    "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n";
+
+/// The body that the server's reply has for the client, or how it fails.
+std::string chunked_body(const std::string& chunks) {
+  ScriptedServer server({kChunkedHead + chunks});
+  Options once;
+  once.attempts = 1;
+  Connection connection(server.url(), once);
+  std::string text;
+  const Request request{.method = "GET", .path = "/v1/projects/tower.db/export?format=ndjson"};
+  try {
+    connection.send(request, [&](std::string_view piece) { text += piece; });
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
+  }
+  return text;
+}
+
+TEST(ChunkedReply, IsNotTakenForWholeWhereverItBreaksOff) {
+  const std::string whole = "3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n";
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    EXPECT_THAT(chunked_body(whole.substr(0, length)), HasSubstr("the reply broke off")) << length;
+  }
+  EXPECT_EQ(chunked_body(whole), "abcde");
+}
+
+TEST(ChunkedReply, IsRefusedWhereItIsLongerThanItMayBe) {
+  ScriptedServer server({kChunkedHead + "3\r\nabc\r\n3\r\ndef\r\n0\r\n\r\n"});
+  Connection connection(server.url(), twice());
+  EXPECT_THAT([&] { connection.send({.method = "GET", .path = "/", .most_reply_bytes = 5}); },
+              ThrowsMessage<std::runtime_error>(HasSubstr("the reply is longer than 5 bytes")));
+}
+
 TEST(RepeatingClient, ReadsAgainWithoutAKey) {
   ScriptedServer server({"", http_reply("200 OK", kEmptyRecord)});
   RemoteProject project(server.url(), "tower.db", twice(), IfMissing::fail);
