@@ -1,8 +1,12 @@
 #include "clients/cpp/remote_project.h"
 
+#include <cstdint>
 #include <limits>
+#include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include <nlohmann/json.hpp>
 
@@ -55,6 +59,31 @@ Variant cell_of(const nlohmann::json& value) {
     cell.value_double.set(number);
   }
   return cell;
+}
+
+struct LinePage {
+  std::vector<RemoteProject::Line> lines;
+  /// What is wrong with the first line that the server cannot read; empty if it can read all.
+  std::string damage;
+  /// What the next page begins after; none after the last one.
+  std::optional<std::int64_t> next;
+};
+
+LinePage line_page_of(const std::string& text) {
+  const auto reply = nlohmann::json::parse(text);
+  LinePage page;
+  const auto& columns = reply.at("columns");
+  for (const auto& row : reply.at("rows")) {
+    RemoteProject::Line& line = page.lines.emplace_back();
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      line.emplace(columns.at(i).at("name").get<std::string>(), cell_of(row.at(i)));
+    }
+  }
+  const auto& damaged = reply.at("damaged");
+  if (!damaged.empty()) page.damage = damaged.at(0).at("detail").get<std::string>();
+  const auto& next = reply.at("next");
+  if (!next.is_null()) page.next = next.get<std::int64_t>();
+  return page;
 }
 
 }  // namespace
@@ -121,20 +150,23 @@ void RemoteProject::for_each_line(const std::string& kind, std::int32_t revision
   std::map<std::string, std::string> parameters = {
       {"kind", kind}, {"revision_id", std::to_string(revision_id)}, {"limit", kLinesAtATime}};
   if (!fields.empty()) parameters["fields"] = fields;
-  for (;;) {
-    const auto page = nlohmann::json::parse(
-        connection_.send({.method = "GET", .path = route("lines", parameters)}));
-    const auto& columns = page.at("columns");
-    for (const auto& row : page.at("rows")) {
-      Line line;
-      for (std::size_t i = 0; i < columns.size(); ++i) {
-        line.emplace(columns.at(i).at("name").get<std::string>(), cell_of(row.at(i)));
-      }
-      take(line);
+  for (std::optional<std::int64_t> after;;) {
+    const std::string reply =
+        connection_.send({.method = "GET", .path = route("lines", parameters)});
+    LinePage page;
+    try {
+      page = line_page_of(reply);
+    } catch (const nlohmann::json::exception& failure) {
+      throw std::runtime_error(std::string("the reply is not a page of lines: ") + failure.what());
     }
-    const auto next = page.find("next");
-    if (next == page.end() || next->is_null()) return;
-    parameters["after"] = next->is_string() ? next->get<std::string>() : next->dump();
+    for (const Line& line : page.lines) take(line);
+    if (!page.damage.empty()) throw std::runtime_error(page.damage);
+    if (!page.next) return;
+    if (after && *page.next <= *after) {
+      throw std::runtime_error("the reply is not a page of lines: its next one is not after it");
+    }
+    after = page.next;
+    parameters["after"] = std::to_string(*after);
   }
 }
 

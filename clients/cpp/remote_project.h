@@ -63,7 +63,10 @@ class RemoteProject final : public Project_Service {
   /// The lines of one kind ("bars", "fabrics", "bar_spacers", "mounting_parts") of a revision, page
   /// by page: however many there are, some thousand are held at a time. `take(line)` gets each line's
   /// fields by their names; an empty Variant is no value. `fields` are the columns, separated by
-  /// commas; empty for all.
+  /// commas; empty for all. A line that the server cannot read ends it, after the others of its
+  /// page, with std::runtime_error "the record of the bar with the id 5 (table rebar) is damaged:
+  /// <reason>"; the server's route `lines` has those after it. Throws std::runtime_error "the reply
+  /// is not a page of lines: <reason>" for a reply of another kind.
   using Line = std::map<std::string, Variant>;
   void for_each_line(const std::string& kind, std::int32_t revision_id, const std::string& fields,
                      const std::function<void(const Line& line)>& take);

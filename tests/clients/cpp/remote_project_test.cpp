@@ -14,6 +14,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/support/plain_sqlite.h"
 #include "tests/tools/korvane/served_folder.h"
 
 namespace korvane::client {
@@ -459,6 +460,51 @@ TEST(RemoteProject, ImportsAFileExportsItAndGivesItsLines) {
   });
   EXPECT_EQ(marks.size(), 16U);
   EXPECT_THROW(project.import_file("/no/such/file"), std::runtime_error);
+}
+
+TEST(RemoteProject, LeavesNoLineOutWithoutAWordWhereOneIsDamaged) {
+  const ServedFolder server;
+  RemoteProject project(server.url(), "tower.db", Options{}, IfMissing::make);
+  project.import_file(KORVANE_EXAMPLES "/guideline.abs");
+  test::PlainConnection file(server.file("tower.db"), test::PlainConnection::Mode::kWrite);
+  file.run("update rebar set raw = x'2905' where id = 5");
+  int taken = 0;
+  EXPECT_THAT(
+      [&] {
+        project.for_each_line("bars", 1, "mark", [&](const RemoteProject::Line&) { ++taken; });
+      },
+      ThrowsMessage<std::runtime_error>(
+          StartsWith("the record of the bar with the id 5 (table rebar) is damaged: ")));
+  EXPECT_EQ(taken, 15);
+}
+
+/// How reading the lines fails if the server's pages are these.
+std::string failure_of_lines(const std::vector<std::string>& pages) {
+  std::vector<std::string> replies;
+  for (const std::string& page : pages) replies.push_back(http_reply("200 OK", page));
+  ScriptedServer server(replies);
+  RemoteProject project(server.url(), "tower.db", Options{}, IfMissing::fail);
+  try {
+    project.for_each_line("bars", 1, "", [](const RemoteProject::Line&) {});
+  } catch (const std::runtime_error& failure) {
+    return failure.what();
+  }
+  return "";
+}
+
+TEST(RemoteProject, RefusesLinesOfAReplyThatIsNoPage) {
+  for (const std::string page :
+       {"", "7", "{}", R"({"columns":[{"name":"mark"}],"rows":[[]],"damaged":[],"next":null})",
+        R"({"columns":[],"rows":[],"damaged":[],"next":"x"})",
+        R"({"columns":[],"rows":[],"damaged":[7],"next":null})"}) {
+    EXPECT_THAT(failure_of_lines({page}), StartsWith("the reply is not a page of lines: ")) << page;
+  }
+}
+
+TEST(RemoteProject, DoesNotGoOnWithPagesThatComeAgain) {
+  const std::string page = R"({"columns":[],"rows":[],"damaged":[],"next":5})";
+  EXPECT_EQ(failure_of_lines({page, page}),
+            "the reply is not a page of lines: its next one is not after it");
 }
 
 }  // namespace
