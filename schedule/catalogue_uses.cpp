@@ -20,13 +20,13 @@ void add_uses(Project_Service& project, const Structure& structure, const std::s
       shown_by_content[revision.content_id] = revision.record.id;
     }
   }
-  for (const auto& row : query(project, "select rev_id, " + column + ", count(*) from " + table +
-                                            " where rev_id is not null and " + column +
-                                            " is not null group by rev_id, " + column)
-                             .rows) {
-    const auto shown = shown_by_content.find(static_cast<std::int32_t>(integer_in(row[0])));
+  for (const auto& [rev_id, id, count] :
+       query<3>(project, "select rev_id, " + column + ", count(*) from " + table +
+                             " where rev_id is not null and " + column +
+                             " is not null group by rev_id, " + column)) {
+    const auto shown = shown_by_content.find(static_cast<std::int32_t>(integer_in(rev_id)));
     if (shown == shown_by_content.end()) continue;
-    uses[static_cast<std::int32_t>(integer_in(row[1]))][shown->second] += integer_in(row[2]);
+    uses[static_cast<std::int32_t>(integer_in(id))][shown->second] += integer_in(count);
   }
 }
 

@@ -40,9 +40,9 @@ void delete_sheet(Project_Service& project, std::int32_t id) {
 /// treatments too, also from the bars of other revisions.
 void clear_bar_spacers(Project_Service& project, std::int32_t rev_id) {
   // There are few of them, and many bars, all of which the operation would look at.
-  const auto found = query(
+  const auto found = query<1>(
       project, "select 1 from barspacer where rev_id = " + std::to_string(rev_id) + " limit 1");
-  if (found.rows.empty()) return;
+  if (found.empty()) return;
   GenericReply reply;
   project.clear_for_revision(revision_ref(rev_id), reply);
 }
@@ -50,40 +50,39 @@ void clear_bar_spacers(Project_Service& project, std::int32_t rev_id) {
 /// Removes all lines of a revision. Its row is replaced by itself, so that what refers to it goes
 /// as if it was deleted.
 void empty_revision(Project_Service& project, std::int32_t rev_id) {
-  query(project,
-        "replace into revision (id, uid, sheet_id, raw) "
-        "select id, uid, sheet_id, raw from revision where id = " +
-            std::to_string(rev_id));
+  execute(project,
+          "replace into revision (id, uid, sheet_id, raw) "
+          "select id, uid, sheet_id, raw from revision where id = " +
+              std::to_string(rev_id));
   clear_bar_spacers(project, rev_id);
 }
 
 bool has_lines(Project_Service& project, std::int32_t rev_id) {
   const std::string where = " where rev_id = " + std::to_string(rev_id) + ")";
-  const auto rows = query(project, "select exists (select 1 from rebar" + where +
-                                       " or exists (select 1 from fabric" + where +
-                                       " or exists (select 1 from barspacer" + where +
-                                       " or exists (select 1 from mountingpart" + where)
-                        .rows;
-  return integer_in(rows.at(0).at(0)) != 0;
+  const auto [exists] = query_row<1>(project, "select exists (select 1 from rebar" + where +
+                                                  " or exists (select 1 from fabric" + where +
+                                                  " or exists (select 1 from barspacer" + where +
+                                                  " or exists (select 1 from mountingpart" + where);
+  return integer_in(exists) != 0;
 }
 
 /// Fails where the project lets no statement pass that writes, before anything has begun that would
 /// need one.
-void require_sql(Project_Service& project) { query(project, "delete from rebar where 0"); }
+void require_sql(Project_Service& project) { execute(project, "delete from rebar where 0"); }
 
 /// The records of a table that bear a mark, by id. The database searches their bytes for the name of
 /// the property, so that a change costs no reading of all other revisions.
 template <class T>
 std::map<std::int32_t, T> marked(Project_Service& project, const std::string& table) {
   std::map<std::int32_t, T> records;
-  for (const auto& row : query(project, "select id, uid, raw from " + table + " where instr(raw, " +
-                                            sql_blob(kChangeProperty) + ")")
-                             .rows) {
-    if (row[2].value_string.empty()) continue;
-    const std::string& raw = *row[2].value_string;
+  for (const auto& [id, uid, bytes] :
+       query<3>(project, "select id, uid, raw from " + table + " where instr(raw, " +
+                             sql_blob(kChangeProperty) + ")")) {
+    if (bytes.value_string.empty()) continue;
+    const std::string& raw = *bytes.value_string;
     T record = encoding::decode<T>(raw.data(), static_cast<std::uint32_t>(raw.size()));
-    record.id = static_cast<std::int32_t>(integer_in(row[0]));
-    if (row[1].value_string.hasvalue()) record.uid = *row[1].value_string;
+    record.id = static_cast<std::int32_t>(integer_in(id));
+    if (uid.value_string.hasvalue()) record.uid = *uid.value_string;
     records.emplace(record.id, std::move(record));
   }
   return records;
@@ -102,15 +101,14 @@ std::vector<ChangeMark> marks_of(Project_Service& project) {
 }
 
 std::int32_t sheet_of(Project_Service& project, std::int32_t rev_id) {
-  const auto rows = query(project,
-                          "select sheet_id from revision where sheet_id is not null "
-                          "and id = " +
-                              std::to_string(rev_id))
-                        .rows;
+  const auto rows = query<1>(project,
+                             "select sheet_id from revision where sheet_id is not null "
+                             "and id = " +
+                                 std::to_string(rev_id));
   if (rows.empty()) {
     throw krv::rpc4::NotFound("no revision " + std::to_string(rev_id) + " in this project");
   }
-  return static_cast<std::int32_t>(integer_in(rows[0][0]));
+  return static_cast<std::int32_t>(integer_in(rows.front()[0]));
 }
 
 void note(Project_Service& project, const ChangeMark& mark, Revision record) {
@@ -279,10 +277,9 @@ void remove_revision(Project_Service& project, std::int32_t rev_id) {
 void remove_sheet(Project_Service& project, std::int32_t sheet_id) {
   finish_changes(project);
   std::set<std::int32_t> revisions;
-  for (const auto& row :
-       query(project, "select id from revision where sheet_id = " + std::to_string(sheet_id))
-           .rows) {
-    revisions.insert(static_cast<std::int32_t>(integer_in(row[0])));
+  for (const auto& [id] :
+       query<1>(project, "select id from revision where sheet_id = " + std::to_string(sheet_id))) {
+    revisions.insert(static_cast<std::int32_t>(integer_in(id)));
   }
   for (const ChangeMark& mark : marks_of(project)) {
     const bool is_here = mark.step != ChangeStep::importing && revisions.count(mark.id) != 0;

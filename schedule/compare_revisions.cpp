@@ -109,11 +109,10 @@ class RowIds {
   std::vector<std::int64_t> read(const std::string& kind) const {
     std::vector<std::int64_t> ids;
     with_line_kind(kind, [&](auto each) {
-      for (const auto& row :
-           query(project_, std::string("select id from ") + each.kTable +
-                               " where rev_id = " + std::to_string(*content_id_) + " order by id")
-               .rows) {
-        ids.push_back(integer_in(row[0]));
+      for (const auto& [id] : query<1>(
+               project_, std::string("select id from ") + each.kTable +
+                             " where rev_id = " + std::to_string(*content_id_) + " order by id")) {
+        ids.push_back(integer_in(id));
       }
     });
     return ids;

@@ -64,12 +64,11 @@ ContentReader::ContentReader(Project_Service& project) : project_(project) {
   for (const char* const table : {LineKind<Rebar>::kTable, LineKind<Fabric>::kTable,
                                   LineKind<BarSpacer>::kTable, LineKind<MountingPart>::kTable}) {
     std::map<std::int32_t, Rows>& rows = rows_[table];
-    for (const auto& row :
-         query(project, std::string("select rev_id, min(id), max(id), count(*) from ") + table +
-                            " where rev_id is not null group by rev_id")
-             .rows) {
-      rows[static_cast<std::int32_t>(integer_in(row[0]))] = {
-          integer_in(row[1]), integer_in(row[2]), static_cast<std::size_t>(integer_in(row[3]))};
+    for (const auto& [rev_id, first, last, count] :
+         query<4>(project, std::string("select rev_id, min(id), max(id), count(*) from ") + table +
+                               " where rev_id is not null group by rev_id")) {
+      rows[static_cast<std::int32_t>(integer_in(rev_id))] = {
+          integer_in(first), integer_in(last), static_cast<std::size_t>(integer_in(count))};
     }
   }
 }
@@ -82,15 +81,15 @@ void ContentReader::for_each(std::int32_t rev_id,
   if (found == rows.end()) return;
   std::int64_t next = found->second.first;
   while (next <= found->second.last) {
-    const model::table::TABLE page = query(
-        project_, std::string("select id, raw from ") + LineKind<T>::kTable + " where id between " +
-                      std::to_string(next) + " and " + std::to_string(found->second.last) +
-                      " and rev_id = " + std::to_string(rev_id) + " order by id limit " +
-                      std::to_string(kRowsAtATime));
-    if (page.rows.empty()) return;
-    for (const auto& row : page.rows) {
-      const std::int64_t id = integer_in(row[0]);
-      visit(stored_line<T>(id, row[1]));
+    const auto page = query<2>(project_, std::string("select id, raw from ") + LineKind<T>::kTable +
+                                             " where id between " + std::to_string(next) + " and " +
+                                             std::to_string(found->second.last) +
+                                             " and rev_id = " + std::to_string(rev_id) +
+                                             " order by id limit " + std::to_string(kRowsAtATime));
+    if (page.empty()) return;
+    for (const auto& [cell, raw] : page) {
+      const std::int64_t id = integer_in(cell);
+      visit(stored_line<T>(id, raw));
       next = id + 1;
     }
   }

@@ -160,19 +160,17 @@ std::string shown_mark(const Rebar& bar) {
 
 /// How many bars of a revision come before that row.
 std::size_t position_of(Project_Service& project, std::int32_t content_id, std::int32_t id) {
-  const auto rows =
-      query(project, "select count(*) from rebar where rev_id = " + std::to_string(content_id) +
-                         " and id < " + std::to_string(id))
-          .rows;
-  return static_cast<std::size_t>(integer_in(rows[0][0]));
+  const auto [count] = query_row<1>(
+      project, "select count(*) from rebar where rev_id = " + std::to_string(content_id) +
+                   " and id < " + std::to_string(id));
+  return static_cast<std::size_t>(integer_in(count));
 }
 
 std::int32_t id_at(Project_Service& project, std::int32_t content_id, std::size_t position) {
   const auto rows =
-      query(project, "select id from rebar where rev_id = " + std::to_string(content_id) +
-                         " order by id limit 1 offset " + std::to_string(position))
-          .rows;
-  return rows.empty() ? 0 : static_cast<std::int32_t>(integer_in(rows[0][0]));
+      query<1>(project, "select id from rebar where rev_id = " + std::to_string(content_id) +
+                            " order by id limit 1 offset " + std::to_string(position));
+  return rows.empty() ? 0 : static_cast<std::int32_t>(integer_in(rows.front()[0]));
 }
 
 /// Whether they differ in no more than where they are stored.

@@ -31,14 +31,15 @@ std::string no_line_text(std::int32_t id) {
 
 template <class T>
 FoundLine<T> find_line(Project_Service& project, const Structure& structure, std::int32_t id) {
-  const auto rows = query(project, std::string("select rev_id, raw from ") + LineKind<T>::kTable +
-                                       " where rev_id is not null and id = " + std::to_string(id))
-                        .rows;
+  const auto rows =
+      query<2>(project, std::string("select rev_id, raw from ") + LineKind<T>::kTable +
+                            " where rev_id is not null and id = " + std::to_string(id));
   if (rows.empty()) throw krv::rpc4::NotFound(no_line_text<T>(id));
+  const auto& [rev_id, raw] = rows.front();
   const std::optional<SelectedRevision> selected =
-      revision_with_content(structure, static_cast<std::int32_t>(integer_in(rows[0][0])));
+      revision_with_content(structure, static_cast<std::int32_t>(integer_in(rev_id)));
   if (!selected) throw krv::rpc4::NotFound(no_line_text<T>(id));
-  FoundLine<T> found{stored_line<T>(id, rows[0][1]), *selected};
+  FoundLine<T> found{stored_line<T>(id, raw), *selected};
   if constexpr (requires { found.item.id; }) found.item.id = id;
   return found;
 }
@@ -50,11 +51,11 @@ std::vector<std::pair<std::int32_t, T>> read_lines(Project_Service& project,
   if (ids.empty()) return lines;
   std::string list;
   for (const std::int32_t id : ids) list += (list.empty() ? "" : ",") + std::to_string(id);
-  for (const auto& row : query(project, std::string("select id, raw from ") + LineKind<T>::kTable +
-                                            " where id in (" + list + ") order by id")
-                             .rows) {
-    const auto id = static_cast<std::int32_t>(integer_in(row[0]));
-    lines.emplace_back(id, stored_line<T>(id, row[1]));
+  for (const auto& [cell, raw] :
+       query<2>(project, std::string("select id, raw from ") + LineKind<T>::kTable +
+                             " where id in (" + list + ") order by id")) {
+    const auto id = static_cast<std::int32_t>(integer_in(cell));
+    lines.emplace_back(id, stored_line<T>(id, raw));
   }
   return lines;
 }

@@ -59,15 +59,15 @@ class PageReader {
 
   /// Reads that many rows with ids in that range, and returns the id of the last one.
   std::optional<std::int64_t> read(std::int64_t first, std::int64_t last, std::size_t limit) const {
-    const model::table::TABLE rows = query(
+    const auto rows = query<2>(
         project_, std::string("select id, raw from ") + LineKind<T>::kTable + " where id between " +
                       std::to_string(first) + " and " + std::to_string(last) +
                       " and rev_id = " + std::to_string(selected_.revision->content_id) +
                       " order by id limit " + std::to_string(limit));
     std::optional<std::int64_t> id;
-    for (const auto& row : rows.rows) {
-      id = integer_in(row[0]);
-      const std::optional<T> item = readable(*id, row[1]);
+    for (const auto& [cell, raw] : rows) {
+      id = integer_in(cell);
+      const std::optional<T> item = readable(*id, raw);
       if (item) show(*id, *item);
     }
     return id;
@@ -105,13 +105,11 @@ class PageReader {
 LineRange find_range(Project_Service& project, const std::string& kind, std::int32_t content_id) {
   LineRange range;
   with_line_kind(kind, [&](auto each) {
-    const auto rows =
-        query(project, std::string("select count(*), coalesce(min(id), 0), "
-                                   "coalesce(max(id), 0) from ") +
-                           each.kTable + " where rev_id = " + std::to_string(content_id))
-            .rows;
-    range = {static_cast<std::size_t>(integer_in(rows[0][0])), integer_in(rows[0][1]),
-             integer_in(rows[0][2])};
+    const auto [count, first, last] =
+        query_row<3>(project, std::string("select count(*), coalesce(min(id), 0), "
+                                          "coalesce(max(id), 0) from ") +
+                                  each.kTable + " where rev_id = " + std::to_string(content_id));
+    range = {static_cast<std::size_t>(integer_in(count)), integer_in(first), integer_in(last)};
   });
   return range;
 }

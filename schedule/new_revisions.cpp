@@ -31,7 +31,7 @@ void delete_sheet(Project_Service& project, std::int32_t id) {
 /// Runs a statement that spares many operations, if the project lets it pass.
 void try_query(Project_Service& project, const std::string& sql) {
   try {
-    query(project, sql);
+    execute(project, sql);
   } catch (const std::exception&) {
     // The operations that follow do the same, one by one, and report what fails.
     return;
@@ -70,9 +70,9 @@ std::int32_t create(Project_Service& project, const Revision& revision) {
 /// The ids of a table's rows by their uids.
 std::map<std::string, std::int32_t> ids_by_uid(Project_Service& project, const std::string& table) {
   std::map<std::string, std::int32_t> ids;
-  for (const auto& row : query(project, "select uid, id from " + table).rows) {
-    if (row[0].value_string.empty()) continue;
-    ids.emplace(*row[0].value_string, static_cast<std::int32_t>(integer_in(row[1])));
+  for (const auto& [uid, id] : query<2>(project, "select uid, id from " + table)) {
+    if (uid.value_string.empty()) continue;
+    ids.emplace(*uid.value_string, static_cast<std::int32_t>(integer_in(id)));
   }
   return ids;
 }
@@ -119,8 +119,8 @@ void take_back_new_revisions(Project_Service& project, const ChangeMark& mark) {
     }
   }
   std::set<std::int32_t> with_bar_spacers;
-  for (const auto& row : query(project, "select distinct rev_id from barspacer").rows) {
-    with_bar_spacers.insert(static_cast<std::int32_t>(integer_in(row[0])));
+  for (const auto& [rev_id] : query<1>(project, "select distinct rev_id from barspacer")) {
+    with_bar_spacers.insert(static_cast<std::int32_t>(integer_in(rev_id)));
   }
   const bool has_bar_spacers = std::any_of(
       made.begin(), made.end(), [&](std::int32_t id) { return with_bar_spacers.count(id) != 0; });
@@ -135,8 +135,8 @@ void take_back_new_revisions(Project_Service& project, const ChangeMark& mark) {
     if (with_bar_spacers.count(id) != 0) project.clear_for_revision(revision_ref(id), reply);
   }
   std::set<std::int32_t> in_use;
-  for (const auto& row : query(project, "select distinct sheet_id from revision").rows) {
-    in_use.insert(static_cast<std::int32_t>(integer_in(row[0])));
+  for (const auto& [sheet_id] : query<1>(project, "select distinct sheet_id from revision")) {
+    in_use.insert(static_cast<std::int32_t>(integer_in(sheet_id)));
   }
   const auto unused_sheets = [&] {
     std::vector<std::int32_t> ids;

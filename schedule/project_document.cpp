@@ -124,9 +124,9 @@ void add_used(Project_Service& project, const std::string& table, const std::str
               const std::set<std::int32_t>& rev_ids, std::set<std::int32_t>& used) {
   const std::string sql = "select distinct rev_id, " + column + " from " + table +
                           " where rev_id is not null and " + column + " is not null";
-  for (const auto& row : query(project, sql).rows) {
-    if (rev_ids.count(static_cast<std::int32_t>(integer_in(row[0]))) == 0) continue;
-    used.insert(static_cast<std::int32_t>(integer_in(row[1])));
+  for (const auto& [rev_id, id] : query<2>(project, sql)) {
+    if (rev_ids.count(static_cast<std::int32_t>(integer_in(rev_id))) == 0) continue;
+    used.insert(static_cast<std::int32_t>(integer_in(id)));
   }
 }
 

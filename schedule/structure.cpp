@@ -17,10 +17,10 @@ std::string quoted(const std::string& name) { return "\"" + name + "\""; }
 /// The sheet of each revision. The record may say otherwise after an update: the column stays.
 std::map<std::int32_t, std::int32_t> sheets_of_revisions(Project_Service& project) {
   std::map<std::int32_t, std::int32_t> sheets;
-  for (const auto& row :
-       query(project, "select id, sheet_id from revision where sheet_id is not null").rows) {
-    sheets[static_cast<std::int32_t>(integer_in(row[0]))] =
-        static_cast<std::int32_t>(integer_in(row[1]));
+  for (const auto& [id, sheet_id] :
+       query<2>(project, "select id, sheet_id from revision where sheet_id is not null")) {
+    sheets[static_cast<std::int32_t>(integer_in(id))] =
+        static_cast<std::int32_t>(integer_in(sheet_id));
   }
   return sheets;
 }

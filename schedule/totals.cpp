@@ -43,7 +43,8 @@ void for_each_group(
     Project_Service& project, const std::map<std::int32_t, std::int32_t>& shown_by_content,
     const std::string& select, std::size_t keys,
     const std::function<void(std::int32_t, const std::vector<Variant>&, const Sum&)>& visit) {
-  for (const auto& row : query(project, select).rows) {
+  constexpr std::size_t kSums = 6;
+  for (const auto& row : query(project, select, 1 + keys + kSums)) {
     const auto shown = shown_by_content.find(static_cast<std::int32_t>(integer_in(row[0])));
     if (shown == shown_by_content.end()) continue;
     const std::size_t first = 1 + keys;

@@ -50,8 +50,8 @@ std::vector<schedule::Assignment> assignments_in(const MountedCall& call) {
 }
 
 bool has_bar(Project_Service& project, std::int32_t id) {
-  return !schedule::query(project, "select 1 from rebar where id = " + std::to_string(id))
-              .rows.empty();
+  return !schedule::query<1>(project, "select 1 from rebar where id = " + std::to_string(id))
+              .empty();
 }
 
 MountedReply edit(const MountedCall& call, RevisionTags& tags) {

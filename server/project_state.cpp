@@ -51,8 +51,8 @@ std::string state_text(Project_Service& project, std::uint64_t serial) {
   // statements: a file may have tables with the names of their table-valued functions.
   for (const char* const count :
        {"pragma data_version", "pragma schema_version", "select total_changes()"}) {
-    const auto rows = schedule::query(project, count).rows;
-    text += '.' + std::to_string(schedule::integer_in(rows.at(0).at(0)));
+    const auto [value] = schedule::query_row<1>(project, count);
+    text += '.' + std::to_string(schedule::integer_in(value));
   }
   return text;
 }

@@ -23,13 +23,12 @@ void add_rows(Project_Service& project, const char* table, std::int32_t content_
   std::int64_t last = std::numeric_limits<std::int64_t>::min();
   while (true) {
     const auto rows =
-        query(project, std::string("select id, raw from ") + table + " where id > " +
-                           std::to_string(last) + " and rev_id = " + std::to_string(content_id) +
-                           " order by id limit " + std::to_string(kRowsAtATime))
-            .rows;
-    for (const auto& row : rows) {
-      digest.add(row[1].value_string.hasvalue() ? *row[1].value_string : "");
-      last = integer_in(row[0]);
+        query<2>(project, std::string("select id, raw from ") + table + " where id > " +
+                              std::to_string(last) + " and rev_id = " + std::to_string(content_id) +
+                              " order by id limit " + std::to_string(kRowsAtATime));
+    for (const auto& [id, raw] : rows) {
+      digest.add(raw.value_string.hasvalue() ? *raw.value_string : "");
+      last = integer_in(id);
     }
     if (rows.size() < kRowsAtATime) return;
   }
@@ -39,9 +38,8 @@ std::string make_tag(Project_Service& project, const schedule::RevisionEntry& re
   host::Digest digest;
   // One that was made anew under the uid of another is not that one.
   digest.add(std::to_string(revision.record.id));
-  for (const auto& row : query(project, "select uid, raw from revision where id = " +
-                                            std::to_string(revision.record.id))
-                             .rows) {
+  for (const auto& row : query<2>(project, "select uid, raw from revision where id = " +
+                                               std::to_string(revision.record.id))) {
     for (const auto& cell : row) digest.add(cell.value_string.hasvalue() ? *cell.value_string : "");
   }
   schedule::for_each_line_kind(
@@ -99,14 +97,14 @@ std::optional<std::string> tag_of(const krv::rpc4::LiveService& live,
   const std::string by = subject.id ? "id = " + std::to_string(*subject.id)
                                     : "uid = " + text_in_sql(subject.uid.value_or(""));
   const auto rows =
-      query(project, "select id, uid, raw from " + std::string(subject.kind) + " where " + by).rows;
+      query<3>(project, "select id, uid, raw from " + std::string(subject.kind) + " where " + by);
   if (rows.empty()) return std::nullopt;
   host::Digest digest;
   digest.add(subject.kind);
-  digest.add(std::to_string(integer_in(rows[0][0])));
-  for (std::size_t column = 1; column < rows[0].size(); ++column) {
-    const auto& text = rows[0][column].value_string;
-    digest.add(text.hasvalue() ? *text : "");
+  const auto& [id, uid, raw] = rows.front();
+  digest.add(std::to_string(integer_in(id)));
+  for (const Variant* const cell : {&uid, &raw}) {
+    digest.add(cell->value_string.hasvalue() ? *cell->value_string : "");
   }
   return '"' + digest.take() + '"';
 }

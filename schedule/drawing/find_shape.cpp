@@ -57,14 +57,14 @@ FoundShape found(const T& line, const std::string& legs) {
 
 FoundShape find_shape(Project_Service& project, const LineName& name) {
   const Place place = place_of(project, name);
-  const model::table::TABLE rows =
-      query(project, std::string("select id, raw from ") + (name.is_fabric ? "fabric" : "rebar") +
-                         " where " + place.condition);
-  if (rows.rows.empty()) throw krv::rpc4::NotFound(place.text);
-  const auto& row = rows.rows.front();
-  const std::int64_t id = integer_in(row[0]);
-  if (name.is_fabric) return found_shape(stored_line<Fabric>(id, row[1]));
-  return found_shape(stored_line<Rebar>(id, row[1]));
+  const auto rows =
+      query<2>(project, std::string("select id, raw from ") +
+                            (name.is_fabric ? "fabric" : "rebar") + " where " + place.condition);
+  if (rows.empty()) throw krv::rpc4::NotFound(place.text);
+  const auto& [cell, raw] = rows.front();
+  const std::int64_t id = integer_in(cell);
+  if (name.is_fabric) return found_shape(stored_line<Fabric>(id, raw));
+  return found_shape(stored_line<Rebar>(id, raw));
 }
 
 FoundShape found_shape(const Rebar& bar) { return found(bar, legs_text(bar.geometry)); }

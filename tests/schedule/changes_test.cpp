@@ -345,8 +345,8 @@ TEST_F(ForeignMarks, ThatTheirRecordCannotBearAreNone) {
 
 TEST_F(ForeignMarks, ThatCannotBeFinishedHoldUpNoOtherChange) {
   const std::int32_t lost = make_revision(sheet_);
-  schedule::query(project(),
-                  "update revision set sheet_id = null where id = " + std::to_string(lost));
+  schedule::execute(project(),
+                    "update revision set sheet_id = null where id = " + std::to_string(lost));
   make_marked("whole a:1:1 0", lost, sheet_);
   EXPECT_NO_THROW(replace_content(project(), revision_, content("new")));
   EXPECT_EQ(seen(revision_), placed(content("new"), revision_));

@@ -44,8 +44,8 @@ class ProjectState : public ::testing::Test {
     host::ModelServerLimits limits;
     limits.query.lock_wait = std::chrono::milliseconds(200);
     limits.around_query.before = [](const krv::rpc4::LiveService& project, std::string_view) {
-      schedule::query(*static_cast<model::cad::Project_Service*>(project.service),
-                      "select count(*) from rebar");
+      schedule::execute(*static_cast<model::cad::Project_Service*>(project.service),
+                        "select count(*) from rebar");
     };
     return limits;
   }
@@ -74,12 +74,11 @@ TEST_F(ProjectState, KeepsNoValueOfATransactionThatIsTakenBack) {
   server::FoundValues<std::int64_t> values;
   const auto sheets = [&] {
     return values.get(project, "sheets", [&] {
-      return schedule::integer_in(
-          schedule::query(project, "select count(*) from sheet").rows.at(0).at(0));
+      return schedule::integer_in(schedule::query_row<1>(project, "select count(*) from sheet")[0]);
     });
   };
   live->transactional->begin_unit();
-  schedule::query(project, "insert into sheet (uid, raw) values ('new', x'')");
+  schedule::execute(project, "insert into sheet (uid, raw) values ('new', x'')");
   const std::int64_t within = sheets();
   live->transactional->roll_back_unit();
   EXPECT_EQ(sheets(), within - 1);

@@ -182,7 +182,7 @@ int run_on_server(const QueryOptions& options, const CommonOptions& common,
   require_sendable(options, sql);
   model::table::TABLE reply;
   with_project(options.project, common, Purpose::reading,
-               [&](Project_Service& project) { reply = schedule::query(project, sql); });
+               [&](Project_Service& project) { reply = schedule::query_table(project, sql); });
   const std::size_t rows = print_rows(reply, options.output, std::cout);
   require_output();
   const bool gives_rows = !reply.columns.empty();

@@ -16,7 +16,7 @@ using model::cad::Project_Service;
 void run(const LiveService& project, std::string_view sql, const char* statement) {
   if (project.definition != &Project_Service::definition()) return;
   if (!sqlite::extension::may_need_views(sql)) return;
-  schedule::query(*static_cast<Project_Service*>(project.service), statement);
+  schedule::execute(*static_cast<Project_Service*>(project.service), statement);
 }
 
 }  // namespace

@@ -171,8 +171,7 @@ TEST(ServedCopies, ThatStandAreReadThroughAServerOfTheirOwn) {
     start = Clock::now();
     RemoteProject project(standby.url(), "", "p.db", RemoteProject::IfMissing::fail);
     const char* const count = "select count(*) from rebar where member = '0'";
-    const std::int64_t served =
-        schedule::integer_in(schedule::query(project, count).rows.at(0).at(0));
+    const std::int64_t served = schedule::integer_in(schedule::query_row<1>(project, count)[0]);
     longest_read = std::max(longest_read, milliseconds_since(start));
     const int found = std::stoi(*plain_rows(copies.file("p.db"), count)[0][0]);
     EXPECT_GE(found, before * static_cast<int>(kBatch));
