@@ -21,7 +21,9 @@ PeerProcess::PeerProcess(const std::string& program, const std::vector<std::stri
 }
 
 PeerProcess::~PeerProcess() {
-  Poco::Process::requestTermination(process_->id());
+  // Not requestTermination(): a shell that runs this in the background has SIGINT ignored, by the
+  // peers as well, which keep nothing.
+  Poco::Process::kill(*process_);
   process_->wait();
 }
 
