@@ -20,10 +20,12 @@ void add_uses(Project_Service& project, const Structure& structure, const std::s
       shown_by_content[revision.content_id] = revision.record.id;
     }
   }
-  for (const auto& [rev_id, id, count] :
-       query<3>(project, "select rev_id, " + column + ", count(*) from " + table +
-                             " where rev_id is not null and " + column +
-                             " is not null group by rev_id, " + column)) {
+  std::string sql = "select rev_id, ";
+  sql += column + ", count(*) from ";
+  sql += table + " where rev_id is not null and ";
+  sql += column + " is not null group by rev_id, ";
+  sql += column;
+  for (const auto& [rev_id, id, count] : query<3>(project, sql)) {
     const auto shown = shown_by_content.find(static_cast<std::int32_t>(integer_in(rev_id)));
     if (shown == shown_by_content.end()) continue;
     uses[static_cast<std::int32_t>(integer_in(id))][shown->second] += integer_in(count);
